@@ -1,0 +1,25 @@
+#include "Platform/Karvel/SdkCall.h"
+
+#include <iostream>
+
+namespace Karvel {
+
+namespace {
+
+std::ostream* errorStream = nullptr;
+
+} // namespace
+
+void sdkErrorStreamIs( std::ostream* stream ) {
+   errorStream = stream;
+}
+
+void reportSdkError( const Duolog::Handle& trace, const char* callText, Shim::Rc rc ) {
+   std::ostream& out = errorStream ? *errorStream : std::cerr;
+   out << callText << " API ERROR:" << ::Shim::Sdk::bcm_errmsg( rc ) << " (rc:" << rc << ")"
+       << std::endl;
+   DUOLOG( trace, 0,
+         callText << " API ERROR:" << ::Shim::Sdk::bcm_errmsg( rc ) << " (rc:" << rc << ")" );
+}
+
+} // namespace Karvel

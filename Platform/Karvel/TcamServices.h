@@ -1,0 +1,88 @@
+#pragma once
+
+// The agent's TCAM services, as its plug-ins see them: entry managers hand out entries of one
+// feature's group; the group manager makes the groups.
+
+#include "Platform/KarvelMirror/Mtp.h"
+#include "Platform/Shim/Types.h"
+#include "Platform/Zol/Entity.h"
+#include "Platform/Zol/Enum.h"
+#include "Platform/Zol/Value.h"
+
+namespace Karvel {
+
+// A hardware entry id; 0 is none. Ids are never used again.
+using EntryId = uint32_t;
+
+ZOL_ENUM( TcamStatus, uint8_t, ( success, 0 ),
+      ( exhausted, 1 ), // no entry, group or port class is free
+      ( failed, 2 ) );  // the chip refused for another reason
+
+// Tells the entries of one entry manager apart.
+class TcamRequestKey : public Zol::Value {
+   ZOL_VALUE( Karvel, TcamRequestKey, ( VAL, KarvelMirror::Mtp, mtp ),
+         ( VAL, Zol::String, aclName ), ( VAL, uint8_t, aclType ),
+         ( VAL, uint32_t, rule ),       // the rule's number inside its ACL
+         ( VAL, uint32_t, subRule ) );  // which of the entries that the rule became
+
+ public:
+   TcamRequestKey() = default;
+   TcamRequestKey( KarvelMirror::Mtp mtp, const Zol::String& aclName, uint8_t aclType,
+         uint32_t rule, uint32_t subRule )
+         : mtp_( mtp ), aclName_( aclName ), aclType_( aclType ), rule_( rule ),
+           subRule_( subRule ) {}
+};
+
+struct TcamEntryResult {
+   TcamStatus status = TcamStatus::failed;
+   EntryId entryId = 0; // 0 unless status is success
+};
+
+// Whether equal port sets may share one port class.
+enum class ClassSharing : uint8_t { exclusive, shared };
+
+// Gives entries of one group, as many as the chip has. Its group goes with the last pointer to
+// it; entries that are still held then are released.
+class KarvelUnboundedTcamEntryManager : public Zol::Entity {
+   ZOL_ENTITY( Karvel, KarvelUnboundedTcamEntryManager, Zol::Entity );
+
+ public:
+   // Creates the entry, or finds the one made before under the same key. The slot is reserved
+   // from here on, so that installing does not meet a full chip. The name is for people: it is
+   // shown wherever the chip's entries are.
+   virtual TcamEntryResult getEntry(
+         uint32_t unit, const Zol::String& name, const TcamRequestKey& key ) = 0;
+   // Whether ports are matched by their class ("AclGroup") rather than one by one.
+   virtual bool supportsAclGroup() const = 0;
+   virtual Shim::Rc qualifyPortsClassId( uint32_t unit, EntryId entryId,
+         const Shim::PortBitmap& ports, ClassSharing sharing ) = 0;
+   virtual Shim::Rc addInPortsForEntry( uint32_t unit, EntryId entryId,
+         const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) = 0;
+   virtual Shim::Rc installEntry( uint32_t unit, EntryId entryId ) = 0;
+   // E_NOT_FOUND, without effect, for an id that this manager does not hold.
+   virtual Shim::Rc releaseEntry( uint32_t unit, EntryId entryId ) = 0;
+};
+
+// What a destination's mirroring group is for.
+struct MirroringAclGroup {
+   KarvelMirror::Mtp mtp;
+   int32_t type = -1; // ACL kind: 0 IPv4, 1 IPv6, 2 MAC and ports, -1 none
+   bool egress = false;
+
+   bool operator==( const MirroringAclGroup& ) const = default;
+};
+
+class KarvelTcamGroupManager : public Zol::Entity {
+   ZOL_ENTITY( Karvel, KarvelTcamGroupManager, Zol::Entity );
+
+ public:
+   // The entry manager of one destination's mirroring group on one chip. The caller owns it.
+   virtual Zol::Ptr< KarvelUnboundedTcamEntryManager > mirroringEntryManager(
+         uint32_t unit, KarvelMirror::Mtp mtp ) = 0;
+   // Says what the destination's group is for, from now on. The group must be empty. Type -1
+   // takes the group away.
+   virtual TcamStatus groupMirroringAclDataIs(
+         uint32_t unit, const MirroringAclGroup& group ) = 0;
+};
+
+} // namespace Karvel

@@ -1,0 +1,20 @@
+#include "Platform/KarvelCentral/ChipInfo.h"
+
+namespace KarvelCentral {
+
+void ChipInfo::doInit( const ChipAttributes& attributes ) {
+   needsLoopbackTrunkMapIs( attributes.loopbackTrunkMap() );
+   usesTcamHelpersIs( attributes.mirroringTcamHelpers() );
+   newTcamInterfaceIs( attributes.newTcamInterface() );
+}
+
+Zol::Ptr< ChipInfo > ChipTable::findOrMake( const ChipAttributes& attributes ) {
+   if ( Zol::Ptr< ChipInfo > info = chipInfo( attributes.chip() ) ) {
+      return info;
+   }
+   Zol::Ptr< ChipInfo > info = chipInfoIs( attributes.chip() );
+   info->doInit( attributes );
+   return info;
+}
+
+} // namespace KarvelCentral

@@ -1,0 +1,26 @@
+#pragma once
+
+// Feature toggles: a flat JSON object of booleans in a file of the agent's,
+//
+//    { "KarvelMirrorT4Gre": false }
+//
+// A file or a name that is missing means the default.
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace KarvelLib {
+
+// Where toggle files stand; the working directory by default.
+void toggleDirectoryIs( const std::string& directory );
+
+// One toggle of one file. Reads the file at every call: callers keep the answer. A malformed
+// file throws std::runtime_error with the line that checkToggleFile gives.
+bool toggle( std::string_view file, std::string_view name, bool byDefault );
+
+// What is wrong with a toggle file, as "FILE:LINE: ...; allowed: ..."; none if it is well
+// formed or missing.
+std::optional< std::string > checkToggleFile( const std::string& path );
+
+} // namespace KarvelLib

@@ -1,0 +1,106 @@
+#pragma once
+
+// What the central agents publish about mirroring, and what the slices answer.
+
+#include "Platform/Acl/Types.h"
+#include "Platform/KarvelMirror/Mtp.h"
+#include "Platform/LogicalFap/LogicalFapId.h"
+#include "Platform/Zol/Entity.h"
+#include "Platform/Zol/Enum.h"
+#include "Platform/Zol/Value.h"
+
+namespace KarvelMirror {
+
+ZOL_ENUM( Direction, uint8_t, ( none, 0 ), ( ingress, 1 ), ( egress, 2 ) );
+
+// A port whose traffic is mirrored: module and logical port, or a link aggregation.
+class SourcePort : public Zol::Value {
+   ZOL_VALUE( KarvelMirror, SourcePort, ( VAL, uint32_t, modId ), ( VAL, int32_t, port ),
+         ( VAL, int32_t, trunk, -1 ) ); // -1: this is a port
+
+ public:
+   SourcePort() = default;
+   static SourcePort ofPort( uint32_t modId, int32_t port ) {
+      SourcePort source;
+      source.modIdIs( modId );
+      source.portIs( port );
+      return source;
+   }
+   static SourcePort ofTrunk( int32_t trunk ) {
+      SourcePort source;
+      source.trunkIs( trunk );
+      return source;
+   }
+   bool isTrunk() const { return trunk() >= 0; }
+};
+
+// An ACL that filters a destination's traffic.
+class AclKey : public Zol::Value {
+   ZOL_VALUE( KarvelMirror, AclKey, ( VAL, Zol::String, aclName ),
+         ( VAL, Acl::AclType, aclType ) );
+};
+
+// What was decided for one destination. A destination is used in one direction; a change of
+// direction withdraws it and publishes it anew.
+class MtpProgramInfo : public Zol::Entity {
+   ZOL_ENTITY( KarvelMirror, MtpProgramInfo, Zol::Entity, ( CONST, Mtp, mtp ),
+         ( SET, SourcePort, srcPort ), // an ingress link aggregation stands as its members
+         ( VAL, Direction, direction ),
+         ( VAL, bool, aclPortMirroring ), // mirrors by port
+         ( SET, AclKey, acl ),            // mirrors what these permit
+         ( VAL, Zol::String, session ) ); // the session it serves: for people
+
+ public:
+   explicit MtpProgramInfo( Mtp mtp ) : mtp_( mtp ) {}
+};
+
+class LogicalFapMtpProgramInfo : public Zol::Entity {
+   ZOL_ENTITY( KarvelMirror, LogicalFapMtpProgramInfo, Zol::Entity,
+         ( CONST, LogicalFap::LogicalFapId, logicalFap ),
+         ( COLL, Mtp, MtpProgramInfo, mtpProgramInfo ) );
+
+ public:
+   explicit LogicalFapMtpProgramInfo( LogicalFap::LogicalFapId fap ) : logicalFap_( fap ) {}
+};
+
+class LogicalFapMtpProgramInfoColl : public Zol::Entity {
+   ZOL_ENTITY( KarvelMirror, LogicalFapMtpProgramInfoColl, Zol::Entity,
+         ( COLL, LogicalFap::LogicalFapId, LogicalFapMtpProgramInfo, lfMtpProgramInfo ) );
+
+ public:
+   explicit LogicalFapMtpProgramInfoColl( std::string_view = {} ) {}
+};
+
+// What the chip of a slice can do for mirroring.
+class SliceCapability : public Zol::Entity {
+   ZOL_ENTITY( KarvelMirror, SliceCapability, Zol::Entity,
+         ( VAL, uint32_t, mirrorDestinations ) );
+
+ public:
+   explicit SliceCapability( std::string_view = {} ) {}
+};
+
+ZOL_ENUM( ProgramStatus, uint8_t, ( unknown, 0 ), ( success, 1 ), ( failed, 2 ),
+      ( resourceExhaustion, 3 ) ); // the hardware ran out of entries
+
+// How programming went, per destination; a destination that has gone has no status.
+class SliceMtpProgramStatus : public Zol::Entity {
+   ZOL_ENTITY( KarvelMirror, SliceMtpProgramStatus, Zol::Entity,
+         ( MAP, Mtp, ProgramStatus, programStatus ) );
+
+ public:
+   explicit SliceMtpProgramStatus( std::string_view = {} ) {}
+};
+
+namespace Slice {
+
+// Parameters that apply to all slices.
+class ParamConfig : public Zol::Entity {
+   ZOL_ENTITY( KarvelMirror::Slice, ParamConfig, Zol::Entity );
+
+ public:
+   explicit ParamConfig( std::string_view = {} ) {}
+};
+
+} // namespace Slice
+} // namespace KarvelMirror

@@ -1,0 +1,19 @@
+#pragma once
+
+// From interfaces to the chip's ports.
+
+#include "Platform/Karvel/KarvelCommonSmData.h"
+#include "Platform/Shim/Types.h"
+
+namespace KarvelTcam {
+
+using CommonData = Zol::Ptr< const Karvel::KarvelCommonSmData >;
+
+// Whether the interface has a port on a chip of this slice.
+bool intfToPortHas( const CommonData& scsd, const Zol::String& intf );
+// Its port; SysPort() if it has none.
+Karvel::SysPort intfToPort( const CommonData& scsd, const Zol::String& intf );
+// All front-panel ports of the slice's chip.
+Shim::PortBitmap getPbmpAll( const CommonData& scsd );
+
+} // namespace KarvelTcam

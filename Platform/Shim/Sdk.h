@@ -1,0 +1,96 @@
+#pragma once
+
+// The chip vendor's SDK as this system uses it: one method per call, constants as methods,
+// reached as ::Shim::sdk_. Every call takes the unit (chip) first and returns a code; what
+// it gives back comes through pointers that are written only on success.
+//
+// Calls are not to be made with the activity lock held: see Platform/Karvel/SdkCall.h.
+
+#include "Platform/Shim/Types.h"
+
+namespace Shim {
+
+class Sdk {
+ public:
+   virtual ~Sdk() = default;
+
+   // --- Return codes -------------------------------------------------------------------
+   static constexpr Rc QX_BCM_E_NONE() { return 0; }
+   static constexpr Rc QX_BCM_E_INTERNAL() { return -1; }
+   static constexpr Rc QX_BCM_E_MEMORY() { return -2; }
+   static constexpr Rc QX_BCM_E_UNIT() { return -3; }
+   static constexpr Rc QX_BCM_E_PARAM() { return -4; }
+   static constexpr Rc QX_BCM_E_EMPTY() { return -5; }
+   static constexpr Rc QX_BCM_E_FULL() { return -6; }
+   static constexpr Rc QX_BCM_E_NOT_FOUND() { return -7; }
+   static constexpr Rc QX_BCM_E_EXISTS() { return -8; }
+   static constexpr Rc QX_BCM_E_TIMEOUT() { return -9; }
+   static constexpr Rc QX_BCM_E_BUSY() { return -10; }
+   static constexpr Rc QX_BCM_E_FAIL() { return -11; }
+   static constexpr Rc QX_BCM_E_RESOURCE() { return -14; }
+   static constexpr Rc QX_BCM_E_CONFIG() { return -15; }
+   static constexpr Rc QX_BCM_E_UNAVAIL() { return -16; }
+   static constexpr Rc QX_BCM_E_PORT() { return -18; }
+   // The error's text, "Entry not found" for example; "Unknown error" for any other code.
+   static const char* bcm_errmsg( Rc rc );
+
+   // --- Chip family --------------------------------------------------------------------
+   virtual bool QX_SOC_IS_TOMAHAWKX( int unit ) const = 0;
+
+   // --- Field processor: groups --------------------------------------------------------
+   virtual Rc bcm_field_group_create(
+         int unit, FieldStage stage, QualifierSet qualifiers, int priority, int* group ) = 0;
+   virtual Rc bcm_field_group_destroy( int unit, int group ) = 0; // E_BUSY while it has entries
+   virtual Rc bcm_field_group_status_get( int unit, int group, FieldGroupStatus* status ) = 0;
+
+   // --- Field processor: entries -------------------------------------------------------
+   // Creating reserves the slot (E_RESOURCE when the stage is full); matching starts with
+   // install. A later install makes the changes since the last one take effect.
+   virtual Rc bcm_field_entry_create( int unit, int group, int* entry ) = 0;
+   virtual Rc bcm_field_entry_destroy( int unit, int entry ) = 0;
+   virtual Rc bcm_field_entry_install( int unit, int entry ) = 0;
+   virtual Rc bcm_field_entry_remove( int unit, int entry ) = 0; // stays created, matches no more
+   virtual Rc bcm_field_entry_prio_set( int unit, int entry, int priority ) = 0;
+   virtual Rc bcm_field_entry_name_set( int unit, int entry, const char* name ) = 0;
+
+   // Data and mask; a mask bit of zero does not care.
+   virtual Rc bcm_field_qualify_InPorts(
+         int unit, int entry, const PortBitmap& data, const PortBitmap& mask ) = 0;
+   virtual Rc bcm_field_qualify_PortClass( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId, uint32_t modIdMask,
+         uint32_t port, uint32_t portMask ) = 0;
+   virtual Rc bcm_field_qualify_DstTrunk( int unit, int entry, int trunk, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_Drop( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_OuterVlanId( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualifier_delete( int unit, int entry, Qualifier qualifier ) = 0;
+
+   virtual Rc bcm_field_action_add(
+         int unit, int entry, FieldAction action, uint32_t param0, uint32_t param1 ) = 0;
+   virtual Rc bcm_field_action_remove( int unit, int entry, FieldAction action ) = 0;
+
+   // --- Mirror destinations ------------------------------------------------------------
+   // A destination number is the index of the chip's mirror destination table (0 to 3).
+   virtual Rc bcm_mirror_destination_set(
+         int unit, int destination, const MirrorDestination& value ) = 0;
+   virtual Rc bcm_mirror_destination_destroy( int unit, int destination ) = 0;
+
+   // --- Ports, VLANs, trunks, L2 table -------------------------------------------------
+   virtual Rc bcm_port_enable_set( int unit, int port, bool enable ) = 0;
+   virtual Rc bcm_port_class_set( int unit, int port, uint32_t classBits ) = 0;
+   virtual Rc bcm_port_untagged_vlan_set( int unit, int port, uint16_t vid ) = 0; // 0: none
+   virtual Rc bcm_vlan_create( int unit, uint16_t vid ) = 0;
+   virtual Rc bcm_vlan_destroy( int unit, uint16_t vid ) = 0;
+   virtual Rc bcm_vlan_port_add( int unit, uint16_t vid, const PortBitmap& members,
+         const PortBitmap& untagged ) = 0;
+   virtual Rc bcm_vlan_port_remove( int unit, uint16_t vid, const PortBitmap& members ) = 0;
+   virtual Rc bcm_trunk_create( int unit, int trunk ) = 0;
+   virtual Rc bcm_trunk_destroy( int unit, int trunk ) = 0;
+   virtual Rc bcm_trunk_members_set( int unit, int trunk, const int* ports, int count ) = 0;
+   virtual Rc bcm_l2_addr_add( int unit, const L2Addr& address ) = 0;
+   virtual Rc bcm_l2_addr_delete( int unit, const Plix::EthAddr& mac, uint16_t vid ) = 0;
+};
+
+// The process's SDK. Set once by the agent before any plug-in runs; never null after that.
+extern Sdk* sdk_;
+
+} // namespace Shim

@@ -1,0 +1,179 @@
+#include "PluginMounters/Slice/KarvelMirrorSliceMounter.h"
+
+#include "Platform/Duolog/Duolog.h"
+#include "Platform/KarvelLib/Toggles.h"
+#include "Platform/Zol/TypeRegistry.h"
+#include "PluginMounters/Slice/SliceMachineFactories.h"
+
+namespace KarvelMirror {
+
+const Zol::String paramConfigPath = "hardware/karvel/mirror/paramConfig";
+const Zol::String aclConfigCliPath = "acl/config/cli";
+const Zol::String aclConfigInputPath = "acl/config/input";
+const Zol::String sliceMtpProgramStatusPath =
+      "hardware/karvel/centralStatus/feature/KarvelMirror/sliceMtpProgramStatus";
+const Zol::String sliceCapabilityPath = "hardware/karvel/mirror/sliceCapability";
+
+namespace {
+
+Duolog::Handle trace( "SliceMounter" );
+
+const Zol::String cpuRecircStatusPath =
+      "hardware/karvel/centralStatus/feature/KarvelMirror/cpuRecircStatus";
+const Zol::String mtpProgramInfoPath =
+      "hardware/karvel/centralStatus/feature/KarvelMirror/mtpProgramInfo";
+const Zol::String mirroringConfigPath = "mirroring/hwconfig";
+const Zol::String tcamConfigPath = "hardware/karvel/feature/karveltcam/config/global";
+const Zol::String tcamStatusPath = "hardware/karvel/feature/karveltcam/status/global";
+
+Zol::String sourceTrunkMapPath( const Zol::String& slice ) {
+   return "hardware/karvel/globalStatus/karvellag/tableMgrDir/sourceTrunkMap/KarvelMirror-" +
+          slice;
+}
+
+// Builds nothing where a machine has no factory.
+template < typename Machine >
+Zol::Ptr< Machine > build( const SliceMachineFactories::Factory< Machine >& factory,
+      SliceMounter& mounter ) {
+   return factory ? factory( mounter ) : nullptr;
+}
+
+} // namespace
+
+SliceMachineFactories& sliceMachineFactories() {
+   static SliceMachineFactories factories;
+   return factories;
+}
+
+bool karvelMirrorT4Gre() {
+   static const bool on = KarvelLib::toggle( "KarvelLib.json", "KarvelMirrorT4Gre", true );
+   return on;
+}
+
+SliceMounter::SliceMounter( const Zol::String& sliceName )
+      : MounterBase( sliceName ),
+        taskScheduler_( Orv::TaskSchedulerRoot::findOrCreateScheduler() ) {}
+
+void SliceMounter::doInit() {
+   DUOLOG( trace, 1, "SliceMounter::" << "doInit" );
+   Hubdb::MountGroup& group = entityManager().mountGroup();
+   group.mount( cpuRecircStatusPath, "KarvelCentral::CpuRecircStatus", "r" );
+   group.mount( mtpProgramInfoPath, "KarvelMirror::LogicalFapMtpProgramInfoColl", "r" );
+   group.mount( slicePath( sliceCapabilityPath ), "KarvelMirror::SliceCapability", "r" );
+   group.mount( slicePath( sliceMtpProgramStatusPath ), "KarvelMirror::SliceMtpProgramStatus",
+         "wc" );
+   group.mount( aclConfigInputPath, "Zol::Dir", "r" );
+   group.mount( aclConfigInputPath, "Acl::Input::Config", "r" );
+   group.mount( paramConfigPath, "KarvelMirror::Slice::ParamConfig", "r" );
+   group.mount( mirroringConfigPath, "Mirroring::Config", "r" );
+   group.mount( sourceTrunkMapPath( name() ), "KarvelCentral::PortTabWriteRequestDir", "cw" );
+   group.mount( tcamConfigPath, "Zol::Dir", "wi" );
+   group.mount( tcamStatusPath, "Zol::Dir", "ri" );
+}
+
+void SliceMounter::doMountsComplete(
+      Hubdb::MountStatus mountStatus, Hubdb::EntityManager& store ) {
+   DUOLOG( trace, 1,
+         "SliceMounter::" << "doMountsComplete" << " mountStatus: " << mountStatus );
+   aclConfigIs( aclConfigCliPath );
+   DUOLOG( trace, 1,
+         "SliceMounter::" << "doMountsComplete" << " aclConfig: " << aclConfig()->root() );
+   Zol::Ptr< const Zol::Dir > aclInputDir = store.entity< Zol::Dir >( aclConfigInputPath );
+   auto aclInput = store.entity< Acl::Input::Config >( aclConfigInputPath );
+   if ( aclInputDir && aclInput ) {
+      aclConfigAggregatorSmIs( aclInputDir, aclInput, aclConfig() );
+   }
+   findEntities( store );
+
+   SliceMachineFactories& factories = sliceMachineFactories();
+   if ( !karvelMirrorT4Gre() ) {
+      configSmIs( build( factories.sliceConfigSm, *this ) );
+   }
+   if ( !scsd()->unit().empty() ) {
+      unitIs( scsd()->unit().begin().key() );
+   }
+   sourceTrunkMapIs( store.writableEntity< KarvelCentral::PortTabWriteRequestDir >(
+         sourceTrunkMapPath( name() ) ) );
+   Zol::Ptr< const KarvelCentral::ChipInfo > chip = chipInfo();
+   if ( chip && chip->needsLoopbackTrunkMap() ) {
+      loopbackHelperSmIs( build( factories.loopbackHelperSm, *this ) );
+   }
+   if ( chip && chip->usesTcamHelpers() ) {
+      buildTcamMachines( store, *chip );
+   }
+   if ( karvelMirrorT4Gre() ) {
+      mtpProgramInfoCollSmIs( build( factories.mtpProgramInfoCollSm, *this ) );
+   }
+}
+
+void SliceMounter::findEntities( Hubdb::EntityManager& store ) {
+   lfMtpProgramInfoIs( store.entity< LogicalFapMtpProgramInfoColl >( mtpProgramInfoPath ) );
+   ZOL_ASSERT( lfMtpProgramInfo() );
+   cpuRecircStatusIs( store.entity< KarvelCentral::CpuRecircStatus >( cpuRecircStatusPath ) );
+   ZOL_ASSERT( cpuRecircStatus() );
+   sliceCapabilityIs( store.entity< SliceCapability >( slicePath( sliceCapabilityPath ) ) );
+   ZOL_ASSERT( sliceCapability() );
+   sliceMtpProgramStatusIs( store.writableEntity< SliceMtpProgramStatus >(
+         slicePath( sliceMtpProgramStatusPath ) ) );
+   ZOL_ASSERT( sliceMtpProgramStatus() );
+   scsdIs( sharedEntity< Karvel::KarvelCommonSmData >( "karvelCommon" ) );
+   ZOL_ASSERT( scsd() );
+   paramConfigIs( store.entity< Slice::ParamConfig >( paramConfigPath ) );
+   mirroringConfigIs( store.entity< Mirroring::Config >( mirroringConfigPath ) );
+}
+
+Zol::Ptr< const KarvelCentral::ChipInfo > SliceMounter::chipInfo() const {
+   Zol::Ptr< const Karvel::KarvelCommonSmData > common = scsd();
+   Zol::Ptr< const Karvel::UnitData > chip = common->unit( unit() );
+   if ( !chip || !common->chipTable() ) {
+      return nullptr;
+   }
+   return common->chipTable()->findOrMake( chip->chipAttributes() );
+}
+
+void SliceMounter::buildTcamMachines(
+      Hubdb::EntityManager& store, const KarvelCentral::ChipInfo& chip ) {
+   tcamManagerIs( sharedEntity< Karvel::KarvelTcamGroupManager >( "tcamManager" ) );
+   tcamHelperConfigIs( tcamHelperConfigFactory() );
+   tcamHelperStatusIs( tcamHelperStatusFactory() );
+   tcamConfigDirIs( store.writableEntity< Zol::Dir >( tcamConfigPath ) );
+   tcamStatusDirIs( store.entity< Zol::Dir >( tcamStatusPath ) );
+   buildTcamHelper( chip );
+   aclSmPluginEntityIs( sharedEntity< Karvel::AclSmPluginEntity >( "aclSmPluginEntity" ) );
+   rootSmIs( sliceRootSmFactory( unit(), aclConfig(), lfMtpProgramInfo(), sliceCapability(),
+         sliceMtpProgramStatus(), scsd(), tcamHelperConfig(), tcamHelperStatus(),
+         mirroringConfig() ) );
+   aclProgrammerSmIs( build( sliceMachineFactories().aclProgrammerSm, *this ) );
+}
+
+void SliceMounter::buildTcamHelper( const KarvelCentral::ChipInfo& chip ) {
+   if ( !chip.newTcamInterface() ) {
+      if ( tcamManager() ) {
+         tcamHelperSmIs( tcamHelperSmFactory(
+               unit(), tcamHelperConfig(), tcamHelperStatus(), scsd(), tcamManager() ) );
+      }
+      return;
+   }
+   DUOLOG( trace, 1, "SliceMounter::" << "doMountsComplete" << " use new TCAM API" );
+   featureCommonIs(
+         sharedEntity< KarvelCentral::FeatureAgentCommonSmData >( "featureCommon" ) );
+   tcamHelperSmIs( build( sliceMachineFactories().tcamHelperSmV2, *this ) );
+}
+
+void SliceMounter::lastRelease() {
+   aclProgrammerSmDel();
+   mtpProgramInfoCollSmDel();
+   rootSmDel();
+   tcamHelperSmDel();
+   loopbackHelperSmDel();
+   configSmDel();
+   aclConfigAggregatorSmDel();
+}
+
+Zol::String SliceMounter::slicePath( const Zol::String& base ) const {
+   return base + "/" + name();
+}
+
+ZOL_REGISTER_TYPE( KarvelMirror::SliceMounter );
+
+} // namespace KarvelMirror

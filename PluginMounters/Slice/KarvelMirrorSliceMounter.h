@@ -1,0 +1,73 @@
+#pragma once
+
+// The entry point of the library: the agent makes one SliceMounter per slice, by type name. It
+// declares the store paths that the slice needs and, once they are mounted, builds every
+// machine of the slice, in one fixed order, in doMountsComplete().
+
+#include "Platform/Acl/ConfigAggregatorSm.h"
+#include "Platform/Karvel/AclSmPluginEntity.h"
+#include "Platform/KarvelCentral/Status.h"
+#include "Platform/KarvelLib/MounterBase.h"
+#include "Platform/Orv/TaskScheduler.h"
+#include "PluginMounters/Slice/KarvelMirrorSliceSm.h"
+#include "PluginMounters/Slice/KarvelMirrorTcamHelper.h"
+
+namespace KarvelMirror {
+
+extern const Zol::String paramConfigPath;
+extern const Zol::String aclConfigCliPath;
+extern const Zol::String aclConfigInputPath;
+extern const Zol::String sliceMtpProgramStatusPath;
+extern const Zol::String sliceCapabilityPath;
+
+// The toggle "KarvelMirrorT4Gre", read once per process. It decides whether the slice
+// configuration machine or the program-information collection machine is built.
+bool karvelMirrorT4Gre();
+
+class SliceMounter : public KarvelLib::MounterBase {
+   ZOL_ENTITY( KarvelMirror, SliceMounter, KarvelLib::MounterBase,
+         ( OWN, Acl::Config, aclConfig ), ( OWN, TcamHelperConfig, tcamHelperConfig ),
+         ( OWN, TcamHelperStatus, tcamHelperStatus ),
+         ( VAL, Zol::Ptr< const Mirroring::Config >, mirroringConfig ),
+         ( VAL, Zol::Ptr< const LogicalFapMtpProgramInfoColl >, lfMtpProgramInfo ),
+         ( VAL, Zol::Ptr< const KarvelCentral::CpuRecircStatus >, cpuRecircStatus ),
+         ( VAL, Zol::Ptr< const SliceCapability >, sliceCapability ),
+         ( VAL, Zol::Ptr< SliceMtpProgramStatus >, sliceMtpProgramStatus ),
+         ( VAL, Zol::Ptr< Karvel::KarvelCommonSmData >, scsd ),
+         ( VAL, Zol::Ptr< Karvel::AclSmPluginEntity >, aclSmPluginEntity ),
+         ( VAL, Zol::Ptr< Karvel::KarvelTcamGroupManager >, tcamManager ),
+         ( VAL, Zol::Ptr< const Slice::ParamConfig >, paramConfig ),
+         ( VAL, Zol::Ptr< KarvelCentral::PortTabWriteRequestDir >, sourceTrunkMap ),
+         ( VAL, Zol::Ptr< Zol::Dir >, tcamConfigDir ),
+         ( VAL, Zol::Ptr< const Zol::Dir >, tcamStatusDir ),
+         ( VAL, Zol::Ptr< KarvelCentral::FeatureAgentCommonSmData >, featureCommon ),
+         ( VAL, uint16_t, unit ),
+         // The machines, in the order in which they are dropped: users before what they use.
+         ( OWN, Zol::EntitySm, aclProgrammerSm ), ( OWN, Zol::EntitySm, mtpProgramInfoCollSm ),
+         ( OWN, SliceRootSm, rootSm ), ( OWN, TcamHelperSmBase, tcamHelperSm ),
+         ( OWN, Zol::EntitySm, loopbackHelperSm ), ( OWN, Zol::EntitySm, configSm ),
+         ( OWN, Acl::ConfigAggregatorSm, aclConfigAggregatorSm ) );
+
+ public:
+   explicit SliceMounter( const Zol::String& sliceName );
+
+   const Zol::Ptr< Orv::TaskScheduler >& taskScheduler() const { return taskScheduler_; }
+
+   void doInit() override;
+   void doMountsComplete(
+         Hubdb::MountStatus status, Hubdb::EntityManager& entityManager ) override;
+   Zol::String fwkType() const override { return Zol::String( zolTypeName() ); }
+
+ private:
+   void lastRelease() override;
+
+   void findEntities( Hubdb::EntityManager& store );
+   void buildTcamMachines( Hubdb::EntityManager& store, const KarvelCentral::ChipInfo& chip );
+   void buildTcamHelper( const KarvelCentral::ChipInfo& chip );
+   Zol::Ptr< const KarvelCentral::ChipInfo > chipInfo() const;
+   Zol::String slicePath( const Zol::String& base ) const; // "BASE/SLICE"
+
+   Zol::Ptr< Orv::TaskScheduler > taskScheduler_;
+};
+
+} // namespace KarvelMirror
