@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <set>
 
 #include "Platform/Zol/Assert.h"
@@ -34,19 +35,33 @@ struct State {
 State& state() {
    static State* all = [] {
       Zol::assertionFlushHookIs( flush );
+      std::atexit( flush );
       return new State;
    }();
    return *all;
 }
 
+// Only the last '*' is ever given more to match: what stands before it has matched already.
 bool matches( std::string_view pattern, std::string_view name ) {
-   if ( pattern.empty() || name.empty() ) {
-      return name.empty() && pattern.find_first_not_of( '*' ) == std::string_view::npos;
+   size_t p = 0;
+   size_t n = 0;
+   size_t afterStar = std::string_view::npos;
+   size_t starEnd = 0; // in `name`: where what that '*' matches ends
+   while ( n < name.size() ) {
+      if ( p < pattern.size() && pattern[ p ] == '*' ) {
+         afterStar = ++p;
+         starEnd = n;
+      } else if ( p < pattern.size() && pattern[ p ] == name[ n ] ) {
+         ++p;
+         ++n;
+      } else if ( afterStar != std::string_view::npos ) {
+         p = afterStar;
+         n = ++starEnd;
+      } else {
+         return false;
+      }
    }
-   if ( pattern[ 0 ] == '*' ) {
-      return matches( pattern.substr( 1 ), name ) || matches( pattern, name.substr( 1 ) );
-   }
-   return pattern[ 0 ] == name[ 0 ] && matches( pattern.substr( 1 ), name.substr( 1 ) );
+   return pattern.find_first_not_of( '*', p ) == std::string_view::npos;
 }
 
 uint32_t levelsOf( const Handle& handle ) {
@@ -96,9 +111,11 @@ std::optional< std::string > enable( std::string_view text ) {
       setting.name = item.substr( 0, slash );
       auto levels = slash == std::string_view::npos ? std::optional( allLevels )
                                                     : parseLevels( item.substr( slash + 1 ) );
-      if ( setting.name.empty() || !levels ) {
+      const bool blank = setting.name.find_first_of( " \t\r\n" ) != std::string::npos;
+      if ( setting.name.empty() || blank || !levels ) {
          return "trace setting '" + std::string( item ) +
-                "'; allowed: NAME or NAME/LEVELS, with '*' in NAME, LEVELS as 4, 0-4 or *";
+                "' is malformed; allowed: NAME or NAME/LEVELS without blanks, with '*' in "
+                "NAME, LEVELS as 4, 0-4 or *";
       }
       setting.levels = *levels;
       settings.push_back( setting );

@@ -7,6 +7,9 @@
 //    DUOLOG( trace, 1, "SliceMtpSm::" << "handleConfigChange" << " mtp : " << mtp );
 //
 //    Duolog::enable( "SliceMtpSm/0-4,Tcam*" );
+//
+// For the agent's thread only. Lines for standard error are buffered until there are many of
+// them, the agent exits or an assertion fails.
 
 #include <cstdint>
 #include <functional>
@@ -39,8 +42,8 @@ class Handle {
 
 // Switches on, besides what is on already. `setting` is a comma list of NAME[/LEVELS]: NAME
 // with '*' for any characters, LEVELS as "4", "0-4" or "*" (the default). It also holds for
-// handles that are made later. Returns what is wrong with a malformed setting, which then
-// changes nothing.
+// handles that are made later, so no name is unknown. Returns what is wrong with a malformed
+// setting, which then changes nothing.
 std::optional< std::string > enable( std::string_view setting );
 void disableAll();
 // The names of all handles, sorted, each once.

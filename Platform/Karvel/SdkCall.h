@@ -5,13 +5,13 @@
 //    Shim::Rc rc = KARVEL_SDK_CALL( trace, bcm_field_qualify_Drop,
 //          ( unit(), entryId, quals.drop(), quals.dropMask() ) );
 //
-// The arguments are evaluated and copied first; then the activity lock is released for the
-// call alone, and retaken before the result is used. A call that fails writes its text as
+// The arguments are evaluated, converted and copied first; then the activity lock is released
+// for the call alone, and retaken before the result is used. What a pointer points at is not
+// copied: it must be the caller's own, never an attribute. A call that fails writes its text as
 // written here, the SDK's error text and the code to the error stream and the trace. Whether a
 // failure is fatal is the caller's to decide.
 
 #include <iosfwd>
-#include <tuple>
 #include <type_traits>
 
 #include "Platform/Duolog/Duolog.h"
@@ -24,16 +24,21 @@ namespace Karvel {
 void sdkErrorStreamIs( std::ostream* stream );
 void reportSdkError( const Duolog::Handle& trace, const char* callText, Shim::Rc rc );
 
-template < typename Method, typename... Args >
-Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText, Method method, Args... args ) {
+// Takes the arguments by value in the types of the method's parameters, so that nothing of them
+// is left to be read or converted once the lock is released.
+template < typename... Params >
+Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText,
+      Shim::Rc ( Shim::Sdk::*method )( Params... ),
+      std::type_identity_t< std::remove_cvref_t< Params > >... args ) {
    Shim::Rc rc;
    {
       Zol::ActivityUnlock unlock;
       rc = ( ::Shim::sdk_->*method )( args... );
    }
-   DUOLOG( trace, 5, callText << " (rc:" << rc << ")" );
    if ( rc != ::Shim::Sdk::QX_BCM_E_NONE() ) [[unlikely]] {
       reportSdkError( trace, callText, rc );
+   } else {
+      DUOLOG( trace, 5, callText );
    }
    return rc;
 }

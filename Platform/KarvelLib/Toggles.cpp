@@ -1,7 +1,9 @@
 #include "Platform/KarvelLib/Toggles.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <stdexcept>
 
@@ -9,12 +11,17 @@ namespace KarvelLib {
 
 namespace {
 
-std::string& directory() {
-   static std::string path = ".";
+std::string& directorySet() {
+   static std::string path;
    return path;
 }
 
 using Toggles = std::map< std::string, bool, std::less<> >;
+
+[[noreturn]] void refuse( const std::string& path, size_t line, const std::string& what ) {
+   throw std::runtime_error( path + ":" + std::to_string( line ) + ": " + what +
+                             "; allowed: one JSON object of true and false, each name once" );
+}
 
 // A parser for what the file may hold and nothing more; other JSON is refused.
 class Parser {
@@ -33,7 +40,7 @@ class Parser {
       }
       skipSpace();
       if ( at_ != text_.size() ) {
-         fail();
+         fail( "something follows the object" );
       }
       return toggles;
    }
@@ -41,26 +48,33 @@ class Parser {
  private:
    void parseOne( Toggles& toggles ) {
       expect( '"' );
-      const size_t end = text_.find_first_of( "\"\\\n", at_ );
-      if ( end == std::string::npos || text_[ end ] != '"' ) {
-         fail();
+      size_t end = at_;
+      while ( end < text_.size() && text_[ end ] != '"' ) {
+         if ( text_[ end ] == '\\' || static_cast< unsigned char >( text_[ end ] ) < ' ' ) {
+            fail( "a name holds a backslash or a control character" );
+         }
+         ++end;
+      }
+      if ( end == text_.size() ) {
+         fail( "a name has no end" );
       }
       const std::string name = text_.substr( at_, end - at_ );
+      if ( toggles.contains( name ) ) {
+         fail( "'" + name + "' stands here again" );
+      }
       at_ = end + 1;
       expect( ':' );
       skipSpace();
       const bool on = text_.compare( at_, 4, "true" ) == 0;
       if ( !on && text_.compare( at_, 5, "false" ) != 0 ) {
-         fail();
+         fail( "'" + name + "' is neither true nor false" );
       }
       at_ += on ? 4 : 5;
-      if ( !toggles.emplace( name, on ).second ) {
-         fail();
-      }
+      toggles.emplace( name, on );
    }
    void skipSpace() {
-      while ( at_ < text_.size() && std::string_view( " \t\r\n" ).find( text_[ at_ ] ) !=
-                                          std::string_view::npos ) {
+      while ( at_ < text_.size() &&
+              std::string_view( " \t\r\n" ).find( text_[ at_ ] ) != std::string_view::npos ) {
          ++at_;
       }
    }
@@ -74,17 +88,13 @@ class Parser {
    }
    void expect( char wanted ) {
       if ( !take( wanted ) ) {
-         fail();
+         fail( std::string( "no '" ) + wanted + "' where one must stand" );
       }
    }
-   [[noreturn]] void fail() const {
-      size_t line = 1;
-      for ( size_t i = 0; i < at_ && i < text_.size(); ++i ) {
-         line += text_[ i ] == '\n';
-      }
-      throw std::runtime_error( path_ + ":" + std::to_string( line ) +
-                                ": not a toggle file; allowed: one JSON object of true and "
-                                "false, each name once" );
+   [[noreturn]] void fail( const std::string& what ) const {
+      const std::string_view before = std::string_view( text_ ).substr( 0, at_ );
+      const auto linesBefore = std::ranges::count( before, '\n' );
+      refuse( path_, static_cast< size_t >( linesBefore + 1 ), what );
    }
 
    const std::string path_;
@@ -93,22 +103,40 @@ class Parser {
 };
 
 Toggles readToggles( const std::string& path ) {
-   std::ifstream in( path, std::ios::binary );
-   if ( !in ) {
+   std::error_code error;
+   if ( !std::filesystem::exists( path, error ) && !error ) {
       return {};
    }
-   std::string text( std::istreambuf_iterator< char >( in ), {} );
+   // What is there but cannot be read must not pass for missing.
+   std::ifstream in( path, std::ios::binary );
+   std::string text;
+   char chunk[ 4096 ];
+   do {
+      in.read( chunk, sizeof chunk );
+      text.append( chunk, static_cast< size_t >( in.gcount() ) );
+   } while ( in );
+   if ( !in.is_open() || in.bad() ) {
+      refuse( path, 1, "the file cannot be read" );
+   }
    return Parser( path, std::move( text ) ).parse();
 }
 
 } // namespace
 
 void toggleDirectoryIs( const std::string& path ) {
-   directory() = path;
+   directorySet() = path;
+}
+
+std::string toggleDirectory() {
+   if ( !directorySet().empty() ) {
+      return directorySet();
+   }
+   const char* fromEnvironment = std::getenv( "KARVEL_TOGGLE_DIR" );
+   return fromEnvironment && *fromEnvironment ? fromEnvironment : ".";
 }
 
 bool toggle( std::string_view file, std::string_view name, bool byDefault ) {
-   const Toggles toggles = readToggles( directory() + "/" + std::string( file ) );
+   const Toggles toggles = readToggles( toggleDirectory() + "/" + std::string( file ) );
    auto at = toggles.find( name );
    return at == toggles.end() ? byDefault : at->second;
 }

@@ -12,15 +12,17 @@
 
 namespace KarvelLib {
 
-// Where toggle files stand; the working directory by default.
+// Where toggle files stand. By default (and for an empty one) what the environment variable
+// KARVEL_TOGGLE_DIR says, or else the working directory.
 void toggleDirectoryIs( const std::string& directory );
+std::string toggleDirectory();
 
 // One toggle of one file. Reads the file at every call: callers keep the answer. A malformed
 // file throws std::runtime_error with the line that checkToggleFile gives.
 bool toggle( std::string_view file, std::string_view name, bool byDefault );
 
 // What is wrong with a toggle file, as "FILE:LINE: ...; allowed: ..."; none if it is well
-// formed or missing.
+// formed or missing. An agent refuses a malformed file when it starts.
 std::optional< std::string > checkToggleFile( const std::string& path );
 
 } // namespace KarvelLib

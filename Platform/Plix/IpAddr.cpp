@@ -1,18 +1,31 @@
 #include "Platform/Plix/IpAddr.h"
 
-#include <arpa/inet.h>
-
+#include <charconv>
 #include <ostream>
 
 namespace Plix {
 
 std::optional< IpAddr > IpAddr::fromString( std::string_view text ) {
-   in_addr address{};
-   if ( inet_pton( AF_INET, std::string( text ).c_str(), &address ) != 1 ||
-         text.find( '\0' ) != std::string_view::npos ) {
-      return {};
+   uint32_t value = 0;
+   for ( int numbers = 1;; ++numbers ) {
+      const std::string_view number = text.substr( 0, text.find( '.' ) );
+      uint8_t byte = 0;
+      const char* end = number.data() + number.size();
+      const auto parsed = std::from_chars( number.data(), end, byte );
+      // A leading zero is octal to some readers and decimal to others.
+      if ( parsed.ec != std::errc() || parsed.ptr != end ||
+            ( number.size() > 1 && number[ 0 ] == '0' ) ) {
+         return {};
+      }
+      value = value << 8 | byte;
+      if ( numbers == 4 ) {
+         return number.size() == text.size() ? std::optional( IpAddr( value ) ) : std::nullopt;
+      }
+      if ( number.size() == text.size() ) {
+         return {};
+      }
+      text.remove_prefix( number.size() + 1 );
    }
-   return IpAddr( ntohl( address.s_addr ) );
 }
 
 std::string IpAddr::toString() const {

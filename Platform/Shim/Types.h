@@ -49,6 +49,8 @@ struct MirrorDestination {
    enum class Kind : uint8_t { port, trunk };
    Kind kind = Kind::port;
    int32_t id = 0; // port number or trunk id
+
+   bool operator==( const MirrorDestination& ) const = default;
 };
 
 struct L2Addr {

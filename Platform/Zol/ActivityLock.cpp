@@ -12,12 +12,12 @@ ActivityLock& activityLock() {
 void ActivityLock::lock() {
    ZOL_ASSERT( !heldByThisThread() );
    mutex_.lock();
-   holder_.store( std::this_thread::get_id() );
+   holder_.store( std::this_thread::get_id(), std::memory_order_relaxed );
 }
 
 void ActivityLock::unlock() {
    ZOL_ASSERT( heldByThisThread() );
-   holder_.store( std::thread::id() );
+   holder_.store( std::thread::id(), std::memory_order_relaxed );
    mutex_.unlock();
 }
 

@@ -2,6 +2,14 @@
 
 // The lock of the agent process. The agent's thread holds it while it works on entities, and
 // releases it around SDK calls so that other threads get their turn.
+//
+//    Zol::ActivityLockHolder lock;      // from here on entities are this thread's
+//    {
+//       Zol::ActivityUnlock unlock;     // ... but not here
+//       rc = slowCall();
+//    }
+//
+// It makes no promise of order among the threads that wait for it.
 
 #include <atomic>
 #include <mutex>
@@ -13,7 +21,10 @@ class ActivityLock {
  public:
    void lock();   // not recursive: asserted
    void unlock(); // by the thread that holds it: asserted
-   bool heldByThisThread() const { return holder_.load() == std::this_thread::get_id(); }
+   // Relaxed is enough: a thread looks for its own id only, which only itself writes.
+   bool heldByThisThread() const {
+      return holder_.load( std::memory_order_relaxed ) == std::this_thread::get_id();
+   }
 
  private:
    std::mutex mutex_;

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <tuple>
 #include <type_traits>
-#include <utility>
 
 #include "Platform/Zol/Containers.h"
 #include "Platform/Zol/Macros.h"
@@ -24,6 +23,7 @@ template < MemberKind kindOf, typename KeyType, typename Class, typename T >
 struct Member {
    static constexpr MemberKind kind = kindOf;
    using Key = KeyType; // void where the attribute is a single one
+   using Type = T;
 
    std::string_view name;
    T Class::*pointer;
@@ -51,18 +51,15 @@ inline constexpr bool hasCollection = allMembers< T >( []( const auto&... member
 
 // Whether a type can be read back from its text: not if a collection is anywhere in it.
 template < typename T >
-inline constexpr bool isParseable = [] {
+constexpr bool isParseable() {
    if constexpr ( requires { T::zolMembers(); } ) {
-      return allMembers< T >( []( const auto&... member ) {
-         return ( ( std::remove_cvref_t< decltype( member ) >::kind == MemberKind::val &&
-                        isParseable<
-                              std::remove_cvref_t< decltype( member.of( std::declval< T& >() ) ) > > ) &&
-                  ... );
+      return allMembers< T >( []< typename... M >( const M&... ) {
+         return ( ( M::kind == MemberKind::val && isParseable< typename M::Type >() ) && ... );
       } );
    } else {
       return true;
    }
-}();
+}
 
 template < typename T >
 size_t hashOf( const T& value ) {

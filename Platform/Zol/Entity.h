@@ -84,6 +84,7 @@ class Entity : public RefCounted {
  private:
    void zolDeliver( int attr, const void* key, const KeyOps* ops ) const;
    void zolDropDeadReactors() const;
+   friend class Delivery;
 
    mutable std::unique_ptr< ReactorTable > zolReactors_;
 };
@@ -157,7 +158,7 @@ bool writeMember( const M& member, T& object, std::string_view name, std::string
    }
    result = AttributeWrite::notWritable;
    using Type = std::remove_cvref_t< decltype( member.of( object ) ) >;
-   if constexpr ( M::kind == MemberKind::val && !isPtr< Type > && isParseable< Type > ) {
+   if constexpr ( M::kind == MemberKind::val && !isPtr< Type > && isParseable< Type >() ) {
       Type value = fromString< Type >( text );
       result = AttributeWrite::done;
       if ( !( member.of( object ) == value ) ) {
@@ -361,9 +362,9 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
       zolBefore = Base::zolAttrCount - 1,                                                  \
       ZOL_FOR_EACH( ZOL_ATTR_ITEM_, Type, __VA_ARGS__ ) zolEnd                             \
    };                                                                                      \
-   static constexpr int zolAttrCount = static_cast< int >( Attr::zolEnd );                 \
+   [[maybe_unused]] static constexpr int zolAttrCount = static_cast< int >( Attr::zolEnd ); \
    static constexpr int zolFirstAttr = Base::zolAttrCount;                                 \
-   friend constexpr Type* zolAttrOwner( Attr ) { return nullptr; }                         \
+   [[maybe_unused]] friend constexpr Type* zolAttrOwner( Attr ) { return nullptr; }        \
    static constexpr std::string_view zolTypeName() { return #Namespace "::" #Type; }       \
    ZOL_DESCRIBE( Type, __VA_ARGS__ )                                                       \
    std::string_view typeName() const override { return zolTypeName(); }                    \

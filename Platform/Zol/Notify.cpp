@@ -7,6 +7,88 @@
 
 namespace Zol {
 
+namespace {
+
+// A ring, so that entering and leaving it need no branch. Deliveries of two threads, of which
+// one has released the activity lock, may leave in any order.
+struct Link {
+   Link* next;
+   Link* previous;
+};
+Link deliveries{ &deliveries, &deliveries };
+
+} // namespace
+
+// One delivery under way, on the stack of its thread. It keeps the memory of its entity and of
+// the machine that it is calling: what would free them, or would change the entity's list of
+// reactors, finds the delivery in the list of all and leaves a mark. So a delivery in which
+// nobody comes or goes costs no counting.
+class Delivery : Link {
+ public:
+   explicit Delivery( const Entity& entity )
+         : Link{ deliveries.next, &deliveries }, entity_( &entity ) {
+      next->previous = this;
+      deliveries.next = this;
+   }
+   ~Delivery() {
+      if ( marked_ ) [[unlikely]] {
+         settleAll();
+      } else {
+         unlink();
+      }
+   }
+   Delivery( const Delivery& ) = delete;
+   Delivery& operator=( const Delivery& ) = delete;
+
+   // True if something went, or the list of reactors grew, in this or an earlier call: then
+   // settleCall() is due.
+   bool call( const Reactor& reactor, const void* key ) {
+      machine_ = reactor.machine;
+      reactor.call( *reactor.machine, key );
+      return marked_;
+   }
+   // The list of reactors, which may have moved.
+   [[gnu::cold, gnu::noinline]] const ReactorTable::Entry* settleCall() {
+      settle( std::exchange( machine_, nullptr ) );
+      return entity_->zolReactors_->entries.data();
+   }
+
+   // Marks the deliveries that use the object; true if there are any.
+   static bool mark( const RefCounted& object ) {
+      bool isUsed = false;
+      for ( Link* link = deliveries.next; link != &deliveries; link = link->next ) {
+         Delivery& each = static_cast< Delivery& >( *link );
+         if ( each.entity_ == &object || each.machine_ == &object ) {
+            each.marked_ = true;
+            isUsed = true;
+         }
+      }
+      return isUsed;
+   }
+
+ private:
+   void unlink() {
+      previous->next = next;
+      next->previous = previous;
+   }
+   [[gnu::cold, gnu::noinline]] void settleAll() {
+      // The machine first, while this still keeps the entity: it may hold the last pointer.
+      settle( std::exchange( machine_, nullptr ) );
+      unlink();
+      entity_->zolDropDeadReactors();
+      settle( entity_ );
+   }
+   static void settle( const RefCounted* object ) {
+      if ( object && object->gone_ && object->refs_ == 0 && object->pins_ == 0 ) {
+         object->freeUnlessCalled();
+      }
+   }
+
+   const Entity* entity_;
+   const RefCounted* machine_ = nullptr;
+   bool marked_ = false;
+};
+
 void RefCounted::noMorePointers() const {
    // The object's tear-down may well make pointers to it: the count is held up meanwhile.
    refs_ = 1;
@@ -17,61 +99,64 @@ void RefCounted::noMorePointers() const {
       self->zolDropOwned();
    }
    if ( --refs_ == 0 && pins_ == 0 ) {
-      free();
+      freeUnlessCalled();
    }
 }
 
-void RefCounted::free() const {
-   // Members that go now may still make pointers to the object, or write to it: the count is
-   // held up once more, so that they do not free it again.
-   refs_ = 1;
-   delete this;
+void RefCounted::freeUnlessCalled() const {
+   if ( !Delivery::mark( *this ) ) {
+      // Members that go now may still make pointers to the object, or write to it: the count
+      // is held up once more, so that they do not free it again.
+      refs_ = 1;
+      delete this;
+   }
 }
 
 Entity::~Entity() {
    if ( zolReactors_ ) {
-      for ( const Ptr< Reactor >& reactor : zolReactors_->reactors ) {
-         reactor->entity = nullptr;
+      for ( const ReactorTable::Entry& entry : zolReactors_->entries ) {
+         entry.reactor->entity = nullptr;
       }
    }
 }
 
 void Entity::zolDeliver( int attr, const void* key, const KeyOps* ops ) const {
-   ReactorTable& table = *zolReactors_;
-   if ( Batch* batch = Batch::current() ) {
+   const ReactorTable& table = *zolReactors_;
+   if ( Batch* batch = Batch::current() ) [[unlikely]] {
       batch->collect( table, attr, key, ops );
       return;
    }
-   struct Delivery {
-      explicit Delivery( const Entity& e ) : entity( e ) { ++entity.zolReactors_->deliveries; }
-      ~Delivery() {
-         ReactorTable& t = *entity.zolReactors_;
-         if ( --t.deliveries == 0 && t.dead != 0 ) [[unlikely]] {
-            entity.zolDropDeadReactors();
-         }
-      }
-      const Entity& entity;
-   };
-   Pin keepEntity( *this );
    Delivery delivery( *this );
-   for ( size_t i = 0, count = table.reactors.size(); i < count; ++i ) {
-      Reactor* reactor = table.reactors[ i ].get();
-      if ( reactor->attr == attr && reactor->machine ) {
-         Pin keepMachine( *reactor->machine );
-         reactor->call( *reactor->machine, key );
+   const ReactorTable::Entry* begin = table.entries.data();
+   const ReactorTable::Entry* end = begin + table.entries.size();
+   for ( const ReactorTable::Entry* entry = begin; entry != end; ++entry ) {
+      if ( entry->attr != attr ) {
+         continue;
+      }
+      const Reactor& reactor = *entry->reactor;
+      if ( reactor.machine ) [[likely]] {
+         if ( delivery.call( reactor, key ) ) [[unlikely]] {
+            const auto at = entry - begin;
+            const auto count = end - begin;
+            begin = delivery.settleCall();
+            entry = begin + at;
+            end = begin + count;
+         }
       }
    }
 }
 
 // Waits until half of the reactors are dead, so that many that end one by one cost linear time.
 void Entity::zolDropDeadReactors() const {
-   ReactorTable& table = *zolReactors_;
-   if ( table.deliveries != 0 || table.dead * 2 < table.reactors.size() ) {
+   if ( !zolReactors_ || zolReactors_->dead * 2 < zolReactors_->entries.size() ||
+         Delivery::mark( *this ) ) {
       return;
    }
-   std::erase_if( table.reactors, []( const Ptr< Reactor >& r ) { return !r->machine; } );
+   ReactorTable& table = *zolReactors_;
+   std::erase_if(
+         table.entries, []( const ReactorTable::Entry& e ) { return !e.reactor->machine; } );
    table.dead = 0;
-   if ( table.reactors.empty() ) {
+   if ( table.entries.empty() ) {
       zolReactors_.reset();
    }
 }
@@ -80,12 +165,12 @@ Ptr< Reactor > Entity::zolAttach( EntitySm& machine, int attr, Reactor::Call cal
    if ( !zolReactors_ ) {
       zolReactors_ = std::make_unique< ReactorTable >();
    }
+   Delivery::mark( *this );
    Ptr< Reactor > reactor = make< Reactor >();
    reactor->entity = const_cast< Entity* >( this );
    reactor->machine = &machine;
-   reactor->attr = attr;
    reactor->call = call;
-   zolReactors_->reactors.push_back( reactor );
+   zolReactors_->entries.push_back( { attr, reactor } );
    return reactor;
 }
 
@@ -157,9 +242,9 @@ Batch::~Batch() noexcept( false ) {
 }
 
 void Batch::collect( const ReactorTable& table, int attr, const void* key, const KeyOps* ops ) {
-   for ( const Ptr< Reactor >& reactor : table.reactors ) {
-      if ( reactor->attr == attr && reactor->machine ) {
-         changes_->add( reactor.get(), key, ops );
+   for ( const ReactorTable::Entry& entry : table.entries ) {
+      if ( entry.attr == attr && entry.reactor->machine ) {
+         changes_->add( entry.reactor.get(), key, ops );
       }
    }
 }

@@ -50,14 +50,16 @@ struct Reactor : RefCounted {
 
    Entity* entity = nullptr;    // null once the entity has gone
    EntitySm* machine = nullptr; // null once the machine has gone
-   int attr = 0;
    Call call = nullptr;
 };
 
 struct ReactorTable {
-   std::vector< Ptr< Reactor > > reactors;
-   uint32_t deliveries = 0; // under way
-   uint32_t dead = 0;       // of the reactors: those whose machine has gone
+   struct Entry {
+      int attr; // the reactor's, here so that others are passed over quickly
+      Ptr< Reactor > reactor;
+   };
+   std::vector< Entry > entries;
+   size_t dead = 0; // entries whose machine has gone
 };
 
 class Batch {

@@ -33,7 +33,7 @@ class RefCounted {
    void pin() const { ++pins_; }
    void unpin() const {
       if ( --pins_ == 0 && gone_ && refs_ == 0 ) [[unlikely]] {
-         free();
+         freeUnlessCalled();
       }
    }
    // True from the moment at which the last pointer went.
@@ -48,8 +48,9 @@ class RefCounted {
    virtual void zolDropOwned() {}
 
  private:
+   friend class Delivery;
    void noMorePointers() const;
-   void free() const;
+   void freeUnlessCalled() const;
 
    mutable uint32_t refs_ = 0;
    mutable uint32_t pins_ = 0;

@@ -85,7 +85,7 @@ void parseValue( TextCursor& cursor, T& value ) {
          constexpr size_t count = sizeof...( member );
          const std::array< std::string_view, count + 1 > names{ member.name..., {} };
          size_t at = 0;
-         auto parseMember = [ & ]( auto& target ) {
+         [[maybe_unused]] auto parseMember = [ & ]( auto& target ) {
             const std::string_view& following = names[ at + 1 ];
             cursor.skip( ( at ? ", '" : "'" ) + std::string( names[ at ] ) + "': " );
             parseText( cursor, target,

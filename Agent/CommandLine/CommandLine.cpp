@@ -1,0 +1,129 @@
+#include "Agent/CommandLine/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
+
+#include "ChipModel/ChipProfile.h"
+#include "Platform/Duolog/Duolog.h"
+
+namespace Agent {
+
+namespace {
+
+std::string joined( const std::vector< std::string >& words ) {
+   std::string text;
+   for ( const std::string& word : words ) {
+      text += ( text.empty() ? "" : ", " ) + word;
+   }
+   return text;
+}
+
+std::string profileNames() {
+   std::vector< std::string > names;
+   for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
+      names.emplace_back( profile.name );
+   }
+   return joined( names );
+}
+
+Input parseInput( const std::string& text ) {
+   const size_t equals = text.find( '=' );
+   if ( equals == std::string::npos || equals == 0 || equals + 1 == text.size() ) {
+      throw UsageError( "--in " + text + ": not PORT=FILE; allowed: Ethernet0=host-a.pcap" );
+   }
+   return { text.substr( 0, equals ), text.substr( equals + 1 ) };
+}
+
+// Checks what CLI11 cannot: values that other parts of the agent know.
+void checkValues( Command& command, const std::vector< std::string >& inputs ) {
+   for ( const std::string& input : inputs ) {
+      command.inputs.push_back( parseInput( input ) );
+   }
+   for ( const std::string& report : command.show ) {
+      const auto& names = reportNames();
+      if ( std::find( names.begin(), names.end(), report ) == names.end() ) {
+         throw UsageError( "--show " + report + ": no such report; allowed: " + joined( names ) );
+      }
+   }
+   if ( !command.profile.empty() && !ChipModel::chipProfile( command.profile ) ) {
+      throw UsageError( "--chip " + command.profile +
+                        ": no such chip profile; allowed: " + profileNames() );
+   }
+   if ( !command.trace.empty() ) {
+      if ( auto error = Duolog::enable( command.trace ) ) {
+         throw UsageError( "--trace: " + *error );
+      }
+   }
+}
+
+// What `run` and `check` share.
+void addConfig( CLI::App& verb, Command& command, bool& strict ) {
+   verb.add_option( "config", command.config, "Configuration, in JSON" )
+         ->required()
+         ->option_text( "CONFIG.json" );
+   verb.add_option( "--chip", command.profile, "Chip profile where the configuration names none" )
+         ->option_text( "PROFILE" );
+   verb.add_flag( "--strict", strict, "Sessions that cannot be served are errors" );
+}
+
+} // namespace
+
+const std::vector< std::string >& reportNames() {
+   static const std::vector< std::string > names{ "sessions", "tcam", "tables", "status",
+      "counters", "log" };
+   return names;
+}
+
+std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
+   Command command;
+   std::vector< std::string > inputs;
+   bool strict = false;
+   bool json = false;
+
+   CLI::App app{ "Chip agent with traffic mirroring, on a software model of the chip",
+      "karvel-agent" };
+   app.set_version_flag( "--version", "karvel-agent 0.1.0" );
+   app.require_subcommand( 1 );
+
+   CLI::App* run = app.add_subcommand( "run", "Run a configuration, and packets through it" );
+   addConfig( *run, command, strict );
+   run->add_option( "--in", inputs, "Frames arriving at a port; may be repeated" )
+         ->option_text( "PORT=FILE" )
+         ->expected( 1 )
+         ->take_all();
+   run->add_option( "--script", command.script, "Steps to run after the start" )
+         ->option_text( "FILE" );
+   run->add_option( "--out", command.out, "Where captures of what left the ports are written" )
+         ->option_text( "DIR" );
+   run->add_option( "--show", command.show, "Reports at the end: " + joined( reportNames() ) )
+         ->option_text( "WHAT,..." )
+         ->delimiter( ',' )
+         ->expected( 1 )
+         ->take_all();
+   run->add_flag( "--json", json, "Print reports as JSON" );
+   run->add_option( "--trace", command.trace, "Traces: NAME[/LEVELS],... with '*' in NAME" )
+         ->option_text( "WHAT" );
+   run->add_option( "--plugin", command.plugin, "The mirroring plug-in" )->option_text( "FILE" );
+
+   CLI::App* check = app.add_subcommand( "check", "Say every error of a configuration" );
+   addConfig( *check, command, strict );
+   CLI::App* chips = app.add_subcommand( "chips", "List the chip profiles" );
+   chips->add_flag( "--json", json, "Print as JSON" );
+
+   try {
+      app.parse( argc, argv );
+   } catch ( const CLI::Success& asked ) {
+      app.exit( asked, std::cout, std::cerr );
+      return {};
+   } catch ( const CLI::ParseError& error ) {
+      throw UsageError( error.what() );
+   }
+   command.verb = run->parsed() ? Verb::run : check->parsed() ? Verb::check : Verb::chips;
+   command.format = json ? Format::json : Format::text;
+   command.strictness = strict ? Strictness::strict : Strictness::lenient;
+   checkValues( command, inputs );
+   return command;
+}
+
+} // namespace Agent

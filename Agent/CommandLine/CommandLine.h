@@ -1,0 +1,49 @@
+#pragma once
+
+// The command line of karvel-agent, parsed.
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace Agent {
+
+enum class Verb : uint8_t { run, check, chips };
+enum class Format : uint8_t { text, json };
+enum class Strictness : uint8_t { lenient, strict };
+
+// A capture whose frames arrive at a port.
+struct Input {
+   std::string port;
+   std::string file;
+};
+
+struct Command {
+   Verb verb = Verb::run;
+   std::string config;
+   std::string profile; // empty: the configuration's, or the first there is
+   std::vector< Input > inputs;
+   std::string script; // empty: none
+   std::string out;    // empty: no captures are written
+   std::vector< std::string > show;
+   Format format = Format::text;
+   std::string trace; // a Duolog setting; empty: none
+   Strictness strictness = Strictness::lenient;
+   std::string plugin; // empty: where it is found
+};
+
+// Wrong use of the command line: one line.
+class UsageError : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
+// None if the command line asked for help or the version, which has been printed. UsageError
+// if it cannot be understood.
+std::optional< Command > parseCommandLine( int argc, const char* const* argv );
+
+// What --show and the script's `show` can name.
+const std::vector< std::string >& reportNames();
+
+} // namespace Agent

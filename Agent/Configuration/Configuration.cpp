@@ -1,0 +1,39 @@
+#include "Agent/Configuration/Configuration.h"
+
+#include <algorithm>
+
+namespace Agent {
+
+int Configuration::unitOf( const std::string& interface ) const {
+   if ( auto port = ports.find( interface ); port != ports.end() ) {
+      return port->second.unit;
+   }
+   auto channel = portChannels.find( interface );
+   return channel == portChannels.end() ? -1 : channel->second.unit;
+}
+
+const PortChannelConfig* Configuration::channelOf( const std::string& port ) const {
+   for ( const auto& [ name, channel ] : portChannels ) {
+      const auto& members = channel.members;
+      if ( std::find( members.begin(), members.end(), port ) != members.end() ) {
+         return &channel;
+      }
+   }
+   return nullptr;
+}
+
+std::string Diagnostic::toString() const {
+   std::string shown = place.file;
+   if ( place.line ) {
+      shown += ":" + std::to_string( place.line );
+   }
+   shown += ": " + text;
+   // Names come from the user, and this is one line.
+   std::replace_if(
+         shown.begin(), shown.end(),
+         []( char c ) { return static_cast< unsigned char >( c ) < ' ' || c == 0x7f; },
+         '?' );
+   return shown;
+}
+
+} // namespace Agent

@@ -1,0 +1,114 @@
+#pragma once
+
+// The agent's configuration, typed and validated: what a config_db.json says about ports,
+// VLANs, link aggregations and mirror sessions. Plain values; two configurations can be
+// compared entry by entry. Places (file and line) do not take part in comparing.
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/Plix/EthAddr.h"
+
+namespace Agent {
+
+// Where something was written: "FILE:LINE".
+struct Place {
+   std::string file;
+   int line = 0; // 0: the file as a whole
+   bool operator==( const Place& ) const { return true; }
+};
+
+// One chip; it is also the one chip of the slice of that number.
+struct ChipConfig {
+   int unit = 0;                        // 0 to 7
+   std::string profile;                 // a chip profile's name
+   std::optional< int > ingressEntries; // capacities other than the profile's
+   std::optional< int > egressEntries;
+   Place place;
+   bool operator==( const ChipConfig& ) const = default;
+};
+
+struct PortConfig {
+   std::string name;
+   int unit = 0;
+   int chipPort = 0; // 1 to 255
+   bool adminUp = true;
+   std::string alias;
+   Place place;
+   bool operator==( const PortConfig& ) const = default;
+};
+
+struct PortChannelConfig {
+   std::string name;
+   int unit = 0;
+   int trunk = 0; // the number in its name, or the next free one below the chip's limit
+   bool adminUp = true;
+   std::vector< std::string > members; // port names, in natural order
+   Place place;
+   bool operator==( const PortChannelConfig& ) const = default;
+};
+
+struct VlanMemberConfig {
+   std::string interface; // a port or a port channel
+   bool tagged = false;
+   Place place;
+   bool operator==( const VlanMemberConfig& ) const = default;
+};
+
+struct VlanConfig {
+   uint16_t id = 0;
+   std::vector< VlanMemberConfig > members; // by name, in natural order
+   Place place;
+   bool operator==( const VlanConfig& ) const = default;
+};
+
+struct FdbConfig {
+   uint16_t vlan = 0;
+   Plix::EthAddr mac;
+   std::string interface; // a port or a port channel
+   bool isStatic = true;
+   Place place;
+   bool operator==( const FdbConfig& ) const = default;
+};
+
+enum class SessionType : uint8_t { span, erspan };
+enum class SessionDirection : uint8_t { rx, tx, both };
+
+struct SessionConfig {
+   std::string name;
+   SessionType type = SessionType::erspan;
+   SessionDirection direction = SessionDirection::both;
+   std::vector< std::string > sources; // ports and port channels
+   std::string destination;            // a port or a port channel; span only
+   // Why this agent cannot serve the session although it is well formed; the rest runs.
+   std::optional< std::string > refused;
+   Place place;
+   bool operator==( const SessionConfig& ) const = default;
+};
+
+struct Configuration {
+   std::map< int, ChipConfig > chips; // by unit; at least one
+   std::map< std::string, PortConfig > ports;
+   std::map< std::string, PortChannelConfig > portChannels;
+   std::map< uint16_t, VlanConfig > vlans;
+   std::map< std::pair< uint16_t, Plix::EthAddr >, FdbConfig > fdb;
+   std::map< std::string, SessionConfig > sessions; // served in this order
+
+   // The interface's unit; -1 if there is no such port or port channel.
+   int unitOf( const std::string& interface ) const;
+   // The port's channel; null if it is in none.
+   const PortChannelConfig* channelOf( const std::string& port ) const;
+   bool operator==( const Configuration& ) const = default;
+};
+
+// What is wrong, or worth knowing, and where: "FILE:LINE: text".
+struct Diagnostic {
+   Place place;
+   std::string text; // "TABLE|KEY: field: what is wrong; allowed: what is allowed"
+   std::string toString() const;
+};
+
+} // namespace Agent

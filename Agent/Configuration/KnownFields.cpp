@@ -1,0 +1,66 @@
+#include "Agent/Configuration/KnownFields.h"
+
+#include <algorithm>
+#include <map>
+
+#include "Platform/Zol/Assert.h"
+
+namespace Agent {
+
+namespace {
+
+using Names = std::vector< std::string_view >;
+
+const std::map< std::string_view, Names >& fieldsByTable() {
+   static const std::map< std::string_view, Names > tables{
+      { "CHIP", { "profile", "ports", "ingress_entries", "egress_entries" } },
+      { "PORT",
+            { "chip_port", "lanes", "speed", "admin_status", "alias", "description", "mtu",
+                  "index", "tpid", "fec", "autoneg", "adv_speeds", "interface_type",
+                  "adv_interface_types", "link_training", "laser_freq", "tx_power",
+                  "pfc_asym", "role", "mode", "macsec", "dhcp_rate_limit", "subport",
+                  "dom_polling", "core_id", "core_port_id", "num_voq", "asic_port_name",
+                  "mux_cable", "coreId", "corePortId", "numVoq", "asic", "learn_mode",
+                  "unreliable_los", "pt_interface_id", "pt_timestamp_template", "hostname",
+                  "parent_port", "serdes", "preemphasis", "idriver", "ipredriver",
+                  "media_settings_key" } },
+      { "PORTCHANNEL",
+            { "admin_status", "members", "min_links", "mtu", "tpid", "description",
+                  "lacp_key", "fallback", "fast_rate", "mode", "system_mac", "learn_mode",
+                  "static", "retry_count" } },
+      { "PORTCHANNEL_MEMBER", {} },
+      { "VLAN",
+            { "vlanid", "members", "description", "admin_status", "mtu", "dhcp_servers",
+                  "dhcpv6_servers", "alias", "mac", "host_ifname", "hostif_name",
+                  "autostate" } },
+      { "VLAN_MEMBER", { "tagging_mode" } },
+      { "FDB", { "port", "type" } },
+      { "MIRROR_SESSION",
+            { "type", "src_ip", "dst_ip", "gre_type", "dscp", "ttl", "queue", "dst_port",
+                  "src_port", "direction", "policer", "sample_rate", "truncate_size",
+                  "rate_kbps", "gre_key", "acl", "match" } },
+   };
+   return tables;
+}
+
+} // namespace
+
+const Names& readTables() {
+   static const Names names = [] {
+      Names all;
+      for ( const auto& [ table, fields ] : fieldsByTable() ) {
+         all.push_back( table );
+      }
+      return all;
+   }();
+   return names;
+}
+
+bool isReadTable( std::string_view table ) { return fieldsByTable().contains( table ); }
+
+const Names& knownFields( std::string_view table ) {
+   ZOL_ASSERT( isReadTable( table ) );
+   return fieldsByTable().at( table );
+}
+
+} // namespace Agent

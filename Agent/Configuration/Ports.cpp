@@ -1,0 +1,225 @@
+// CHIP and PORT: which chips there are, which port is on which of them, and under which
+// number.
+
+#include <algorithm>
+#include <set>
+
+#include "Agent/Configuration/Draft.h"
+#include "Agent/Configuration/Names.h"
+#include "Platform/Zol/Assert.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr int highestUnit = 7;
+constexpr int64_t mostEntries = 1'000'000;
+constexpr int64_t highestChipPort = 255;
+constexpr size_t longestPortName = 128;
+
+std::string profileNames() {
+   std::vector< std::string_view > names;
+   for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
+      names.push_back( profile.name );
+   }
+   return joined( names );
+}
+
+std::optional< int > optionalInt( const std::optional< int64_t >& value ) {
+   return value ? std::optional< int >( static_cast< int >( *value ) ) : std::nullopt;
+}
+
+void readChip( Draft& draft, const std::string& key, const Entry& entry ) {
+   EntryReader reader( "CHIP", key, entry, draft.findings );
+   if ( key.size() != 1 || key[ 0 ] < '0' || key[ 0 ] > '0' + highestUnit ) {
+      reader.error( "not a unit; allowed: 0 to " + std::to_string( highestUnit ) );
+      return;
+   }
+   ChipConfig chip;
+   chip.unit = key[ 0 ] - '0';
+   chip.place = entry.place;
+   chip.profile = draft.defaultProfile;
+   if ( reader.has( "profile" ) ) {
+      const std::string profile = reader.text( "profile" );
+      if ( ChipModel::chipProfile( profile ) ) {
+         chip.profile = profile;
+      } else {
+         reader.error( "profile", "unknown; allowed: " + profileNames() );
+      }
+   }
+   chip.ingressEntries = optionalInt( reader.number( "ingress_entries", 1, mostEntries ) );
+   chip.egressEntries = optionalInt( reader.number( "egress_entries", 1, mostEntries ) );
+
+   auto ports = draft.tables.tables.find( "PORT" );
+   for ( const std::string& port : reader.list( "ports" ) ) {
+      if ( ports == draft.tables.tables.end() || !ports->second.contains( port ) ) {
+         reader.error( "ports", port + " is not in PORT; allowed: ports of PORT" );
+      } else if ( auto [ at, isNew ] = draft.unitByPort.try_emplace( port, chip.unit );
+                  !isNew ) {
+         reader.error( "ports",
+               port + " is repeated, before on chip " + std::to_string( at->second ) +
+                     "; allowed: once" );
+      }
+   }
+   draft.configuration.chips[ chip.unit ] = chip;
+}
+
+// The convention asks for names of up to 128 characters; blanks, commas and bars would make
+// lists and keys ambiguous.
+bool isPortName( const std::string& name ) {
+   const bool plain = std::all_of( name.begin(), name.end(),
+         []( char c ) { return c > ' ' && c < 0x7f && c != ',' && c != '|' && c != '='; } );
+   return plain && !name.empty() && name.size() <= longestPortName &&
+         !name.starts_with( "PortChannel" ) && !name.starts_with( "Vlan" );
+}
+
+// Gives chip ports to the ports of one chip.
+class Numbering {
+ public:
+   Numbering( Draft& draft, int unit )
+         : draft_( draft ), unit_( unit ), profile_( draft.profileOf( unit ) ) {}
+
+   void takeExplicit( EntryReader& reader, PortConfig& port ) {
+      const auto wanted = reader.number( "chip_port", 1, highestChipPort );
+      if ( !wanted ) {
+         return;
+      }
+      const int number = static_cast< int >( *wanted );
+      if ( number > profile_.ports ) {
+         reader.error( "chip_port",
+               std::to_string( number ) + " is not on chip " + std::to_string( unit_ ) +
+                     "; allowed: 1 to " + std::to_string( profile_.ports ) + " (" +
+                     std::string( profile_.name ) + ")" );
+      } else if ( auto [ at, isNew ] = taken_.try_emplace( number, port.name ); !isNew ) {
+         reader.error( "chip_port",
+               std::to_string( number ) + " is taken by " + at->second +
+                     "; allowed: a number that is free" );
+      }
+      // Even if it is wrong: the port asked for none of the others.
+      port.chipPort = number;
+   }
+   // False if the chip has no port left.
+   bool takeNext( PortConfig& port ) {
+      while ( taken_.contains( next_ ) ) {
+         ++next_;
+      }
+      if ( next_ > profile_.ports ) {
+         return false;
+      }
+      port.chipPort = next_;
+      taken_[ next_ ] = port.name;
+      return true;
+   }
+
+ private:
+   Draft& draft_;
+   int unit_;
+   const ChipModel::ChipProfile& profile_;
+   std::map< int, std::string > taken_;
+   int next_ = 1;
+};
+
+using Numberings = std::map< int, Numbering >;
+
+void readPort(
+      Draft& draft, const std::string& name, const Entry& entry, Numberings& numberings ) {
+   EntryReader reader( "PORT", name, entry, draft.findings );
+   if ( !isPortName( name ) ) {
+      reader.error( "not a port's name; allowed: up to " +
+            std::to_string( longestPortName ) +
+            " letters, digits and signs without comma, bar and equals sign, not "
+            "beginning with PortChannel or Vlan" );
+   }
+   PortConfig port;
+   port.name = name;
+   port.place = entry.place;
+   auto unit = draft.unitByPort.find( name );
+   port.unit = unit != draft.unitByPort.end() ? unit->second
+                                              : draft.configuration.chips.begin()->first;
+   port.adminUp =
+         reader.choice< bool >( "admin_status", { { "up", true }, { "down", false } } )
+               .value_or( true );
+   port.alias = reader.text( "alias" );
+   numberings.at( port.unit ).takeExplicit( reader, port );
+   draft.configuration.ports[ name ] = port;
+}
+
+// Numbers for the ports that ask for none, in natural order.
+void numberTheOthers( Draft& draft, Numberings& numberings ) {
+   std::set< int > full;
+   for ( const Table::value_type* entry : draft.entries( "PORT" ) ) {
+      PortConfig& port = draft.configuration.ports.at( entry->first );
+      if ( port.chipPort || numberings.at( port.unit ).takeNext( port ) ||
+            !full.insert( port.unit ).second ) {
+         continue;
+      }
+      const auto& ports = draft.configuration.ports;
+      const auto count = std::count_if( ports.begin(), ports.end(),
+            [ & ]( const auto& other ) { return other.second.unit == port.unit; } );
+      const ChipModel::ChipProfile& profile = draft.profileOf( port.unit );
+      draft.findings.errors.push_back( { port.place,
+            "PORT|" + port.name + ": chip " + std::to_string( port.unit ) +
+                  " has no port left for it: there are " + std::to_string( count ) +
+                  " ports; allowed: up to " + std::to_string( profile.ports ) + " (" +
+                  std::string( profile.name ) + ")" } );
+   }
+}
+
+} // namespace
+
+const ChipModel::ChipProfile& Draft::profileOf( int unit ) const {
+   const ChipModel::ChipProfile* profile =
+         ChipModel::chipProfile( configuration.chips.at( unit ).profile );
+   ZOL_ASSERT( profile );
+   return *profile;
+}
+
+bool Draft::isInterface( const std::string& name ) const {
+   return configuration.ports.contains( name ) ||
+         configuration.portChannels.contains( name );
+}
+
+std::vector< const Table::value_type* > Draft::entries( const std::string& table ) const {
+   std::vector< const Table::value_type* > sorted;
+   auto found = tables.tables.find( table );
+   if ( found != tables.tables.end() ) {
+      for ( const Table::value_type& entry : found->second ) {
+         sorted.push_back( &entry );
+      }
+   }
+   std::sort( sorted.begin(), sorted.end(), []( const auto* left, const auto* right ) {
+      return NaturalLess()( left->first, right->first );
+   } );
+   return sorted;
+}
+
+void Draft::unknownInterface(
+      EntryReader& entry, std::string_view field, const std::string& name ) {
+   const std::string text = "there is no " +
+         ( name.empty() ? "port without a name" : name ) +
+         "; allowed: a port of PORT or a port channel of PORTCHANNEL";
+   field.empty() ? entry.error( text ) : entry.error( field, text );
+}
+
+void readChips( Draft& draft ) {
+   for ( const Table::value_type* chip : draft.entries( "CHIP" ) ) {
+      readChip( draft, chip->first, chip->second );
+   }
+   // Also if there are chips and none of them can be read, so that reading can go on.
+   if ( draft.configuration.chips.empty() ) {
+      draft.configuration.chips[ 0 ].profile = draft.defaultProfile;
+   }
+}
+
+void readPorts( Draft& draft ) {
+   Numberings numberings;
+   for ( const auto& [ unit, chip ] : draft.configuration.chips ) {
+      numberings.try_emplace( unit, draft, unit );
+   }
+   for ( const Table::value_type* port : draft.entries( "PORT" ) ) {
+      readPort( draft, port->first, port->second, numberings );
+   }
+   numberTheOthers( draft, numberings );
+}
+
+} // namespace Agent

@@ -1,0 +1,188 @@
+// VLAN, VLAN_MEMBER and FDB: which ports and port channels are in which VLAN, and which
+// addresses are known there.
+
+#include <algorithm>
+
+#include "Agent/Configuration/Draft.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr int lowestVlan = 2;
+constexpr int highestVlan = 4094;
+
+// The number in "Vlan10"; none if it is no VLAN's name.
+std::optional< uint16_t > vlanOf( const std::string& name ) {
+   constexpr std::string_view prefix = "Vlan";
+   constexpr size_t mostDigits = 4;
+   if ( !name.starts_with( prefix ) ) {
+      return std::nullopt;
+   }
+   const std::string digits = name.substr( prefix.size() );
+   if ( digits.empty() || digits.size() > mostDigits || digits[ 0 ] == '0' ||
+         digits.find_first_not_of( "0123456789" ) != std::string::npos ) {
+      return std::nullopt;
+   }
+   const int vlan = std::stoi( digits );
+   return vlan < lowestVlan || vlan > highestVlan
+         ? std::nullopt
+         : std::optional< uint16_t >( static_cast< uint16_t >( vlan ) );
+}
+
+void readVlan( Draft& draft, const std::string& name, const Entry& entry ) {
+   EntryReader reader( "VLAN", name, entry, draft.findings );
+   const auto vlan = vlanOf( name );
+   if ( !vlan ) {
+      reader.error( "not a VLAN's name; allowed: Vlan2 to Vlan4094" );
+      return;
+   }
+   const auto id = reader.number( "vlanid", lowestVlan, highestVlan );
+   if ( id && *id != *vlan ) {
+      reader.error( "vlanid",
+            std::to_string( *id ) +
+                  " is not the number in the name; "
+                  "allowed: " +
+                  std::to_string( *vlan ) );
+   }
+   VlanConfig& config = draft.configuration.vlans[ *vlan ];
+   config.id = *vlan;
+   config.place = entry.place;
+}
+
+// The VLAN that an entry's key names, said to be missing if it is.
+VlanConfig* findVlan( Draft& draft, EntryReader& reader, const std::string& name ) {
+   const auto vlan = vlanOf( name );
+   auto at = draft.configuration.vlans.find( vlan.value_or( 0 ) );
+   if ( at == draft.configuration.vlans.end() ) {
+      reader.error( "there is no " + ( name.empty() ? "VLAN without a name" : name ) +
+            "; allowed: a VLAN of VLAN" );
+      return nullptr;
+   }
+   return &at->second;
+}
+
+enum class Tagging : uint8_t { tagged, untagged, priorityTagged };
+
+void readMember( Draft& draft, const std::string& key, const Entry& entry,
+      std::map< std::string, uint16_t >& untaggedVlan ) {
+   EntryReader reader( "VLAN_MEMBER", key, entry, draft.findings );
+   const EntryName names = entryName( key );
+   const std::string& interface = names.key;
+   const Tagging tagging =
+         reader.choice< Tagging >( "tagging_mode",
+                     { { "tagged", Tagging::tagged }, { "untagged", Tagging::untagged },
+                           { "priority_tagged", Tagging::priorityTagged } } )
+               .value_or( Tagging::untagged );
+   VlanConfig* vlan = findVlan( draft, reader, names.table );
+   if ( !vlan ) {
+      return;
+   }
+   if ( !draft.isInterface( interface ) ) {
+      draft.unknownInterface( reader, "", interface );
+      return;
+   }
+   if ( auto channel = draft.channelByPort.find( interface );
+         channel != draft.channelByPort.end() ) {
+      reader.error( interface + " is a member of " + channel->second +
+            "; allowed: the port channel in its place" );
+      return;
+   }
+   if ( tagging == Tagging::priorityTagged ) {
+      reader.warning( "tagging_mode", "priority_tagged is served as untagged" );
+   }
+   const bool tagged = tagging == Tagging::tagged;
+   if ( !tagged ) {
+      auto [ at, isNew ] = untaggedVlan.try_emplace( interface, vlan->id );
+      if ( !isNew ) {
+         reader.error( interface + " is untagged in Vlan" + std::to_string( at->second ) +
+               ", too; allowed: untagged in one VLAN" );
+      }
+   }
+   vlan->members.push_back( { interface, tagged, entry.place } );
+   draft.vlanByInterface.try_emplace( interface, vlan->id );
+}
+
+void readAddress( Draft& draft, const std::string& key, const Entry& entry ) {
+   EntryReader reader( "FDB", key, entry, draft.findings );
+   const EntryName names = entryName( key );
+   const auto mac = Plix::EthAddr::fromString( names.key );
+   const VlanConfig* vlan = findVlan( draft, reader, names.table );
+   if ( !mac || mac->isMulticast() ) {
+      reader.error( "not a VLAN, a bar and an address; allowed: a unicast MAC address like "
+                    "02:00:00:00:00:0a" );
+   }
+   FdbConfig config;
+   config.place = entry.place;
+   config.isStatic =
+         reader.choice< bool >( "type", { { "static", true }, { "dynamic", false } } )
+               .value_or( true );
+   config.interface = reader.text( "port" );
+   if ( !reader.has( "port" ) ) {
+      reader.error( "port", "missing; allowed: a PORT or PORTCHANNEL in the VLAN" );
+      return;
+   }
+   if ( !draft.isInterface( config.interface ) ) {
+      draft.unknownInterface( reader, "port", config.interface );
+      return;
+   }
+   if ( !vlan || !mac ) {
+      return;
+   }
+   const bool isMember = std::any_of( vlan->members.begin(), vlan->members.end(),
+         [ & ]( const auto& member ) { return member.interface == config.interface; } );
+   if ( !isMember ) {
+      reader.error( "port",
+            config.interface + " is not in " + names.table +
+                  "; allowed: a PORT or PORTCHANNEL in the VLAN" );
+   }
+   config.vlan = vlan->id;
+   config.mac = *mac;
+   auto [ at, isNew ] =
+         draft.configuration.fdb.try_emplace( { config.vlan, config.mac }, config );
+   if ( !isNew ) {
+      reader.error( "the address is there twice, before in line " +
+            std::to_string( at->second.place.line ) + "; allowed: once in a VLAN" );
+   }
+}
+
+// The older field VLAN.members is a copy of VLAN_MEMBER, which counts.
+void compareMembers( Draft& draft, const std::string& name, const Entry& entry ) {
+   const Field* field = entry.find( "members" );
+   const auto vlan = vlanOf( name );
+   if ( !field || !vlan ) {
+      return;
+   }
+   const auto& members = draft.configuration.vlans.at( *vlan ).members;
+   for ( const std::string& interface : splitList( field->text ) ) {
+      if ( std::none_of( members.begin(), members.end(),
+                 [ & ]( const auto& member ) { return member.interface == interface; } ) ) {
+         draft.findings.warnings.push_back( { field->place,
+               "VLAN|" + name + ": members: " + interface +
+                     " is not in VLAN_MEMBER, and that is what counts" } );
+      }
+   }
+}
+
+} // namespace
+
+void readVlans( Draft& draft ) {
+   for ( const Table::value_type* vlan : draft.entries( "VLAN" ) ) {
+      readVlan( draft, vlan->first, vlan->second );
+   }
+   std::map< std::string, uint16_t > untaggedVlan;
+   for ( const Table::value_type* member : draft.entries( "VLAN_MEMBER" ) ) {
+      readMember( draft, member->first, member->second, untaggedVlan );
+   }
+   for ( const Table::value_type* vlan : draft.entries( "VLAN" ) ) {
+      compareMembers( draft, vlan->first, vlan->second );
+   }
+}
+
+void readFdb( Draft& draft ) {
+   for ( const Table::value_type* address : draft.entries( "FDB" ) ) {
+      readAddress( draft, address->first, address->second );
+   }
+}
+
+} // namespace Agent

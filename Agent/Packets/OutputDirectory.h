@@ -1,0 +1,65 @@
+#pragma once
+
+// What left the ports during a run, as a directory of captures: PORT.pcap holds what the
+// port sent, PORT.mirror.pcap the mirror copies it sent.
+//
+//    OutputDirectory out( "out", { "Ethernet0", "Ethernet4" }, { "host-a.pcap" } );
+//    CaptureWriter& copies = out.writer( "Ethernet4", OutputKind::Mirrored );
+//    copies.write( timeNs, frame, wireLength );
+//    out.commit();
+//
+// After commit() the directory tells of this run and no other: a port that sent nothing has
+// no file, one of an earlier run is removed. Files of any other name are left alone.
+// Without commit() everything stays as it was, and a directory that was made for the run
+// goes again. All files are complete before the first gets its name, so a full disk changes
+// nothing.
+//
+// Port names become file names as they are. The directory is made if it is missing; its
+// parent has to exist. An output that would replace one of the run's own inputs is refused.
+// All errors are CaptureError.
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Agent/Packets/CaptureWriter.h"
+
+namespace Agent {
+
+enum class OutputKind {
+   Forwarded, // PORT.pcap
+   Mirrored,  // PORT.mirror.pcap
+};
+
+class OutputDirectory {
+  public:
+   // Checks everything that can be known before the first packet. `inputs` are the captures
+   // that the run reads.
+   OutputDirectory( std::string path, const std::vector<std::string>& ports,
+         const std::vector<std::string>& inputs );
+   ~OutputDirectory();
+   OutputDirectory( const OutputDirectory& ) = delete;
+   OutputDirectory& operator=( const OutputDirectory& ) = delete;
+
+   // The writer of one of the ports given at construction, made at the first call. It stays
+   // where it is until the directory ends: keep the reference where speed matters.
+   CaptureWriter& writer( std::string_view port, OutputKind kind );
+
+   // Puts this run's files in place. Once, and no frame afterwards.
+   void commit();
+
+   const std::string& path() const { return path_; }
+
+  private:
+   void makeDirectory();
+   void checkOutputs( const std::vector<std::string>& inputs ) const;
+
+   std::string path_;
+   // Every file that is ours to write, by name; no writer as long as nothing was sent.
+   std::map<std::string, std::unique_ptr<CaptureWriter>> files_;
+   bool made_ = false; // by us, and nothing is committed yet
+};
+
+} // namespace Agent

@@ -1,0 +1,84 @@
+#include "Agent/Replay/Replay.h"
+
+#include <stdexcept>
+
+#include "Agent/Packets/CaptureMerge.h"
+
+namespace Agent {
+
+namespace {
+
+std::vector< std::string > portNames( const Runtime& runtime ) {
+   std::vector< std::string > names;
+   for ( const auto& port : runtime.configuration().ports ) {
+      names.push_back( port.first );
+   }
+   return names;
+}
+
+} // namespace
+
+Outlet::Outlet( Runtime& runtime, const std::string& directory,
+      const std::vector< std::string >& inputs )
+      : runtime_( runtime ), files_( std::make_unique< OutputDirectory >(
+                                   directory, portNames( runtime ), inputs ) ) {
+   for ( int unit : runtime.units() ) {
+      ports_.resize( static_cast< size_t >( unit ) + 1 );
+      ports_.back().resize( Shim::maxPorts );
+   }
+   runtime_.chips().control().sinkIs( this );
+}
+
+Outlet::~Outlet() {
+   runtime_.chips().control().sinkIs( nullptr );
+}
+
+void Outlet::sent( const ChipModel::SentFrame& sent ) {
+   PortFiles& files =
+         ports_[ static_cast< size_t >( sent.unit ) ][ static_cast< size_t >( sent.port ) ];
+   const std::span< const uint8_t > bytes( sent.frame.data, sent.frame.length );
+   fetch( files.all, sent, OutputKind::Forwarded )
+         .write( sent.frame.timeNs, bytes, sent.frame.wireLength );
+   if ( sent.kind != ChipModel::CopyKind::forwarded ) {
+      fetch( files.copies, sent, OutputKind::Mirrored )
+            .write( sent.frame.timeNs, bytes, sent.frame.wireLength );
+   }
+}
+
+CaptureWriter& Outlet::fetch(
+      CaptureWriter*& place, const ChipModel::SentFrame& sent, OutputKind kind ) {
+   if ( !place ) [[unlikely]] {
+      place = &files_->writer( runtime_.portName( sent.unit, sent.port ), kind );
+   }
+   return *place;
+}
+
+void Outlet::commit() {
+   files_->commit();
+}
+
+void replay( Runtime& runtime, const std::vector< Input >& inputs ) {
+   struct Port {
+      ChipModel::Pipeline* pipeline;
+      int number;
+   };
+   CaptureMerge merge;
+   std::vector< Port > ports;
+   for ( const Input& input : inputs ) {
+      auto at = runtime.configuration().ports.find( input.port );
+      if ( at == runtime.configuration().ports.end() ) {
+         throw std::runtime_error( input.port + ": no such port; allowed: a port of PORT" );
+      }
+      ports.push_back(
+            { &runtime.chips().chip( at->second.unit )->pipeline(), at->second.chipPort } );
+      merge.add( input.port, CaptureReader( input.file ) );
+   }
+   for ( Arrival arrival; merge.next( arrival ); ) {
+      const Port& port = ports[ arrival.input ];
+      const CaptureFrame& frame = arrival.frame;
+      port.pipeline->receive(
+            port.number, { frame.timeNs, frame.data, frame.length, frame.wireLength } );
+   }
+}
+
+} // namespace Agent

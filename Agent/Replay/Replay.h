@@ -1,0 +1,47 @@
+#pragma once
+
+// Captures through the chips: frames arrive at ports in the order of their time stamps, and
+// what leaves the ports is written down.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Agent/CommandLine/CommandLine.h"
+#include "Agent/Packets/OutputDirectory.h"
+#include "Agent/Runtime/Runtime.h"
+
+namespace Agent {
+
+// Writes every frame that leaves a port to PORT.pcap, and mirror copies also to
+// PORT.mirror.pcap.
+class Outlet : public ChipModel::FrameSink {
+ public:
+   // Takes over the sink of the runtime's chips for its lifetime. `inputs` are the captures of
+   // the run: none of them is overwritten. CaptureError if the directory cannot be used.
+   Outlet( Runtime& runtime, const std::string& directory,
+         const std::vector< std::string >& inputs );
+   ~Outlet() override;
+
+   void sent( const ChipModel::SentFrame& sent ) override;
+   // Puts the files in place. CaptureError if that cannot be done.
+   void commit();
+
+ private:
+   // The writers of a port, fetched when it first sends.
+   struct PortFiles {
+      CaptureWriter* all = nullptr;
+      CaptureWriter* copies = nullptr;
+   };
+   CaptureWriter& fetch( CaptureWriter*& place, const ChipModel::SentFrame& sent, OutputKind kind );
+
+   Runtime& runtime_;
+   std::unique_ptr< OutputDirectory > files_;
+   std::vector< std::vector< PortFiles > > ports_; // by unit and chip port
+};
+
+// All frames of the inputs, merged by time. The ports exist and the captures have been
+// validated; std::runtime_error, in one line, if not.
+void replay( Runtime& runtime, const std::vector< Input >& inputs );
+
+} // namespace Agent

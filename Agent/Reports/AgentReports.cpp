@@ -1,0 +1,165 @@
+#include "Agent/Reports/AgentReports.h"
+
+#include <cstdio>
+
+#include "ChipModel/ChipProfile.h"
+#include "Platform/Flitlog/Flitlog.h"
+
+namespace Agent {
+
+namespace {
+
+std::string joined( const std::vector< std::string >& words ) {
+   std::string text;
+   for ( const std::string& word : words ) {
+      text += ( text.empty() ? "" : ", " ) + word;
+   }
+   return text;
+}
+
+const char* phaseName( SessionPhase phase ) {
+   switch ( phase ) {
+   case SessionPhase::active: return "active";
+   case SessionPhase::refused: return "refused";
+   case SessionPhase::failed: return "failed";
+   default: return "pending";
+   }
+}
+
+const char* directionName( SessionDirection direction ) {
+   switch ( direction ) {
+   case SessionDirection::rx: return "RX";
+   case SessionDirection::tx: return "TX";
+   default: return "BOTH";
+   }
+}
+
+Report sessionsReport( Runtime& runtime ) {
+   Report report{ "sessions",
+      { "session", "direction", "sources", "destination", "state", "chip", "mirror", "reason" },
+      {}, "no mirror sessions are configured" };
+   for ( const SessionState& session : runtime.sessions() ) {
+      std::vector< std::string > numbers;
+      for ( const HeldDestination& held : session.held ) {
+         numbers.push_back( held.mtp.toString() );
+      }
+      const int unit = runtime.configuration().unitOf( session.config->destination );
+      report.rows.push_back( { session.config->name, directionName( session.config->direction ),
+         joined( session.config->sources ), session.config->destination,
+         phaseName( session.phase ), unit < 0 ? "" : std::to_string( unit ), joined( numbers ),
+         session.reason } );
+   }
+   return report;
+}
+
+std::vector< Report > statusReports( Runtime& runtime ) {
+   Report slices{ "slices", { "slice", "chip profile", "TCAM helpers", "TCAM interface" }, {},
+      "no chips" };
+   Report status{ "status", { "slice", "mirror", "session", "status" }, {},
+      "no mirror destination is programmed" };
+   for ( int unit : runtime.units() ) {
+      const ChipModel::ChipProfile& profile = runtime.profile( unit );
+      const std::string name = "slice" + std::to_string( unit );
+      slices.rows.push_back( { name, std::string( profile.name ),
+         profile.tcamHelpers ? "yes" : "no",
+         profile.tcamInterface == ChipModel::TcamInterface::direct ? "direct" : "request" } );
+      auto programmed = runtime.programStatus( unit );
+      const auto& all = programmed->programStatus();
+      for ( auto iter = all.begin(); iter != all.end(); ++iter ) {
+         std::string user;
+         for ( const SessionState& session : runtime.sessions() ) {
+            for ( const HeldDestination& held : session.held ) {
+               if ( held.unit == unit && held.mtp == iter.key() ) {
+                  user = session.config->name;
+               }
+            }
+         }
+         status.rows.push_back(
+               { name, int64_t( iter.key().value() ), user, Zol::toString( iter.value() ) } );
+      }
+   }
+   return { slices, status };
+}
+
+Report countersReport( Runtime& runtime ) {
+   Report report{ "counters",
+      { "chip", "port", "rx frames", "rx bytes", "tx frames", "tx bytes", "mirror frames",
+            "mirror bytes", "drops" },
+      {}, "no port has seen a frame" };
+   for ( int unit : runtime.units() ) {
+      for ( const ChipModel::PortState& port : runtime.chips().control().state( unit ).ports ) {
+         const ChipModel::PortCounters& counters = port.counters;
+         if ( counters == ChipModel::PortCounters() ) {
+            continue;
+         }
+         std::vector< std::string > drops;
+         for ( size_t i = 0; i < counters.drops.size(); ++i ) {
+            if ( counters.drops[ i ] ) {
+               const auto reason = static_cast< ChipModel::DropReason >( i );
+               drops.push_back( std::to_string( counters.drops[ i ] ) + " " +
+                                std::string( ChipModel::dropReasonName( reason ) ) );
+            }
+         }
+         auto number = []( uint64_t value ) { return static_cast< int64_t >( value ); };
+         report.rows.push_back( { int64_t( unit ), runtime.portName( unit, port.port ),
+            number( counters.rxFrames ), number( counters.rxBytes ),
+            number( counters.txFrames ), number( counters.txBytes ),
+            number( counters.txMirrorFrames ), number( counters.txMirrorBytes ),
+            joined( drops ) } );
+      }
+   }
+   return report;
+}
+
+Report logReport() {
+   Report report{ "log", { "time", "severity", "message", "text" }, {}, "nothing was logged" };
+   for ( const Flitlog::Record& record : Flitlog::records() ) {
+      char time[ 32 ];
+      std::snprintf( time, sizeof time, "%.3f", record.time );
+      report.rows.push_back(
+            { std::string( time ), Zol::toString( record.severity ), record.id, record.text } );
+   }
+   return report;
+}
+
+} // namespace
+
+std::vector< Report > reportsOf( Runtime& runtime, const std::string& name ) {
+   if ( name == "sessions" ) {
+      return { sessionsReport( runtime ) };
+   }
+   if ( name == "tcam" ) {
+      return { tcamReport( runtime ), tcamCapacityReport( runtime ) };
+   }
+   if ( name == "tables" ) {
+      return tableReports( runtime );
+   }
+   if ( name == "status" ) {
+      return statusReports( runtime );
+   }
+   if ( name == "counters" ) {
+      return { countersReport( runtime ) };
+   }
+   return { logReport() };
+}
+
+Report chipsReport() {
+   Report report{ "chips",
+      { "profile", "ports", "ingress entries", "egress entries", "groups", "mirrors", "trunks",
+            "L2 addresses", "port classes", "TCAM helpers", "TCAM interface", "Tomahawk",
+            "description" },
+      {}, "" };
+   auto yesNo = []( bool yes ) { return std::string( yes ? "yes" : "no" ); };
+   for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
+      report.rows.push_back( { std::string( profile.name ), int64_t( profile.ports ),
+         int64_t( profile.ingressEntries ), int64_t( profile.egressEntries ),
+         int64_t( profile.groupsPerStage ), int64_t( profile.mirrorDestinations ),
+         int64_t( profile.trunks ), int64_t( profile.l2Addresses ),
+         int64_t( profile.portClassBits ), yesNo( profile.tcamHelpers ),
+         profile.tcamInterface == ChipModel::TcamInterface::direct ? "direct" : "request",
+         yesNo( profile.tomahawkFamily ), std::string( profile.description ) } );
+   }
+   return report;
+}
+
+} // namespace Agent

@@ -1,0 +1,63 @@
+#include <algorithm>
+
+#include "Agent/Reports/Report.h"
+
+namespace Agent {
+
+namespace {
+
+bool isNumber( const Cell& cell ) {
+   return std::holds_alternative< int64_t >( cell );
+}
+
+std::string textOf( const Cell& cell ) {
+   return isNumber( cell ) ? std::to_string( std::get< int64_t >( cell ) )
+                           : std::get< std::string >( cell );
+}
+
+// Cells of one line, without white space at its end.
+std::string line( const std::vector< std::string >& cells, const std::vector< size_t >& widths,
+      const std::vector< bool >& right ) {
+   std::string text;
+   for ( size_t i = 0; i < cells.size(); ++i ) {
+      const std::string padding( widths[ i ] - cells[ i ].size(), ' ' );
+      text += i ? "  " : "";
+      text += right[ i ] ? padding + cells[ i ] : cells[ i ] + padding;
+   }
+   text.erase( text.find_last_not_of( ' ' ) + 1 );
+   return text + "\n";
+}
+
+} // namespace
+
+std::string toText( const Report& report, Style style ) {
+   const std::string bold = style == Style::terminal ? "\033[1m" : "";
+   const std::string normal = style == Style::terminal ? "\033[0m" : "";
+   std::string text = bold + "== " + report.name + normal + "\n";
+   if ( report.rows.empty() ) {
+      return text + report.empty + "\n\n";
+   }
+   std::vector< size_t > widths;
+   std::vector< bool > right;
+   for ( size_t i = 0; i < report.columns.size(); ++i ) {
+      size_t width = report.columns[ i ].size();
+      bool numbers = true;
+      for ( const auto& row : report.rows ) {
+         width = std::max( width, textOf( row[ i ] ).size() );
+         numbers = numbers && isNumber( row[ i ] );
+      }
+      widths.push_back( width );
+      right.push_back( numbers );
+   }
+   text += line( report.columns, widths, right );
+   for ( const auto& row : report.rows ) {
+      std::vector< std::string > cells;
+      for ( const Cell& cell : row ) {
+         cells.push_back( textOf( cell ) );
+      }
+      text += line( cells, widths, right );
+   }
+   return text + "\n";
+}
+
+} // namespace Agent

@@ -1,0 +1,14 @@
+#pragma once
+
+// The agent's commands, from their parsed command line to their exit code: 0 done, 1 bad input
+// (said in one line each on standard error).
+
+#include "Agent/CommandLine/CommandLine.h"
+
+namespace Agent {
+
+int runCommand( const Command& command );
+int checkCommand( const Command& command );
+int chipsCommand( const Command& command );
+
+} // namespace Agent

@@ -1,0 +1,84 @@
+#include "Agent/Run/ScriptRunner.h"
+
+#include <algorithm>
+
+#include "Agent/Replay/Replay.h"
+#include "Agent/Reports/AgentReports.h"
+
+namespace Agent {
+
+ScriptRunner::ScriptRunner( Runtime& runtime, const std::string& name, Show show, Warn warn )
+      : runtime_( runtime ), name_( name ), show_( std::move( show ) ),
+        warn_( std::move( warn ) ) {}
+
+void ScriptRunner::run( const std::vector< Step >& steps ) {
+   for ( const Step& one : steps ) {
+      std::visit( [ & ]( const auto& action ) { step( action, one.line ); }, one.action );
+   }
+}
+
+void ScriptRunner::fail( unsigned line, const std::string& what ) const {
+   throw StepError( name_ + ":" + std::to_string( line ) + ": " + what );
+}
+
+void ScriptRunner::report( const LoadResult& result ) {
+   if ( !result.errors.empty() ) {
+      throw StepError( result.errors.front().toString() );
+   }
+   for ( const std::string& problem : runtime_.problems() ) {
+      warn_( { { name_, 0 }, problem } );
+   }
+}
+
+void ScriptRunner::step( const SetStep& set, unsigned line ) {
+   report( runtime_.set(
+         set.table + "|" + set.key, set.json, { name_, static_cast< int >( line ) } ) );
+}
+
+void ScriptRunner::step( const DelStep& del, unsigned line ) {
+   report( runtime_.del( del.table + "|" + del.key, { name_, static_cast< int >( line ) } ) );
+}
+
+void ScriptRunner::step( const InStep& in, unsigned line ) {
+   try {
+      replay( runtime_, { { in.port, in.file } } );
+   } catch ( const std::runtime_error& error ) {
+      fail( line, error.what() );
+   }
+}
+
+void ScriptRunner::step( const WaitStep& wait, unsigned ) {
+   runtime_.advance( static_cast< double >( wait.ns ) * 1e-9 );
+}
+
+void ScriptRunner::step( const ShowStep& show, unsigned line ) {
+   const auto& names = reportNames();
+   std::vector< Report > reports;
+   for ( const std::string& what : show.what ) {
+      if ( std::find( names.begin(), names.end(), what ) == names.end() ) {
+         std::string allowed;
+         for ( const std::string& name : names ) {
+            allowed += ( allowed.empty() ? "" : ", " ) + name;
+         }
+         fail( line, "show " + what + ": no such report; allowed: " + allowed );
+      }
+      for ( Report& report : reportsOf( runtime_, what ) ) {
+         reports.push_back( std::move( report ) );
+      }
+   }
+   show_( reports );
+}
+
+void ScriptRunner::step( const FailStep& fault, unsigned line ) {
+   if ( auto error = runtime_.fail( fault.call, fault.first, fault.last ) ) {
+      fail( line, *error );
+   }
+}
+
+void ScriptRunner::step( const CapacityStep& capacity, unsigned line ) {
+   if ( auto error = runtime_.capacity( capacity.what, static_cast< int >( capacity.count ) ) ) {
+      fail( line, *error );
+   }
+}
+
+} // namespace Agent

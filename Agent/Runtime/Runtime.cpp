@@ -1,0 +1,324 @@
+#include "Agent/Runtime/Runtime.h"
+
+#include <stdexcept>
+
+#include "Agent/Forwarding/ChipSetup.h"
+#include "Agent/Publisher/CentralPublisher.h"
+#include "Agent/Runtime/PluginLibrary.h"
+#include "Agent/Slices/SliceHost.h"
+#include "AgentServices/TcamGroupManager.h"
+#include "Platform/Acl/Config.h"
+#include "Platform/Karvel/SdkCall.h"
+#include "Platform/KarvelCentral/Status.h"
+#include "Platform/Mirroring/Config.h"
+#include "Platform/Zol/ActivityLock.h"
+
+namespace Agent {
+
+namespace {
+
+const Zol::String mtpProgramInfoPath =
+      "hardware/karvel/centralStatus/feature/KarvelMirror/mtpProgramInfo";
+
+// One chip with all that the agent keeps for it, in the order in which it is built.
+struct Slice {
+   Slice( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
+         Zol::Ptr< KarvelCentral::ChipTable > chipTable,
+         Zol::Ptr< Karvel::KarvelTcamGroupManager > groupManager,
+         Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo )
+         : setup( unit ), host( unit, profile, store, chipTable, groupManager ),
+           publisher( host, programInfo ) {}
+
+   ChipSetup setup;
+   SliceHost host;
+   CentralPublisher publisher;
+};
+
+} // namespace
+
+struct Runtime::State {
+   explicit State( const RuntimeOptions& options ) : plugin( options.plugin ) {}
+
+   void makeStore();
+   void makeSlices();
+   void apply( const Configuration& wanted );
+   SessionState sessionState( const SessionConfig& session ) const;
+   const Slice* sliceOf( const SessionConfig& session ) const;
+
+   PluginLibrary plugin; // outlives every object of its types
+   ChipModel::Switch chips;
+   Hubdb::Store store;
+   ConfigSource source;
+   Configuration configuration;
+   Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo;
+   Zol::Ptr< AgentServices::TcamGroupManager > groupManager;
+   std::map< int, Slice > slices;
+   std::vector< std::string > problems; // what the chips refused of the last configuration
+   std::map< std::pair< int, int >, std::string > portNames;
+};
+
+Runtime::Runtime( const RuntimeOptions& options ) {
+   Zol::ActivityLockHolder lock;
+   Zol::activityManager().timeSourceIs( Zol::TimeSource::virtualTime );
+   state_ = std::make_unique< State >( options );
+   ::Shim::sdk_ = &state_->chips.sdk();
+   state_->source.defaultProfileIs( options.defaultProfile.empty()
+                                          ? std::string( ChipModel::chipProfiles()[ 0 ].name )
+                                          : options.defaultProfile );
+   state_->makeStore();
+}
+
+Runtime::~Runtime() {
+   Zol::ActivityLockHolder lock;
+   state_->slices.clear();
+   Zol::activityManager().runUntilIdle();
+   state_->groupManager = nullptr;
+   ::Shim::sdk_ = nullptr;
+}
+
+void Runtime::State::makeStore() {
+   programInfo = Zol::make< KarvelMirror::LogicalFapMtpProgramInfoColl >();
+   groupManager = Zol::make< AgentServices::TcamGroupManager >();
+   store.entityIs( mtpProgramInfoPath, programInfo );
+   store.entityIs( "hardware/karvel/centralStatus/feature/KarvelMirror/cpuRecircStatus",
+         Zol::make< KarvelCentral::CpuRecircStatus >() );
+   store.entityIs( "hardware/karvel/mirror/paramConfig",
+         Zol::make< KarvelMirror::Slice::ParamConfig >() );
+   store.entityIs( "acl/config/input", Zol::make< Zol::Dir >() );
+   store.entityIs( "acl/config/input", Zol::make< Acl::Input::Config >() );
+   store.entityIs( "mirroring/hwconfig", Zol::make< Mirroring::Config >() );
+}
+
+// --- Configuration ------------------------------------------------------------------------
+
+LoadResult Runtime::start( const std::string& configPath ) {
+   Zol::ActivityLockHolder lock;
+   LoadResult result = state_->source.load( configPath );
+   if ( result.errors.empty() ) {
+      state_->configuration = result.configuration;
+      state_->makeSlices();
+      state_->apply( result.configuration );
+   }
+   return result;
+}
+
+void Runtime::State::makeSlices() {
+   ZOL_ASSERT( slices.empty() && "an agent starts once" );
+   auto chipTable = Zol::make< KarvelCentral::ChipTable >();
+   for ( const auto& [ unit, chip ] : configuration.chips ) {
+      const ChipModel::ChipProfile& profile = *ChipModel::chipProfile( chip.profile );
+      chips.addChip( unit, profile );
+      if ( chip.ingressEntries ) {
+         (void)chips.control().capacityIs( unit, "ingress-entries", *chip.ingressEntries );
+      }
+      if ( chip.egressEntries ) {
+         (void)chips.control().capacityIs( unit, "egress-entries", *chip.egressEntries );
+      }
+      groupManager->unitIs(
+            static_cast< uint32_t >( unit ), { profile.aclGroup, profile.portClassBits } );
+      Slice& slice = slices
+                           .try_emplace( unit, unit, profile, store, chipTable,
+                                 groupManager, programInfo )
+                           .first->second;
+      slice.host.configurationIs( configuration );
+      slice.host.start();
+   }
+}
+
+void Runtime::State::apply( const Configuration& wanted ) {
+   configuration = wanted;
+   portNames.clear();
+   for ( const auto& [ name, port ] : configuration.ports ) {
+      portNames[ { port.unit, port.chipPort } ] = name;
+   }
+   problems.clear();
+   for ( auto& [ unit, slice ] : slices ) {
+      for ( std::string& problem : slice.setup.configurationIs( configuration ) ) {
+         problems.push_back( std::move( problem ) );
+      }
+      slice.host.configurationIs( configuration );
+      slice.publisher.configurationIs( configuration );
+   }
+   Zol::activityManager().runUntilIdle();
+}
+
+namespace {
+
+// The CHIP table says what hardware there is: it cannot change under a running agent.
+bool refuseChipChange( const std::string& tableAndKey, const Place& place, LoadResult& result ) {
+   if ( tableAndKey != "CHIP" && !tableAndKey.starts_with( "CHIP|" ) ) {
+      return false;
+   }
+   result.errors.push_back(
+         { place, tableAndKey + ": the chips are fixed while the agent runs; allowed: other tables" } );
+   return true;
+}
+
+} // namespace
+
+LoadResult Runtime::set(
+      const std::string& tableAndKey, const std::string& json, const Place& place ) {
+   Zol::ActivityLockHolder lock;
+   LoadResult result;
+   if ( refuseChipChange( tableAndKey, place, result ) ) {
+      return result;
+   }
+   result = state_->source.set( tableAndKey, json, place );
+   if ( result.errors.empty() ) {
+      state_->apply( result.configuration );
+   }
+   return result;
+}
+
+LoadResult Runtime::del( const std::string& tableAndKey, const Place& place ) {
+   Zol::ActivityLockHolder lock;
+   LoadResult result;
+   if ( refuseChipChange( tableAndKey, place, result ) ) {
+      return result;
+   }
+   result = state_->source.del( tableAndKey, place );
+   if ( result.errors.empty() ) {
+      state_->apply( result.configuration );
+   }
+   return result;
+}
+
+const Configuration& Runtime::configuration() const {
+   return state_->configuration;
+}
+
+// --- Time and packets ---------------------------------------------------------------------
+
+double Runtime::now() const {
+   return Zol::activityManager().now();
+}
+
+void Runtime::advance( double seconds ) {
+   Zol::ActivityLockHolder lock;
+   Zol::activityManager().advance( seconds );
+}
+
+void Runtime::receive( int unit, int chipPort, const ChipModel::FrameView& frame ) {
+   ChipModel::Chip* chip = state_->chips.chip( unit );
+   ZOL_ASSERT( chip && chipPort >= 0 && chipPort <= chip->profile().ports );
+   chip->pipeline().receive( chipPort, frame );
+}
+
+// --- Looking in ---------------------------------------------------------------------------
+
+const Slice* Runtime::State::sliceOf( const SessionConfig& session ) const {
+   auto at = slices.find( configuration.unitOf( session.destination ) );
+   return at == slices.end() ? nullptr : &at->second;
+}
+
+SessionState Runtime::State::sessionState( const SessionConfig& session ) const {
+   SessionState result;
+   result.config = &session;
+   result.phase = SessionPhase::refused;
+   const Slice* slice = session.refused ? nullptr : sliceOf( session );
+   if ( !slice ) {
+      result.reason = session.refused.value_or( "its destination is on no chip" );
+      return result;
+   }
+   if ( auto refusal = slice->publisher.refusal( session.name ) ) {
+      result.reason = *refusal;
+      return result;
+   }
+   result.phase = SessionPhase::active;
+   auto status = slice->host.programStatus();
+   for ( const auto& [ mtp, use ] : slice->publisher.uses() ) {
+      if ( use.session != session.name ) {
+         continue;
+      }
+      const auto programmed = status->programStatus( mtp );
+      result.held.push_back( { slice->host.unit(), mtp, use.direction, programmed } );
+      if ( auto problem = slice->publisher.problem( mtp ) ) {
+         result.phase = SessionPhase::failed;
+         result.reason = *problem;
+      } else if ( programmed == KarvelMirror::ProgramStatus::resourceExhaustion ) {
+         result.phase = SessionPhase::failed;
+         result.reason = "the chip has no TCAM entries left for it";
+      } else if ( programmed == KarvelMirror::ProgramStatus::failed ) {
+         result.phase = SessionPhase::failed;
+         result.reason = "the chip refused its TCAM entries";
+      } else if ( programmed == KarvelMirror::ProgramStatus::unknown &&
+                  result.phase == SessionPhase::active ) {
+         result.phase = SessionPhase::pending;
+      }
+   }
+   return result;
+}
+
+std::vector< SessionState > Runtime::sessions() const {
+   std::vector< SessionState > all;
+   for ( const auto& [ name, session ] : state_->configuration.sessions ) {
+      all.push_back( state_->sessionState( session ) );
+   }
+   return all;
+}
+
+std::vector< std::string > Runtime::problems() const {
+   return state_->problems;
+}
+
+ChipModel::Switch& Runtime::chips() {
+   return state_->chips;
+}
+
+const ChipModel::ChipProfile& Runtime::profile( int unit ) const {
+   return state_->slices.at( unit ).host.profile();
+}
+
+std::vector< int > Runtime::units() const {
+   return state_->chips.units();
+}
+
+std::string Runtime::portName( int unit, int chipPort ) const {
+   auto at = state_->portNames.find( { unit, chipPort } );
+   if ( at != state_->portNames.end() ) {
+      return at->second;
+   }
+   return chipPort == 0 ? "cpu" : "port " + std::to_string( chipPort );
+}
+
+Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > Runtime::programStatus( int unit ) const {
+   return state_->slices.at( unit ).host.programStatus();
+}
+
+void Runtime::pluginCommand( int unit, uint32_t socket, const std::string& command ) {
+   Zol::ActivityLockHolder lock;
+   state_->slices.at( unit ).host.callback()->handleCommand( socket, command );
+}
+
+// --- Trouble ------------------------------------------------------------------------------
+
+std::optional< std::string > Runtime::fail(
+      std::string_view call, uint64_t first, uint64_t last ) {
+   auto kind = ChipModel::sdkCallByName( call );
+   if ( !kind ) {
+      return "no SDK call '" + std::string( call ) +
+             "'; allowed: the calls of the SDK, bcm_field_entry_create for example";
+   }
+   ChipModel::Fault fault;
+   fault.call = *kind;
+   fault.first = first;
+   fault.last = last;
+   state_->chips.control().gate().faultAdd( fault );
+   return {};
+}
+
+std::optional< std::string > Runtime::capacity( std::string_view what, int value ) {
+   for ( int unit : units() ) {
+      if ( auto error = state_->chips.control().capacityIs( unit, what, value ) ) {
+         return error;
+      }
+   }
+   Zol::ActivityLockHolder lock;
+   for ( auto& [ unit, slice ] : state_->slices ) {
+      slice.publisher.retryFailed();
+   }
+   Zol::activityManager().runUntilIdle();
+   return {};
+}
+
+} // namespace Agent

@@ -1,0 +1,105 @@
+#pragma once
+
+// The embedded agent as a whole: chips, store, services, one slice per chip with the plug-in
+// in it, forwarding, and the central publisher. Everything that a user can do to a running
+// agent goes through here.
+//
+//    Runtime runtime( { .plugin = "libKarvelMirrorSlice.so" } );
+//    LoadResult loaded = runtime.start( "config_db.json" );
+//    runtime.receive( 0, 1, frame );
+//    for ( const SessionState& session : runtime.sessions() ) ...
+//
+// Time is virtual: it moves in advance() only. What an operation causes has happened when it
+// returns: the event loop has run until nothing was left to do.
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Agent/Configuration/Loader.h"
+#include "ChipModel/Switch.h"
+#include "Platform/KarvelMirror/ProgramInfo.h"
+
+namespace Agent {
+
+struct RuntimeOptions {
+   std::string plugin;         // path of the plug-in's shared object
+   std::string defaultProfile; // of chips that name none; empty: the first there is
+};
+
+// What became of a session.
+enum class SessionPhase : uint8_t {
+   active,  // in the chip
+   refused, // this agent or chip cannot serve it; see reason
+   failed,  // programming failed; it is tried again when something changes, and every 10 s
+   pending, // published, no answer yet
+};
+
+// One mirror destination that a session holds.
+struct HeldDestination {
+   int unit = 0;
+   KarvelMirror::Mtp mtp;
+   KarvelMirror::Direction direction{};
+   KarvelMirror::ProgramStatus status{}; // as the slice reports it
+};
+
+struct SessionState {
+   const SessionConfig* config = nullptr; // valid until the next change
+   SessionPhase phase{};
+   std::string reason; // why it is refused or failed; empty otherwise
+   std::vector< HeldDestination > held;
+};
+
+class Runtime {
+ public:
+   // Loads the plug-in. std::runtime_error, in one line, if that cannot be done.
+   explicit Runtime( const RuntimeOptions& options );
+   // Withdraws everything from the chips, in an orderly way.
+   ~Runtime();
+   Runtime( const Runtime& ) = delete;
+   Runtime& operator=( const Runtime& ) = delete;
+
+   // --- Configuration -----------------------------------------------------------------------
+   // Reads the file and, without errors, brings everything up. Once.
+   LoadResult start( const std::string& configPath );
+   // One entry, as in a script. With errors nothing has changed. The CHIP table cannot be
+   // changed while the agent runs.
+   LoadResult set( const std::string& tableAndKey, const std::string& json, const Place& place );
+   LoadResult del( const std::string& tableAndKey, const Place& place );
+   const Configuration& configuration() const;
+
+   // --- Time and packets --------------------------------------------------------------------
+   double now() const;             // seconds since the start
+   void advance( double seconds ); // 0 or more
+   // A frame arrives at a chip's port. What leaves goes to the sink of control().
+   void receive( int unit, int chipPort, const ChipModel::FrameView& frame );
+
+   // --- Looking in --------------------------------------------------------------------------
+   std::vector< SessionState > sessions() const; // by name
+   // What the chips refused of the last configuration besides mirroring, in one line each.
+   std::vector< std::string > problems() const;
+   ChipModel::Switch& chips();
+   const ChipModel::ChipProfile& profile( int unit ) const;
+   std::vector< int > units() const;
+   // "Ethernet4" of a chip's port; "cpu" of port 0; "port 7" where no PORT names it.
+   std::string portName( int unit, int chipPort ) const;
+   // The mounter's status entity of a slice.
+   Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > programStatus( int unit ) const;
+   // Hands a command to the plug-in's command callback of a slice.
+   void pluginCommand( int unit, uint32_t socket, const std::string& command );
+
+   // --- Trouble, as a script asks for it ----------------------------------------------------
+   // Refuses the first to last next calls of a kind ("bcm_field_entry_create"). What is wrong
+   // with the request comes back, in one line.
+   std::optional< std::string > fail( std::string_view call, uint64_t first, uint64_t last );
+   // "ingress-entries" or "egress-entries", on every chip. Sessions that failed are tried again.
+   std::optional< std::string > capacity( std::string_view what, int value );
+
+ private:
+   struct State;
+   std::unique_ptr< State > state_;
+};
+
+} // namespace Agent

@@ -1,0 +1,147 @@
+#include "Agent/Slices/SliceHost.h"
+
+#include "Platform/Karvel/AclSmPluginEntity.h"
+#include "Platform/KarvelCentral/Status.h"
+#include "Platform/Zol/TypeRegistry.h"
+
+namespace Agent {
+
+namespace {
+
+const Zol::String sliceCapabilityPath = "hardware/karvel/mirror/sliceCapability/";
+const Zol::String sliceStatusPath =
+      "hardware/karvel/centralStatus/feature/KarvelMirror/sliceMtpProgramStatus/";
+
+KarvelCentral::ChipAttributes attributesOf( const ChipModel::ChipProfile& profile ) {
+   KarvelCentral::ChipAttributes attributes;
+   attributes.chipIs( Zol::String( profile.name ) );
+   attributes.mirroringTcamHelpersIs( profile.tcamHelpers );
+   attributes.newTcamInterfaceIs(
+         profile.tcamInterface == ChipModel::TcamInterface::request );
+   attributes.aclGroupIs( profile.aclGroup );
+   return attributes;
+}
+
+template < typename T >
+Zol::Ptr< T > makeByName( const char* typeName, const Zol::String& name ) {
+   Zol::Ptr< T > made = Zol::dynamicCast< T >( Zol::TypeRegistry::make( typeName, name ) );
+   ZOL_ASSERT( made && "the plug-in registers its types" );
+   return made;
+}
+
+} // namespace
+
+SliceHost::SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
+      Zol::Ptr< KarvelCentral::ChipTable > chipTable,
+      Zol::Ptr< Karvel::KarvelTcamGroupManager > groupManager )
+      : unit_( unit ), profile_( profile ), name_( "slice" + std::to_string( unit ) ),
+        store_( store ), entityManager_( store ),
+        scsd_( Zol::make< Karvel::KarvelCommonSmData >() ), shared_( Zol::make< Zol::Dir >() ) {
+   const auto number = static_cast< uint16_t >( unit );
+   scsd_->unitIs( number )->chipAttributesIs( attributesOf( profile ) );
+   scsd_->logicalFapIdIs( LogicalFap::LogicalFapId( number ) );
+   scsd_->chipTableIs( chipTable );
+   scsd_->karvelModIdIs( unit, number );
+   for ( int port = 1; port <= profile.ports; ++port ) {
+      scsd_->chipPortIs( port );
+   }
+   shared_->entityIs( "karvelCommon", Zol::Ptr< Zol::Entity >( scsd_ ) );
+   shared_->entityIs( "tcamManager", Zol::Ptr< Zol::Entity >( groupManager ) );
+   shared_->entityIs( "featureCommon",
+         Zol::Ptr< Zol::Entity >( Zol::make< KarvelCentral::FeatureAgentCommonSmData >() ) );
+   shared_->entityIs( "aclSmPluginEntity",
+         Zol::Ptr< Zol::Entity >( Zol::make< Karvel::AclSmPluginEntity >() ) );
+
+   auto capability = Zol::make< KarvelMirror::SliceCapability >();
+   capability->mirrorDestinationsIs( static_cast< uint32_t >( profile.mirrorDestinations ) );
+   store_.entityIs( sliceCapabilityPath + name_, capability );
+}
+
+SliceHost::~SliceHost() {
+   // The directory holds the mounter, and the mounter the directory.
+   shared_->entityDelAll();
+   callback_ = nullptr;
+   mounter_ = nullptr;
+   store_.entityDel( sliceStatusPath + name_,
+         KarvelMirror::SliceMtpProgramStatus::zolTypeName() );
+   store_.entityDel( sliceCapabilityPath + name_, KarvelMirror::SliceCapability::zolTypeName() );
+}
+
+void SliceHost::start() {
+   mounter_ = makeByName< Plugin::Mounter >( "KarvelMirror::SliceMounter", name_ );
+   mounter_->sharedEntitiesIs( shared_ );
+   mounter_->entityManagerIs( &entityManager_ );
+   shared_->entityIs( name_, Zol::Ptr< Zol::Entity >( mounter_ ) );
+   callback_ =
+         makeByName< Plugin::AgentCommandCallback >( "KarvelMirror::SliceCliCallback", name_ );
+   callback_->sharedEntitiesIs( shared_ );
+   mounter_->doInit();
+   mounter_->doMountsComplete( entityManager_.mountsComplete(), entityManager_ );
+}
+
+Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > SliceHost::programStatus() const {
+   return store_.entity< KarvelMirror::SliceMtpProgramStatus >( sliceStatusPath + name_ );
+}
+
+void SliceHost::configurationIs( const Configuration& configuration ) {
+   portsAre( configuration );
+   lagsAre( configuration );
+}
+
+void SliceHost::portsAre( const Configuration& configuration ) {
+   std::map< KarvelTypes::KarvelPort, Zol::String > wanted;
+   for ( const auto& [ name, port ] : configuration.ports ) {
+      if ( port.unit == unit_ ) {
+         wanted[ { static_cast< uint32_t >( unit_ ), port.chipPort } ] = name;
+      }
+   }
+   for ( const KarvelTypes::KarvelPort& port : scsd_->karvelPortToIntf().keys() ) {
+      if ( !wanted.contains( port ) ) {
+         scsd_->karvelPortToIntfDel( port );
+      }
+   }
+   for ( const Zol::String& intf : scsd_->intfToPort().keys() ) {
+      auto at = configuration.ports.find( intf );
+      if ( at == configuration.ports.end() || at->second.unit != unit_ ) {
+         scsd_->intfToPortDel( intf );
+      }
+   }
+   for ( const auto& [ port, intf ] : wanted ) {
+      scsd_->karvelPortToIntfIs( port, intf );
+      scsd_->intfToPortIs(
+            intf, { unit_, static_cast< int32_t >( uint32_t( port.logicalPort() ) ) } );
+   }
+}
+
+void SliceHost::lagsAre( const Configuration& configuration ) {
+   std::map< int, Zol::Set< KarvelTypes::KarvelPort > > wanted;
+   for ( const auto& [ name, channel ] : configuration.portChannels ) {
+      if ( channel.unit != unit_ ) {
+         continue;
+      }
+      auto& members = wanted[ channel.trunk ];
+      for ( const std::string& member : channel.members ) {
+         members.insert( { static_cast< uint32_t >( unit_ ),
+               configuration.ports.at( member ).chipPort } );
+      }
+   }
+   for ( int32_t trunk : scsd_->lagPortList().keys() ) {
+      if ( !wanted.contains( trunk ) ) {
+         scsd_->lagPortListDel( trunk );
+      }
+   }
+   for ( const auto& [ trunk, members ] : wanted ) {
+      Zol::Ptr< Ixo::LagPortList > list = scsd_->lagPortListIs( trunk );
+      const auto present = list->port();
+      for ( const KarvelTypes::KarvelPort& port : present ) {
+         if ( !members.contains( port ) ) {
+            list->portDel( port );
+         }
+      }
+      for ( const KarvelTypes::KarvelPort& port : members ) {
+         list->portIs( port );
+      }
+   }
+}
+
+} // namespace Agent

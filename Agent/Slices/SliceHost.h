@@ -1,0 +1,57 @@
+#pragma once
+
+// One slice: a chip, the data that the agent shares about it, and the plug-in's mounter that
+// was made for it.
+
+#include <memory>
+
+#include "Agent/Configuration/Configuration.h"
+#include "ChipModel/ChipProfile.h"
+#include "Platform/Hubdb/Store.h"
+#include "Platform/Karvel/KarvelCommonSmData.h"
+#include "Platform/Karvel/TcamServices.h"
+#include "Platform/KarvelMirror/ProgramInfo.h"
+#include "Platform/Plugin/Mounter.h"
+
+namespace Agent {
+
+class SliceHost {
+ public:
+   // Puts the slice's paths into the store and its shared entities into their directory. The
+   // plug-in is not called yet.
+   SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
+         Zol::Ptr< KarvelCentral::ChipTable > chipTable,
+         Zol::Ptr< Karvel::KarvelTcamGroupManager > groupManager );
+   ~SliceHost();
+   SliceHost( const SliceHost& ) = delete;
+   SliceHost& operator=( const SliceHost& ) = delete;
+
+   // Brings the ports and link aggregations of the shared data up to date.
+   void configurationIs( const Configuration& configuration );
+   // Makes the mounter and the command callback, and carries the mounts out.
+   void start();
+
+   int unit() const { return unit_; }
+   const ChipModel::ChipProfile& profile() const { return profile_; }
+   LogicalFap::LogicalFapId logicalFap() const { return scsd_->logicalFapId(); }
+   Zol::Ptr< const Karvel::KarvelCommonSmData > scsd() const { return scsd_; }
+   // What the slice reports; null before start().
+   Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > programStatus() const;
+   Zol::Ptr< Plugin::AgentCommandCallback > callback() const { return callback_; }
+
+ private:
+   void portsAre( const Configuration& configuration );
+   void lagsAre( const Configuration& configuration );
+
+   const int unit_;
+   const ChipModel::ChipProfile& profile_;
+   const Zol::String name_; // "slice0"
+   Hubdb::Store& store_;
+   Hubdb::EntityManager entityManager_;
+   Zol::Ptr< Karvel::KarvelCommonSmData > scsd_;
+   Zol::Ptr< Zol::Dir > shared_;
+   Zol::Ptr< Plugin::Mounter > mounter_;
+   Zol::Ptr< Plugin::AgentCommandCallback > callback_;
+};
+
+} // namespace Agent

@@ -1,0 +1,24 @@
+#include <csignal>
+#include <iostream>
+
+#include "Agent/CommandLine/CommandLine.h"
+#include "Agent/Run/Run.h"
+
+int main( int argc, char** argv ) {
+   std::signal( SIGPIPE, SIG_IGN ); // a reader that goes away is a failed write, no signal
+   std::optional< Agent::Command > command;
+   try {
+      command = Agent::parseCommandLine( argc, argv );
+   } catch ( const Agent::UsageError& error ) {
+      std::cerr << "karvel-agent: " << error.what() << " (see karvel-agent --help)\n";
+      return 2;
+   }
+   if ( !command ) {
+      return 0;
+   }
+   switch ( command->verb ) {
+   case Agent::Verb::run: return Agent::runCommand( *command );
+   case Agent::Verb::check: return Agent::checkCommand( *command );
+   default: return Agent::chipsCommand( *command );
+   }
+}

@@ -1,0 +1,124 @@
+#include "AgentServices/TcamEntryManager.h"
+
+#include <utility>
+
+#include "Platform/Karvel/SdkCall.h"
+#include "Platform/Zol/Assert.h"
+
+namespace AgentServices {
+
+using Karvel::EntryId;
+using Karvel::TcamStatus;
+using Shim::Rc;
+using Shim::Sdk;
+
+namespace {
+
+Duolog::Handle trace( "TcamEntryManager" );
+
+} // namespace
+
+TcamEntryManager::TcamEntryManager( Zol::Ptr< TcamGroup > group )
+      : group_( std::move( group ) ) {
+   group_->managerArrived();
+}
+
+Karvel::TcamEntryResult TcamEntryManager::getEntry(
+      uint32_t unit, const Zol::String& name, const Karvel::TcamRequestKey& key ) {
+   ZOL_ASSERT( unit == group_->unit() );
+   TcamEntryTable::Key kept = entries_.keep( key );
+   if ( const TcamEntry* held = entries_.find( kept ) ) {
+      return { TcamStatus::success, held->id };
+   }
+   const Karvel::TcamEntryResult result = group_->entryNew( name );
+   if ( result.status == TcamStatus::success ) {
+      entries_.insert( std::move( kept ), { .id = result.entryId } );
+   }
+   return result;
+}
+
+bool TcamEntryManager::supportsAclGroup() const { return group_->classes() != nullptr; }
+
+Rc TcamEntryManager::qualifyPortsClassId( uint32_t unit, EntryId entryId,
+      const Shim::PortBitmap& ports, Karvel::ClassSharing sharing ) {
+   ZOL_ASSERT( unit == group_->unit() );
+   TcamEntry* const found = entries_.find( entryId );
+   if ( !found ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   if ( !supportsAclGroup() ) {
+      return Sdk::QX_BCM_E_UNAVAIL();
+   }
+   const PortClass wanted = group_->classes()->acquire( ports, sharing );
+   if ( wanted.rc != Sdk::QX_BCM_E_NONE() ) {
+      return wanted.rc;
+   }
+   const Rc rc = KARVEL_SDK_CALL( trace, bcm_field_qualify_PortClass,
+         ( group_->sdkUnit(), found->sdkId(), wanted.bit, wanted.bit ) );
+   if ( rc != Sdk::QX_BCM_E_NONE() ) {
+      group_->classes()->release( wanted.bit );
+      return rc;
+   }
+   // One count for each bit that the entry is qualified or installed with.
+   const uint32_t before = std::exchange( found->classBit, wanted.bit );
+   if ( before != 0 && before != found->installedClassBit ) {
+      group_->classes()->release( before );
+   }
+   if ( wanted.bit == found->installedClassBit ) {
+      group_->classes()->release( wanted.bit );
+   }
+   return rc;
+}
+
+Rc TcamEntryManager::addInPortsForEntry( uint32_t unit, EntryId entryId,
+      const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) {
+   ZOL_ASSERT( unit == group_->unit() );
+   const TcamEntry* const found = entries_.find( entryId );
+   if ( !found ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   return KARVEL_SDK_CALL( trace, bcm_field_qualify_InPorts,
+         ( group_->sdkUnit(), found->sdkId(), ports, mask ) );
+}
+
+Rc TcamEntryManager::installEntry( uint32_t unit, EntryId entryId ) {
+   ZOL_ASSERT( unit == group_->unit() );
+   TcamEntry* const found = entries_.find( entryId );
+   if ( !found ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   const Rc rc = KARVEL_SDK_CALL(
+         trace, bcm_field_entry_install, ( group_->sdkUnit(), found->sdkId() ) );
+   if ( rc == Sdk::QX_BCM_E_NONE() && found->installedClassBit != found->classBit ) {
+      const uint32_t before = std::exchange( found->installedClassBit, found->classBit );
+      if ( before != 0 ) {
+         group_->classes()->release( before );
+      }
+   }
+   return rc;
+}
+
+Rc TcamEntryManager::releaseEntry( uint32_t unit, EntryId entryId ) {
+   ZOL_ASSERT( unit == group_->unit() );
+   const TcamEntry* const found = entries_.find( entryId );
+   if ( !found ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   const Rc rc = group_->entryDel( *found );
+   if ( rc == Sdk::QX_BCM_E_NONE() ) {
+      entries_.erase( entryId );
+   }
+   return rc;
+}
+
+void TcamEntryManager::lastRelease() {
+   entries_.forEach( [ this ]( const TcamEntry& held ) {
+      if ( group_->entryDel( held ) != Sdk::QX_BCM_E_NONE() ) {
+         group_->leftoverIs( held );
+      }
+   } );
+   entries_ = {};
+   group_->managerGone();
+}
+
+} // namespace AgentServices

@@ -1,0 +1,45 @@
+#pragma once
+
+// The entries of one mirror destination on one chip, by key and by id. See
+// Karvel::KarvelUnboundedTcamEntryManager for what the operations promise.
+//
+// Every operation is O( 1 ) in the number of entries. `unit` is always the manager's own:
+// another one is a broken invariant.
+
+#include "AgentServices/TcamEntryTable.h"
+#include "AgentServices/TcamGroup.h"
+#include "Platform/Karvel/TcamServices.h"
+
+namespace AgentServices {
+
+class TcamEntryManager : public Karvel::KarvelUnboundedTcamEntryManager {
+   ZOL_ENTITY( AgentServices, TcamEntryManager, Karvel::KarvelUnboundedTcamEntryManager );
+
+ public:
+   explicit TcamEntryManager( Zol::Ptr< TcamGroup > group );
+
+   Karvel::TcamEntryResult getEntry( uint32_t unit, const Zol::String& name,
+         const Karvel::TcamRequestKey& key ) override;
+   bool supportsAclGroup() const override;
+   // May be called again for an entry that is installed: until the next install the chip
+   // matches the earlier ports, whose class is kept that long. E_UNAVAIL on a chip without
+   // port classes.
+   Shim::Rc qualifyPortsClassId( uint32_t unit, Karvel::EntryId entryId,
+         const Shim::PortBitmap& ports, Karvel::ClassSharing sharing ) override;
+   Shim::Rc addInPortsForEntry( uint32_t unit, Karvel::EntryId entryId,
+         const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) override;
+   Shim::Rc installEntry( uint32_t unit, Karvel::EntryId entryId ) override;
+   // An error other than E_NOT_FOUND leaves the entry held, to be released again.
+   Shim::Rc releaseEntry( uint32_t unit, Karvel::EntryId entryId ) override;
+
+   // How many entries it holds.
+   size_t entries() const { return entries_.size(); }
+
+ private:
+   void lastRelease() override;
+
+   Zol::Ptr< TcamGroup > group_;
+   TcamEntryTable entries_;
+};
+
+} // namespace AgentServices

@@ -1,0 +1,42 @@
+#include "ChipModel/Chip.h"
+
+namespace ChipModel {
+
+using Shim::FieldStage;
+
+Chip::Chip( int unit, const ChipProfile& profile )
+      : unit_( unit ), profile_( profile ), tables_( profile_ ), fields_( profile_ ),
+        pipeline_( unit, tables_, fields_ ) {}
+
+ChipState Chip::state() const {
+   ChipState state;
+   state.unit = unit_;
+   state.profile = profile_.name;
+   state.ingressEntries = fields_.capacity( FieldStage::ingress );
+   state.egressEntries = fields_.capacity( FieldStage::egress );
+   for ( int number = 0; number <= tables_.ports.last(); ++number ) {
+      const Port& port = tables_.ports.port( number );
+      state.ports.push_back(
+            { number, tables_.ports.enabled( number ), port.untaggedVlan, port.classBits,
+                  tables_.trunks.trunkOf( number ), pipeline_.counters( number ) } );
+   }
+   for ( uint16_t vid = 1; VlanTable::isVid( vid ); ++vid ) {
+      if ( const Vlan& vlan = tables_.vlans.vlan( vid ); vlan.exists ) {
+         state.vlans.push_back( { vid, vlan.members.bitmap(), vlan.untagged.bitmap() } );
+      }
+   }
+   for ( int trunk : tables_.trunks.trunks() ) {
+      state.trunks.push_back( { trunk, tables_.trunks.members( trunk ) } );
+   }
+   state.l2Addresses = tables_.l2.addresses();
+   for ( int destination = 0; destination < tables_.mirrors.size(); ++destination ) {
+      const MirrorTable::Entry& entry = tables_.mirrors.entry( destination );
+      state.mirrorDestinations.push_back( { destination, entry.value, entry.counters } );
+   }
+   state.strayCopies = pipeline_.strayCopies();
+   state.groups = fields_.groups();
+   state.entries = fields_.entries();
+   return state;
+}
+
+} // namespace ChipModel

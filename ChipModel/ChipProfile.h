@@ -1,0 +1,37 @@
+#pragma once
+
+// What distinguishes one chip from another, as data. Families differ here and in the shim's
+// query methods, nowhere else.
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace ChipModel {
+
+enum class TcamInterface : uint8_t { direct, request };
+
+struct ChipProfile {
+   std::string_view name;        // what a user writes: "tomahawk3"
+   std::string_view description; // one line
+   bool tomahawkFamily = false;
+   bool aclGroup = false;    // ingress ports carry class bits that entries can match
+   bool tcamHelpers = false; // mirroring uses TCAM helpers; without them it mirrors nothing
+   TcamInterface tcamInterface = TcamInterface::direct;
+   int ports = 0;            // front-panel ports, numbered from 1; 0 is the CPU; below 256
+   int ingressEntries = 0;   // TCAM entries of the ingress stage, all groups together
+   int egressEntries = 0;
+   int groupsPerStage = 0;
+   int portClassBits = 0;    // 0 without aclGroup
+   int mirrorDestinations = 0;
+   int trunks = 0;           // trunk ids 0 to trunks - 1
+   int trunkMembers = 0;     // members of one trunk at the most
+   int l2Addresses = 0;
+};
+
+// All profiles, in the order in which they are shown.
+std::span< const ChipProfile > chipProfiles();
+// By name; none if there is no such profile.
+const ChipProfile* chipProfile( std::string_view name );
+
+} // namespace ChipModel

@@ -1,0 +1,363 @@
+#include "ChipModel/FieldProcessor.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <tuple>
+
+#include "ChipModel/ChipProfile.h"
+#include "ChipModel/FieldTables.h"
+#include "Platform/Zol/Assert.h"
+
+namespace ChipModel {
+
+namespace {
+
+using Shim::FieldStage;
+using Shim::Qualifier;
+using Shim::Rc;
+using Shim::Sdk;
+
+struct Stage {
+   int capacity = 0;
+   int used = 0;
+   std::vector< FieldGroup* > groups; // highest priority first, then lowest id
+};
+
+bool isStage( FieldStage stage ) {
+   return stage == FieldStage::ingress || stage == FieldStage::egress;
+}
+
+} // namespace
+
+struct FieldProcessor::State {
+   explicit State( const ChipProfile& p ) : profile( p ) {
+      stage( FieldStage::ingress ).capacity = p.ingressEntries;
+      stage( FieldStage::egress ).capacity = p.egressEntries;
+   }
+
+   Stage& stage( FieldStage s ) { return stages[ static_cast< size_t >( s ) ]; }
+   FieldGroup* group( int id ) {
+      auto found = groups.find( id );
+      return found == groups.end() ? nullptr : &found->second;
+   }
+   // Runs `write` on the entry; what it writes takes effect at the next install.
+   template < typename Write >
+   Rc change( int id, Write&& write ) {
+      FieldEntry* entry = entries.find( id );
+      if ( entry == nullptr ) {
+         return Sdk::QX_BCM_E_NOT_FOUND();
+      }
+      entry->preserve();
+      Rc rc = write( *entry );
+      entry->modified |= rc == Sdk::QX_BCM_E_NONE();
+      return rc;
+   }
+   Rc qualify( int id, Qualifier qualifier, Ternary first, Ternary second = {} ) {
+      return change( id, [ & ]( FieldEntry& entry ) {
+         bool done = entry.group->qualifiers.test( static_cast< size_t >( qualifier ) ) &&
+               entry.contents.qualifierIs( qualifier, first, second );
+         return done ? Sdk::QX_BCM_E_NONE() : Sdk::QX_BCM_E_PARAM();
+      } );
+   }
+
+   ChipProfile profile;
+   std::array< Stage, 2 > stages;
+   std::map< int, FieldGroup > groups;
+   FieldEntryTable entries;
+   int nextGroup = 1;
+};
+
+FieldProcessor::FieldProcessor( const ChipProfile& profile )
+      : state_( std::make_unique< State >( profile ) ) {}
+
+FieldProcessor::~FieldProcessor() = default;
+
+Rc FieldProcessor::groupCreate(
+      FieldStage stage, Shim::QualifierSet qualifiers, int priority, int* group ) {
+   if ( !isStage( stage ) || group == nullptr ) {
+      return Sdk::QX_BCM_E_PARAM();
+   }
+   bool portClass = qualifiers.test( static_cast< size_t >( Qualifier::portClass ) );
+   if ( portClass && !state_->profile.aclGroup ) {
+      return Sdk::QX_BCM_E_UNAVAIL();
+   }
+   std::vector< FieldGroup* >& peers = state_->stage( stage ).groups;
+   if ( peers.size() >= static_cast< size_t >( state_->profile.groupsPerStage ) ) {
+      return Sdk::QX_BCM_E_RESOURCE();
+   }
+   FieldGroup& created = state_->groups[ state_->nextGroup ];
+   created.id = state_->nextGroup++;
+   created.stage = stage;
+   created.priority = priority;
+   created.qualifiers = qualifiers;
+   auto place = std::find_if( peers.begin(), peers.end(),
+         [ priority ]( const FieldGroup* peer ) { return peer->priority < priority; } );
+   peers.insert( place, &created );
+   *group = created.id;
+   return Sdk::QX_BCM_E_NONE();
+}
+
+Rc FieldProcessor::groupDestroy( int id ) {
+   FieldGroup* group = state_->group( id );
+   if ( group == nullptr ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   if ( group->entries != 0 ) {
+      return Sdk::QX_BCM_E_BUSY();
+   }
+   std::erase( state_->stage( group->stage ).groups, group );
+   state_->groups.erase( id );
+   return Sdk::QX_BCM_E_NONE();
+}
+
+Rc FieldProcessor::groupStatusGet( int id, Shim::FieldGroupStatus* status ) const {
+   const FieldGroup* group = state_->group( id );
+   if ( group == nullptr ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   if ( status == nullptr ) {
+      return Sdk::QX_BCM_E_PARAM();
+   }
+   const Stage& stage = state_->stage( group->stage );
+   *status = { group->entries, std::max( 0, stage.capacity - stage.used ) };
+   return Sdk::QX_BCM_E_NONE();
+}
+
+Rc FieldProcessor::entryCreate( int groupId, int* id ) {
+   FieldGroup* group = state_->group( groupId );
+   if ( group == nullptr ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   if ( id == nullptr ) {
+      return Sdk::QX_BCM_E_PARAM();
+   }
+   Stage& stage = state_->stage( group->stage );
+   if ( stage.used >= stage.capacity ) {
+      return Sdk::QX_BCM_E_RESOURCE();
+   }
+   FieldEntry& entry = state_->entries.add();
+   entry.group = group;
+   ++group->entries;
+   ++stage.used;
+   *id = entry.id;
+   return Sdk::QX_BCM_E_NONE();
+}
+
+Rc FieldProcessor::entryDestroy( int id ) {
+   FieldEntry* entry = state_->entries.find( id );
+   if ( entry == nullptr ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   FieldGroup& group = *entry->group;
+   if ( entry->installed() ) {
+      group.remove( *entry );
+   }
+   --group.entries;
+   --state_->stage( group.stage ).used;
+   state_->entries.erase( *entry );
+   return Sdk::QX_BCM_E_NONE();
+}
+
+Rc FieldProcessor::entryInstall( int id ) {
+   FieldEntry* entry = state_->entries.find( id );
+   if ( entry == nullptr ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   if ( entry->installed() && !entry->modified ) {
+      return Sdk::QX_BCM_E_NONE();
+   }
+   entry->group->install( *entry );
+   return Sdk::QX_BCM_E_NONE();
+}
+
+Rc FieldProcessor::entryRemove( int id ) {
+   FieldEntry* entry = state_->entries.find( id );
+   if ( entry == nullptr || !entry->installed() ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   entry->group->remove( *entry );
+   return Sdk::QX_BCM_E_NONE();
+}
+
+Rc FieldProcessor::entryPrioSet( int id, int priority ) {
+   return state_->change( id, [ & ]( FieldEntry& entry ) {
+      entry.contents.priority = priority;
+      return Sdk::QX_BCM_E_NONE();
+   } );
+}
+
+Rc FieldProcessor::entryNameSet( int id, const char* name ) {
+   FieldEntry* entry = state_->entries.find( id );
+   if ( entry == nullptr ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   if ( name == nullptr ) {
+      return Sdk::QX_BCM_E_PARAM();
+   }
+   entry->name = name;
+   return Sdk::QX_BCM_E_NONE();
+}
+
+Rc FieldProcessor::qualifyInPorts(
+      int id, const Shim::PortBitmap& data, const Shim::PortBitmap& mask ) {
+   return state_->change( id, [ & ]( FieldEntry& entry ) {
+      if ( !entry.group->qualifiers.test( static_cast< size_t >( Qualifier::inPorts ) ) ) {
+         return Sdk::QX_BCM_E_PARAM();
+      }
+      entry.contents.inPortsIs( data, mask );
+      return Sdk::QX_BCM_E_NONE();
+   } );
+}
+
+Rc FieldProcessor::qualifyPortClass( int id, uint32_t data, uint32_t mask ) {
+   int bits = state_->profile.portClassBits;
+   if ( state_->entries.find( id ) != nullptr && uint64_t{ data } >> bits != 0 ) {
+      return Sdk::QX_BCM_E_PARAM();
+   }
+   return state_->qualify( id, Qualifier::portClass, { data, mask } );
+}
+
+Rc FieldProcessor::qualifyDstPort(
+      int id, uint32_t modId, uint32_t modIdMask, uint32_t port, uint32_t portMask ) {
+   return state_->qualify(
+         id, Qualifier::dstPort, { modId, modIdMask }, { port, portMask } );
+}
+
+Rc FieldProcessor::qualifyDstTrunk( int id, int trunk, uint32_t mask ) {
+   // A negative trunk turns into a value that is wider than the field.
+   return state_->qualify(
+         id, Qualifier::dstTrunk, { static_cast< uint32_t >( trunk ), mask } );
+}
+
+Rc FieldProcessor::qualifyDrop( int id, uint32_t data, uint32_t mask ) {
+   return state_->qualify( id, Qualifier::drop, { data, mask } );
+}
+
+Rc FieldProcessor::qualifyOuterVlanId( int id, uint32_t data, uint32_t mask ) {
+   return state_->qualify( id, Qualifier::outerVlanId, { data, mask } );
+}
+
+Rc FieldProcessor::qualifierDelete( int id, Qualifier qualifier ) {
+   return state_->change( id, [ & ]( FieldEntry& entry ) {
+      if ( qualifier >= Qualifier::count_ ) {
+         return Sdk::QX_BCM_E_PARAM();
+      }
+      if ( !entry.contents.has( qualifier ) ) {
+         return Sdk::QX_BCM_E_NOT_FOUND();
+      }
+      entry.contents.qualifierDel( qualifier );
+      return Sdk::QX_BCM_E_NONE();
+   } );
+}
+
+Rc FieldProcessor::actionAdd(
+      int id, Shim::FieldAction action, uint32_t param0, uint32_t param1 ) {
+   return state_->change( id, [ & ]( FieldEntry& entry ) {
+      bool known = action == Shim::FieldAction::mirrorIngress ||
+            action == Shim::FieldAction::mirrorEgress;
+      uint32_t destinations = static_cast< uint32_t >( state_->profile.mirrorDestinations );
+      if ( !known || param1 >= destinations ) {
+         return Sdk::QX_BCM_E_PARAM();
+      }
+      std::vector< ActionValue >& actions = entry.contents.actions;
+      for ( const ActionValue& present : actions ) {
+         if ( present.action == action ) {
+            return Sdk::QX_BCM_E_EXISTS();
+         }
+      }
+      actions.push_back( { action, param0, param1 } );
+      return Sdk::QX_BCM_E_NONE();
+   } );
+}
+
+Rc FieldProcessor::actionRemove( int id, Shim::FieldAction action ) {
+   return state_->change( id, [ & ]( FieldEntry& entry ) {
+      size_t removed = std::erase_if( entry.contents.actions,
+            [ & ]( const ActionValue& present ) { return present.action == action; } );
+      return removed != 0 ? Sdk::QX_BCM_E_NONE() : Sdk::QX_BCM_E_NOT_FOUND();
+   } );
+}
+
+bool FieldProcessor::hasDestinationBound( FieldStage stage ) const {
+   const std::vector< FieldGroup* >& groups = state_->stage( stage ).groups;
+   return std::any_of( groups.begin(), groups.end(),
+         []( const FieldGroup* group ) { return group->destinationBound != 0; } );
+}
+
+int FieldProcessor::lookup( FieldStage stage, GroupChoice choice, const LookupKey& key,
+      Match* out, int room ) const {
+   bool wantBound = choice == GroupChoice::destinationBound;
+   int matches = 0;
+   for ( const FieldGroup* group : state_->stage( stage ).groups ) {
+      if ( ( group->destinationBound != 0 ) != wantBound ) {
+         continue;
+      }
+      if ( matches == room ) {
+         break;
+      }
+      int slot = group->lookup.find( key );
+      if ( slot >= 0 ) {
+         FieldEntry* entry = group->bySlot[ static_cast< size_t >( slot ) ];
+         out[ matches++ ] = { group->id, entry->id, &entry->effective().actions,
+            &entry->counters };
+      }
+   }
+   return matches;
+}
+
+void FieldProcessor::count( const Match& match, uint32_t frameBytes ) {
+   MatchCounters* counters = static_cast< MatchCounters* >( match.counters );
+   ++counters->packets;
+   counters->bytes += frameBytes;
+}
+
+int FieldProcessor::capacity( FieldStage stage ) const {
+   return state_->stage( stage ).capacity;
+}
+
+void FieldProcessor::capacityIs( FieldStage stage, int entries ) {
+   ZOL_ASSERT( entries >= 0 );
+   state_->stage( stage ).capacity = entries;
+}
+
+int FieldProcessor::entriesUsed( FieldStage stage ) const {
+   return state_->stage( stage ).used;
+}
+
+std::vector< GroupView > FieldProcessor::groups() const {
+   std::vector< GroupView > views;
+   for ( const auto& [ id, group ] : state_->groups ) {
+      views.push_back( { id, group.stage, group.priority, group.qualifiers, group.entries,
+            group.lookup.rules() } );
+   }
+   return views;
+}
+
+std::vector< EntryView > FieldProcessor::entries() const {
+   std::vector< const FieldEntry* > sorted;
+   state_->entries.forEach(
+         [ & ]( const FieldEntry& entry ) { sorted.push_back( &entry ); } );
+   auto key = []( const FieldEntry* entry ) {
+      const FieldGroup& group = *entry->group;
+      // Highest priority first; the 64 bits keep the least priority's negation in range.
+      return std::tuple( group.stage, -int64_t{ group.priority }, group.id,
+            -int64_t{ entry->contents.priority }, entry->id );
+   };
+   std::sort(
+         sorted.begin(), sorted.end(), [ & ]( const FieldEntry* a, const FieldEntry* b ) {
+            return key( a ) < key( b );
+         } );
+   std::vector< EntryView > views;
+   views.reserve( sorted.size() );
+   for ( const FieldEntry* entry : sorted ) {
+      const EntryContents& contents = entry->contents;
+      views.push_back(
+            { entry->id, entry->group->id, entry->group->stage, contents.priority,
+                  entry->installed(), entry->modified, entry->name, contents.qualifiers(),
+                  contents.actions, entry->counters.packets, entry->counters.bytes } );
+   }
+   return views;
+}
+
+} // namespace ChipModel

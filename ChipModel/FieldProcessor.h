@@ -1,0 +1,127 @@
+#pragma once
+
+// The field processors of one chip: groups of TCAM entries per stage, and their lookup.
+//
+// As strict as a chip: an unknown id is E_NOT_FOUND, a full stage E_RESOURCE, a qualifier that
+// the group does not carry E_PARAM or the chip does not have E_UNAVAIL. What an entry matches
+// and does, its priority included, takes effect at install. Entry ids are never used again.
+//
+// Qualifiers: data wider than its field is E_PARAM; of a mask, what lies beyond the field does
+// not count. A mask of zero restricts nothing; any other makes the entry match only frames
+// that have the field at all. InPorts matches the ports of data & mask.
+//
+// Lookup: every group answers with its best installed entry (highest priority; among equals
+// the one created first). Groups do not shadow each other.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ChipModel/LookupKey.h"
+#include "Platform/Shim/Sdk.h"
+
+namespace ChipModel {
+
+struct ChipProfile;
+
+struct ActionValue {
+   Shim::FieldAction action{};
+   uint32_t param0 = 0;
+   uint32_t param1 = 0;
+};
+
+// One qualifier of an entry, as it was given, for printing and reading back.
+struct QualifierValue {
+   Shim::Qualifier qualifier{};
+   std::vector< uint32_t > data; // DstPort: module, port; PortClass: bits; others: the value
+   std::vector< uint32_t > mask;
+   Shim::PortBitmap ports; // InPorts only: the ports that match
+};
+
+struct EntryView {
+   int id = 0;
+   int group = 0;
+   Shim::FieldStage stage{};
+   int priority = 0;
+   bool installed = false;
+   bool modified = false; // changed since the last install
+   std::string name;      // what the agent named it by
+   std::vector< QualifierValue > qualifiers;
+   std::vector< ActionValue > actions;
+   uint64_t packets = 0; // matched since created
+   uint64_t bytes = 0;
+};
+
+struct GroupView {
+   int id = 0;
+   Shim::FieldStage stage{};
+   int priority = 0;
+   Shim::QualifierSet qualifiers;
+   int entries = 0;
+   int installed = 0;
+};
+
+// One group's answer to one lookup. `actions` stays valid until the entry changes.
+struct Match {
+   int group = 0;
+   int entry = 0;
+   const std::vector< ActionValue >* actions = nullptr;
+   void* counters = nullptr; // for FieldProcessor::count
+};
+
+class FieldProcessor {
+ public:
+   explicit FieldProcessor( const ChipProfile& profile );
+   ~FieldProcessor();
+   FieldProcessor( const FieldProcessor& ) = delete;
+   FieldProcessor& operator=( const FieldProcessor& ) = delete;
+
+   // --- What the SDK calls do (same meaning, errors and ranges as in Shim::Sdk) ---------
+   Shim::Rc groupCreate( Shim::FieldStage, Shim::QualifierSet, int priority, int* group );
+   Shim::Rc groupDestroy( int group );
+   Shim::Rc groupStatusGet( int group, Shim::FieldGroupStatus* status ) const;
+   Shim::Rc entryCreate( int group, int* entry );
+   Shim::Rc entryDestroy( int entry );
+   Shim::Rc entryInstall( int entry );
+   Shim::Rc entryRemove( int entry );
+   Shim::Rc entryPrioSet( int entry, int priority );
+   Shim::Rc entryNameSet( int entry, const char* name );
+   Shim::Rc qualifyInPorts( int entry, const Shim::PortBitmap&, const Shim::PortBitmap& mask );
+   Shim::Rc qualifyPortClass( int entry, uint32_t data, uint32_t mask );
+   Shim::Rc qualifyDstPort( int entry, uint32_t modId, uint32_t modIdMask, uint32_t port,
+         uint32_t portMask );
+   Shim::Rc qualifyDstTrunk( int entry, int trunk, uint32_t mask );
+   Shim::Rc qualifyDrop( int entry, uint32_t data, uint32_t mask );
+   Shim::Rc qualifyOuterVlanId( int entry, uint32_t data, uint32_t mask );
+   Shim::Rc qualifierDelete( int entry, Shim::Qualifier );
+   Shim::Rc actionAdd( int entry, Shim::FieldAction, uint32_t param0, uint32_t param1 );
+   Shim::Rc actionRemove( int entry, Shim::FieldAction );
+
+   // --- Packets -------------------------------------------------------------------------
+   // Which groups a lookup asks. A frame with several destinations (flooded, say) is looked
+   // up once for all that does not depend on the destination, and once per destination in
+   // the groups that do, so that egress mirroring sees every copy that leaves.
+   enum class GroupChoice { destinationFree, destinationBound };
+   // True when a group of the stage has an installed entry on dstPort or dstTrunk (with a mask
+   // other than zero).
+   bool hasDestinationBound( Shim::FieldStage ) const;
+   // Writes at most `room` matches, one per group that matched, highest group priority
+   // first; returns how many. No allocation.
+   int lookup( Shim::FieldStage, GroupChoice, const LookupKey&, Match* out, int room ) const;
+   // Adds one frame to a match's counters.
+   void count( const Match& match, uint32_t frameBytes );
+
+   // --- Limits and reading back ---------------------------------------------------------
+   int capacity( Shim::FieldStage ) const;
+   void capacityIs( Shim::FieldStage, int entries ); // below what is used: no more are given
+   int entriesUsed( Shim::FieldStage ) const;
+   std::vector< GroupView > groups() const;   // by id
+   std::vector< EntryView > entries() const;  // by group priority, then priority, then id
+
+ private:
+   struct State;
+   std::unique_ptr< State > state_;
+};
+
+} // namespace ChipModel

@@ -1,0 +1,228 @@
+#include "ChipModel/Pipeline.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "Platform/Zol/Assert.h"
+
+namespace ChipModel {
+
+using Shim::FieldAction;
+using Shim::FieldStage;
+using GroupChoice = FieldProcessor::GroupChoice;
+
+namespace {
+
+// Also when a sink throws.
+class BusyScope {
+ public:
+   explicit BusyScope( bool& busy ) : busy_( busy ) { busy_ = true; }
+   ~BusyScope() { busy_ = false; }
+   BusyScope( const BusyScope& ) = delete;
+   BusyScope& operator=( const BusyScope& ) = delete;
+
+ private:
+   bool& busy_;
+};
+
+} // namespace
+
+Pipeline::Pipeline( int unit, Tables& tables, FieldProcessor& fields )
+      : unit_( unit ), tables_( tables ), fields_( fields ), forwarder_( tables ) {
+   ZOL_ASSERT( unit >= 0 && unit <= 127 );
+   countedEntries_.reserve( static_cast< size_t >( maxGroups * Shim::maxPorts ) );
+}
+
+void Pipeline::receive( int port, const FrameView& frame ) {
+   ZOL_ASSERT( tables_.ports.has( port ) );
+   ZOL_ASSERT( !busy_ && "a sink must not hand a frame to the same chip" );
+   PortCounters& counters = countersOf( port );
+   if ( !tables_.ports.enabled( port ) ) {
+      ++counters.drops[ static_cast< size_t >( DropReason::portDisabled ) ];
+      return;
+   }
+   const BusyScope scope( busy_ );
+   Pass pass;
+   pass.frame = frame;
+   pass.frame.wireLength = std::max( frame.length, frame.wireLength );
+   ++counters.rxFrames;
+   counters.rxBytes += pass.frame.wireLength;
+
+   pass.parsed = parse( pass.frame );
+   const uint16_t vid = forwarder_.classify( port, pass.parsed );
+   LazyFlowHash hash( pass.parsed, vid );
+   pass.decision = forwarder_.decide( port, pass.parsed, vid, hash );
+   if ( observer_ != nullptr ) {
+      observer_->decided( unit_, pass.frame, pass.decision );
+   }
+   fillKey( pass );
+   lookUp( pass );
+   if ( pass.mirrors.ingress != 0 ) {
+      mirror( pass.mirrors.ingress,
+            { unit_, 0, CopyKind::ingressMirror, -1, port, -1, pass.frame }, hash );
+   }
+   if ( pass.decision.drop != DropReason::none ) {
+      ++counters.drops[ static_cast< size_t >( pass.decision.drop ) ];
+   } else {
+      transmit( pass, hash );
+   }
+}
+
+void Pipeline::fillKey( Pass& pass ) const {
+   const Decision& decision = pass.decision;
+   LookupKey& key = pass.key;
+   key.set( Key::inPort, static_cast< uint32_t >( decision.ingressPort ) );
+   key.set( Key::portClass, tables_.ports.port( decision.ingressPort ).classBits );
+   key.set( Key::drop, decision.drop != DropReason::none ? 1 : 0 );
+   if ( decision.vid != 0 ) {
+      key.set( Key::outerVlanId, decision.vid );
+      key.setValid( validOuterVlan );
+   }
+}
+
+void Pipeline::setDestination( Pass& pass, int egressPort ) const {
+   LookupKey& key = pass.key;
+   key.set( Key::dstModId, static_cast< uint32_t >( unit_ ) );
+   key.set( Key::dstPort, static_cast< uint32_t >( egressPort ) );
+   key.setValid( validDstPort );
+   const int trunk = tables_.trunks.trunkOf( egressPort );
+   if ( trunk >= 0 ) {
+      key.set( Key::dstTrunk, static_cast< uint32_t >( trunk ) );
+      key.setValid( validDstTrunk );
+   } else {
+      key.set( Key::dstTrunk, 0 );
+      key.clearValid( validDstTrunk );
+   }
+}
+
+void Pipeline::lookUp( Pass& pass ) {
+   pass.mirrors = lookUp( pass, GroupChoice::destinationFree, -1 );
+   if ( !fields_.hasDestinationBound( FieldStage::ingress ) ) {
+      return;
+   }
+   if ( pass.decision.drop != DropReason::none ) {
+      // Entries of these groups that do not ask for the destination still see it.
+      pass.mirrors.ingress |= lookUp( pass, GroupChoice::destinationBound, -1 ).ingress;
+      return;
+   }
+   countedEntries_.clear();
+   pass.perCopy = true;
+   pass.decision.egress.forEach( [ & ]( int egressPort ) {
+      setDestination( pass, egressPort );
+      const Mirrors found = lookUp( pass, GroupChoice::destinationBound, egressPort );
+      pass.mirrors.ingress |= found.ingress;
+      copyMirrors_[ static_cast< size_t >( egressPort ) ] = found.egress;
+   } );
+}
+
+Pipeline::Mirrors Pipeline::lookUp( const Pass& pass, GroupChoice choice, int egressPort ) {
+   Match matches[ maxGroups ];
+   const int count =
+         fields_.lookup( FieldStage::ingress, choice, pass.key, matches, maxGroups );
+   Mirrors mirrors;
+   for ( int i = 0; i < count; ++i ) {
+      const Mirrors found = apply( matches[ i ] );
+      mirrors.ingress |= found.ingress;
+      mirrors.egress |= found.egress;
+      // What concerns the frame counts it once, however many copies it is flooded to; what
+      // concerns its copies counts each.
+      if ( !pass.decision.flooded || egressPort < 0 || found.egress != 0 ||
+            isFirstCount( matches[ i ] ) ) {
+         fields_.count( matches[ i ], pass.frame.wireLength );
+      }
+      if ( observer_ != nullptr ) {
+         observer_->matched( matches[ i ], egressPort );
+      }
+   }
+   return mirrors;
+}
+
+Pipeline::Mirrors Pipeline::apply( const Match& match ) {
+   Mirrors mirrors;
+   for ( const ActionValue& action : *match.actions ) {
+      if ( action.param0 != static_cast< uint32_t >( unit_ ) ||
+            action.param1 >= static_cast< uint32_t >( tables_.mirrors.size() ) ) {
+         ++strayCopies_;
+         continue;
+      }
+      uint32_t& set =
+            action.action == FieldAction::mirrorIngress ? mirrors.ingress : mirrors.egress;
+      set |= uint32_t{ 1 } << action.param1;
+   }
+   return mirrors;
+}
+
+bool Pipeline::isFirstCount( const Match& match ) {
+   if ( std::ranges::find( countedEntries_, match.entry ) != countedEntries_.end() ) {
+      return false;
+   }
+   countedEntries_.push_back( match.entry );
+   return true;
+}
+
+void Pipeline::transmit( Pass& pass, LazyFlowHash& hash ) {
+   const Decision& decision = pass.decision;
+   const PortMask& untagged = tables_.vlans.vlan( decision.vid ).untagged;
+   tagger_.frameIs( pass.frame, pass.parsed, decision.vid );
+   decision.egress.forEach( [ & ]( int port ) {
+      SentFrame out{ unit_, port, CopyKind::forwarded, -1, decision.ingressPort, -1,
+         untagged.test( port ) ? tagger_.untagged() : tagger_.tagged() };
+      // The egress stage's lookup belongs here, before the frame leaves.
+      send( out );
+      uint32_t destinations = pass.mirrors.egress;
+      if ( pass.perCopy ) {
+         destinations |= copyMirrors_[ static_cast< size_t >( port ) ];
+      }
+      if ( destinations != 0 ) {
+         out.kind = CopyKind::egressMirror;
+         out.egressPort = port;
+         mirror( destinations, out, hash );
+      }
+   } );
+}
+
+void Pipeline::mirror( uint32_t destinations, SentFrame copy, LazyFlowHash& hash ) {
+   for ( ; destinations != 0; destinations &= destinations - 1 ) {
+      copy.mirrorDestination = std::countr_zero( destinations );
+      MirrorTable::Entry& entry = tables_.mirrors.entry( copy.mirrorDestination );
+      if ( !entry.value ) {
+         ++entry.counters.lost;
+         continue;
+      }
+      copy.port = mirrorPort( *entry.value, hash );
+      if ( copy.port < 0 ) {
+         ++entry.counters.dropped;
+         continue;
+      }
+      ++entry.counters.frames;
+      entry.counters.bytes += copy.frame.wireLength;
+      send( copy );
+   }
+}
+
+int Pipeline::mirrorPort(
+      const Shim::MirrorDestination& destination, LazyFlowHash& hash ) const {
+   if ( destination.kind == Shim::MirrorDestination::Kind::port ) {
+      return tables_.ports.enabled( destination.id ) ? destination.id : -1;
+   }
+   if ( !tables_.trunks.has( destination.id ) ) {
+      return -1;
+   }
+   return tables_.trunks.pick( destination.id, tables_.ports.enabledPorts(), hash.value() );
+}
+
+void Pipeline::send( const SentFrame& frame ) {
+   PortCounters& counters = countersOf( frame.port );
+   if ( frame.kind == CopyKind::forwarded ) {
+      ++counters.txFrames;
+      counters.txBytes += frame.frame.wireLength;
+   } else {
+      ++counters.txMirrorFrames;
+      counters.txMirrorBytes += frame.frame.wireLength;
+   }
+   if ( sink_ != nullptr ) {
+      sink_->sent( frame );
+   }
+}
+
+} // namespace ChipModel

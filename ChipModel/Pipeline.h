@@ -1,0 +1,114 @@
+#pragma once
+
+// The way of one frame through a chip:
+//
+//    receive -> parse -> classify (VLAN) -> forward (learn, find, drop)
+//            -> ingress lookup: once for the frame, and once per destination in the groups
+//               that ask for the destination
+//            -> mirror copies of the frame as received
+//            -> per egress port, in ascending order: tag, send, mirror copies as sent
+//
+// All of a frame's matches apply, whatever their group. A frame that is dropped is looked
+// up and copied too (its key says drop), unless its port is disabled: then it never came
+// in. A frame gives one copy per mirror destination as received, and one per mirror
+// destination and egress port as sent. Copies are neither looked up at ingress nor copied
+// again, and VLANs do not concern them.
+//
+// Limits: the egress stage is not looked up; entries there match nothing.
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "ChipModel/Counters.h"
+#include "ChipModel/EgressTagger.h"
+#include "ChipModel/FieldProcessor.h"
+#include "ChipModel/Forwarder.h"
+#include "ChipModel/Frame.h"
+#include "ChipModel/LookupKey.h"
+#include "ChipModel/Tables.h"
+
+namespace ChipModel {
+
+// Is told how each frame was decided, to explain it to somebody.
+class PipelineObserver {
+ public:
+   virtual ~PipelineObserver() = default;
+   // Before anything of the frame is sent.
+   virtual void decided( int unit, const FrameView& frame, const Decision& decision ) = 0;
+   // An entry that the frame decided last matches. `egressPort` is the port of the copy
+   // that was looked up; -1 for the frame as a whole.
+   virtual void matched( const Match& match, int egressPort ) = 0;
+};
+
+class Pipeline {
+ public:
+   // `unit` is also the module id that destinations carry. References must outlive this.
+   Pipeline( int unit, Tables& tables, FieldProcessor& fields );
+
+   // Null: what leaves is counted and forgotten.
+   void sinkIs( FrameSink* sink ) { sink_ = sink; }
+   void observerIs( PipelineObserver* observer ) { observer_ = observer; }
+
+   // One frame arrives at a port of this chip. Never allocates; whatever is in the frame,
+   // it is forwarded or counted as dropped.
+   void receive( int port, const FrameView& frame );
+
+   const PortCounters& counters( int port ) const {
+      return counters_[ static_cast< size_t >( port ) ];
+   }
+   // Matched actions that name another unit, or a destination number that the chip does not
+   // have. Copies for a destination that is not set are counted as lost there.
+   uint64_t strayCopies() const { return strayCopies_; }
+
+ private:
+   // Sets of mirror destinations, a bit each.
+   struct Mirrors {
+      uint32_t ingress = 0;
+      uint32_t egress = 0;
+   };
+   // The frame in hand.
+   struct Pass {
+      FrameView frame;
+      ParsedFrame parsed;
+      Decision decision;
+      LookupKey key;
+      Mirrors mirrors;      // what all of its copies have in common
+      bool perCopy = false; // egress copies were looked up one by one
+   };
+   static constexpr int maxGroups = 32;
+
+   void fillKey( Pass& pass ) const;
+   void setDestination( Pass& pass, int egressPort ) const;
+   // Looks the frame up and fills its mirrors, and copyMirrors_ where they differ by copy.
+   void lookUp( Pass& pass );
+   Mirrors lookUp( const Pass& pass, FieldProcessor::GroupChoice choice, int egressPort );
+   Mirrors apply( const Match& match );
+   bool isFirstCount( const Match& match );
+
+   void transmit( Pass& pass, LazyFlowHash& hash );
+   void mirror( uint32_t destinations, SentFrame copy, LazyFlowHash& hash );
+   // The port by which copies for a destination leave; -1: none.
+   int mirrorPort( const Shim::MirrorDestination& destination, LazyFlowHash& hash ) const;
+   void send( const SentFrame& frame );
+   PortCounters& countersOf( int port ) {
+      return counters_[ static_cast< size_t >( port ) ];
+   }
+
+   int unit_;
+   Tables& tables_;
+   FieldProcessor& fields_;
+   Forwarder forwarder_;
+   EgressTagger tagger_;
+   FrameSink* sink_ = nullptr;
+   PipelineObserver* observer_ = nullptr;
+   bool busy_ = false;
+   std::array< PortCounters, Shim::maxPorts > counters_{};
+   uint64_t strayCopies_ = 0;
+   // Of the frame in hand: per egress port what that copy adds to the mirrors of all
+   // copies, and the entries that were counted while its copies were looked up.
+   std::array< uint32_t, Shim::maxPorts > copyMirrors_{};
+   std::vector< int > countedEntries_;
+};
+
+} // namespace ChipModel

@@ -1,0 +1,75 @@
+#pragma once
+
+// The SDK's calls as an enumeration: one list, from which the numbers and the names come.
+// A new call in Platform/Shim/Sdk.h is added here and in SdkModel.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#define CHIP_MODEL_SDK_CALLS( CALL )                                                       \
+   CALL( bcm_field_group_create )                                                          \
+   CALL( bcm_field_group_destroy )                                                         \
+   CALL( bcm_field_group_status_get )                                                      \
+   CALL( bcm_field_entry_create )                                                          \
+   CALL( bcm_field_entry_destroy )                                                         \
+   CALL( bcm_field_entry_install )                                                         \
+   CALL( bcm_field_entry_remove )                                                          \
+   CALL( bcm_field_entry_prio_set )                                                        \
+   CALL( bcm_field_entry_name_set )                                                        \
+   CALL( bcm_field_qualify_InPorts )                                                       \
+   CALL( bcm_field_qualify_PortClass )                                                     \
+   CALL( bcm_field_qualify_DstPort )                                                       \
+   CALL( bcm_field_qualify_DstTrunk )                                                      \
+   CALL( bcm_field_qualify_Drop )                                                          \
+   CALL( bcm_field_qualify_OuterVlanId )                                                   \
+   CALL( bcm_field_qualifier_delete )                                                      \
+   CALL( bcm_field_action_add )                                                            \
+   CALL( bcm_field_action_remove )                                                         \
+   CALL( bcm_mirror_destination_set )                                                      \
+   CALL( bcm_mirror_destination_destroy )                                                  \
+   CALL( bcm_port_enable_set )                                                             \
+   CALL( bcm_port_class_set )                                                              \
+   CALL( bcm_port_untagged_vlan_set )                                                      \
+   CALL( bcm_vlan_create )                                                                 \
+   CALL( bcm_vlan_destroy )                                                                \
+   CALL( bcm_vlan_port_add )                                                               \
+   CALL( bcm_vlan_port_remove )                                                            \
+   CALL( bcm_trunk_create )                                                                \
+   CALL( bcm_trunk_destroy )                                                               \
+   CALL( bcm_trunk_members_set )                                                           \
+   CALL( bcm_l2_addr_add )                                                                 \
+   CALL( bcm_l2_addr_delete )
+
+namespace ChipModel {
+
+#define CHIP_MODEL_ENUMERATOR( name ) name,
+enum class SdkCall : uint8_t { CHIP_MODEL_SDK_CALLS( CHIP_MODEL_ENUMERATOR ) count_ };
+#undef CHIP_MODEL_ENUMERATOR
+
+inline constexpr size_t sdkCallCount = static_cast< size_t >( SdkCall::count_ );
+
+#define CHIP_MODEL_NAME( name ) #name,
+inline constexpr std::array< std::string_view, sdkCallCount > sdkCallNames{
+   CHIP_MODEL_SDK_CALLS( CHIP_MODEL_NAME )
+};
+#undef CHIP_MODEL_NAME
+
+// The method's name, "bcm_field_entry_install" for example.
+constexpr std::string_view sdkCallName( SdkCall call ) {
+   return sdkCallNames[ static_cast< size_t >( call ) ];
+}
+
+// The call of that name; none if there is no such call.
+constexpr std::optional< SdkCall > sdkCallByName( std::string_view name ) {
+   for ( size_t i = 0; i < sdkCallCount; ++i ) {
+      if ( sdkCallNames[ i ] == name ) {
+         return static_cast< SdkCall >( i );
+      }
+   }
+   return std::nullopt;
+}
+
+} // namespace ChipModel

@@ -1,0 +1,82 @@
+#pragma once
+
+// Shim::Sdk over the chips of a switch. Every call passes the gate, finds its chip (E_UNIT
+// if there is none), checks what it was given, and does nothing unless all of it is right.
+// Querying the chip family touches no chip and does not pass the gate.
+
+#include "ChipModel/Gate.h"
+#include "ChipModel/Switch.h"
+
+namespace ChipModel {
+
+class SdkModel final : public Shim::Sdk {
+ public:
+   // Both must outlive this.
+   SdkModel( Chips& chips, Gate& gate ) : chips_( chips ), gate_( gate ) {}
+
+   using Bitmap = Shim::PortBitmap;
+   using Rc = Shim::Rc;
+
+   bool QX_SOC_IS_TOMAHAWKX( int unit ) const override;
+
+   Rc bcm_field_group_create( int unit, Shim::FieldStage stage,
+         Shim::QualifierSet qualifiers, int priority, int* group ) override;
+   Rc bcm_field_group_destroy( int unit, int group ) override;
+   Rc bcm_field_group_status_get(
+         int unit, int group, Shim::FieldGroupStatus* status ) override;
+
+   Rc bcm_field_entry_create( int unit, int group, int* entry ) override;
+   Rc bcm_field_entry_destroy( int unit, int entry ) override;
+   Rc bcm_field_entry_install( int unit, int entry ) override;
+   Rc bcm_field_entry_remove( int unit, int entry ) override;
+   Rc bcm_field_entry_prio_set( int unit, int entry, int priority ) override;
+   Rc bcm_field_entry_name_set( int unit, int entry, const char* name ) override;
+
+   Rc bcm_field_qualify_InPorts(
+         int unit, int entry, const Bitmap& data, const Bitmap& mask ) override;
+   Rc bcm_field_qualify_PortClass(
+         int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId, uint32_t modIdMask,
+         uint32_t port, uint32_t portMask ) override;
+   Rc bcm_field_qualify_DstTrunk( int unit, int entry, int trunk, uint32_t mask ) override;
+   Rc bcm_field_qualify_Drop( int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_OuterVlanId(
+         int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualifier_delete( int unit, int entry, Shim::Qualifier qualifier ) override;
+
+   Rc bcm_field_action_add( int unit, int entry, Shim::FieldAction action, uint32_t param0,
+         uint32_t param1 ) override;
+   Rc bcm_field_action_remove( int unit, int entry, Shim::FieldAction action ) override;
+
+   Rc bcm_mirror_destination_set(
+         int unit, int destination, const Shim::MirrorDestination& value ) override;
+   Rc bcm_mirror_destination_destroy( int unit, int destination ) override;
+
+   Rc bcm_port_enable_set( int unit, int port, bool enable ) override;
+   Rc bcm_port_class_set( int unit, int port, uint32_t classBits ) override;
+   Rc bcm_port_untagged_vlan_set( int unit, int port, uint16_t vid ) override;
+   Rc bcm_vlan_create( int unit, uint16_t vid ) override;
+   Rc bcm_vlan_destroy( int unit, uint16_t vid ) override;
+   Rc bcm_vlan_port_add(
+         int unit, uint16_t vid, const Bitmap& members, const Bitmap& untagged ) override;
+   Rc bcm_vlan_port_remove( int unit, uint16_t vid, const Bitmap& members ) override;
+   Rc bcm_trunk_create( int unit, int trunk ) override;
+   Rc bcm_trunk_destroy( int unit, int trunk ) override;
+   Rc bcm_trunk_members_set( int unit, int trunk, const int* ports, int count ) override;
+   Rc bcm_l2_addr_add( int unit, const Shim::L2Addr& address ) override;
+   Rc bcm_l2_addr_delete( int unit, const Plix::EthAddr& mac, uint16_t vid ) override;
+
+ private:
+   // `operation( chip )` through the gate.
+   template < typename Operation >
+   Rc call( SdkCall name, int unit, Operation&& operation );
+   // The same for a call that gives a value back: `operation( chip, &value )`. The caller's
+   // place is written only if the call succeeds in its eyes.
+   template < typename Value, typename Operation >
+   Rc callFor( SdkCall name, int unit, Value* out, Operation&& operation );
+
+   Chips& chips_;
+   Gate& gate_;
+};
+
+} // namespace ChipModel

@@ -1,0 +1,95 @@
+#include "ChipModel/Switch.h"
+
+#include "ChipModel/SdkModel.h"
+#include "Platform/Zol/Assert.h"
+
+namespace ChipModel {
+
+Control::Error Control::unitError( int unit ) const {
+   if ( chips_.contains( unit ) ) {
+      return std::nullopt;
+   }
+   return "unit " + std::to_string( unit ) + ": no such chip";
+}
+
+Control::Error Control::capacityIs( int unit, std::string_view what, int value ) {
+   constexpr int most = 1'000'000;
+   if ( Error error = unitError( unit ) ) {
+      return error;
+   }
+   const bool ingress = what == "ingress-entries";
+   if ( !ingress && what != "egress-entries" ) {
+      return "capacity '" + std::string( what ) +
+            "': unknown; it is ingress-entries or egress-entries";
+   }
+   if ( value < 0 || value > most ) {
+      return std::string( what ) + ": " + std::to_string( value ) + " is not within 0 to " +
+            std::to_string( most );
+   }
+   chips_.at( unit )->fields().capacityIs(
+         ingress ? Shim::FieldStage::ingress : Shim::FieldStage::egress, value );
+   return std::nullopt;
+}
+
+Control::Error Control::inject( int unit, int port, const FrameView& frame ) {
+   if ( Error error = unitError( unit ) ) {
+      return error;
+   }
+   Chip& chip = *chips_.at( unit );
+   if ( !chip.tables().ports.has( port ) ) {
+      return "port " + std::to_string( port ) + ": unit " + std::to_string( unit ) +
+            " has ports 0 to " + std::to_string( chip.tables().ports.last() );
+   }
+   chip.pipeline().receive( port, frame );
+   return std::nullopt;
+}
+
+void Control::sinkIs( FrameSink* sink ) {
+   sink_ = sink;
+   for ( auto& [ unit, chip ] : chips_ ) {
+      chip->pipeline().sinkIs( sink );
+   }
+}
+
+void Control::observerIs( PipelineObserver* observer ) {
+   observer_ = observer;
+   for ( auto& [ unit, chip ] : chips_ ) {
+      chip->pipeline().observerIs( observer );
+   }
+}
+
+ChipState Control::state( int unit ) const {
+   ZOL_ASSERT( chips_.contains( unit ) );
+   return chips_.at( unit )->state();
+}
+
+Switch::Switch()
+      : control_( chips_ ),
+        sdk_( std::make_unique< SdkModel >( chips_, control_.gate() ) ) {}
+
+Switch::~Switch() = default;
+
+Chip& Switch::addChip( int unit, const ChipProfile& profile ) {
+   ZOL_ASSERT( !chips_.contains( unit ) );
+   Chip& chip = *( chips_[ unit ] = std::make_unique< Chip >( unit, profile ) );
+   chip.pipeline().sinkIs( control_.sink_ );
+   chip.pipeline().observerIs( control_.observer_ );
+   return chip;
+}
+
+Chip* Switch::chip( int unit ) {
+   const auto found = chips_.find( unit );
+   return found == chips_.end() ? nullptr : found->second.get();
+}
+
+std::vector< int > Switch::units() const {
+   std::vector< int > units;
+   for ( const auto& [ unit, chip ] : chips_ ) {
+      units.push_back( unit );
+   }
+   return units;
+}
+
+Shim::Sdk& Switch::sdk() { return *sdk_; }
+
+} // namespace ChipModel

@@ -1,0 +1,120 @@
+#include "ChipModel/Tables.h"
+
+#include <vector>
+
+#include "ChipModel/ChipProfile.h"
+
+namespace ChipModel {
+
+using Shim::Rc;
+using Shim::Sdk;
+
+namespace {
+
+L2Destination onPort( int port ) { return { false, static_cast< int16_t >( port ) }; }
+L2Destination onTrunk( int trunk ) { return { true, static_cast< int16_t >( trunk ) }; }
+
+} // namespace
+
+Tables::Tables( const ChipProfile& profile )
+      : ports( profile ), trunks( profile ), l2( profile.l2Addresses ),
+        mirrors( profile.mirrorDestinations ) {}
+
+Rc Tables::checkPlace( bool isTrunk, int id ) const {
+   if ( isTrunk ) {
+      return trunks.has( id ) ? Sdk::QX_BCM_E_NONE() : Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   return ports.has( id ) ? Sdk::QX_BCM_E_NONE() : Sdk::QX_BCM_E_PORT();
+}
+
+Rc Tables::portEnableSet( int port, bool enable ) {
+   const Rc rc = ports.enableSet( port, enable );
+   if ( rc == Sdk::QX_BCM_E_NONE() && !enable ) {
+      l2.forget( onPort( port ) );
+   }
+   return rc;
+}
+
+Rc Tables::vlanDestroy( uint16_t vid ) {
+   const Rc rc = vlans.destroy( vid );
+   if ( rc == Sdk::QX_BCM_E_NONE() ) {
+      l2.forget( vid );
+   }
+   return rc;
+}
+
+Rc Tables::vlanPortAdd(
+      uint16_t vid, const Shim::PortBitmap& members, const Shim::PortBitmap& untagged ) {
+   if ( !ports.hasAll( members | untagged ) ) {
+      return Sdk::QX_BCM_E_PORT();
+   }
+   return vlans.portAdd( vid, members, untagged );
+}
+
+Rc Tables::vlanPortRemove( uint16_t vid, const Shim::PortBitmap& members ) {
+   if ( !ports.hasAll( members ) ) {
+      return Sdk::QX_BCM_E_PORT();
+   }
+   return vlans.portRemove( vid, members );
+}
+
+Rc Tables::trunkDestroy( int trunk ) {
+   const Rc rc = trunks.destroy( trunk );
+   if ( rc == Sdk::QX_BCM_E_NONE() ) {
+      l2.forget( onTrunk( trunk ) );
+   }
+   return rc;
+}
+
+Rc Tables::trunkMembersSet( int trunk, const int* members, int count ) {
+   std::vector< int > joining;
+   for ( int i = 0; members != nullptr && i < count; ++i ) {
+      // The CPU is no link to aggregate.
+      if ( !ports.has( members[ i ] ) || members[ i ] == 0 ) {
+         return Sdk::QX_BCM_E_PORT();
+      }
+      if ( trunks.trunkOf( members[ i ] ) != trunk ) {
+         joining.push_back( members[ i ] );
+      }
+   }
+   const Rc rc = trunks.membersSet( trunk, members, count );
+   if ( rc == Sdk::QX_BCM_E_NONE() ) {
+      for ( int port : joining ) {
+         l2.forget( onPort( port ) );
+      }
+      if ( count == 0 ) {
+         l2.forget( onTrunk( trunk ) );
+      }
+   }
+   return rc;
+}
+
+Rc Tables::l2AddrAdd( const Shim::L2Addr& address ) {
+   if ( !VlanTable::isVid( address.vid ) || address.mac.isMulticast() ) {
+      return Sdk::QX_BCM_E_PARAM();
+   }
+   if ( const Rc rc = checkPlace( address.isTrunk, address.destination ) ) {
+      return rc;
+   }
+   return l2.add( address );
+}
+
+Rc Tables::l2AddrDelete( const Plix::EthAddr& mac, uint16_t vid ) {
+   if ( !VlanTable::isVid( vid ) ) {
+      return Sdk::QX_BCM_E_PARAM();
+   }
+   return l2.remove( mac, vid );
+}
+
+Rc Tables::mirrorDestinationSet( int destination, const Shim::MirrorDestination& value ) {
+   if ( !mirrors.has( destination ) ) {
+      return Sdk::QX_BCM_E_PARAM();
+   }
+   if ( const Rc rc = checkPlace(
+              value.kind == Shim::MirrorDestination::Kind::trunk, value.id ) ) {
+      return rc;
+   }
+   return mirrors.set( destination, value );
+}
+
+} // namespace ChipModel

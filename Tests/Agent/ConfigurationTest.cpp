@@ -1,0 +1,520 @@
+// What a configuration file may hold, what is said about what it may not, and that nothing
+// changes when something is wrong.
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "Agent/Configuration/Loader.h"
+
+namespace Agent {
+namespace {
+
+class ConfigurationTest : public testing::Test {
+ protected:
+   ConfigurationTest() { std::filesystem::create_directory( folder_ ); }
+   ~ConfigurationTest() override { std::filesystem::remove_all( folder_ ); }
+
+   std::string write( const std::string& text ) {
+      std::ofstream( folder_ / "c.json", std::ios::binary ) << text;
+      return folder_ / "c.json";
+   }
+   LoadResult load( const std::string& text, const std::string& profile = "trident3" ) {
+      source_ = ConfigSource();
+      source_.defaultProfileIs( profile );
+      return source_.load( write( text ) );
+   }
+   // All errors, a line each: "LINE: TEXT".
+   static std::string said( const std::vector< Diagnostic >& diagnostics ) {
+      std::string text;
+      for ( const Diagnostic& diagnostic : diagnostics ) {
+         text += std::to_string( diagnostic.place.line ) + ": " + diagnostic.text + "\n";
+      }
+      return text;
+   }
+   // Valid by itself: Ethernet0 to 20, PortChannel1 of Ethernet8 and 12, Vlan10 and Vlan20
+   // with Ethernet0 and PortChannel1. `more` is appended from line 11 on.
+   static std::string with( const std::string& more ) {
+      std::string text = R"({
+"PORT|Ethernet0": {},
+"PORT|Ethernet4": {},
+"PORT|Ethernet8": {}, "PORT|Ethernet12": {},
+"PORT|Ethernet16": {}, "PORT|Ethernet20": {},
+"PORTCHANNEL|PortChannel1": {},
+"PORTCHANNEL_MEMBER|PortChannel1|Ethernet8": {}, "PORTCHANNEL_MEMBER|PortChannel1|Ethernet12": {},
+"VLAN|Vlan10": {}, "VLAN|Vlan20": {},
+"VLAN_MEMBER|Vlan10|Ethernet0": { "tagging_mode": "untagged" },
+"VLAN_MEMBER|Vlan20|PortChannel1": { "tagging_mode": "tagged" })";
+      return text + ( more.empty() ? "" : ",\n" + more ) + "}\n";
+   }
+   static std::string withSession( const std::string& fields ) {
+      return with( "\"MIRROR_SESSION|m\": {" + fields + "}" );
+   }
+
+   const std::filesystem::path folder_ = std::filesystem::temp_directory_path() /
+         ( "karvel-configuration-" + std::to_string( getpid() ) );
+   ConfigSource source_;
+};
+
+constexpr const char* nested = R"({
+  "PORT": { "Ethernet10": { "lanes": [ "1", "2" ] },
+            "Ethernet4": { "lanes": "3,4", "admin_status": "DOWN", "alias": "four" },
+            "Ethernet8": { "speed": 100000, "chip_port": "0x2" } },
+  "PORTCHANNEL": { "PortChannel0007": { "members": [ "Ethernet4" ] }, "PortChannel7": {} },
+  "PORTCHANNEL_MEMBER": { "PortChannel0007|Ethernet4": {} },
+  "VLAN": { "Vlan10": { "vlanid": "10" } },
+  "VLAN_MEMBER": { "Vlan10|PortChannel0007": { "tagging_mode": "tagged" } },
+  "FDB": { "Vlan10|02:00:00:00:00:0A": { "port": "PortChannel0007", "type": "Dynamic" } },
+  "MIRROR_SESSION": { "m": { "type": "span", "direction": "rx", "dst_port": "Ethernet10",
+                             "src_port": "PortChannel0007,Ethernet8" } },
+  "FEATURE": { "PORT": { "twice": 1, "twice": 2 } }
+})";
+
+constexpr const char* flat = R"({
+  "PORT|Ethernet10": { "lanes@": "1,2" },
+  "PORT|Ethernet4": { "lanes@": "3,4", "admin_status": "down", "alias": "four" },
+  "PORT|Ethernet8": { "speed": "100000", "chip_port": "2" },
+  "PORTCHANNEL|PortChannel0007": { "members@": "Ethernet4" },
+  "PORTCHANNEL|PortChannel7": { "NULL": "NULL" },
+  "PORTCHANNEL_MEMBER|PortChannel0007|Ethernet4": { "NULL": "NULL" },
+  "VLAN|Vlan10": {},
+  "VLAN_MEMBER|Vlan10|PortChannel0007": { "tagging_mode": "tagged" },
+  "FDB|Vlan10|02-00-00-00-00-0a": { "port": "PortChannel0007", "type": "dynamic" },
+  "MIRROR_SESSION|m": { "direction": "RX", "dst_port": "Ethernet10",
+                        "src_port@": "PortChannel0007, Ethernet8" },
+  "FEATURE|PORT": {}
+})";
+
+TEST_F( ConfigurationTest, ReadsTheSameFromAllThreeShapes ) {
+   const LoadResult result = load( nested );
+   ASSERT_EQ( said( result.errors ), "" );
+   EXPECT_EQ( said( result.warnings ), "" );
+   EXPECT_EQ( result.ignoredTables, std::vector< std::string >{ "FEATURE" } );
+   const Configuration& config = result.configuration;
+
+   for ( const std::string& text :
+         { std::string( flat ), "{\"ANY\": " + std::string( nested ) + "}" } ) {
+      const LoadResult other = load( text );
+      EXPECT_EQ( said( other.errors ), "" );
+      EXPECT_EQ( other.configuration, config );
+      EXPECT_EQ( other.ignoredTables, result.ignoredTables );
+   }
+
+   // Numbers go to the names in natural order, around the one that was asked for.
+   EXPECT_EQ( config.ports.at( "Ethernet4" ).chipPort, 1 );
+   EXPECT_EQ( config.ports.at( "Ethernet8" ).chipPort, 2 );
+   EXPECT_EQ( config.ports.at( "Ethernet10" ).chipPort, 3 );
+   EXPECT_FALSE( config.ports.at( "Ethernet4" ).adminUp );
+   EXPECT_TRUE( config.ports.at( "Ethernet10" ).adminUp );
+   EXPECT_EQ( config.ports.at( "Ethernet4" ).alias, "four" );
+   // The first of two with the same number has it as its trunk.
+   EXPECT_EQ( config.portChannels.at( "PortChannel0007" ).trunk, 7 );
+   EXPECT_EQ( config.portChannels.at( "PortChannel7" ).trunk, 0 );
+   ASSERT_EQ( config.fdb.size(), 1u );
+   EXPECT_FALSE( config.fdb.begin()->second.isStatic );
+   const SessionConfig& session = config.sessions.at( "m" );
+   EXPECT_EQ( session.type, SessionType::span );
+   EXPECT_EQ( session.direction, SessionDirection::rx );
+   EXPECT_EQ( session.sources,
+         ( std::vector< std::string >{ "PortChannel0007", "Ethernet8" } ) );
+   EXPECT_EQ( session.refused, std::nullopt );
+   EXPECT_EQ( config.chips.at( 0 ).profile, "trident3" );
+}
+
+TEST_F( ConfigurationTest, SaysWhyAFileCannotBeRead ) {
+   const std::pair< std::string, std::string > cases[] = {
+      { "", "0: empty; allowed: a JSON object" },
+      { " \n ", "0: empty; allowed: a JSON object" },
+      { "[ 1 ]", "1: an array; allowed: an object" },
+      { "{\n\"PORT\": {\n", "2: not JSON at column 10: " },
+      { "{\n\n  \"PORT\" 1}", "3: not JSON at column 11: " },
+      { "{} {}", "1: not JSON at column 4: " },
+      { "{\n\"VLAN\": {\"\xc0\xaf\": {}}}", "2: not UTF-8; allowed: JSON in UTF-8" },
+      { "{\n\"VLAN\": {\"\xed\xa0\x80\": {}}}", "2: not UTF-8" },
+      { "{\"a\": " + std::string( 1'000'000, '[' ),
+            "1: nested too deeply; allowed: up to 64" },
+      { "{\"VLAN\": [\n]}", "1: VLAN: an array; allowed: an object of entries" },
+      { "{\"VLAN\": {\n\"Vlan10\": 7}}", "2: VLAN|Vlan10: a number; allowed: an object" },
+      { "{\"VLAN|Vlan10\": {\"mtu\": {\n}}}",
+            "1: VLAN|Vlan10: mtu: an object; allowed: text" },
+      { "{\"VLAN|Vlan10\": {\"mtu\": [\n[]]}}",
+            "2: VLAN|Vlan10: mtu: an array in the array" },
+   };
+   for ( const auto& [ text, expected ] : cases ) {
+      const std::string errors = said( load( text ).errors );
+      EXPECT_TRUE( errors.starts_with( expected ) ) << errors << "\nexpected: " << expected;
+      EXPECT_EQ( std::count( errors.begin(), errors.end(), '\n' ), 1 ) << errors;
+   }
+   for ( const std::string& path : { folder_.string(), ( folder_ / "none" ).string() } ) {
+      const LoadResult result = source_.load( path );
+      ASSERT_EQ( result.errors.size(), 1u );
+      EXPECT_TRUE( result.errors[ 0 ].toString().starts_with( path + ": " ) );
+   }
+   EXPECT_EQ( said( load( "\xef\xbb\xbf{}" ).errors ), "" )
+         << "a byte order mark is allowed";
+}
+
+TEST_F( ConfigurationTest, RefusesWhatIsThereTwice ) {
+   EXPECT_EQ( said( load( "{\"VLAN\": {\n\"Vlan10\": {},\n\"Vlan10\": {}}}" ).errors ),
+         "3: VLAN|Vlan10: the entry is there twice, before in line 2; allowed: once\n" );
+   EXPECT_EQ( said( load( "{\"VLAN\": {},\n\"VLAN\": {}}" ).errors ),
+         "2: VLAN: the table is there twice; allowed: once\n" );
+   EXPECT_EQ( said( load( "{\"PORT|E\": {\"lanes\": 1,\n\"lanes@\": 1}}" ).errors ),
+         "2: PORT|E: lanes: the field is there twice; allowed: once\n" );
+}
+
+TEST_F( ConfigurationTest, ChecksNamesRangesAndReferences ) {
+   ASSERT_EQ( said( load( with( "" ) ).errors ), "" );
+   const std::pair< std::string, std::string > cases[] = {
+      { R"("PORT|Ethernet24": {"admin_statsu": "up"})",
+            "admin_statsu: unknown; allowed: the nearest known name is admin_status" },
+      { R"("PORTCHANNEL_MEMBER|PortChannel1|Ethernet16": {"x": "1"})",
+            "x: unknown; allowed: no fields" },
+      { R"("PORT|Ethernet24": {"admin_status": "upp"})",
+            "admin_status: 'upp'; allowed: up, down" },
+      { R"("PORT|Ethernet24": {"chip_port": "0"})", "chip_port: '0'; allowed: 1 to 255" },
+      { R"("PORT|Ethernet24": {"chip_port": "0x1g"})",
+            "chip_port: '0x1g'; allowed: 1 to 255" },
+      { R"("PORT|Ethernet24": {"chip_port": "99999999999999999999"})",
+            "allowed: 1 to 255" },
+      { R"("PORT|Ethernet24": {"chip_port": "129"})",
+            "129 is not on chip 0; allowed: 1 to 128 (trident3)" },
+      { R"("PORT|E1": {"chip_port": "9"}, "PORT|E2": {"chip_port": "9"})",
+            "PORT|E2: chip_port: 9 is taken by E1" },
+      { R"("PORT|Ether net": {})", "not a port's name" },
+      { R"("PORT|PortChannel9": {})", "not a port's name" },
+      { R"("PORTCHANNEL|PortChannel12345": {})", "allowed: PortChannel and 1 to 4 digits" },
+      { R"("PORTCHANNEL_MEMBER|PortChannel2|Ethernet4": {})", "there is no PortChannel2" },
+      { R"("PORTCHANNEL_MEMBER|PortChannel1|Ethernet5": {})",
+            "there is no port 'Ethernet5'" },
+      { R"("PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|Ethernet8": {})",
+            "Ethernet8 is in PortChannel1, too" },
+      { R"("VLAN|Vlan1": {})", "allowed: Vlan2 to Vlan4094" },
+      { R"("VLAN|Vlan4095": {})", "allowed: Vlan2 to Vlan4094" },
+      { R"("VLAN|Vlan010": {})", "allowed: Vlan2 to Vlan4094" },
+      { R"("VLAN|Vlan30": {"vlanid": "31"})",
+            "vlanid: 31 is not the number in the name; allowed: 30" },
+      { R"("VLAN_MEMBER|Vlan30|Ethernet0": {})", "there is no Vlan30" },
+      { R"("VLAN_MEMBER|Vlan10|Ethernet5": {})", "there is no Ethernet5" },
+      { R"("VLAN_MEMBER|Vlan10": {})", "there is no port without a name" },
+      { R"("VLAN_MEMBER|Vlan10|Ethernet4": {"tagging_mode": "no"})",
+            "allowed: tagged, untagged, priority_tagged" },
+      { R"("VLAN_MEMBER|Vlan20|Ethernet0": {})", "Ethernet0 is untagged in Vlan10, too" },
+      { R"("VLAN_MEMBER|Vlan20|Ethernet8": {})", "Ethernet8 is a member of PortChannel1" },
+      { R"("FDB|Vlan10|02:00:00:00:00": {"port": "Ethernet0"})",
+            "allowed: a unicast MAC address" },
+      { R"("FDB|Vlan10|03:00:00:00:00:0a": {"port": "Ethernet0"})",
+            "allowed: a unicast MAC address" },
+      { R"("FDB|Vlan10|02:00:00:00:00:0a": {})", "port: missing" },
+      { R"("FDB|Vlan10|02:00:00:00:00:0a": {"port": "Ethernet4"})",
+            "Ethernet4 is not in Vlan10" },
+      { R"("CHIP|8": {})", "not a unit; allowed: 0 to 7" },
+      { R"("CHIP|0": {"profile": "abacus"})",
+            "profile: unknown; allowed: trident3, trident2, " },
+      { R"("CHIP|0": {"egress_entries": "1000001"})", "allowed: 1 to 1000000" },
+      { R"("CHIP|0": {"ports": "Ethernet5"})", "ports: Ethernet5 is not in PORT" },
+      { R"("CHIP|0": {"ports": "Ethernet4"}, "CHIP|1": {"ports": "Ethernet4"})",
+            "Ethernet4 is repeated, before on chip 0" },
+      { R"("CHIP|0": {}, "CHIP|1": {"ports": "Ethernet12"})",
+            "PORTCHANNEL_MEMBER|PortChannel1|Ethernet12: Ethernet12 is on chip 1, "
+            "Ethernet8 of the same port channel on chip 0" },
+   };
+   for ( const auto& [ more, expected ] : cases ) {
+      const LoadResult result = load( with( more ) );
+      EXPECT_EQ( result.errors.size(), 1u ) << more << "\n" << said( result.errors );
+      EXPECT_NE( said( result.errors ).find( expected ), std::string::npos )
+            << said( result.errors ) << "expected: " << expected;
+   }
+}
+
+TEST_F( ConfigurationTest, ChecksMirrorSessions ) {
+   const std::pair< std::string, std::string > cases[] = {
+      { R"("type": "SPAN", "src_port": "Ethernet0")", "dst_port: missing" },
+      { R"("type": "TAP", "dst_port": "Ethernet16", "src_port": "Ethernet0")",
+            "type: 'TAP'; allowed: SPAN, ERSPAN" },
+      { R"("dst_port": "Ethernet16", "src_port": "Ethernet0", "direction": "in")",
+            "direction: 'in'; allowed: RX, TX, BOTH" },
+      { R"("dst_port": "Ethernet5", "src_port": "Ethernet0")",
+            "dst_port: there is no Ethernet5" },
+      { R"("dst_port": "Ethernet16", "src_port": "Vlan10")",
+            "src_port: there is no Vlan10" },
+      { R"("dst_port": "Ethernet16", "src_port": "Ethernet0,,Ethernet4")",
+            "an empty name between commas" },
+      { R"("dst_port": "Ethernet16", "src_port": "Ethernet4,Ethernet0,Ethernet4")",
+            "Ethernet4 is repeated" },
+      { R"("dst_port": "Ethernet16", "src_port": "PortChannel1,Ethernet8")",
+            "Ethernet8 is repeated as a member of PortChannel1" },
+      { R"("dst_port": "Ethernet16", "src_port": "Ethernet4,Ethernet16")",
+            "Ethernet16 is a source" },
+      { R"("dst_port": "Ethernet0", "src_port": "Ethernet4")", "Ethernet0 is in Vlan10" },
+      { R"("dst_port": "PortChannel1", "src_port": "Ethernet4")",
+            "PortChannel1 is in Vlan20" },
+      { R"("dst_port": "Ethernet8", "src_port": "Ethernet4")",
+            "Ethernet8 is a member of PortChannel1" },
+      { R"("type": "SPAN", "dst_port": "Ethernet16", "src_port": "Ethernet0", "gre_key": "1")",
+            "gre_key: of no use to a SPAN session" },
+      { R"("type": "ERSPAN", "src_ip": "1.1.1.1", "dst_ip": "1.1.1.2", "dst_port": "Ethernet16")",
+            "dst_port: of no use to an ERSPAN session" },
+      { R"("src_ip": "1.1.1.1", "dst_ip": "1.1.1.256")", "dst_ip: no address" },
+      { R"("src_ip": "1.1.1.1", "dst_ip": "2001:db8::1")",
+            "dst_ip: not of the family of src_ip" },
+      { R"("src_ip": "1.1.1.1")", "dst_ip: missing" },
+      { R"("src_ip": "1.1.1.1", "dst_ip": "1.1.1.2", "ttl": "256")",
+            "ttl: '256'; allowed: 0 to 255" },
+      { R"("src_ip": "1.1.1.1", "dst_ip": "1.1.1.2", "dscp": "64")", "allowed: 0 to 63" },
+      { R"("src_ip": "1.1.1.1", "dst_ip": "1.1.1.2", "gre_type": "0x10000")",
+            "allowed: 0 to 65535" },
+      { R"("dst_port": "Ethernet16", "src_port": "Ethernet0", "queue": "8")",
+            "allowed: 0 to 7" },
+   };
+   for ( const auto& [ fields, expected ] : cases ) {
+      const LoadResult result = load( withSession( fields ) );
+      EXPECT_EQ( result.errors.size(), 1u ) << fields << "\n" << said( result.errors );
+      EXPECT_NE(
+            said( result.errors ).find( "11: MIRROR_SESSION|m: " ), std::string::npos );
+      EXPECT_NE( said( result.errors ).find( expected ), std::string::npos )
+            << said( result.errors ) << "expected: " << expected;
+   }
+   for ( const std::string& name :
+         { std::string( "-a" ), std::string( 33, 'a' ), std::string() } ) {
+      EXPECT_NE(
+            said( load( with( "\"MIRROR_SESSION|" + name +
+                              R"(": {"dst_port": "Ethernet16", "src_port": "Ethernet0"})" ) )
+                        .errors )
+                  .find( "not a session's name" ),
+            std::string::npos );
+   }
+}
+
+TEST_F( ConfigurationTest, FindsMirrorLoopsThroughPortChannels ) {
+   for ( const auto& [ destination, source ] :
+         std::vector< std::pair< std::string, std::string > >{
+               { "Ethernet8", "PortChannel1" }, { "PortChannel1", "Ethernet12" } } ) {
+      const std::string errors =
+            said( load( withSession( "\"dst_port\": \"" + destination +
+                              "\", \"src_port\": \"" + source + "\"" ) )
+                        .errors );
+      EXPECT_NE( errors.find( destination + " shares " ), std::string::npos ) << errors;
+   }
+}
+
+TEST_F( ConfigurationTest, SaysAllErrorsInTheOrderOfTheirLines ) {
+   EXPECT_EQ(
+         said( load( "{\"VLAN_MEMBER\": {\n\"Vlan9|E\": {}},\n\"VLAN\": {\n\"Vlan0\": {},\n"
+                     "\"Vlan8\": 1},\n\"PORT\": {\n\"E\": {\"mtuu\": 1}}}" )
+                     .errors ),
+         "2: VLAN_MEMBER|Vlan9|E: there is no Vlan9; allowed: a VLAN of VLAN\n"
+         "4: VLAN|Vlan0: not a VLAN's name; allowed: Vlan2 to Vlan4094\n"
+         "5: VLAN|Vlan8: a number; allowed: an object of fields, {} if there are none\n"
+         "7: PORT|E: mtuu: unknown; allowed: the nearest known name is mtu\n" );
+}
+
+TEST_F( ConfigurationTest, ServesWhatItCanAndRefusesSessionsThatAskForMore ) {
+   const std::string span = R"("dst_port": "Ethernet16", "src_port": "Ethernet0")";
+   const std::string erspan = R"("src_ip": "1.1.1.1", "dst_ip": "1.1.1.2")";
+   const std::pair< std::string, std::string > cases[] = {
+      { erspan + R"(, "src_port": "Ethernet0")", "ERSPAN sessions are not supported yet" },
+      { erspan + R"(, "src_port": "Ethernet0", "sample_rate": "256")",
+            "ERSPAN sessions are not supported yet; this chip cannot sample" },
+      { R"("type": "SPAN", "dst_port": "Ethernet16")",
+            "fed by ACL rules only (it has no src_port), which is not supported yet" },
+      { span + R"(, "policer": "p")", "policers are not supported yet" },
+      { span + R"(, "rate_kbps": "100")",
+            "a limit of the rate (rate_kbps) is not supported yet" },
+      { span + R"(, "acl": "a")", "mirroring by an ACL is not supported yet" },
+      { span + R"(, "match": "tcp")", "mirroring by a match is not supported yet" },
+   };
+   for ( const auto& [ fields, reason ] : cases ) {
+      const LoadResult result = load( withSession( fields ) );
+      ASSERT_EQ( said( result.errors ), "" );
+      EXPECT_EQ( result.configuration.sessions.at( "m" ).refused, reason );
+      EXPECT_EQ(
+            said( result.warnings ), "11: MIRROR_SESSION|m: refused: " + reason + "\n" );
+   }
+   const LoadResult rules = load( with( R"("ACL_RULE": {
+"T|R": {"PRIORITY": "1", "MIRROR_INGRESS_ACTION": "m"}, "T|S": {"PRIORITY": "2"}})" ) );
+   EXPECT_EQ( said( rules.warnings ),
+         "12: ACL_RULE|T|R: refused: mirroring by the rules of an ACL is not supported "
+         "yet\n" );
+}
+
+TEST_F( ConfigurationTest, WarnsOfWhatIsServedInAnotherWay ) {
+   const std::pair< std::string, std::string > cases[] = {
+      { R"("VLAN_MEMBER|Vlan10|Ethernet4": {"tagging_mode": "priority_tagged"})",
+            "11: VLAN_MEMBER|Vlan10|Ethernet4: tagging_mode: priority_tagged is served "
+            "as " },
+      { R"("MIRROR_SESSION|m": {"dst_port": "Ethernet16", "src_port": "Ethernet0", "queue": "3"})",
+            "11: MIRROR_SESSION|m: queue: the copies leave by queue 0" },
+      { R"("PORTCHANNEL|PortChannel2": {"members": ["Ethernet4"]})",
+            "11: PORTCHANNEL|PortChannel2: members: Ethernet4 is not in "
+            "PORTCHANNEL_MEMBER" },
+      { R"("VLAN|Vlan30": {"members": ["Ethernet4"]})",
+            "11: VLAN|Vlan30: members: Ethernet4 is not in VLAN_MEMBER" },
+   };
+   for ( const auto& [ more, expected ] : cases ) {
+      const LoadResult result = load( with( more ) );
+      EXPECT_EQ( said( result.errors ), "" );
+      EXPECT_EQ( result.warnings.size(), 1u );
+      EXPECT_TRUE( said( result.warnings ).starts_with( expected ) )
+            << said( result.warnings );
+   }
+}
+
+// Whatever a file holds: either it loads, or each error is one line.
+TEST_F( ConfigurationTest, SurvivesDamagedFiles ) {
+   const std::string whole = nested;
+   auto check = [ this ]( const std::string& text ) {
+      const LoadResult result = load( text );
+      for ( const Diagnostic& error : result.errors ) {
+         EXPECT_EQ( error.toString().find( '\n' ), std::string::npos ) << error.toString();
+      }
+      return result.errors.size();
+   };
+   for ( size_t size = 0; size < whole.size(); ++size ) {
+      EXPECT_GE( check( whole.substr( 0, size ) ), 1u );
+   }
+   for ( size_t at = 0; at < whole.size(); ++at ) {
+      for ( char c : { '"', '{', ']', '|', '0', '\n', '\xff' } ) {
+         std::string damaged = whole;
+         damaged[ at ] = c;
+         check( damaged );
+      }
+   }
+   EXPECT_EQ( check( R"({"VLAN|a\nb\u0000": {"x\ny": {}}})" ), 2u );
+}
+
+TEST_F( ConfigurationTest, DealsPortsToChips ) {
+   const std::string chips =
+         R"("CHIP": { "2": {"profile": "tomahawk", "ingress_entries": 100},
+      "5": {"profile": "helix4", "ports": "Ethernet16,Ethernet4"} })";
+   const LoadResult result = load( with( chips ), "trident2" );
+   ASSERT_EQ( said( result.errors ), "" );
+   const Configuration& config = result.configuration;
+   EXPECT_EQ( config.chips.at( 2 ).ingressEntries, 100 );
+   EXPECT_EQ( config.chips.at( 5 ).ingressEntries, std::nullopt );
+   EXPECT_EQ( config.unitOf( "Ethernet20" ), 2 );
+   EXPECT_EQ( config.unitOf( "PortChannel1" ), 2 );
+   EXPECT_EQ( config.unitOf( "Ethernet16" ), 5 );
+   EXPECT_EQ( config.ports.at( "Ethernet4" ).chipPort, 1 );
+   EXPECT_EQ( config.ports.at( "Ethernet16" ).chipPort, 2 );
+   EXPECT_EQ( config.ports.at( "Ethernet20" ).chipPort, 4 );
+   EXPECT_EQ( config.channelOf( "Ethernet12" ), &config.portChannels.at( "PortChannel1" ) );
+
+   const LoadResult across = load( with( chips +
+         R"(, "MIRROR_SESSION|m": {"dst_port": "Ethernet16", "src_port": "Ethernet0"})" ) );
+   EXPECT_NE( said( across.errors )
+                    .find( "src_port: Ethernet0 is on chip 2, the destination Ethernet16 "
+                           "on chip 5" ),
+         std::string::npos );
+}
+
+TEST_F( ConfigurationTest, KeepsToTheSizeOfTheChip ) {
+   auto many = []( const std::string& entry, int count ) {
+      std::string text = "{ \"PORT|Ethernet0\": {}";
+      for ( int i = 1; i <= count; ++i ) {
+         text += ",\n\"" + entry + std::to_string( i ) + "\": {}";
+      }
+      return text + "}";
+   };
+   EXPECT_EQ( said( load( many( "PORT|Ethernet", 51 ), "helix4" ).errors ), "" );
+   EXPECT_EQ( said( load( many( "PORT|Ethernet", 60 ), "helix4" ).errors ),
+         "53: PORT|Ethernet52: chip 0 has no port left for it: there are 61 ports; "
+         "allowed: up to "
+         "52 (helix4)\n" );
+   EXPECT_EQ( said( load( many( "PORTCHANNEL|PortChannel", 64 ), "helix4" ).errors ), "" );
+   EXPECT_EQ( said( load( many( "PORTCHANNEL|PortChannel", 65 ), "helix4" ).errors ),
+         "66: PORTCHANNEL|PortChannel65: chip 0 has no trunk left for it: there are 65 "
+         "port "
+         "channels; allowed: up to 64\n" );
+   std::string members = many( "PORT|Ethernet", 9 );
+   members.back() = ',';
+   members += "\"PORTCHANNEL|PortChannel1\": {}";
+   for ( int i = 1; i <= 9; ++i ) {
+      members += ",\n\"PORTCHANNEL_MEMBER|PortChannel1|Ethernet" + std::to_string( i ) +
+            "\": {}";
+   }
+   EXPECT_EQ( said( load( members + "}", "helix4" ).errors ),
+         "19: PORTCHANNEL_MEMBER|PortChannel1|Ethernet9: PortChannel1 has too many "
+         "members; "
+         "allowed: up to 8\n" );
+}
+
+TEST_F( ConfigurationTest, SetsAndDeletesSingleEntries ) {
+   const LoadResult loaded =
+         load( withSession( R"("dst_port": "Ethernet16", "src_port": "Ethernet0")" ) );
+   ASSERT_EQ( said( loaded.errors ), "" );
+   const Place step{ "script", 3 };
+   auto set = [ & ]( const std::string& name, const std::string& json ) {
+      return source_.set( name, json, step );
+   };
+
+   // What is refused, and why; always said at the step.
+   const std::pair< LoadResult, std::string > refused[] = {
+      { set( "ACL_RULE|T|R", "{}" ),
+            "3: ACL_RULE|T|R: no table of the agent; allowed: CHIP, " },
+      { set( "VLAN|Vlan30", "{\"mtu\":" ), "3: VLAN|Vlan30: not JSON at column 7: " },
+      { set( "VLAN|Vlan30", "[]" ), "3: VLAN|Vlan30: an array; allowed: an object" },
+      { set( "VLAN|Vlan30", "{\"vlanid\": 31}" ), "3: VLAN|Vlan30: vlanid: 31 is not" },
+      { set( "VLAN_MEMBER|Vlan20|Ethernet16", "{}" ),
+            "3: VLAN_MEMBER|Vlan20|Ethernet16: does not go with " + write( "" ) +
+                  ":11: MIRROR_SESSION|m: dst_port: Ethernet16 is in Vlan20" },
+      { source_.del( "PORT|Ethernet16", step ),
+            "3: PORT|Ethernet16: is still needed: " + write( "" ) +
+                  ":11: MIRROR_SESSION|m: dst_port: there is no Ethernet16" },
+      { source_.del( "PORT|Ethernet5", step ),
+            "3: PORT|Ethernet5: there is no such entry" },
+   };
+   for ( const auto& [ result, expected ] : refused ) {
+      EXPECT_EQ( result.errors.size(), 1u );
+      EXPECT_TRUE( said( result.errors ).starts_with( expected ) ) << said( result.errors );
+   }
+
+   // Nothing of it has stayed: the next step sees the entries as they were.
+   LoadResult now = set( "VLAN|Vlan30", "{}" );
+   ASSERT_EQ( said( now.errors ), "" );
+   EXPECT_TRUE( now.configuration.vlans.contains( 30 ) );
+   now = source_.del( "VLAN|Vlan30", step );
+   EXPECT_EQ( now.configuration, loaded.configuration );
+
+   // An entry is replaced as a whole, and only what is new is warned of.
+   now = set( "MIRROR_SESSION|m",
+         R"({"dst_port": "Ethernet20", "src_port": "Ethernet0", "policer": "p"})" );
+   EXPECT_EQ( now.configuration.sessions.at( "m" ).destination, "Ethernet20" );
+   EXPECT_EQ( now.warnings.size(), 1u );
+   EXPECT_EQ( set( "VLAN|Vlan30", "{}" ).warnings.size(), 0u );
+   EXPECT_EQ( said( source_.del( "PORT|Ethernet16", step ).errors ), "" );
+   // A file that cannot be loaded leaves all of that as it is.
+   EXPECT_NE( source_.load( folder_ ).errors.size(), 0u );
+   EXPECT_EQ( source_.del( "VLAN|Vlan30", step ).configuration.ports.size(), 5u );
+}
+
+TEST_F( ConfigurationTest, LoadsTheExamples ) {
+   const LoadResult demo =
+         source_.load( KARVEL_SOURCE_DIR "/Examples/port-mirroring.json" );
+   EXPECT_EQ( said( demo.errors ) + said( demo.warnings ), "" );
+   EXPECT_EQ( demo.configuration.sessions.size(), 3u );
+}
+
+TEST_F( ConfigurationTest, LoadsWholeDevices ) {
+   const char* folder = std::getenv( "KARVEL_CONFIG_EXAMPLES" );
+   if ( !folder ) {
+      GTEST_SKIP() << "KARVEL_CONFIG_EXAMPLES names no folder of configurations";
+   }
+   int count = 0;
+   for ( const auto& file : std::filesystem::directory_iterator( folder ) ) {
+      if ( file.path().extension() == ".json" ) {
+         ++count;
+         const LoadResult result = source_.load( file.path() );
+         EXPECT_EQ( said( result.errors ), "" ) << file.path();
+         EXPECT_FALSE( result.configuration.ports.empty() ) << file.path();
+      }
+   }
+   EXPECT_GT( count, 0 );
+}
+
+} // namespace
+} // namespace Agent

@@ -1,0 +1,337 @@
+// The TCAM services over a chip of the model.
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "AgentServices/TcamGroupManager.h"
+#include "ChipModel/Chip.h"
+#include "ChipModel/Switch.h"
+
+namespace AgentServices {
+namespace {
+
+using ChipModel::Fault;
+using ChipModel::SdkCall;
+using Karvel::ClassSharing;
+using Karvel::EntryId;
+using Karvel::TcamRequestKey;
+using Karvel::TcamStatus;
+using Shim::Rc;
+using Shim::Sdk;
+using Manager = Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager >;
+
+constexpr Rc ok = Sdk::QX_BCM_E_NONE();
+
+Shim::PortBitmap ports( std::initializer_list< size_t > numbers ) {
+   Shim::PortBitmap result;
+   for ( const size_t number : numbers ) {
+      result.set( number );
+   }
+   return result;
+}
+
+class TcamServices : public ::testing::Test {
+ protected:
+   explicit TcamServices( std::string_view profileName = "trident3" )
+         : profile( *ChipModel::chipProfile( profileName ) ) {
+      box.addChip( 0, profile );
+      Shim::sdk_ = &box.sdk();
+      groups->unitIs( 0, { profile.aclGroup, profile.portClassBits } );
+      emptyChip = chip();
+   }
+
+   TcamStatus registerGroup( uint8_t mtp, int type ) {
+      return groups->groupMirroringAclDataIs(
+            0, { KarvelMirror::Mtp( mtp ), type, false } );
+   }
+   // A destination's entry manager with its group.
+   Manager manager( uint8_t mtp ) {
+      Manager result = groups->mirroringEntryManager( 0, KarvelMirror::Mtp( mtp ) );
+      EXPECT_EQ( registerGroup( mtp, 0 ), TcamStatus::success );
+      return result;
+   }
+   static Karvel::TcamEntryResult get( const Manager& from, uint32_t rule ) {
+      return from->getEntry( 0, "name", { KarvelMirror::Mtp( 0 ), "acl", 0, rule, 0 } );
+   }
+   static Rc qualify( const Manager& at, EntryId id, const Shim::PortBitmap& on ) {
+      return at->qualifyPortsClassId( 0, id, on, ClassSharing::shared );
+   }
+   // The class bit of an installed entry on these ports.
+   uint32_t install( const Manager& at, uint32_t rule, const Shim::PortBitmap& on,
+         ClassSharing sharing = ClassSharing::shared ) {
+      const EntryId id = get( at, rule ).entryId;
+      EXPECT_EQ( at->qualifyPortsClassId( 0, id, on, sharing ), ok );
+      EXPECT_EQ( at->installEntry( 0, id ), ok );
+      return entryBit( id );
+   }
+
+   ChipModel::ChipState chip() { return box.control().state( 0 ); }
+   ChipModel::Gate& gate() { return box.control().gate(); }
+   uint32_t portBits( size_t port ) { return chip().ports.at( port ).classBits; }
+   uint32_t entryBit( EntryId id ) {
+      for ( const ChipModel::EntryView& entry : chip().entries ) {
+         if ( entry.id == static_cast< int >( id ) && !entry.qualifiers.empty() ) {
+            EXPECT_EQ( entry.qualifiers[ 0 ].data, entry.qualifiers[ 0 ].mask );
+            return entry.qualifiers[ 0 ].data.at( 0 );
+         }
+      }
+      return 0;
+   }
+   void refuse(
+         SdkCall call, Fault::Effect effect = Fault::Effect::notDone, uint64_t nth = 1 ) {
+      gate().faultAdd( { .call = call, .first = nth, .last = nth, .effect = effect } );
+   }
+
+   const ChipModel::ChipProfile& profile;
+   ChipModel::Switch box;
+   Zol::Ptr< TcamGroupManager > groups = Zol::make< TcamGroupManager >();
+   ChipModel::ChipState emptyChip;
+};
+
+#define EXPECT_EMPTY_CHIP()                                                                \
+   EXPECT_EQ( differences( emptyChip, chip() ), std::vector< std::string >() )
+
+TEST_F( TcamServices, EveryKeyHasOneEntryAndIsFoundAgain ) {
+   const Manager first = manager( 1 );
+   const Manager second = manager( 2 );
+   const KarvelMirror::Mtp mtp( 1 );
+   const std::vector< TcamRequestKey > keys{ { mtp, "a", 0, 1, 0 }, { mtp, "b", 0, 1, 0 },
+      { mtp, "a", 1, 1, 0 }, { mtp, "a", 0, 2, 0 }, { mtp, "a", 0, 1, 1 },
+      { KarvelMirror::Mtp( 2 ), "a", 0, 1, 0 } };
+   std::set< EntryId > ids{ 0 };
+   for ( const TcamRequestKey& key : keys ) {
+      const EntryId id = first->getEntry( 0, "a name", key ).entryId;
+      EXPECT_TRUE( ids.insert( id ).second );
+      EXPECT_EQ( first->getEntry( 0, "another", key ).entryId, id );
+   }
+   EXPECT_TRUE( ids.insert( second->getEntry( 0, "a name", keys[ 0 ] ).entryId ).second );
+   EXPECT_EQ( chip().entries.size(), keys.size() + 1 );
+   EXPECT_EQ( chip().entries[ 0 ].name, "a name" );
+}
+
+TEST_F( TcamServices, AFullChipRefusesUntilAnEntryIsReleased ) {
+   const Manager entries = manager( 0 );
+   ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 2 ) );
+   const EntryId first = get( entries, 1 ).entryId;
+   get( entries, 2 );
+   EXPECT_EQ( get( entries, 3 ).status, TcamStatus::exhausted );
+   EXPECT_EQ( get( entries, 3 ).entryId, 0U );
+   EXPECT_EQ( get( entries, 1 ).entryId, first );
+   EXPECT_EQ( entries->releaseEntry( 0, first ), ok );
+   EXPECT_EQ( get( entries, 3 ).status, TcamStatus::success );
+   EXPECT_NE( get( entries, 3 ).entryId, first );
+   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::exhausted );
+}
+
+TEST_F( TcamServices, EntriesThatTheManagerDoesNotHoldAreLeftAlone ) {
+   const Manager entries = manager( 0 );
+   const Manager others = manager( 1 );
+   const EntryId released = get( entries, 1 ).entryId;
+   EXPECT_EQ( entries->releaseEntry( 0, released ), ok );
+   const EntryId foreign = get( others, 1 ).entryId;
+   const ChipModel::ChipState before = chip();
+   for ( const EntryId id : { EntryId( 0 ), released, foreign, EntryId( 0xffffffff ) } ) {
+      EXPECT_EQ( entries->releaseEntry( 0, id ), Sdk::QX_BCM_E_NOT_FOUND() );
+      EXPECT_EQ( entries->installEntry( 0, id ), Sdk::QX_BCM_E_NOT_FOUND() );
+      EXPECT_EQ( entries->addInPortsForEntry( 0, id, {}, {} ), Sdk::QX_BCM_E_NOT_FOUND() );
+      EXPECT_EQ( qualify( entries, id, ports( { 1 } ) ), Sdk::QX_BCM_E_NOT_FOUND() );
+   }
+   EXPECT_EQ( differences( before, chip() ), std::vector< std::string >() );
+}
+
+TEST_F( TcamServices, ARefusedEntryLeavesNothing ) {
+   const Manager entries = manager( 0 );
+   for ( const SdkCall call :
+         { SdkCall::bcm_field_entry_create, SdkCall::bcm_field_entry_name_set } ) {
+      refuse( call );
+      EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
+      EXPECT_TRUE( chip().entries.empty() );
+   }
+   const EntryId id = get( entries, 1 ).entryId;
+   for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
+      refuse( SdkCall::bcm_field_entry_destroy, effect );
+      EXPECT_NE( entries->releaseEntry( 0, id ), ok );
+      EXPECT_EQ( get( entries, 1 ).entryId, id );
+   }
+   EXPECT_EQ( entries->releaseEntry( 0, id ), ok );
+   EXPECT_EQ( entries->releaseEntry( 0, id ), Sdk::QX_BCM_E_NOT_FOUND() );
+   // An entry that the chip made in secret does not block its group.
+   refuse( SdkCall::bcm_field_entry_create, Fault::Effect::done );
+   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
+   EXPECT_EQ( registerGroup( 0, 1 ), TcamStatus::success );
+   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::success );
+}
+
+TEST_F( TcamServices, AGroupStaysUntilItIsForSomethingElse ) {
+   EXPECT_EQ( registerGroup( 0, 0 ), TcamStatus::success );
+   EXPECT_EQ( registerGroup( 1, 2 ), TcamStatus::success );
+   const int first = chip().groups.at( 0 ).id;
+   const int second = chip().groups.at( 1 ).id;
+   EXPECT_EQ( registerGroup( 0, 0 ), TcamStatus::success );
+   EXPECT_EQ( chip().groups.at( 0 ).id, first );
+   EXPECT_EQ( registerGroup( 0, 1 ), TcamStatus::success );
+   ASSERT_EQ( chip().groups.size(), 2U );
+   EXPECT_EQ( chip().groups[ 0 ].id, second );
+
+   while ( chip().groups.size() < static_cast< size_t >( profile.groupsPerStage ) ) {
+      int filler = 0;
+      box.sdk().bcm_field_group_create( 0, Shim::FieldStage::ingress, {}, 0, &filler );
+   }
+   const Manager third = groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 2 ) );
+   EXPECT_EQ( registerGroup( 2, 0 ), TcamStatus::exhausted );
+   EXPECT_EQ( get( third, 1 ).status, TcamStatus::failed );
+   EXPECT_EQ( registerGroup( 1, -1 ), TcamStatus::success );
+   EXPECT_EQ( registerGroup( 2, 0 ), TcamStatus::success );
+   EXPECT_EQ( get( third, 1 ).status, TcamStatus::success );
+   // Replacing a group or asking for a second manager while there are entries is fatal.
+   EXPECT_DEATH( registerGroup( 2, 1 ), "entries_ == 0" );
+   EXPECT_DEATH(
+         groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 2 ) ), "hasManager_" );
+}
+
+// Whatever the chip refuses once on the way down is gone after the next round.
+TEST_F( TcamServices, TheLastPointerToAManagerEmptiesTheChip ) {
+   const auto fillAndDrop = [ this ] {
+      Manager entries = manager( 0 );
+      install( entries, 1, ports( { 1, 2 } ) );
+      install( entries, 2, ports( { 2, 3 } ) );
+      get( entries, 3 );
+   };
+   fillAndDrop();
+   EXPECT_EMPTY_CHIP();
+   for ( const SdkCall call : { SdkCall::bcm_field_entry_destroy,
+               SdkCall::bcm_field_group_destroy, SdkCall::bcm_port_class_set } ) {
+      for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
+         // Writes 1 to 4 make the classes, the fifth is the first that takes them back.
+         refuse( call, effect, call == SdkCall::bcm_port_class_set ? 5 : 1 );
+         fillAndDrop();
+         fillAndDrop();
+         EXPECT_EMPTY_CHIP();
+      }
+   }
+   // While an old entry still matches, there is no new group.
+   gate().faultAdd( { .call = SdkCall::bcm_field_entry_destroy, .last = Fault::forever } );
+   fillAndDrop();
+   EXPECT_EQ( registerGroup( 0, 1 ), TcamStatus::failed );
+   gate().faultsDelAll();
+   EXPECT_EQ( registerGroup( 0, 1 ), TcamStatus::success );
+
+   Manager entries = manager( 1 );
+   groups = nullptr;
+   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::success );
+   entries = nullptr;
+   EXPECT_EMPTY_CHIP();
+}
+
+TEST_F( TcamServices, PortsCarryTheBitsOfAllSetsTheyAreIn ) {
+   const Manager entries = manager( 0 );
+   const uint32_t own = install( entries, 3, ports( { 1, 2 } ), ClassSharing::exclusive );
+   const uint32_t a = install( entries, 1, ports( { 1, 2 } ) );
+   const uint32_t b = install( entries, 2, ports( { 2, 127 } ) );
+   const uint64_t writes = gate().calls( SdkCall::bcm_port_class_set );
+   EXPECT_EQ( writes, 6U );
+   EXPECT_EQ( install( manager( 1 ), 1, ports( { 1, 2 } ) ), a );
+   EXPECT_EQ( gate().calls( SdkCall::bcm_port_class_set ), writes );
+   EXPECT_EQ( install( entries, 4, ports( { 1, 2 } ) ), a );
+   EXPECT_EQ( std::set< uint32_t >( { 0, a, b, own } ).size(), 4U );
+   EXPECT_EQ( portBits( 1 ), a | own );
+   EXPECT_EQ( portBits( 2 ), a | b | own );
+   EXPECT_EQ( portBits( 127 ), b );
+
+   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 1 ).entryId ), ok );
+   EXPECT_EQ( portBits( 1 ), a | own );
+   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 4 ).entryId ), ok );
+   EXPECT_EQ( portBits( 1 ), own );
+   EXPECT_EQ( portBits( 2 ), b | own );
+}
+
+TEST_F( TcamServices, PortClassesRunOutWithoutEffect ) {
+   const Manager entries = manager( 0 );
+   for ( uint32_t rule = 0; rule < 32; ++rule ) {
+      install( entries, rule, ports( { 5 } ), ClassSharing::exclusive );
+   }
+   EXPECT_EQ( portBits( 5 ), 0xffffffffU );
+   const EntryId late = get( entries, 99 ).entryId;
+   EXPECT_EQ( qualify( entries, late, ports( { 6 } ) ), Sdk::QX_BCM_E_RESOURCE() );
+   EXPECT_EQ( portBits( 6 ) | entryBit( late ), 0U );
+   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 7 ).entryId ), ok );
+   EXPECT_EQ( install( entries, 99, ports( { 6 } ) ), 1U << 7 );
+}
+
+TEST_F( TcamServices, ARefusedPortWriteLeavesNoPortBehind ) {
+   const Manager entries = manager( 0 );
+   const EntryId id = get( entries, 1 ).entryId;
+   for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
+      refuse( SdkCall::bcm_port_class_set, effect, 2 );
+      EXPECT_NE( qualify( entries, id, ports( { 1, 2, 3 } ) ), ok );
+      EXPECT_EQ( portBits( 1 ) | portBits( 2 ) | portBits( 3 ), 0U );
+      // Port 2 can neither be written nor taken back: the bit's next user must not find it.
+      refuse( SdkCall::bcm_port_class_set, effect, 2 );
+      refuse( SdkCall::bcm_port_class_set, Fault::Effect::notDone, 4 );
+      EXPECT_NE( qualify( entries, id, ports( { 1, 2, 3 } ) ), ok );
+      EXPECT_EQ( install( entries, 2, ports( { 4 } ) ), 1U );
+      EXPECT_EQ( portBits( 2 ), 0U );
+      EXPECT_EQ( entries->releaseEntry( 0, get( entries, 2 ).entryId ), ok );
+   }
+   refuse( SdkCall::bcm_field_qualify_PortClass );
+   EXPECT_NE( qualify( entries, id, ports( { 5 } ) ), ok );
+   EXPECT_EQ( qualify( entries, id, ports( { 5, 200 } ) ), Sdk::QX_BCM_E_PORT() );
+   EXPECT_EQ( portBits( 5 ), 0U );
+}
+
+// At every call, what a frame that arrives then would meet.
+TEST_F( TcamServices, InstalledEntriesMatchTheirPortsAndNoOthersAllTheTime ) {
+   const Manager entries = manager( 0 );
+   const EntryId id = get( entries, 1 ).entryId;
+   Shim::PortBitmap wanted;
+   Shim::PortBitmap matched;
+   uint32_t matchedBit = 0; // 0: not installed
+   const auto check = [ & ] {
+      for ( const ChipModel::PortState& port : chip().ports ) {
+         const bool isMatched = ( port.classBits & matchedBit ) != 0;
+         EXPECT_EQ( isMatched, matched.test( static_cast< size_t >( port.port ) ) );
+      }
+   };
+   gate().observerIs( [ & ]( const ChipModel::CallInfo& info ) {
+      check();
+      if ( info.call == SdkCall::bcm_field_entry_install ) {
+         matched = wanted;
+         matchedBit = entryBit( id );
+      }
+   } );
+   for ( const size_t port : { 2U, 3U, 5U, 5U, 7U, 2U } ) {
+      // The first of the two is never installed.
+      EXPECT_EQ( qualify( entries, id, ports( { 1, port } ) ), ok );
+      wanted = ports( { port } );
+      EXPECT_EQ( qualify( entries, id, wanted ), ok );
+      EXPECT_EQ( entries->installEntry( 0, id ), ok );
+      check();
+   }
+   gate().observerIs( {} );
+   EXPECT_EQ( entries->releaseEntry( 0, id ), ok );
+   for ( const ChipModel::PortState& port : chip().ports ) {
+      EXPECT_EQ( port.classBits, 0U );
+   }
+}
+
+class TcamServicesWithoutClasses : public TcamServices {
+ protected:
+   TcamServicesWithoutClasses() : TcamServices( "trident2" ) {}
+};
+
+TEST_F( TcamServicesWithoutClasses, PortsAreMatchedOneByOne ) {
+   const Manager entries = manager( 0 );
+   EXPECT_FALSE( entries->supportsAclGroup() );
+   const EntryId id = get( entries, 1 ).entryId;
+   EXPECT_EQ( qualify( entries, id, ports( { 1 } ) ), Sdk::QX_BCM_E_UNAVAIL() );
+   EXPECT_EQ( entries->addInPortsForEntry( 0, id, ports( { 1, 70 } ), ~ports( {} ) ), ok );
+   EXPECT_EQ( entries->installEntry( 0, id ), ok );
+   const ChipModel::EntryView entry = chip().entries.at( 0 );
+   EXPECT_TRUE( entry.installed );
+   ASSERT_EQ( entry.qualifiers.size(), 1U );
+   EXPECT_EQ( entry.qualifiers[ 0 ].ports, ports( { 1, 70 } ) );
+}
+
+} // namespace
+} // namespace AgentServices

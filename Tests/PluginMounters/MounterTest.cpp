@@ -1,0 +1,182 @@
+// The mounter: what it mounts, and what it builds in which order on which chip.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
+
+#include "AgentServices/TcamGroupManager.h"
+#include "Platform/KarvelLib/Toggles.h"
+#include "Platform/Zol/TypeRegistry.h"
+#include "PluginMounters/Slice/KarvelMirrorSliceMounter.h"
+#include "PluginMounters/Slice/SliceCliCallback.h"
+#include "PluginMounters/Slice/SliceMachineFactories.h"
+
+namespace KarvelMirror {
+
+// Says that it was built.
+class Probe : public Zol::EntitySm {
+   ZOL_ENTITY( KarvelMirror, Probe, Zol::EntitySm );
+};
+
+class MounterTest : public ::testing::Test {
+ protected:
+   MounterTest() {
+      auto& factories = sliceMachineFactories();
+      factories.sliceConfigSm = probe( "config" );
+      factories.loopbackHelperSm = probe( "loopback" );
+      factories.aclProgrammerSm = probe( "aclProgrammer" );
+      factories.mtpProgramInfoCollSm = probe( "programInfo" );
+      factories.tcamHelperSmV2 = [ this ]( SliceMounter& ) -> Zol::Ptr< TcamHelperSmBase > {
+         built.push_back( "tcamHelperV2" );
+         return nullptr;
+      };
+   }
+   ~MounterTest() override { sliceMachineFactories() = {}; }
+
+   std::function< Zol::Ptr< Zol::EntitySm >( SliceMounter& ) > probe( const char* name ) {
+      return [ this, name ]( SliceMounter& mounter ) -> Zol::Ptr< Zol::EntitySm > {
+         built.push_back( std::string( name ) + ( mounter.rootSm() ? " after root" : "" ) );
+         return Zol::make< Probe >();
+      };
+   }
+
+   // Builds a slice on a chip with these attributes.
+   Zol::Ptr< SliceMounter > build( const KarvelCentral::ChipAttributes& attributes,
+         const char* missing = "" ) {
+      auto put = [ & ]( const char* path, Zol::Ptr< Zol::Entity > entity ) {
+         if ( std::string_view( path ).find( missing ) == std::string_view::npos || !*missing ) {
+            store.entityIs( path, entity );
+         }
+      };
+      put( "hardware/karvel/centralStatus/feature/KarvelMirror/cpuRecircStatus",
+            Zol::make< KarvelCentral::CpuRecircStatus >() );
+      put( "hardware/karvel/centralStatus/feature/KarvelMirror/mtpProgramInfo",
+            Zol::make< LogicalFapMtpProgramInfoColl >() );
+      put( "hardware/karvel/mirror/sliceCapability/left", Zol::make< SliceCapability >() );
+      scsd->unitIs( 3 )->chipAttributesIs( attributes );
+      scsd->chipTableIs( Zol::make< KarvelCentral::ChipTable >() );
+      if ( std::string_view( missing ) != "karvelCommon" ) {
+         shared->entityIs( "karvelCommon", Zol::Ptr< Zol::Entity >( scsd ) );
+      }
+      auto groups = Zol::make< AgentServices::TcamGroupManager >();
+      shared->entityIs( "tcamManager", Zol::Ptr< Zol::Entity >( groups ) );
+      auto mounter = Zol::dynamicCast< SliceMounter >(
+            Zol::TypeRegistry::make( "KarvelMirror::SliceMounter", "left" ) );
+      mounter->sharedEntitiesIs( shared );
+      mounter->entityManagerIs( &manager );
+      mounter->doInit();
+      mounter->doMountsComplete( manager.mountsComplete(), manager );
+      return mounter;
+   }
+   static KarvelCentral::ChipAttributes chip( bool helpers, bool newTcam, bool loopback ) {
+      KarvelCentral::ChipAttributes attributes;
+      attributes.chipIs( "test" );
+      attributes.mirroringTcamHelpersIs( helpers );
+      attributes.newTcamInterfaceIs( newTcam );
+      attributes.loopbackTrunkMapIs( loopback );
+      return attributes;
+   }
+
+   Hubdb::Store store;
+   Hubdb::EntityManager manager{ store };
+   Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
+   Zol::Ptr< Zol::Dir > shared = Zol::make< Zol::Dir >();
+   std::vector< std::string > built;
+};
+
+using Names = std::vector< std::string >;
+
+TEST_F( MounterTest, declaresItsMountsInOrder ) {
+   auto mounter = build( chip( false, false, false ) );
+   Names mounts;
+   for ( const Hubdb::Mount& mount : manager.mountGroup().mounts() ) {
+      mounts.push_back( mount.path + " " + mount.typeName + " " + mount.mode );
+   }
+   const std::string feature = "hardware/karvel/centralStatus/feature/KarvelMirror/";
+   EXPECT_EQ( mounts,
+         ( Names{ feature + "cpuRecircStatus KarvelCentral::CpuRecircStatus r",
+               feature + "mtpProgramInfo KarvelMirror::LogicalFapMtpProgramInfoColl r",
+               "hardware/karvel/mirror/sliceCapability/left KarvelMirror::SliceCapability r",
+               feature + "sliceMtpProgramStatus/left KarvelMirror::SliceMtpProgramStatus wc",
+               "acl/config/input Zol::Dir r", "acl/config/input Acl::Input::Config r",
+               "hardware/karvel/mirror/paramConfig KarvelMirror::Slice::ParamConfig r",
+               "mirroring/hwconfig Mirroring::Config r",
+               "hardware/karvel/globalStatus/karvellag/tableMgrDir/sourceTrunkMap/"
+               "KarvelMirror-left KarvelCentral::PortTabWriteRequestDir cw",
+               "hardware/karvel/feature/karveltcam/config/global Zol::Dir wi",
+               "hardware/karvel/feature/karveltcam/status/global Zol::Dir ri" } ) );
+   EXPECT_EQ( mounter->fwkType(), "KarvelMirror::SliceMounter" );
+   EXPECT_TRUE( mounter->sourceTrunkMap() );
+}
+
+TEST_F( MounterTest, buildsTheDirectHelperTheRootAndTheRestInOrder ) {
+   auto mounter = build( chip( true, false, true ) );
+   EXPECT_EQ( built, ( Names{ "loopback", "aclProgrammer after root", "programInfo after root" } ) );
+   EXPECT_TRUE( mounter->tcamHelperSm() );
+   EXPECT_TRUE( mounter->rootSm() );
+   EXPECT_EQ( mounter->unit(), 3 );
+   EXPECT_EQ( mounter->aclConfig()->root(), "acl/config/cli" );
+}
+
+TEST_F( MounterTest, asksForRequestsOnTheNewTcamInterface ) {
+   auto mounter = build( chip( true, true, false ) );
+   EXPECT_EQ( built,
+         ( Names{ "tcamHelperV2", "aclProgrammer after root", "programInfo after root" } ) );
+   EXPECT_FALSE( mounter->tcamHelperSm() );
+   EXPECT_TRUE( mounter->rootSm() );
+}
+
+TEST_F( MounterTest, buildsNoTcamMachineOnAChipWithoutHelpers ) {
+   auto mounter = build( chip( false, false, true ) );
+   EXPECT_EQ( built, ( Names{ "loopback", "programInfo" } ) );
+   EXPECT_FALSE( mounter->tcamManager() );
+   EXPECT_FALSE( mounter->rootSm() );
+   EXPECT_FALSE( mounter->tcamHelperConfig() );
+}
+
+// The toggle is read once per process, so the other value needs a process of its own.
+TEST_F( MounterTest, buildsTheConfigurationMachineInsteadWithTheToggleOff ) {
+   GTEST_FLAG_SET( death_test_style, "threadsafe" ); // starts the program afresh
+   auto buildWithToggleOff = [ & ] {
+      const auto folder = std::filesystem::temp_directory_path() /
+                          ( "karvel-toggle-" + std::to_string( getpid() ) );
+      std::filesystem::create_directory( folder );
+      std::ofstream( folder / "KarvelLib.json" ) << R"({ "KarvelMirrorT4Gre": false })";
+      KarvelLib::toggleDirectoryIs( folder.string() );
+      auto mounter = build( chip( true, false, false ) );
+      std::filesystem::remove_all( folder );
+      const Names wanted{ "config", "aclProgrammer after root" };
+      const bool good =
+            built == wanted && mounter->configSm() && !mounter->mtpProgramInfoCollSm();
+      exit( good ? 0 : 1 );
+   };
+   EXPECT_EXIT( buildWithToggleOff(), ::testing::ExitedWithCode( 0 ), "" );
+}
+
+TEST_F( MounterTest, stopsWhenWhatItNeedsIsMissing ) {
+   const auto any = chip( true, false, false );
+   EXPECT_DEATH( build( any, "mtpProgramInfo" ), "lfMtpProgramInfo\\(\\)" );
+   EXPECT_DEATH( build( any, "cpuRecircStatus" ), "cpuRecircStatus\\(\\)" );
+   EXPECT_DEATH( build( any, "sliceCapability" ), "sliceCapability\\(\\)" );
+   EXPECT_DEATH( build( any, "karvelCommon" ), "scsd\\(\\)" );
+}
+
+TEST_F( MounterTest, isFoundByTheCommandCallbackOfItsName ) {
+   auto mounter = build( chip( false, false, false ) );
+   shared->entityIs( "left", Zol::Ptr< Zol::Entity >( mounter ) );
+   shared->entityIs( "right", Zol::Ptr< Zol::Entity >( scsd ) );
+   auto callbackOf = [ & ]( const char* name ) {
+      auto callback = Zol::make< SliceCliCallback >( Zol::String( name ) );
+      callback->sharedEntitiesIs( shared );
+      callback->handleCommand( 5, "" );
+      return callback->sliceMounter();
+   };
+   EXPECT_EQ( callbackOf( "left" ), mounter );
+   EXPECT_FALSE( callbackOf( "right" ) ) << "of another type";
+   EXPECT_FALSE( callbackOf( "nobody" ) );
+   shared->entityDelAll();
+}
+
+} // namespace KarvelMirror

@@ -1,0 +1,192 @@
+// The slice's machines without a TCAM helper: which operations they hand over, and when.
+
+#include <gtest/gtest.h>
+
+#include "PluginMounters/Slice/KarvelMirrorSliceSm.h"
+
+namespace KarvelMirror {
+
+using Op = ProgrammingOp;
+
+class SliceSmTest : public ::testing::Test {
+ protected:
+   SliceSmTest() {
+      Zol::activityManager().timeSourceIs( Zol::TimeSource::virtualTime );
+      for ( int port = 1; port <= 8; ++port ) {
+         scsd->karvelPortToIntfIs( { 0, port }, "Ethernet" + std::to_string( port ) );
+      }
+      scsd->lagPortListIs( 5 )->portIs( { 0, 8 } );
+      scsd->lagPortListIs( 6 );
+      root = sliceRootSmFactory( 0, Zol::make< Acl::Config >( "acl/config/cli" ), coll,
+            Zol::make< SliceCapability >(), programStatus, scsd, helperConfig, helperStatus,
+            Zol::make< Mirroring::Config >() );
+      root->zolStart();
+   }
+
+   // Publishes a destination's sources, and lets the loop run.
+   Zol::Ptr< MtpProgramInfo > publish( Direction direction, std::vector< int > ports,
+         std::vector< int > trunks = {} ) {
+      Zol::Ptr< MtpProgramInfo > info;
+      {
+         Zol::Batch batch;
+         info = coll->lfMtpProgramInfoIs( fap )->mtpProgramInfoIs( mtp );
+         info->directionIs( direction );
+         info->aclPortMirroringIs( true );
+         for ( int port : ports ) {
+            info->srcPortIs( SourcePort::ofPort( 0, port ) );
+         }
+         for ( int trunk : trunks ) {
+            info->srcPortIs( SourcePort::ofTrunk( trunk ) );
+         }
+      }
+      Zol::activityManager().runUntilIdle();
+      return info;
+   }
+   Zol::Ptr< const Op > op() const {
+      auto config = helperConfig->mtpHelperConfig( mtp );
+      return config ? config->programmingOp() : nullptr;
+   }
+   RuleData onlyRule( const Zol::String& aclName ) const {
+      auto acl = op()->groupData()->aclData( TcamAclKey( aclName, TcamAclType::port() ) );
+      if ( !acl || acl->rules() != 1 || op()->groupData()->aclDatas() != 1 ) {
+         ADD_FAILURE() << "not one rule of one ACL";
+         return RuleData();
+      }
+      return acl->rule().begin().value();
+   }
+
+   const Mtp mtp{ 1 };
+   const LogicalFap::LogicalFapId fap{ 0 };
+   Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
+   Zol::Ptr< LogicalFapMtpProgramInfoColl > coll =
+         Zol::make< LogicalFapMtpProgramInfoColl >();
+   Zol::Ptr< SliceMtpProgramStatus > programStatus = Zol::make< SliceMtpProgramStatus >();
+   Zol::Ptr< TcamHelperConfig > helperConfig = tcamHelperConfigFactory();
+   Zol::Ptr< TcamHelperStatus > helperStatus = tcamHelperStatusFactory();
+   Zol::Ptr< SliceRootSm > root;
+};
+
+TEST_F( SliceSmTest, firstReviewReprogramsInFullWithTheRulesOfTheDirection ) {
+   publish( Direction::ingress, { 1, 3 } );
+   EXPECT_TRUE( op()->fullReprogram() );
+   EXPECT_EQ( op()->feature(), Op::ingress() );
+   EXPECT_EQ( onlyRule( "ingress" ).inPorts(), 2U );
+   EXPECT_TRUE( onlyRule( "ingress" ).outPort().empty() );
+}
+
+TEST_F( SliceSmTest, egressRulesTellPortsFromTrunks ) {
+   publish( Direction::egress, { 2 }, { 5 } );
+   const RuleData rule = onlyRule( "egress" );
+   EXPECT_TRUE( rule.outPortHas( { 0, 2 } ) );
+   EXPECT_TRUE( rule.outLagHas( 5 ) );
+   EXPECT_TRUE( rule.inPort().empty() );
+   EXPECT_EQ( op()->feature(), Op::egress() );
+}
+
+TEST_F( SliceSmTest, unsupportedSourcesReachNoRule ) {
+   publish( Direction::egress, { 2, 40 }, { 6, 7 } );
+   EXPECT_EQ( onlyRule( "egress" ).outPorts(), 1U );
+   EXPECT_EQ( onlyRule( "egress" ).outLags(), 0U );
+   coll->lfMtpProgramInfo( fap )->mtpProgramInfoDel( mtp );
+   publish( Direction::ingress, { 40 } );
+   EXPECT_TRUE( op()->fullReprogram() );
+   EXPECT_EQ( op()->groupData()->aclDatas(), 0U );
+   EXPECT_EQ( op()->feature(), Op::noFeature() );
+}
+
+TEST_F( SliceSmTest, sourcePortBeyondTheTypesRangeIsARangeError ) {
+   auto info = publish( Direction::ingress, { 1 } );
+   info->srcPortIs( SourcePort::ofPort( 0, 1024 ) );
+   try {
+      Zol::activityManager().runUntilIdle();
+      FAIL() << "no range error";
+   } catch ( const Zol::RangeError& error ) {
+      EXPECT_STREQ( error.what(), "KarvelTypes::KarvelPort::logicalPort < 0 or > "
+                                  "KarvelTypes::KarvelPort::defaultPort not allowed" );
+   }
+}
+
+TEST_F( SliceSmTest, burstOfChangesIsOneIncrementalOperationInALaterTurn ) {
+   auto info = publish( Direction::ingress, { 1 } );
+   const auto first = op();
+   info->srcPortIs( SourcePort::ofPort( 0, 2 ) );
+   info->srcPortIs( SourcePort::ofPort( 0, 3 ) );
+   info->srcPortDel( SourcePort::ofPort( 0, 1 ) );
+   EXPECT_EQ( op(), first ) << "a review is deferred";
+   Zol::activityManager().turn();
+   const auto second = op();
+   EXPECT_NE( second, first );
+   EXPECT_FALSE( second->fullReprogram() );
+   const TcamAclKey key( "ingress", TcamAclType::port() );
+   EXPECT_EQ( second->change( key ), AclOp( true, true ) );
+   EXPECT_EQ( onlyRule( "ingress" ).inPorts(), 2U );
+   EXPECT_FALSE( Zol::activityManager().turn() ) << "one review only";
+}
+
+TEST_F( SliceSmTest, reviewWithoutDifferenceHandsNothingOver ) {
+   auto info = publish( Direction::ingress, { 1 } );
+   const auto before = op();
+   info->srcPortIs( SourcePort::ofPort( 0, 2 ) );
+   info->srcPortDel( SourcePort::ofPort( 0, 2 ) );
+   info->sessionIs( "another name" );
+   Zol::activityManager().runUntilIdle();
+   EXPECT_EQ( op(), before );
+}
+
+TEST_F( SliceSmTest, emptinessChangesReprogramInFull ) {
+   auto info = publish( Direction::ingress, { 1 } );
+   info->aclPortMirroringIs( false );
+   Zol::activityManager().runUntilIdle();
+   EXPECT_TRUE( op()->fullReprogram() );
+   EXPECT_EQ( op()->feature(), Op::noFeature() );
+   const auto empty = op();
+   info->srcPortIs( SourcePort::ofPort( 0, 2 ) );
+   Zol::activityManager().runUntilIdle();
+   EXPECT_EQ( op(), empty ) << "empty before and after";
+   info->aclPortMirroringIs( true );
+   Zol::activityManager().runUntilIdle();
+   EXPECT_TRUE( op()->fullReprogram() );
+   EXPECT_EQ( op()->feature(), Op::ingress() );
+}
+
+TEST_F( SliceSmTest, failureIsReportedAndTheNextReviewStartsFromNothing ) {
+   // As the helper does: the status is there before the machine, and answers every operation.
+   helperStatus->mtpHelperStatusIs( mtp );
+   auto info = publish( Direction::ingress, { 1 } );
+   helperStatus->mtpHelperStatus( mtp )->programmingOpIs(
+         MtpTcamHelperStatus::resourceExhaustion() );
+   EXPECT_EQ( programStatus->programStatus( mtp ), ProgramStatus::resourceExhaustion );
+   info->srcPortIs( SourcePort::ofPort( 0, 2 ) );
+   Zol::activityManager().runUntilIdle();
+   EXPECT_TRUE( op()->fullReprogram() );
+   // The same failure again notifies nobody, and must not be taken for success.
+   info->srcPortIs( SourcePort::ofPort( 0, 3 ) );
+   Zol::activityManager().runUntilIdle();
+   EXPECT_TRUE( op()->fullReprogram() );
+   helperStatus->mtpHelperStatus( mtp )->programmingOpIs( MtpTcamHelperStatus::success() );
+   EXPECT_EQ( programStatus->programStatus( mtp ), ProgramStatus::success );
+}
+
+TEST_F( SliceSmTest, destinationsComeAndGoWithTheirConfigurationAndStatus ) {
+   auto first = publish( Direction::ingress, { 1 } );
+   auto machine = root->mtpSm( mtp );
+   // Gone and back within one burst is another destination.
+   {
+      Zol::Batch batch;
+      coll->lfMtpProgramInfo( fap )->mtpProgramInfoDel( mtp );
+      coll->lfMtpProgramInfo( fap )->mtpProgramInfoIs( mtp );
+   }
+   EXPECT_NE( root->mtpSm( mtp ), machine );
+   coll->lfMtpProgramInfoDel( LogicalFap::LogicalFapId( 9 ) );
+   EXPECT_TRUE( root->mtpSmHas( mtp ) ) << "another logical FAP's change";
+   coll->lfMtpProgramInfoDel( fap );
+   EXPECT_EQ( root->mtpSms(), 0U );
+   EXPECT_EQ( helperConfig->mtpHelperConfigs(), 0U );
+   EXPECT_TRUE( programStatus->programStatus().empty() );
+   publish( Direction::egress, { 1 } );
+   EXPECT_TRUE( op()->fullReprogram() );
+   root = nullptr;
+   EXPECT_EQ( helperConfig->mtpHelperConfigs(), 0U );
+}
+
+} // namespace KarvelMirror

@@ -1,0 +1,316 @@
+// Port mirroring as a user sees it: a configuration, frames in, copies out.
+
+#include "Tests/Scenarios/Scenario.h"
+
+namespace Scenario {
+
+using Agent::SessionPhase;
+using ChipModel::SdkCall;
+
+TEST( IngressMirroring, copiesWhatASourcePortReceivesAndNothingElse ) {
+   Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) ) );
+   EXPECT_EQ( rig.session( "in" ).phase, SessionPhase::active );
+   const Bytes tagged = frame( 1, 2, 20, 7 );
+   rig.send( "Ethernet0", tagged );
+   EXPECT_EQ( rig.copies( "Ethernet20" ), std::vector< Bytes >{ tagged } );
+   rig.send( "Ethernet4", frame( 2, 1 ) ); // leaves by Ethernet0
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
+   // What the switch itself drops was received all the same.
+   rig.send( "Ethernet0", frame( 1, 2, 999 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+}
+
+TEST( EgressMirroring, copiesWhatASourcePortSendsAsItIsSent ) {
+   Rig rig( network( span( "out", "Ethernet8", "Ethernet20", "TX" ) ) );
+   rig.send( "Ethernet8", frame( 3, 9, 10 ) ); // the switch learns where 3 is
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
+   const Bytes untagged = frame( 1, 3, 0, 5 );
+   rig.send( "Ethernet0", untagged );
+   // Ethernet8 sends VLAN 10 tagged.
+   Bytes sent = frame( 1, 3, 10, 5 );
+   sent.resize( untagged.size() + 4 );
+   EXPECT_EQ( rig.copies( "Ethernet20" ), std::vector< Bytes >{ sent } );
+   // Flooded frames leave the port, too.
+   rig.send( "Ethernet0", frame( 1, 77 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+   // Known to be elsewhere: nothing leaves Ethernet8.
+   rig.send( "Ethernet4", frame( 2, 1 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
+}
+
+TEST( EgressMirroring, ofAPortChannelFollowsWhateverMemberHashingChooses ) {
+   Rig rig( network( span( "up", "PortChannel1", "Ethernet20", "TX" ) ) );
+   size_t expected = 0;
+   std::map< int, size_t > byMember;
+   for ( uint8_t flow = 10; flow < 60; ++flow ) {
+      rig.send( "Ethernet0", frame( flow, 200, 0, flow ) );
+   }
+   for ( const auto& sent : rig.sent() ) {
+      const std::string name = rig.runtime.portName( 0, sent.port );
+      if ( sent.kind == ChipModel::CopyKind::forwarded &&
+            ( name == "Ethernet12" || name == "Ethernet16" ) ) {
+         ++byMember[ sent.port ];
+         ++expected;
+      }
+   }
+   EXPECT_EQ( byMember.size(), 2U ) << "the flows should spread over both members";
+   EXPECT_EQ( expected, 50U );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), expected );
+   EXPECT_EQ( rig.entries().size(), 1U ) << "one entry matches the trunk";
+}
+
+TEST( IngressMirroring, ofAPortChannelCopiesFromEveryMember ) {
+   Rig rig( network( span( "up", "PortChannel1", "Ethernet20", "RX" ) ) );
+   rig.send( "Ethernet12", frame( 5, 1 ) );
+   rig.send( "Ethernet16", frame( 6, 1 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 2U );
+   // A member that leaves is no source any more, one that comes is.
+   rig.del( "PORTCHANNEL_MEMBER|PortChannel1|Ethernet16" );
+   rig.send( "Ethernet16", frame( 6, 1 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
+   rig.set( "PORTCHANNEL_MEMBER|PortChannel1|Ethernet24", "{}" );
+   rig.send( "Ethernet24", frame( 7, 1 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+}
+
+TEST( BothDirections, takeTwoDestinationsAndCopyInAndOut ) {
+   Rig rig( network( span( "both", "Ethernet0", "Ethernet20", "BOTH" ) ) );
+   EXPECT_EQ( rig.session( "both" ).held.size(), 2U );
+   rig.send( "Ethernet0", frame( 1, 2 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+   rig.send( "Ethernet4", frame( 2, 1 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+}
+
+TEST( SeveralSessions, ofOneSourceEachGetTheirCopy ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
+                     span( "b", "Ethernet0,Ethernet4", "Ethernet24", "RX" ) + "," +
+                     span( "c", "Ethernet4", "Ethernet28", "TX" ) ) );
+   rig.send( "Ethernet4", frame( 2, 9 ) );
+   rig.forget();
+   rig.send( "Ethernet0", frame( 1, 2 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+   EXPECT_EQ( rig.copyCount( "Ethernet24" ), 1U );
+   EXPECT_EQ( rig.copyCount( "Ethernet28" ), 1U );
+}
+
+TEST( Destination, mayBeAPortChannel ) {
+   const std::string channel = R"({
+     "PORT": { "Ethernet0": {}, "Ethernet4": {}, "Ethernet8": {} },
+     "PORTCHANNEL": { "PortChannel7": {} },
+     "PORTCHANNEL_MEMBER": { "PortChannel7|Ethernet4": {}, "PortChannel7|Ethernet8": {} },
+     "MIRROR_SESSION": { )" + span( "in", "Ethernet0", "PortChannel7", "RX" ) + "} }";
+   Rig rig( channel );
+   for ( uint8_t flow = 1; flow < 40; ++flow ) {
+      rig.send( "Ethernet0", frame( flow, 99 ) );
+   }
+   const size_t first = rig.copyCount( "Ethernet4" );
+   const size_t second = rig.copyCount( "Ethernet8" );
+   EXPECT_EQ( first + second, 39U );
+   EXPECT_GT( first, 0U );
+   EXPECT_GT( second, 0U );
+}
+
+// --- Changes ------------------------------------------------------------------------------
+
+TEST( ChangedSources, areFollowedAtTheNextFrameAndLeaveOthersAlone ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
+                     span( "b", "Ethernet4", "Ethernet24", "RX" ) ) );
+   const std::vector< int > others = rig.entries( "mirror1" );
+   ASSERT_EQ( others.size(), 1U );
+   rig.set( "MIRROR_SESSION|a",
+         R"({"type":"SPAN","src_port":"Ethernet8","dst_port":"Ethernet20","direction":"RX"})" );
+   rig.send( "Ethernet0", frame( 1, 2 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
+   rig.send( "Ethernet8", frame( 3, 2, 10 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+   EXPECT_EQ( rig.entries( "mirror1" ), others );
+   EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
+}
+
+TEST( ChangedDirection, withdrawsTheDestinationAndPublishesItAnew ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
+   rig.set( "MIRROR_SESSION|a",
+         R"({"type":"SPAN","src_port":"Ethernet0","dst_port":"Ethernet20","direction":"TX"})" );
+   EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
+   rig.send( "Ethernet0", frame( 1, 2 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
+   rig.send( "Ethernet4", frame( 2, 1 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+}
+
+TEST( ChangedTarget, movesTheCopiesWithoutTouchingEntries ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
+   const std::vector< int > before = rig.entries();
+   rig.set( "MIRROR_SESSION|a",
+         R"({"type":"SPAN","src_port":"Ethernet0","dst_port":"Ethernet24","direction":"RX"})" );
+   rig.send( "Ethernet0", frame( 1, 2 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
+   EXPECT_EQ( rig.copyCount( "Ethernet24" ), 1U );
+   EXPECT_EQ( rig.entries(), before );
+}
+
+TEST( RemovedSession, leavesNoCopyNoEntryAndNoStatus ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
+                     span( "b", "Ethernet4", "Ethernet24", "BOTH" ) ) );
+   rig.del( "MIRROR_SESSION|a" );
+   rig.send( "Ethernet0", frame( 1, 2 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
+   EXPECT_EQ( rig.entriesUsed(), 2 );
+   rig.del( "MIRROR_SESSION|b" );
+   EXPECT_EQ( rig.entriesUsed(), 0 );
+   EXPECT_TRUE( rig.runtime.programStatus( 0 )->programStatus().empty() );
+   const ChipModel::ChipState chip = rig.runtime.chips().control().state( 0 );
+   EXPECT_TRUE( chip.groups.empty() );
+   for ( const auto& mirror : chip.mirrorDestinations ) {
+      EXPECT_FALSE( mirror.value );
+   }
+   for ( const auto& port : chip.ports ) {
+      EXPECT_EQ( port.classBits, 0U ) << "port " << port.port;
+   }
+}
+
+TEST( UnchangedConfiguration, costsNoSdkCall ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
+   const uint64_t before = rig.runtime.chips().control().gate().calls();
+   rig.set( "MIRROR_SESSION|a",
+         R"({"type":"SPAN","src_port":"Ethernet0","dst_port":"Ethernet20","direction":"RX"})" );
+   rig.runtime.advance( 60 );
+   EXPECT_EQ( rig.runtime.chips().control().gate().calls(), before );
+}
+
+// --- Limits -------------------------------------------------------------------------------
+
+TEST( Destinations, beyondTheChipsFourAreRefusedWithTheNamesOfTheHolders ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "BOTH" ) + "," +
+                     span( "b", "Ethernet4", "Ethernet24", "RX" ) + "," +
+                     span( "c", "Ethernet8", "Ethernet28", "BOTH" ) + "," +
+                     span( "d", "Ethernet8", "Ethernet32", "TX" ) ) );
+   EXPECT_EQ( rig.session( "c" ).phase, SessionPhase::refused );
+   EXPECT_EQ( rig.session( "c" ).reason,
+         "needs 2 of the chip's 4 mirror destinations; 1 free, held by a (2), b" );
+   EXPECT_EQ( rig.session( "d" ).phase, SessionPhase::active ) << "one is enough for it";
+   rig.del( "MIRROR_SESSION|a" );
+   EXPECT_EQ( rig.session( "c" ).phase, SessionPhase::active );
+}
+
+TEST( FullTcam, failsTheDestinationWholeAndLetsOthersBe ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
+   const std::vector< int > others = rig.entries();
+   ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 2 ) );
+   // Two sources are two egress entries; one is left.
+   rig.set( "MIRROR_SESSION|b",
+         R"({"type":"SPAN","src_port":"Ethernet4,Ethernet8","dst_port":"Ethernet24","direction":"TX"})" );
+   const Agent::SessionState failed = rig.session( "b" );
+   EXPECT_EQ( failed.phase, SessionPhase::failed );
+   ASSERT_EQ( failed.held.size(), 1U );
+   EXPECT_EQ( failed.held[ 0 ].status, KarvelMirror::ProgramStatus::resourceExhaustion );
+   EXPECT_EQ( rig.entries(), others );
+   EXPECT_EQ( rig.entriesUsed(), 1 ) << "nothing of b stays";
+   rig.send( "Ethernet0", frame( 1, 2 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+   EXPECT_EQ( rig.copyCount( "Ethernet24" ), 0U );
+
+   ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 3 ) );
+   EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::active );
+   EXPECT_EQ( rig.entries( "mirror0" ), others );
+   rig.send( "Ethernet0", frame( 1, 88 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet24" ), 2U ) << "flooded to both sources";
+}
+
+TEST( FullTcam, whoseRoomReturnsByTimeIsTriedAgain ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
+   ASSERT_FALSE( rig.runtime.fail( "bcm_field_entry_create", 1, 1 ) );
+   rig.set( "MIRROR_SESSION|b",
+         R"({"type":"SPAN","src_port":"Ethernet4","dst_port":"Ethernet24","direction":"RX"})" );
+   EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::failed );
+   EXPECT_EQ( rig.session( "b" ).held[ 0 ].status, KarvelMirror::ProgramStatus::failed );
+   rig.runtime.advance( 11 );
+   EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::active );
+   rig.send( "Ethernet4", frame( 2, 1 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet24" ), 1U );
+}
+
+TEST( RefusedMirrorDestination, failsItsSessionAndIsTriedAgain ) {
+   Rig rig( network( "" ) );
+   ASSERT_FALSE( rig.runtime.fail( "bcm_mirror_destination_set", 1, 1 ) );
+   rig.set( "MIRROR_SESSION|a",
+         R"({"type":"SPAN","src_port":"Ethernet0","dst_port":"Ethernet20","direction":"RX"})" );
+   EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::failed );
+   rig.runtime.advance( 11 );
+   EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
+   rig.send( "Ethernet0", frame( 1, 2 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+}
+
+// --- Chips --------------------------------------------------------------------------------
+
+class EveryDirectChip : public ::testing::TestWithParam< std::string > {};
+
+TEST_P( EveryDirectChip, mirrorsAlike ) {
+   Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) + "," +
+                     span( "out", "Ethernet4,PortChannel1", "Ethernet24", "TX" ) ),
+         GetParam() );
+   rig.send( "Ethernet0", frame( 1, 2 ) ); // flooded: Ethernet4 and one member
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+   EXPECT_EQ( rig.copyCount( "Ethernet24" ), 2U );
+   EXPECT_EQ( rig.entriesUsed(), 3 );
+}
+
+std::vector< std::string > directChips() {
+   std::vector< std::string > names;
+   for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
+      if ( profile.tcamHelpers &&
+            profile.tcamInterface == ChipModel::TcamInterface::direct ) {
+         names.emplace_back( profile.name );
+      }
+   }
+   return names;
+}
+INSTANTIATE_TEST_SUITE_P( Profiles, EveryDirectChip, ::testing::ValuesIn( directChips() ),
+      []( const auto& chip ) { return chip.param; } );
+
+TEST( ChipWithoutTcamHelpers, mirrorsNothingAndSaysSo ) {
+   for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
+      if ( profile.tcamHelpers ) {
+         continue;
+      }
+      Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) ),
+            std::string( profile.name ) );
+      rig.send( "Ethernet0", frame( 1, 2 ) );
+      EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
+      EXPECT_EQ( rig.session( "in" ).phase, SessionPhase::refused );
+      EXPECT_NE( rig.session( "in" ).reason.find( "no TCAM helpers" ), std::string::npos );
+      EXPECT_EQ( rig.entriesUsed(), 0 );
+   }
+}
+
+TEST( TwoChips, doNotTouchEachOther ) {
+   Rig rig( R"({
+     "CHIP": { "0": { "ports": "Ethernet0,Ethernet4,Ethernet8" },
+               "1": { "ports": "Ethernet100,Ethernet104,Ethernet108", "profile": "trident2" } },
+     "PORT": { "Ethernet0": {}, "Ethernet4": {}, "Ethernet8": {},
+               "Ethernet100": {}, "Ethernet104": {}, "Ethernet108": {} },
+     "VLAN": { "Vlan10": {} },
+     "VLAN_MEMBER": { "Vlan10|Ethernet0": { "tagging_mode": "untagged" },
+                      "Vlan10|Ethernet4": { "tagging_mode": "untagged" },
+                      "Vlan10|Ethernet100": { "tagging_mode": "untagged" },
+                      "Vlan10|Ethernet104": { "tagging_mode": "untagged" } },
+     "MIRROR_SESSION": { )" +
+            span( "one", "Ethernet0", "Ethernet8", "RX" ) + "," +
+            span( "two", "Ethernet104", "Ethernet108", "TX" ) + "} }" );
+   rig.send( "Ethernet0", frame( 1, 2 ) );
+   rig.send( "Ethernet100", frame( 1, 2 ) );
+   size_t copies = 0;
+   for ( const auto& sent : rig.sent() ) {
+      copies += sent.kind != ChipModel::CopyKind::forwarded;
+   }
+   EXPECT_EQ( copies, 2U );
+   EXPECT_EQ( rig.entriesUsed( 0 ), 1 );
+   EXPECT_EQ( rig.entriesUsed( 1 ), 1 );
+   rig.del( "MIRROR_SESSION|one" );
+   EXPECT_EQ( rig.entriesUsed( 0 ), 0 );
+   EXPECT_EQ( rig.entriesUsed( 1 ), 1 );
+}
+
+} // namespace Scenario

@@ -1,0 +1,91 @@
+# Shared by ./demo and ./check, which source it: what has to be installed, and how to build.
+# Leaves the working directory at the root of the checkout; $called_from is where it was.
+
+called_from=$PWD
+cd "$( dirname "${BASH_SOURCE[0]}" )/.."
+
+say() {
+   printf '\n---- %s\n' "$*"
+}
+
+die() {
+   printf '%s: %s\n' "$( basename "$0" )" "$*" >&2
+   exit 1
+}
+
+# Packages, each with the program that tells that it is there; a library's package has none.
+build_packages=( g++:g++ cmake:cmake ninja-build:ninja libpcap-dev libcli11-dev
+   nlohmann-json3-dev )
+test_packages=( libgtest-dev )
+
+have_package() { # have_package PACKAGE[:PROGRAM]
+   local package=${1%%:*} program=
+   [[ $1 != *:* ]] || program=${1#*:}
+   if [[ -n $program ]] && command -v "$program" > /dev/null; then
+      return 0
+   fi
+   [[ $( dpkg-query -W -f '${db:Status-Status}' "$package" 2> /dev/null ) == installed ]]
+}
+
+missing_of() { # missing_of PACKAGE[:PROGRAM]...: the names of those that are not installed
+   local wanted
+   for wanted; do
+      have_package "$wanted" || printf '%s\n' "${wanted%%:*}"
+   done
+}
+
+as_root() {
+   if [[ $( id -u ) == 0 ]]; then
+      "$@"
+   elif command -v sudo > /dev/null; then
+      sudo "$@"
+   else
+      return 1
+   fi
+}
+
+apt_get() {
+   as_root env DEBIAN_FRONTEND=noninteractive \
+      apt-get -q -o DPkg::Lock::Timeout=120 -o Dpkg::Use-Pty=0 "$@"
+}
+
+install_packages() { # install_packages PACKAGE...
+   say "Installing $*"
+   apt_get update && apt_get install -y --no-install-recommends "$@"
+}
+
+# Installs what is missing. Asks for nothing, root included, if all is there.
+need_packages() { # need_packages PACKAGE[:PROGRAM]...
+   if ! command -v dpkg-query > /dev/null; then
+      say "This is no Debian system: if the build finds something missing, install it by hand"
+      return
+   fi
+   local missing
+   mapfile -t missing < <( missing_of "$@" )
+   if (( ${#missing[@]} > 0 )); then
+      install_packages "${missing[@]}" ||
+         die "cannot install packages; as root, run: apt-get install ${missing[*]}"
+   fi
+}
+
+# For what is good to have: never asks for a password, and a failure is only said.
+want_package() { # want_package PACKAGE:PROGRAM WHAT-IS-LOST
+   if have_package "$1"; then
+      return
+   fi
+   if [[ $( id -u ) != 0 ]] && ! sudo -n true 2> /dev/null ||
+      ! install_packages "${1%%:*}"; then
+      say "Going on without ${1%%:*}: $2"
+   fi
+}
+
+build() { # build PRESET [CMAKE-OPTION...]
+   say "Building build/$1"
+   local log=build/$1.configure.log
+   mkdir -p build
+   cmake --preset "$@" > "$log" 2>&1 || {
+      cat "$log" >&2
+      die "the build cannot be configured (see above)"
+   }
+   cmake --build "build/$1" -j "$( nproc )" || die "the build failed (see above)"
+}
