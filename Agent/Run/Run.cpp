@@ -77,6 +77,13 @@ void sayLoad( const LoadResult& result, const Command& command ) {
    }
 }
 
+// Chips that name no profile get the one of the command line.
+void useProfile( ConfigSource& source, const Command& command ) {
+   if ( !command.profile.empty() ) {
+      source.defaultProfileIs( command.profile );
+   }
+}
+
 // Everything that can be known to be wrong before anything has an effect.
 void checkInputs( const Command& command, const std::vector< Step >& steps,
       const Configuration& configuration ) {
@@ -163,7 +170,7 @@ int run( const Command& command ) {
    checkToggles( command.config );
    // Loaded once without an agent: what is wrong is known before there is one.
    ConfigSource source;
-   source.defaultProfileIs( command.profile );
+   useProfile( source, command );
    const LoadResult loaded = source.load( command.config );
    sayLoad( loaded, command );
    checkInputs( command, steps, loaded.configuration );
@@ -211,7 +218,7 @@ int runCommand( const Command& command ) {
 int checkCommand( const Command& command ) {
    return guarded( [ & ] {
       ConfigSource source;
-      source.defaultProfileIs( command.profile );
+      useProfile( source, command );
       const LoadResult loaded = source.load( command.config );
       sayLoad( loaded, command );
       std::cout << command.config << ": " << loaded.configuration.ports.size() << " ports, "
