@@ -1,6 +1,5 @@
 #include "AgentServices/PortClassManager.h"
 
-#include <algorithm>
 #include <bit>
 
 #include "Platform/Karvel/SdkCall.h"
@@ -19,7 +18,7 @@ Duolog::Handle trace( "PortClassManager" );
 } // namespace
 
 PortClassManager::PortClassManager( uint32_t unit, int bits )
-      : unit_( static_cast< int >( unit ) ) {
+      : unit_( static_cast< int >( unit ) ), tidyClock_( *this, [ this ] { tidy(); } ) {
    ZOL_ASSERT( bits >= 0 && bits <= maxBits );
    classes_.resize( static_cast< size_t >( bits ) );
 }
@@ -29,7 +28,12 @@ PortClass PortClassManager::acquire( const Shim::PortBitmap& ports, ClassSharing
    for ( size_t i = 0; i < classes_.size(); ++i ) {
       Class& present = classes_[ i ];
       if ( present.users == 0 ) {
-         free = std::min( free, i );
+         auto difference = [ & ]( size_t at ) {
+            return ( classes_[ at ].ports ^ ports ).count();
+         };
+         if ( free == classes_.size() || difference( i ) < difference( free ) ) {
+            free = i;
+         }
       } else if ( sharing == ClassSharing::shared && present.sharing == sharing &&
             present.ports == ports ) {
          ++present.users;
@@ -43,6 +47,7 @@ PortClass PortClassManager::acquire( const Shim::PortBitmap& ports, ClassSharing
    const Rc rc = spread( bit, ports );
    if ( rc != Sdk::QX_BCM_E_NONE() ) {
       clear( bit );
+      classes_[ free ].ports.reset();
       return { rc, 0 };
    }
    classes_[ free ] = { ports, sharing, 1 };
@@ -55,7 +60,17 @@ void PortClassManager::release( uint32_t bit ) {
    Class& released = classes_[ number ];
    ZOL_ASSERT( released.users > 0 );
    if ( --released.users == 0 ) {
-      clear( bit );
+      tidyClock_.timeMinIs( Zol::activityManager().now() );
+   }
+}
+
+void PortClassManager::tidy() {
+   tidyClock_.timeMinIs( Zol::never );
+   for ( size_t i = 0; i < classes_.size(); ++i ) {
+      if ( classes_[ i ].users == 0 && classes_[ i ].ports.any() ) {
+         clear( 1U << i );
+         classes_[ i ].ports.reset();
+      }
    }
 }
 

@@ -24,6 +24,7 @@
 
 #include "Platform/Karvel/TcamServices.h"
 #include "Platform/Shim/Sdk.h"
+#include "Platform/Zol/Clock.h"
 #include "Platform/Zol/Ptr.h"
 
 namespace AgentServices {
@@ -44,23 +45,28 @@ class PortClassManager : public Zol::RefCounted {
    // in use, or what the chip answered when a port could not be written; no port carries a
    // new bit then.
    PortClass acquire( const Shim::PortBitmap& ports, Karvel::ClassSharing sharing );
-   // Gives back one count of a bit in use. With the last one the bit is free and its ports
-   // are rewritten; a port that the chip refuses to write is written along with the next
-   // change.
+   // Gives back one count of a bit in use. With the last one the bit is free; its ports keep
+   // it until the next turn of the event loop, so that a set that follows at once, and differs
+   // in a port or two, costs a write or two. A port that the chip refuses to write is written
+   // along with the next change.
    void release( uint32_t bit );
 
  private:
    struct Class {
-      Shim::PortBitmap ports;
+      Shim::PortBitmap ports; // that carry the bit
       Karvel::ClassSharing sharing{};
       uint32_t users = 0; // 0: the bit is free
    };
 
+   void lastRelease() override { tidy(); }
+   // Takes the free bits off their ports.
+   void tidy();
    Shim::Rc spread( uint32_t bit, const Shim::PortBitmap& ports );
    void clear( uint32_t bit );
    Shim::Rc portBitsIs( size_t at, uint32_t bits );
 
    int unit_;
+   Zol::Clock tidyClock_;
    std::vector< Class > classes_; // by bit number
    std::array< uint32_t, Shim::maxPorts > portBits_{};
    Shim::PortBitmap

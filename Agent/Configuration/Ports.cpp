@@ -76,8 +76,8 @@ bool isPortName( const std::string& name ) {
 // Gives chip ports to the ports of one chip.
 class Numbering {
  public:
-   Numbering( Draft& draft, int unit )
-         : draft_( draft ), unit_( unit ), profile_( draft.profileOf( unit ) ) {}
+   Numbering( const Draft& draft, int unit )
+         : unit_( unit ), profile_( draft.profileOf( unit ) ) {}
 
    void takeExplicit( EntryReader& reader, PortConfig& port ) {
       const auto wanted = reader.number( "chip_port", 1, highestChipPort );
@@ -112,7 +112,6 @@ class Numbering {
    }
 
  private:
-   Draft& draft_;
    int unit_;
    const ChipModel::ChipProfile& profile_;
    std::map< int, std::string > taken_;

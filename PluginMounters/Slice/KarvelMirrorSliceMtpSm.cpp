@@ -33,7 +33,7 @@ ProgramStatus toProgramStatus( MtpTcamHelperStatus::ProgStatus status ) {
 
 MtpAclCodef::MtpAclCodef(
       Zol::Ptr< const MtpAclCodefConfig > config, Zol::Ptr< MtpAclCodefStatus > status )
-      : codefConfig_( config ), codefStatus_( status ), reviewClock_( [ this ] { doReview(); } ) {}
+      : codefConfig_( config ), codefStatus_( status ), reviewClock_( *this, [ this ] { doReview(); } ) {}
 
 void MtpAclCodef::doInit() {
    react< &MtpAclCodef::scheduleReview, MtpAclCodefCommon::Attr::review >( codefConfig() );

@@ -179,6 +179,30 @@ TEST( UnchangedConfiguration, costsNoSdkCall ) {
    EXPECT_EQ( rig.runtime.chips().control().gate().calls(), before );
 }
 
+TEST( OneChangedSource, costsTheSameCallsAmongManyAsAmongFew ) {
+   auto callsFor = []( int sources, const std::string& profile ) {
+      std::string ports = "\"Ethernet0\": {}";
+      std::string list = "Ethernet1";
+      for ( int i = 1; i <= 100; ++i ) {
+         ports += ", \"Ethernet" + std::to_string( i ) + "\": {}";
+         list += i > 1 && i <= sources ? ",Ethernet" + std::to_string( i ) : "";
+      }
+      Rig rig( "{ \"PORT\": {" + ports + "}, \"MIRROR_SESSION\": {" +
+                     span( "a", list, "Ethernet0", "RX" ) + "} }",
+            profile );
+      const uint64_t before = rig.runtime.chips().control().gate().calls();
+      rig.set( "MIRROR_SESSION|a",
+            "{\"type\":\"SPAN\",\"src_port\":\"" + list +
+                  ",Ethernet100\",\"dst_port\":\"Ethernet0\",\"direction\":\"RX\"}" );
+      rig.send( "Ethernet100", frame( 1, 2 ) );
+      EXPECT_EQ( rig.copyCount( "Ethernet0" ), 1U );
+      return rig.runtime.chips().control().gate().calls() - before;
+   };
+   for ( const char* profile : { "trident3", "trident2" } ) { // with and without port classes
+      EXPECT_EQ( callsFor( 99, profile ), callsFor( 10, profile ) ) << profile;
+   }
+}
+
 // --- Limits -------------------------------------------------------------------------------
 
 TEST( Destinations, beyondTheChipsFourAreRefusedWithTheNamesOfTheHolders ) {
