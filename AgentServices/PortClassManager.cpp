@@ -15,6 +15,8 @@ namespace {
 
 Duolog::Handle trace( "PortClassManager" );
 
+constexpr Zol::Seconds tidyInterval = 1; // until a refused write is tried again
+
 } // namespace
 
 PortClassManager::PortClassManager( uint32_t unit, int bits )
@@ -67,9 +69,13 @@ void PortClassManager::release( uint32_t bit ) {
 void PortClassManager::tidy() {
    tidyClock_.timeMinIs( Zol::never );
    for ( size_t i = 0; i < classes_.size(); ++i ) {
-      if ( classes_[ i ].users == 0 && classes_[ i ].ports.any() ) {
-         clear( 1U << i );
+      if ( classes_[ i ].users > 0 || classes_[ i ].ports.none() ) {
+         continue;
+      }
+      if ( clear( 1U << i ) ) {
          classes_[ i ].ports.reset();
+      } else {
+         tidyClock_.timeMinIs( Zol::activityManager().now() + tidyInterval );
       }
    }
 }
@@ -87,10 +93,13 @@ Rc PortClassManager::spread( uint32_t bit, const Shim::PortBitmap& ports ) {
    return Sdk::QX_BCM_E_NONE();
 }
 
-void PortClassManager::clear( uint32_t bit ) {
+// True unless the chip refused a port.
+bool PortClassManager::clear( uint32_t bit ) {
+   bool all = true;
    for ( size_t port = 0; port < portBits_.size(); ++port ) {
-      portBitsIs( port, portBits_[ port ] & ~bit );
+      all = portBitsIs( port, portBits_[ port ] & ~bit ) == Sdk::QX_BCM_E_NONE() && all;
    }
+   return all;
 }
 
 Rc PortClassManager::portBitsIs( size_t at, uint32_t bits ) {

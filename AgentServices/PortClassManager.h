@@ -48,7 +48,7 @@ class PortClassManager : public Zol::RefCounted {
    // Gives back one count of a bit in use. With the last one the bit is free; its ports keep
    // it until the next turn of the event loop, so that a set that follows at once, and differs
    // in a port or two, costs a write or two. A port that the chip refuses to write is written
-   // along with the next change.
+   // a second later, or along with the next change.
    void release( uint32_t bit );
 
  private:
@@ -62,7 +62,7 @@ class PortClassManager : public Zol::RefCounted {
    // Takes the free bits off their ports.
    void tidy();
    Shim::Rc spread( uint32_t bit, const Shim::PortBitmap& ports );
-   void clear( uint32_t bit );
+   bool clear( uint32_t bit );
    Shim::Rc portBitsIs( size_t at, uint32_t bits );
 
    int unit_;

@@ -68,17 +68,6 @@ need_packages() { # need_packages PACKAGE[:PROGRAM]...
    fi
 }
 
-# For what is good to have: never asks for a password, and a failure is only said.
-want_package() { # want_package PACKAGE:PROGRAM WHAT-IS-LOST
-   if have_package "$1"; then
-      return
-   fi
-   if [[ $( id -u ) != 0 ]] && ! sudo -n true 2> /dev/null ||
-      ! install_packages "${1%%:*}"; then
-      say "Going on without ${1%%:*}: $2"
-   fi
-}
-
 build() { # build PRESET [CMAKE-OPTION...]
    say "Building build/$1"
    local log=build/$1.configure.log

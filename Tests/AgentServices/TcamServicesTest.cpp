@@ -211,6 +211,10 @@ TEST_F( TcamServices, TheLastPointerToAManagerEmptiesTheChip ) {
          // Writes 1 to 4 make the classes, the fifth is the first that takes them back.
          refuse( call, effect, call == SdkCall::bcm_port_class_set ? 5 : 1 );
          fillAndDrop();
+         if ( call == SdkCall::bcm_port_class_set ) {
+            Zol::activityManager().advance( 2 ); // tried again without anything happening
+            EXPECT_EMPTY_CHIP();
+         }
          fillAndDrop();
          EXPECT_EMPTY_CHIP();
       }

@@ -15,6 +15,7 @@ execute_process( COMMAND ${WORK}/moved/bin/karvel-agent run --strict ${CONFIG}
 file( GLOB libraries ${WORK}/moved/lib/*.so ${WORK}/moved/lib/karvel/*.so )
 foreach( binary ${WORK}/moved/bin/karvel-agent ${libraries} )
    execute_process( COMMAND ldd ${binary} OUTPUT_VARIABLE needed COMMAND_ERROR_IS_FATAL ANY )
+   string( REPLACE ${WORK} "" needed "${needed}" ) # the installation may stand in the tree
    string( FIND "${needed}" ${BUILD} found )
    if( NOT found EQUAL -1 OR needed MATCHES "not found" )
       message( FATAL_ERROR "${binary} needs:\n${needed}" )
