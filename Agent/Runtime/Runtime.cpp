@@ -246,6 +246,10 @@ SessionState Runtime::State::sessionState( const SessionConfig& session ) const 
          result.phase = SessionPhase::pending;
       }
    }
+   const auto port = configuration.ports.find( session.destination );
+   if ( result.reason.empty() && port != configuration.ports.end() && !port->second.adminUp ) {
+      result.reason = session.destination + " is down: its copies are dropped";
+   }
    return result;
 }
 

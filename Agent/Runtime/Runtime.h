@@ -48,7 +48,7 @@ struct HeldDestination {
 struct SessionState {
    const SessionConfig* config = nullptr; // valid until the next change
    SessionPhase phase{};
-   std::string reason; // why it is refused or failed; empty otherwise
+   std::string reason; // why it is refused or failed, or why no copy arrives; else empty
    std::vector< HeldDestination > held;
 };
 

@@ -1,0 +1,167 @@
+// The executable as a user runs it: exit codes, lines on standard error, files written.
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "Agent/Packets/CaptureReader.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class RunTest : public ::testing::Test {
+ protected:
+   RunTest() {
+      folder = fs::temp_directory_path() / ( "karvel-run-" + std::to_string( getpid() ) );
+      fs::create_directory( folder );
+   }
+   ~RunTest() override { fs::remove_all( folder ); }
+
+   struct Result {
+      int code = -1;
+      std::string out;
+      std::string err;
+      long errLines() const { return std::count( err.begin(), err.end(), '\n' ); }
+   };
+   Result agent( const std::string& arguments ) {
+      const std::string out = file( "stdout" );
+      const std::string err = file( "stderr" );
+      const std::string command = "cd '" + folder.string() + "' && " KARVEL_AGENT " " +
+            arguments + " >'" + out + "' 2>'" + err + "'";
+      const int status = std::system( command.c_str() );
+      return { WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, read( out ), read( err ) };
+   }
+   std::string file( const std::string& name ) { return ( folder / name ).string(); }
+   std::string write( const std::string& name, const std::string& text ) {
+      std::ofstream( folder / name ) << text;
+      return name;
+   }
+   static std::string read( const std::string& path ) {
+      std::ifstream in( path );
+      return std::string( std::istreambuf_iterator< char >( in ), {} );
+   }
+   static uint64_t frames( const fs::path& path ) {
+      return Agent::validateCapture( path.string() ).frames;
+   }
+
+   const std::string example = KARVEL_SOURCE_DIR "/Examples/port-mirroring.json";
+   const std::string hostA = KARVEL_SOURCE_DIR "/Examples/captures/host-a.pcap";
+   const std::string hostB = KARVEL_SOURCE_DIR "/Examples/captures/host-b.pcap";
+   fs::path folder;
+};
+
+TEST_F( RunTest, MirrorsTheExamplesTraffic ) {
+   const Result result = agent( "run " + example + " --in Ethernet0=" + hostA +
+         " --in Ethernet4=" + hostB + " --out out --json --show sessions,counters" );
+   EXPECT_EQ( result.code, 0 ) << result.err;
+   EXPECT_EQ( frames( folder / "out/Ethernet16.mirror.pcap" ), frames( hostA ) );
+   EXPECT_NE( result.out.find( "\"state\": \"active\"" ), std::string::npos );
+   EXPECT_FALSE( fs::exists( folder / "out/Ethernet28.pcap" ) ) << "it sent nothing";
+   // What came in at Ethernet0 leaves Ethernet16 byte for byte.
+   Agent::CaptureReader in( hostA );
+   Agent::CaptureReader copies( file( "out/Ethernet16.mirror.pcap" ) );
+   Agent::CaptureFrame sent;
+   Agent::CaptureFrame copy;
+   while ( in.next( sent ) ) {
+      ASSERT_TRUE( copies.next( copy ) );
+      EXPECT_EQ( std::string( reinterpret_cast< const char* >( sent.data ), sent.length ),
+            std::string( reinterpret_cast< const char* >( copy.data ), copy.length ) );
+      EXPECT_EQ( sent.timeNs, copy.timeNs );
+   }
+}
+
+TEST_F( RunTest, ScriptRunsInOrderAndStopsAtTheStepThatFails ) {
+   const std::string session = R"({"type": "SPAN", "direction": "RX", "src_port": "Ethernet4", )"
+                               R"("dst_port": "Ethernet28"})";
+   write( "good", "set PORT|Ethernet28 {}\nset MIRROR_SESSION|extra " + session + "\nin Ethernet4 " + hostB +
+                        "\nwait 1.5\nshow sessions\ndel MIRROR_SESSION|extra\n" );
+   Result result = agent( "run " + example + " --script good --out out --show status" );
+   EXPECT_EQ( result.code, 0 ) << result.err;
+   EXPECT_EQ( frames( folder / "out/Ethernet28.mirror.pcap" ), frames( hostB ) );
+   EXPECT_NE( result.out.find( "extra" ), std::string::npos );
+   write( "down", "set MIRROR_SESSION|extra " + session + "\n" );
+   EXPECT_NE( agent( "run " + example + " --script down" ).out.find( "Ethernet28 is down" ),
+         std::string::npos );
+
+   write( "bad", "show sessions\nin Ethernet4 " + hostB + "\ndel MIRROR_SESSION|nobody\n" );
+   result = agent( "run " + example + " --script bad --out none" );
+   EXPECT_EQ( result.code, 1 );
+   EXPECT_EQ( result.err.substr( 0, 6 ), "bad:3:" ) << result.err;
+   EXPECT_FALSE( fs::exists( folder / "none" ) );
+}
+
+TEST_F( RunTest, BadInputIsOneLineAndExitCodeOne ) {
+   write( "broken.json", "{ \"PORT\": " );
+   write( "loop.json", R"({ "PORT": { "Ethernet0": {} }, "MIRROR_SESSION": { "m": { "type": "SPAN",
+         "src_port": "Ethernet0", "dst_port": "Ethernet0" } } })" );
+   write( "text.pcap", "not a capture at all, but some text of more than twenty-four bytes" );
+   write( "script", "jump high\n" );
+   write( "KarvelLib.json", "{}" );
+   for ( const std::string& arguments : { std::string( "run absent.json" ),
+               std::string( "run broken.json" ), std::string( "check loop.json" ),
+               "run " + example + " --in Ethernet0=text.pcap --out out",
+               "run " + example + " --in Ethernet99=" + hostA,
+               "run " + example + " --script script",
+               "run " + example + " --script absent",
+               "run " + example + " --out absent/out",
+               "run " + example + " --plugin text.pcap" } ) {
+      const Result result = agent( arguments );
+      EXPECT_EQ( result.code, 1 ) << arguments;
+      EXPECT_EQ( result.errLines(), 1 ) << arguments << "\n" << result.err;
+      EXPECT_FALSE( fs::exists( folder / "out" ) ) << arguments;
+   }
+}
+
+TEST_F( RunTest, WrongUseIsExitCodeTwo ) {
+   for ( const char* arguments : { "", "fly", "run", "run x.json --show nothing",
+               "run x.json --in Ethernet0", "run x.json --chip potato", "run x.json --trace /9",
+               "chips --fast" } ) {
+      const Result result = agent( arguments );
+      EXPECT_EQ( result.code, 2 ) << arguments;
+      EXPECT_EQ( result.errLines(), 1 ) << arguments << "\n" << result.err;
+   }
+   EXPECT_EQ( agent( "--help" ).code, 0 );
+   EXPECT_EQ( agent( "chips --json" ).code, 0 );
+}
+
+TEST_F( RunTest, StrictFailsOnWhatCannotBeServed ) {
+   const std::string noHelpers = "run " + example + " --chip helix4";
+   EXPECT_EQ( agent( noHelpers ).code, 0 );
+   EXPECT_EQ( agent( noHelpers + " --strict" ).code, 1 );
+}
+
+// KARVEL_CAPTURES names a folder of captures of any kind.
+TEST_F( RunTest, EveryCaptureIsReplayedOrRefusedWithOneLine ) {
+   const char* captures = std::getenv( "KARVEL_CAPTURES" );
+   if ( !captures ) {
+      GTEST_SKIP() << "KARVEL_CAPTURES is not set";
+   }
+   int replayed = 0;
+   for ( const auto& entry : fs::directory_iterator( captures ) ) {
+      const std::string path = entry.path().string();
+      const Result result =
+            agent( "run " + example + " --in 'Ethernet0=" + path + "' --out out" );
+      if ( result.code == 0 ) {
+         ++replayed;
+         EXPECT_EQ( result.err, "" ) << path;
+         if ( frames( path ) > 0 ) {
+            EXPECT_EQ( frames( folder / "out/Ethernet16.mirror.pcap" ), frames( path ) );
+         }
+      } else {
+         EXPECT_EQ( result.code, 1 ) << path;
+         EXPECT_EQ( result.errLines(), 1 ) << result.err;
+         EXPECT_NE( result.err.find( path ), std::string::npos ) << result.err;
+      }
+   }
+   EXPECT_GT( replayed, 0 );
+}
+
+} // namespace
