@@ -129,31 +129,38 @@ ProgStatus MtpTcamHelperSm::programRule(
    bare.outPortDelAll();
    bare.outLagDelAll();
    bare.rangeCheckerDelAll();
+   const size_t destinations = rule.outLags() + rule.outPorts();
+   if ( destinations == 0 ) {
+      // One entry that does not look at the destination.
+      return programSubRule( aclData, std::move( bare ), rule.entryId(), 0 );
+   }
    uint32_t sequence = 0;
-   ProgStatus status = ProgStatus::success;
+   // Rules are large: the last entry takes the copy that the others were made from.
+   auto nextCopy = [ & ] { return sequence + 1 < destinations ? bare : std::move( bare ); };
    for ( int32_t trunk : rule.outLag() ) {
-      RuleData copy = bare;
+      RuleData copy = nextCopy();
       copy.outLagIs( trunk );
       ZOL_ASSERT( copy.outLags() == 1 );
-      status = programSubRule( aclData, copy, rule.entryId(), sequence++ );
+      ProgStatus status = programSubRule( aclData, std::move( copy ), rule.entryId(), sequence );
       if ( status != ProgStatus::success ) {
          return status;
       }
+      ++sequence;
    }
    for ( const KarvelTypes::KarvelPort& port : rule.outPort() ) {
-      RuleData copy = bare;
+      RuleData copy = nextCopy();
       copy.outPortIs( port );
-      status = programSubRule( aclData, copy, rule.entryId(), sequence++ );
+      ProgStatus status = programSubRule( aclData, std::move( copy ), rule.entryId(), sequence );
       if ( status != ProgStatus::success ) {
          return status;
       }
+      ++sequence;
    }
-   // A rule without any destination is one entry that does not look at the destination.
-   return sequence ? status : programSubRule( aclData, bare, rule.entryId(), 0 );
+   return ProgStatus::success;
 }
 
 ProgStatus MtpTcamHelperSm::programSubRule( const Zol::Ptr< TcamAclData >& aclData,
-      const RuleData& rule, uint32_t ruleId, uint32_t sequence ) {
+      RuleData rule, uint32_t ruleId, uint32_t sequence ) {
    const TcamAclKey& key = aclData->aclKey();
    const Zol::String requestName = requestNameOf( mtp(), key, ruleId, sequence );
    DUOLOG( trace, 2,
@@ -175,9 +182,8 @@ ProgStatus MtpTcamHelperSm::programSubRule( const Zol::Ptr< TcamAclData >& aclDa
    Shim::Rc rc = entryManager()->installEntry( unit(), entry.entryId );
    ZOL_ASSERT( rc == ::Shim::sdk_->QX_BCM_E_NONE() && "installEntry failed" );
 
-   RuleData installed = rule;
-   installed.entryIdIs( entry.entryId ); // what cleanupTcam gives back
-   aclData->ruleIs( installed );
+   rule.entryIdIs( entry.entryId ); // what cleanupTcam gives back
+   aclData->ruleIs( entry.entryId, std::move( rule ) );
    return ProgStatus::success;
 }
 

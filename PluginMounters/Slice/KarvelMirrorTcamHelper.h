@@ -106,7 +106,7 @@ class MtpTcamHelperSm : public MtpTcamHelperSmBase {
    ProgStatus carryOut( const ProgrammingOp& op );
    ProgStatus registerGroup( const ProgrammingOp& op );
    // One entry with at most one destination. `sequence` tells the entries of a rule apart.
-   ProgStatus programSubRule( const Zol::Ptr< TcamAclData >& aclData, const RuleData& rule,
+   ProgStatus programSubRule( const Zol::Ptr< TcamAclData >& aclData, RuleData rule,
          uint32_t ruleId, uint32_t sequence );
    ProgStatus qualifyInPorts( Karvel::EntryId entryId, const RuleData& rule );
    void qualifyDestination( Karvel::EntryId entryId, const RuleData& rule );
