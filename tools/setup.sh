@@ -51,7 +51,12 @@ apt_get() {
 
 install_packages() { # install_packages PACKAGE...
    say "Installing $*"
-   apt_get update && apt_get install -y --no-install-recommends "$@"
+   mkdir -p build
+   local log=build/install.log
+   { apt_get update && apt_get install -y --no-install-recommends "$@"; } > "$log" 2>&1 || {
+      tail -n 20 "$log" >&2
+      return 1
+   }
 }
 
 # Installs what is missing. Asks for nothing, root included, if all is there.
