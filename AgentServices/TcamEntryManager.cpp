@@ -70,15 +70,16 @@ Rc TcamEntryManager::qualifyPortsClassId( uint32_t unit, EntryId entryId,
    return rc;
 }
 
-Rc TcamEntryManager::addInPortsForEntry( uint32_t unit, EntryId entryId,
-      const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) {
-   ZOL_ASSERT( unit == group_->unit() );
-   const TcamEntry* const found = entries_.find( entryId );
+Rc TcamEntryManager::addInPortsForEntry( uint32_t ofUnit, EntryId id,
+      const Shim::PortBitmap& pbmp, const Shim::PortBitmap& mask ) {
+   ZOL_ASSERT( ofUnit == group_->unit() );
+   const TcamEntry* const found = entries_.find( id );
    if ( !found ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
-   return KARVEL_SDK_CALL( trace, bcm_field_qualify_InPorts,
-         ( group_->sdkUnit(), found->sdkId(), ports, mask ) );
+   const int entryId = found->sdkId();
+   return KARVEL_SDK_CALL(
+         trace, bcm_field_qualify_InPorts, ( unit(), entryId, pbmp, mask ) );
 }
 
 Rc TcamEntryManager::installEntry( uint32_t unit, EntryId entryId ) {

@@ -36,6 +36,7 @@ class TcamEntryManager : public Karvel::KarvelUnboundedTcamEntryManager {
    size_t entries() const { return entries_.size(); }
 
  private:
+   int unit() const { return group_->sdkUnit(); }
    void lastRelease() override;
 
    Zol::Ptr< TcamGroup > group_;

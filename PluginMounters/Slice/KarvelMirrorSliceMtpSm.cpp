@@ -145,7 +145,7 @@ void SliceMtpSm::buildUpGroupData( TcamGroupData& groupData ) {
    const size_t sources = supportedSrcPorts();
    const Direction direction = mtpProgramInfo()->direction();
    DUOLOG( trace, 2,
-         "SliceMtpSm::" << "buildUpGroupData" << " mtp: " << mtp() << " acl Port mirroring"
+         "SliceMtpSm::" << "buildUpGroupData" << " mtp: " << mtp() << "acl Port mirroring"
                         << mtpProgramInfo()->aclPortMirroring() << " supported srcPorts: "
                         << sources << " direction: " << direction );
    if ( sources == 0 ) {
