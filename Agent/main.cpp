@@ -19,6 +19,7 @@ int main( int argc, char** argv ) {
    switch ( command->verb ) {
    case Agent::Verb::run: return Agent::runCommand( *command );
    case Agent::Verb::check: return Agent::checkCommand( *command );
+   case Agent::Verb::explain: return Agent::explainCommand( *command );
    default: return Agent::chipsCommand( *command );
    }
 }

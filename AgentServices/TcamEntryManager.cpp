@@ -20,7 +20,7 @@ Duolog::Handle trace( "TcamEntryManager" );
 
 TcamEntryManager::TcamEntryManager( Zol::Ptr< TcamGroup > group )
       : group_( std::move( group ) ) {
-   group_->managerArrived();
+   group_->managerArrived( *this );
 }
 
 Karvel::TcamEntryResult TcamEntryManager::getEntry(

@@ -1,6 +1,6 @@
 #pragma once
 
-// The entries of one mirror destination on one chip, by key and by id. See
+// The entries of one group, by key and by id. See
 // Karvel::KarvelUnboundedTcamEntryManager for what the operations promise.
 //
 // Every operation is O( 1 ) in the number of entries. `unit` is always the manager's own:

@@ -16,25 +16,8 @@ namespace {
 
 Duolog::Handle trace( "TcamGroup" );
 
-// Of destination 0. The higher destinations follow: each group answers for itself, so this
-// decides in which order copies are listed, not which are made.
-constexpr int firstPriority = 100;
-
 // Destroying what is not there (any more) has come to the right end.
-Rc destroyed( Rc rc ) {
-   return rc == Sdk::QX_BCM_E_NOT_FOUND() ? Sdk::QX_BCM_E_NONE() : rc;
-}
-
-Shim::QualifierSet groupQualifiers( bool aclGroup ) {
-   using Shim::Qualifier;
-   Shim::QualifierSet result;
-   for ( const Qualifier qualifier :
-         { aclGroup ? Qualifier::portClass : Qualifier::inPorts, Qualifier::dstPort,
-               Qualifier::dstTrunk, Qualifier::drop, Qualifier::outerVlanId } ) {
-      result.set( static_cast< size_t >( qualifier ) );
-   }
-   return result;
-}
+Rc destroyed( Rc rc ) { return rc == Sdk::QX_BCM_E_NOT_FOUND() ? Sdk::QX_BCM_E_NONE() : rc; }
 
 } // namespace
 
@@ -46,34 +29,39 @@ TcamStatus tcamStatus( Rc rc ) {
    return full ? TcamStatus::exhausted : TcamStatus::failed;
 }
 
-TcamGroup::TcamGroup(
-      uint32_t unit, KarvelMirror::Mtp mtp, Zol::Ptr< PortClassManager > classes )
-      : unit_( unit ), mtp_( mtp ), classes_( std::move( classes ) ) {}
+Shim::QualifierSet qualifierSet( std::initializer_list< Shim::Qualifier > qualifiers ) {
+   Shim::QualifierSet result;
+   for ( const Shim::Qualifier qualifier : qualifiers ) {
+      result.set( static_cast< size_t >( qualifier ) );
+   }
+   return result;
+}
 
-TcamStatus TcamGroup::contentsIs( const Karvel::MirroringAclGroup& wanted ) {
-   ZOL_ASSERT( wanted.mtp == mtp_ );
-   const bool isWanted = wanted.type >= 0;
-   if ( isWanted && contents_ == wanted ) {
-      return TcamStatus::success;
-   }
-   ZOL_ASSERT( entries_ == 0 );
-   Rc rc = groupDestroy();
-   if ( rc == Sdk::QX_BCM_E_NONE() && isWanted ) {
-      rc = groupCreate();
-   } else if ( rc == Sdk::QX_BCM_E_BUSY() && isWanted && leftovers_.empty() ) {
-      // A create that the chip did but reported as failed left an entry that nobody can
-      // name. It is not installed, and all our groups are alike: this one serves on.
+TcamGroup::TcamGroup( uint32_t unit, const GroupPurpose& purpose, GroupLife life,
+      Zol::Ptr< PortClassManager > classes )
+      : unit_( unit ), purpose_( purpose ), life_( life ), classes_( std::move( classes ) ) {}
+
+TcamStatus TcamGroup::renew() {
+   Rc rc = takeAway();
+   if ( rc == Sdk::QX_BCM_E_BUSY() ) {
+      // What nobody can name is not installed: this one serves on.
       rc = Sdk::QX_BCM_E_NONE();
+   } else if ( rc == Sdk::QX_BCM_E_NONE() && life_ == GroupLife::asTold ) {
+      rc = groupCreate();
    }
-   if ( rc == Sdk::QX_BCM_E_NONE() ) {
-      contents_ = wanted;
-   }
+   isWanted_ = rc == Sdk::QX_BCM_E_NONE();
    return tcamStatus( rc );
 }
 
+Rc TcamGroup::takeAway() {
+   ZOL_ASSERT( entries_ == 0 );
+   isWanted_ = false;
+   return groupDestroy();
+}
+
 Rc TcamGroup::groupCreate() {
-   const int priority = firstPriority - mtp_.value();
-   const Shim::QualifierSet qualifiers = groupQualifiers( classes_.get() != nullptr );
+   const Shim::QualifierSet qualifiers = purpose_.qualifiers;
+   const int priority = purpose_.priority;
    int group = 0;
    const Rc rc = KARVEL_SDK_CALL( trace, bcm_field_group_create,
          ( sdkUnit(), Shim::FieldStage::ingress, qualifiers, priority, &group ) );
@@ -82,10 +70,10 @@ Rc TcamGroup::groupCreate() {
 }
 
 Rc TcamGroup::groupDestroy() {
-   contents_ = {};
-   std::erase_if( leftovers_, [ this ]( const TcamEntry& entry ) {
-      return destroy( entry ) == Sdk::QX_BCM_E_NONE();
-   } );
+   destroyLeftovers();
+   if ( !leftovers_.empty() ) {
+      return Sdk::QX_BCM_E_FAIL();
+   }
    if ( hardwareGroup_ == 0 ) {
       return Sdk::QX_BCM_E_NONE();
    }
@@ -98,23 +86,27 @@ Rc TcamGroup::groupDestroy() {
 }
 
 Karvel::TcamEntryResult TcamGroup::entryNew( const Zol::String& name ) {
-   if ( hardwareGroup_ == 0 ) {
+   if ( !isWanted_ ) {
       return { TcamStatus::failed, 0 };
    }
-   int id = 0;
-   Rc rc = KARVEL_SDK_CALL(
-         trace, bcm_field_entry_create, ( sdkUnit(), hardwareGroup_, &id ) );
+   Rc rc = hardwareGroup_ == 0 ? groupCreate() : Sdk::QX_BCM_E_NONE();
    if ( rc != Sdk::QX_BCM_E_NONE() ) {
       return { tcamStatus( rc ), 0 };
    }
-   const TcamEntry created{ .id = static_cast< Karvel::EntryId >( id ) };
-   ++entries_;
-   rc = KARVEL_SDK_CALL( trace, bcm_field_entry_name_set, ( sdkUnit(), id, name.c_str() ) );
+   int id = 0;
+   rc = KARVEL_SDK_CALL( trace, bcm_field_entry_create, ( sdkUnit(), hardwareGroup_, &id ) );
    if ( rc == Sdk::QX_BCM_E_NONE() ) {
-      return { TcamStatus::success, created.id };
-   }
-   if ( entryDel( created ) != Sdk::QX_BCM_E_NONE() ) {
-      leftoverIs( created );
+      const TcamEntry created{ .id = static_cast< Karvel::EntryId >( id ) };
+      ++entries_;
+      rc = KARVEL_SDK_CALL( trace, bcm_field_entry_name_set, ( sdkUnit(), id, name.c_str() ) );
+      if ( rc == Sdk::QX_BCM_E_NONE() ) {
+         return { TcamStatus::success, created.id };
+      }
+      if ( entryDel( created ) != Sdk::QX_BCM_E_NONE() ) {
+         leftoverIs( created );
+      }
+   } else if ( entries_ == 0 && life_ == GroupLife::withEntries ) {
+      groupDestroy();
    }
    return { tcamStatus( rc ), 0 };
 }
@@ -123,6 +115,9 @@ Rc TcamGroup::entryDel( const TcamEntry& entry ) {
    const Rc rc = destroy( entry );
    if ( rc == Sdk::QX_BCM_E_NONE() ) {
       --entries_;
+      if ( entries_ == 0 && life_ == GroupLife::withEntries ) {
+         groupDestroy();
+      }
    }
    return rc;
 }
@@ -130,6 +125,12 @@ Rc TcamGroup::entryDel( const TcamEntry& entry ) {
 void TcamGroup::leftoverIs( const TcamEntry& entry ) {
    --entries_;
    leftovers_.push_back( entry );
+}
+
+void TcamGroup::destroyLeftovers() {
+   std::erase_if( leftovers_, [ this ]( const TcamEntry& entry ) {
+      return destroy( entry ) == Sdk::QX_BCM_E_NONE();
+   } );
 }
 
 Rc TcamGroup::destroy( const TcamEntry& entry ) {
@@ -146,15 +147,14 @@ Rc TcamGroup::destroy( const TcamEntry& entry ) {
    return rc;
 }
 
-void TcamGroup::managerArrived() {
-   ZOL_ASSERT( !hasManager_ );
-   hasManager_ = true;
+void TcamGroup::managerArrived( TcamEntryManager& manager ) {
+   ZOL_ASSERT( !manager_ );
+   manager_ = &manager;
 }
 
 void TcamGroup::managerGone() {
-   hasManager_ = false;
-   ZOL_ASSERT( entries_ == 0 );
-   groupDestroy();
+   manager_ = nullptr;
+   takeAway();
 }
 
 void TcamGroup::lastRelease() { groupDestroy(); }

@@ -1,16 +1,23 @@
 #pragma once
 
-// The hardware group of one mirror destination on one chip, and the making and unmaking of
-// entries in it. A group answers a lookup with one entry only, so every destination has a
-// group of its own: a port that two sessions mirror matches in both.
+// A hardware group of one chip, and the making and unmaking of entries in it. A group answers a
+// lookup with one entry only, so whatever must match by itself has a group of its own: a port
+// that two mirror destinations take is matched in both of their groups.
 //
-// All mirroring groups are looked up at the ingress stage: egress mirroring matches the
-// forwarding decision there, and its action copies the frame as sent.
+//    auto group = Zol::make< TcamGroup >( unit, GroupPurpose{ qualifiers, priority },
+//          GroupLife::withEntries, classes );
+//    group->renew();
+//    auto entry = group->entryNew( "a name" );    // makes the hardware group, too
+//    group->entryDel( { .id = entry.entryId } );  // the last takes the hardware group along
 //
-// What the chip refuses to destroy is kept and tried again when the group is next replaced
-// or taken away, so that a passing refusal leaks nothing.
+// All groups are looked up at the ingress stage: egress mirroring matches the forwarding
+// decision there, and its action copies the frame as sent.
+//
+// What the chip refuses to destroy is kept and tried again when the group is next renewed or
+// taken away, so that a passing refusal leaks nothing.
 
 #include <cstdint>
+#include <initializer_list>
 #include <vector>
 
 #include "AgentServices/PortClassManager.h"
@@ -18,6 +25,8 @@
 #include "Platform/Zol/Ptr.h"
 
 namespace AgentServices {
+
+class TcamEntryManager;
 
 // One entry and the port classes that its users' counts are held for.
 struct TcamEntry {
@@ -31,24 +40,46 @@ struct TcamEntry {
 // E_RESOURCE and E_FULL are `exhausted`, other errors `failed`.
 Karvel::TcamStatus tcamStatus( Shim::Rc rc );
 
+// What distinguishes one hardware group from another.
+struct GroupPurpose {
+   Shim::QualifierSet qualifiers; // that its entries may use
+   int priority = 0; // among groups: the order in which copies are listed, not which are made
+
+   bool operator==( const GroupPurpose& ) const = default;
+};
+
+Shim::QualifierSet qualifierSet( std::initializer_list< Shim::Qualifier > qualifiers );
+
+enum class GroupLife : uint8_t {
+   asTold,      // the hardware group is there from when it is asked for
+   withEntries, // only while it has entries
+};
+
 class TcamGroup : public Zol::RefCounted {
  public:
    // `classes` is shared by the groups of the unit; null on a chip without port classes.
-   TcamGroup( uint32_t unit, KarvelMirror::Mtp mtp, Zol::Ptr< PortClassManager > classes );
+   TcamGroup( uint32_t unit, const GroupPurpose& purpose, GroupLife life,
+         Zol::Ptr< PortClassManager > classes );
 
    uint32_t unit() const { return unit_; }
    int sdkUnit() const { return static_cast< int >( unit_ ); } // as SDK calls take it
+   const GroupPurpose& purpose() const { return purpose_; }
    // Null on a chip without port classes.
    PortClassManager* classes() const { return classes_.get(); }
 
    // --- The group ------------------------------------------------------------------------
-   // Makes the hardware group that `wanted` is for, after taking away one that is for
-   // something else; type -1 only takes away. The group must have no entries. Unless
-   // `success`, there is no group, or the old one where the chip refused to destroy it.
-   Karvel::TcamStatus contentsIs( const Karvel::MirroringAclGroup& wanted );
+   // Whether it may have entries: renew() has succeeded, and nobody has taken it away since.
+   bool isWanted() const { return isWanted_; }
+   // Lets it have entries, in a hardware group without earlier ones that may still match. It
+   // must have no entries now. Unless `success`, it is as taken away.
+   Karvel::TcamStatus renew();
+   // Takes the hardware group away; it must have no entries. E_BUSY if it holds one that
+   // nobody can name: a create that the chip did but reported as failed. Trying again is no
+   // use then, but the hardware group serves on after renew().
+   Shim::Rc takeAway();
 
    // --- Entries --------------------------------------------------------------------------
-   // A new entry that reserves its slot; `failed` while there is no group.
+   // A new entry that reserves its slot; `failed` unless it is wanted.
    Karvel::TcamEntryResult entryNew( const Zol::String& name );
    // Destroys an entry and gives up its port classes. On an error the entry is as before.
    Shim::Rc entryDel( const TcamEntry& entry );
@@ -56,23 +87,26 @@ class TcamGroup : public Zol::RefCounted {
    void leftoverIs( const TcamEntry& entry );
 
    // --- Its entry manager ----------------------------------------------------------------
-   // At most one at a time; the group goes with it.
-   void managerArrived();
+   // At most one at a time, null if there is none; the group is taken away with it.
+   TcamEntryManager* manager() const { return manager_; }
+   void managerArrived( TcamEntryManager& manager );
    void managerGone();
 
  private:
    void lastRelease() override;
    Shim::Rc destroy( const TcamEntry& entry );
+   void destroyLeftovers();
    Shim::Rc groupDestroy();
    Shim::Rc groupCreate();
 
    uint32_t unit_;
-   KarvelMirror::Mtp mtp_;
+   GroupPurpose purpose_;
+   GroupLife life_;
    Zol::Ptr< PortClassManager > classes_;
-   bool hasManager_ = false;
-   Karvel::MirroringAclGroup contents_; // type -1: there is none, or it is to go
-   int hardwareGroup_ = 0;              // 0: none
-   size_t entries_ = 0;                 // without the leftovers
+   TcamEntryManager* manager_ = nullptr;
+   bool isWanted_ = false;
+   int hardwareGroup_ = 0; // 0: none
+   size_t entries_ = 0;    // without the leftovers
    std::vector< TcamEntry > leftovers_;
 };
 

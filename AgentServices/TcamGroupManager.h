@@ -1,15 +1,16 @@
 #pragma once
 
-// The agent's TCAM group manager: knows the chips, and hands out each mirror destination's
-// group and entry manager. The groups themselves are in TcamGroup.h.
+// The agent's TCAM group manager: knows the chips, and hands out the groups of mirror
+// destinations and of features, and their entry managers. The groups themselves are in
+// TcamGroup.h.
 //
 //    auto groups = Zol::make< TcamGroupManager >();
 //    groups->unitIs( 0, { .aclGroup = true, .classBits = 32 } );
 //    auto entries = groups->mirroringEntryManager( 0, mtp );
 //    groups->groupMirroringAclDataIs( 0, { mtp, 0, false } );
 //
-// The entry manager may be asked for before or after its group is registered; the group
-// goes with it, and comes back only when it is registered again.
+// An entry manager may be asked for before or after its group is registered; the group goes
+// with it, and comes back only when it is registered again.
 
 #include <map>
 
@@ -33,22 +34,39 @@ class TcamGroupManager : public Karvel::KarvelTcamGroupManager {
    // Makes a chip known. Saying the same again changes nothing; a chip's traits never
    // change.
    void unitIs( uint32_t unit, const UnitTraits& traits );
+   // The port classes of the unit, for who keeps entries of its own; null on a chip without
+   // them. The unit must be known, here and below.
+   Zol::Ptr< PortClassManager > portClasses( uint32_t unit );
 
-   // The unit must be known, here and below. Asking again while the manager lives is a
-   // broken invariant.
+   // --- Of a mirror destination ----------------------------------------------------------
+   // Asking again while the manager lives is a broken invariant.
    Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > mirroringEntryManager(
          uint32_t unit, KarvelMirror::Mtp mtp ) override;
    Karvel::TcamStatus groupMirroringAclDataIs(
          uint32_t unit, const Karvel::MirroringAclGroup& group ) override;
 
+   // --- Of a feature ---------------------------------------------------------------------
+   Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > mirroringAclEntryManager(
+         uint32_t unit, Karvel::KarvelAclFeature feature ) override;
+   // To say so again changes nothing, whatever the metadata: all plain rules are alike.
+   Karvel::TcamStatus groupMirroringAclDataIs( uint32_t unit, Karvel::KarvelAclFeature feature,
+         const Karvel::MirroringAclMetadata& metadata ) override;
+
  private:
+   struct Destination {
+      Zol::Ptr< TcamGroup > group;
+      Karvel::MirroringAclGroup contents; // of the group while it is wanted
+   };
    struct Unit {
       UnitTraits traits;
       Zol::Ptr< PortClassManager > classes; // null without aclGroup
-      std::map< KarvelMirror::Mtp, Zol::Ptr< TcamGroup > > groups;
+      std::map< KarvelMirror::Mtp, Destination > destinations;
+      std::map< Karvel::KarvelAclFeature, Zol::Ptr< TcamGroup > > features;
    };
 
-   TcamGroup& group( uint32_t unit, KarvelMirror::Mtp mtp );
+   Unit& unitOf( uint32_t unit );
+   Destination& destination( uint32_t unit, KarvelMirror::Mtp mtp );
+   TcamGroup& featureGroup( uint32_t unit, Karvel::KarvelAclFeature feature );
 
    std::map< uint32_t, Unit > units_;
 };

@@ -16,9 +16,8 @@ ChipState Chip::state() const {
    state.egressEntries = fields_.capacity( FieldStage::egress );
    for ( int number = 0; number <= tables_.ports.last(); ++number ) {
       const Port& port = tables_.ports.port( number );
-      state.ports.push_back(
-            { number, tables_.ports.enabled( number ), port.untaggedVlan, port.classBits,
-                  tables_.trunks.trunkOf( number ), pipeline_.counters( number ) } );
+      state.ports.push_back( { number, tables_.ports.enabled( number ), port.untaggedVlan,
+            port.classBits, tables_.trunks.trunkOf( number ), pipeline_.counters( number ) } );
    }
    for ( uint16_t vid = 1; VlanTable::isVid( vid ); ++vid ) {
       if ( const Vlan& vlan = tables_.vlans.vlan( vid ); vlan.exists ) {
@@ -34,6 +33,8 @@ ChipState Chip::state() const {
       state.mirrorDestinations.push_back( { destination, entry.value, entry.counters } );
    }
    state.strayCopies = pipeline_.strayCopies();
+   state.cpuCopies = pipeline_.cpuCopies();
+   state.ranges = fields_.ranges();
    state.groups = fields_.groups();
    state.entries = fields_.entries();
    return state;

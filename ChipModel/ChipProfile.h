@@ -18,14 +18,15 @@ struct ChipProfile {
    bool aclGroup = false;    // ingress ports carry class bits that entries can match
    bool tcamHelpers = false; // mirroring uses TCAM helpers; without them it mirrors nothing
    TcamInterface tcamInterface = TcamInterface::direct;
-   int ports = 0;            // front-panel ports, numbered from 1; 0 is the CPU; below 256
-   int ingressEntries = 0;   // TCAM entries of the ingress stage, all groups together
+   int ports = 0;          // front-panel ports, numbered from 1; 0 is the CPU; below 256
+   int ingressEntries = 0; // TCAM entries of the ingress stage, all groups together
    int egressEntries = 0;
    int groupsPerStage = 0;
-   int portClassBits = 0;    // 0 without aclGroup
+   int portClassBits = 0; // 0 without aclGroup
+   int rangeCheckers = 0; // of layer-4 ports; at most 32
    int mirrorDestinations = 0;
-   int trunks = 0;           // trunk ids 0 to trunks - 1
-   int trunkMembers = 0;     // members of one trunk at the most
+   int trunks = 0;       // trunk ids 0 to trunks - 1
+   int trunkMembers = 0; // members of one trunk at the most
    int l2Addresses = 0;
 };
 

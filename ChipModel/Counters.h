@@ -23,6 +23,7 @@ enum class DropReason : uint8_t {
    vlanMismatch,         // the ingress port is not in the frame's VLAN
    destinationOnIngress, // the destination is where the frame came from
    noMember,             // no enabled port of the VLAN to send it to
+   filtered,             // an entry of the field processors says so
    count_
 };
 inline constexpr size_t dropReasonCount = static_cast< size_t >( DropReason::count_ );
@@ -31,8 +32,8 @@ inline constexpr size_t dropReasonCount = static_cast< size_t >( DropReason::cou
 constexpr std::string_view dropReasonName( DropReason reason ) {
    constexpr std::array< std::string_view, dropReasonCount > names{ "none", "port disabled",
       "too long", "too short", "multicast source", "reserved address", "no untagged VLAN",
-      "unknown VLAN", "VLAN mismatch", "destination on ingress port",
-      "no member to send to" };
+      "unknown VLAN", "VLAN mismatch", "destination on ingress port", "no member to send to",
+      "filtered" };
    return names[ static_cast< size_t >( reason ) ];
 }
 

@@ -16,18 +16,57 @@ struct Part {
 
 // A qualifier's place in the key, and which of its fields must hold something.
 struct Shape {
-   std::array< Part, 2 > parts;
+   std::array< Part, 4 > parts;
    size_t partCount;
-   uint8_t valid;
+   uint16_t valid;
 };
 
+constexpr uint32_t all = 0xffffffff;
+
+constexpr Shape one( KeyField field, uint32_t widest, uint16_t valid ) {
+   return { { { { field, widest } } }, 1, valid };
+}
+constexpr KeyField wordOf( KeyField field, uint16_t number ) {
+   return { static_cast< uint16_t >( field.offset + 4 * number ), 4 };
+}
+constexpr Shape address6( KeyField field ) {
+   return { { { { wordOf( field, 0 ), all }, { wordOf( field, 1 ), all },
+                  { wordOf( field, 2 ), all }, { wordOf( field, 3 ), all } } },
+      4, validIp6 };
+}
+constexpr Shape macAddress( KeyField field ) {
+   return { { { { { field.offset, 2 }, 0xffff },
+                  { { static_cast< uint16_t >( field.offset + 2 ), 4 }, all } } },
+      2, validL2 };
+}
+
+// In the order of the qualifiers.
 constexpr Shape shapes[] = {
    { {}, 0, 0 }, // inPorts: a set, not a value
-   { { { { Key::portClass, 0xffffffff } } }, 1, 0 },
+   one( Key::portClass, all, 0 ),
    { { { { Key::dstModId, 0xff }, { Key::dstPort, 0xff } } }, 2, validDstPort },
-   { { { { Key::dstTrunk, 0xff } } }, 1, validDstTrunk },
-   { { { { Key::drop, 1 } } }, 1, 0 },
-   { { { { Key::outerVlanId, 0xfff } } }, 1, validOuterVlan },
+   one( Key::dstTrunk, 0xff, validDstTrunk ),
+   one( Key::drop, 1, 0 ),
+   one( Key::outerVlanId, 0xfff, validOuterVlan ),
+   one( Key::ipKind, 0xff, 0 ),
+   one( Key::srcIp, all, validIp4 ),
+   one( Key::dstIp, all, validIp4 ),
+   address6( Key::srcIp6 ),
+   address6( Key::dstIp6 ),
+   one( Key::ipProtocol, 0xff, validIp ),
+   one( Key::dscp, 0xff, validIp ),
+   one( Key::ipFrag, 0xff, validIp ),
+   one( Key::l4SrcPort, 0xffff, validPorts ),
+   one( Key::l4DstPort, 0xffff, validPorts ),
+   one( Key::tcpControl, 0xff, validTcp ),
+   one( Key::icmpTypeCode, 0xffff, validIcmp ),
+   one( Key::etherType, 0xffff, validL2 ),
+   macAddress( Key::srcMac ),
+   macAddress( Key::dstMac ),
+   one( Key::mplsLabel, 0xfffff, validMpls ),
+   one( Key::mplsInnerLabel, 0xfffff, validMplsInner ),
+   one( Key::dstClassL2, 0x3ff, 0 ),
+   one( Key::rangeCheck, all, 0 ),
 };
 static_assert( std::size( shapes ) == static_cast< size_t >( Qualifier::count_ ) );
 
@@ -37,41 +76,73 @@ std::span< const Part > partsOf( size_t qualifier ) {
 }
 
 // Appends the bytes of the field that are cared about; false if none is.
-bool compilePart( const Part& part, Ternary value, LookupRule* rule ) {
-   uint32_t mask = value.mask & part.widest;
-   for ( int i = part.field.length - 1; i >= 0; --i, mask >>= 8, value.data >>= 8 ) {
-      if ( uint8_t byteMask = static_cast< uint8_t >( mask ) ) {
-         rule->bytes.push_back( { static_cast< uint8_t >( part.field.offset + i ),
+bool compilePart( KeyField field, Ternary value, LookupRule* rule ) {
+   const bool cares = value.mask != 0;
+   for ( int i = field.length - 1; i >= 0; --i, value.mask >>= 8, value.data >>= 8 ) {
+      if ( uint8_t byteMask = static_cast< uint8_t >( value.mask ) ) {
+         rule->bytes.push_back( { static_cast< uint8_t >( field.offset + i ),
                static_cast< uint8_t >( value.data ), byteMask } );
       }
    }
-   return ( value.mask & part.widest ) != 0;
+   return cares;
+}
+
+template < typename Visit >
+void forEachBit( unsigned long bits, Visit&& visit ) {
+   for ( ; bits != 0; bits &= bits - 1 ) {
+      visit( static_cast< size_t >( std::countr_zero( bits ) ) );
+   }
 }
 
 } // namespace
 
-void EntryContents::inPortsIs(
-      const Shim::PortBitmap& data, const Shim::PortBitmap& mask ) {
+void EntryContents::inPortsIs( const Shim::PortBitmap& data, const Shim::PortBitmap& mask ) {
    ports_ = mask.none() ? ~Shim::PortBitmap() : data & mask;
    qualifiers_.set( static_cast< size_t >( Qualifier::inPorts ) );
 }
 
-bool EntryContents::qualifierIs( Qualifier qualifier, Ternary first, Ternary second ) {
-   size_t index = static_cast< size_t >( qualifier );
-   std::array< Ternary, 2 > values{ first, second };
-   std::span< const Part > parts = partsOf( index );
-   for ( size_t i = 0; i < parts.size(); ++i ) {
-      if ( values[ i ].data > parts[ i ].widest ) {
+// How many parts stand before those of the qualifier.
+size_t EntryContents::placeOf( size_t qualifier ) const {
+   size_t place = 0;
+   forEachBit( qualifiers_.to_ulong() & ( ( 1UL << qualifier ) - 1 ),
+         [ & ]( size_t before ) { place += shapes[ before ].partCount; } );
+   return place;
+}
+
+bool EntryContents::qualifierIs( Qualifier qualifier, std::initializer_list< Ternary > parts ) {
+   const size_t index = static_cast< size_t >( qualifier );
+   const std::span< const Part > shape = partsOf( index );
+   size_t number = 0;
+   for ( const Ternary& part : parts ) {
+      if ( part.data > shape[ number++ ].widest ) {
          return false;
       }
    }
-   values_[ index ] = values;
-   qualifiers_.set( index );
+   const size_t place = placeOf( index );
+   if ( !has( qualifier ) ) {
+      parts_.insert( parts_.begin() + static_cast< ptrdiff_t >( place ), shape.size(), {} );
+      qualifiers_.set( index );
+   }
+   number = 0;
+   for ( const Ternary& part : parts ) {
+      parts_[ place + number ] = part;
+      ++number;
+   }
    return true;
 }
 
 void EntryContents::qualifierDel( Qualifier qualifier ) {
-   qualifiers_.reset( static_cast< size_t >( qualifier ) );
+   const size_t index = static_cast< size_t >( qualifier );
+   if ( has( qualifier ) ) {
+      const auto first = parts_.begin() + static_cast< ptrdiff_t >( placeOf( index ) );
+      parts_.erase( first, first + static_cast< ptrdiff_t >( shapes[ index ].partCount ) );
+      qualifiers_.reset( index );
+   }
+}
+
+Ternary EntryContents::firstPart( Qualifier qualifier ) const {
+   return has( qualifier ) ? parts_[ placeOf( static_cast< size_t >( qualifier ) ) ]
+                           : Ternary();
 }
 
 bool EntryContents::compile( LookupRule* rule ) const {
@@ -80,21 +151,42 @@ bool EntryContents::compile( LookupRule* rule ) const {
    if ( has( Qualifier::inPorts ) ) {
       compilePorts( rule );
    }
-   uint8_t valid = 0;
-   for ( unsigned long left = qualifiers_.to_ulong(); left != 0; left &= left - 1 ) {
-      size_t index = static_cast< size_t >( std::countr_zero( left ) );
-      size_t part = 0;
-      for ( const Part& shape : partsOf( index ) ) {
-         if ( compilePart( shape, values_[ index ][ part++ ], rule ) ) {
+   unsigned valid = 0;
+   const Ternary* value = parts_.data();
+   forEachBit( qualifiers_.to_ulong(), [ & ]( size_t index ) {
+      for ( const Part& part : partsOf( index ) ) {
+         const Ternary limited{ value->data, value->mask & part.widest };
+         if ( compilePart( part.field, limited, rule ) ) {
             valid |= shapes[ index ].valid;
          }
+         ++value;
       }
-   }
-   if ( valid != 0 ) {
-      rule->bytes.push_back(
-            { static_cast< uint8_t >( Key::valid.offset ), valid, valid } );
-   }
+   } );
+   compilePart( Key::valid, { valid, valid }, rule );
    return ( valid & ( validDstPort | validDstTrunk ) ) != 0;
+}
+
+std::optional< Qualifier > EntryContents::firstFailure( const LookupKey& key ) const {
+   std::optional< Qualifier > failure;
+   if ( has( Qualifier::inPorts ) && !ports_.test( key.get( Key::inPort ) ) ) {
+      return Qualifier::inPorts;
+   }
+   const Ternary* value = parts_.data();
+   const uint32_t present = key.get( Key::valid );
+   forEachBit( qualifiers_.to_ulong(), [ & ]( size_t index ) {
+      const unsigned needed = shapes[ index ].valid;
+      for ( const Part& part : partsOf( index ) ) {
+         const uint32_t mask = value->mask & part.widest;
+         const bool matches = mask == 0 ||
+               ( ( present & needed ) == needed &&
+                     ( ( key.get( part.field ) ^ value->data ) & mask ) == 0 );
+         if ( !matches && !failure ) {
+            failure = static_cast< Qualifier >( index );
+         }
+         ++value;
+      }
+   } );
+   return failure;
 }
 
 void EntryContents::compilePorts( LookupRule* rule ) const {
@@ -113,21 +205,19 @@ void EntryContents::compilePorts( LookupRule* rule ) const {
 
 std::vector< QualifierValue > EntryContents::qualifiers() const {
    std::vector< QualifierValue > result;
-   for ( size_t index = 0; index < count_; ++index ) {
-      if ( !qualifiers_.test( index ) ) {
-         continue;
-      }
+   const Ternary* part = parts_.data();
+   forEachBit( qualifiers_.to_ulong(), [ & ]( size_t index ) {
       QualifierValue value;
       value.qualifier = static_cast< Qualifier >( index );
       if ( value.qualifier == Qualifier::inPorts ) {
          value.ports = ports_;
       }
-      for ( size_t i = 0; i < partsOf( index ).size(); ++i ) {
-         value.data.push_back( values_[ index ][ i ].data );
-         value.mask.push_back( values_[ index ][ i ].mask );
+      for ( size_t i = 0; i < shapes[ index ].partCount; ++i, ++part ) {
+         value.data.push_back( part->data );
+         value.mask.push_back( part->mask );
       }
       result.push_back( std::move( value ) );
-   }
+   } );
    return result;
 }
 

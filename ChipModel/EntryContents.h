@@ -7,18 +7,14 @@
 
 #include <array>
 #include <cstdint>
+#include <initializer_list>
+#include <optional>
 #include <vector>
 
 #include "ChipModel/FieldProcessor.h"
 #include "ChipModel/LookupEngine.h"
 
 namespace ChipModel {
-
-// A value to compare with under a mask; a mask bit of zero does not care.
-struct Ternary {
-   uint32_t data = 0;
-   uint32_t mask = 0;
-};
 
 class EntryContents {
  public:
@@ -29,15 +25,20 @@ class EntryContents {
       return qualifiers_.test( static_cast< size_t >( qualifier ) );
    }
    void inPortsIs( const Shim::PortBitmap& data, const Shim::PortBitmap& mask );
-   // False, and nothing changed, if a value is wider than its field. Masks may be wider:
-   // there is nothing to care about beyond the field. `second` is for DstPort, whose two
-   // parts are the module and the port.
-   bool qualifierIs( Shim::Qualifier qualifier, Ternary first, Ternary second = {} );
+   // As many parts as the qualifier has: DstPort a module and a port, an IPv6 address four
+   // words, a MAC address its upper 16 bits and the others. False, and nothing changed, if a
+   // value is wider than its field. Masks may be wider: there is nothing to care about beyond
+   // the field.
+   bool qualifierIs( Shim::Qualifier qualifier, std::initializer_list< Ternary > parts );
    void qualifierDel( Shim::Qualifier qualifier );
+   // The first part of a qualifier; nothing in it if the entry does not have it.
+   Ternary firstPart( Shim::Qualifier qualifier ) const;
 
    // Replaces what `rule` holds; true if it looks at where the frame goes. A qualifier
    // whose mask is zero restricts nothing and looks at nothing.
    bool compile( LookupRule* rule ) const;
+   // The first qualifier that the key does not satisfy; none if it matches.
+   std::optional< Shim::Qualifier > firstFailure( const LookupKey& key ) const;
    // For reading back.
    std::vector< QualifierValue > qualifiers() const;
 
@@ -45,10 +46,11 @@ class EntryContents {
    static constexpr size_t count_ = static_cast< size_t >( Shim::Qualifier::count_ );
 
    void compilePorts( LookupRule* rule ) const;
+   size_t placeOf( size_t qualifier ) const;
 
    Shim::QualifierSet qualifiers_;
-   std::array< std::array< Ternary, 2 >, count_ > values_{};
-   Shim::PortBitmap ports_; // that InPorts accepts
+   std::vector< Ternary > parts_; // of the qualifiers it has, in their order
+   Shim::PortBitmap ports_;       // that InPorts accepts
 };
 
 } // namespace ChipModel

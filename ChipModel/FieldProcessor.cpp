@@ -7,6 +7,7 @@
 
 #include "ChipModel/ChipProfile.h"
 #include "ChipModel/FieldTables.h"
+#include "ChipModel/RangeCheckers.h"
 #include "Platform/Zol/Assert.h"
 
 namespace ChipModel {
@@ -21,6 +22,7 @@ using Shim::Sdk;
 struct Stage {
    int capacity = 0;
    int used = 0;
+   int deepGroups = 0;                // that look beyond layer 2
    std::vector< FieldGroup* > groups; // highest priority first, then lowest id
 };
 
@@ -28,10 +30,32 @@ bool isStage( FieldStage stage ) {
    return stage == FieldStage::ingress || stage == FieldStage::egress;
 }
 
+// Whether the chip has the action, and can do it with these parameters.
+bool isAction(
+      Shim::FieldAction action, uint32_t param0, uint32_t param1, uint32_t destinations ) {
+   switch ( action ) {
+   case Shim::FieldAction::mirrorIngress:
+   case Shim::FieldAction::mirrorEgress:
+      return param1 < destinations;
+   case Shim::FieldAction::mirrorIngressTo:
+      return param0 < destinations;
+   case Shim::FieldAction::drop:
+   case Shim::FieldAction::cosQCpuNew:
+      return true;
+   }
+   return false;
+}
+
+// Whether the parser has to look for more than forwarding needs: the first qualifiers are what
+// forwarding knows.
+bool isDeep( const Shim::QualifierSet& qualifiers ) {
+   return ( qualifiers >> static_cast< size_t >( Qualifier::ipType ) ).any();
+}
+
 } // namespace
 
 struct FieldProcessor::State {
-   explicit State( const ChipProfile& p ) : profile( p ) {
+   explicit State( const ChipProfile& p ) : profile( p ), ranges( p.rangeCheckers ) {
       stage( FieldStage::ingress ).capacity = p.ingressEntries;
       stage( FieldStage::egress ).capacity = p.egressEntries;
    }
@@ -53,10 +77,10 @@ struct FieldProcessor::State {
       entry->modified |= rc == Sdk::QX_BCM_E_NONE();
       return rc;
    }
-   Rc qualify( int id, Qualifier qualifier, Ternary first, Ternary second = {} ) {
+   Rc qualify( int id, Qualifier qualifier, std::initializer_list< Ternary > parts ) {
       return change( id, [ & ]( FieldEntry& entry ) {
          bool done = entry.group->qualifiers.test( static_cast< size_t >( qualifier ) ) &&
-               entry.contents.qualifierIs( qualifier, first, second );
+               entry.contents.qualifierIs( qualifier, parts );
          return done ? Sdk::QX_BCM_E_NONE() : Sdk::QX_BCM_E_PARAM();
       } );
    }
@@ -65,6 +89,7 @@ struct FieldProcessor::State {
    std::array< Stage, 2 > stages;
    std::map< int, FieldGroup > groups;
    FieldEntryTable entries;
+   RangeCheckers ranges;
    int nextGroup = 1;
 };
 
@@ -94,6 +119,7 @@ Rc FieldProcessor::groupCreate(
    auto place = std::find_if( peers.begin(), peers.end(),
          [ priority ]( const FieldGroup* peer ) { return peer->priority < priority; } );
    peers.insert( place, &created );
+   state_->stage( stage ).deepGroups += isDeep( qualifiers );
    *group = created.id;
    return Sdk::QX_BCM_E_NONE();
 }
@@ -106,7 +132,9 @@ Rc FieldProcessor::groupDestroy( int id ) {
    if ( group->entries != 0 ) {
       return Sdk::QX_BCM_E_BUSY();
    }
-   std::erase( state_->stage( group->stage ).groups, group );
+   Stage& stage = state_->stage( group->stage );
+   stage.deepGroups -= isDeep( group->qualifiers );
+   std::erase( stage.groups, group );
    state_->groups.erase( id );
    return Sdk::QX_BCM_E_NONE();
 }
@@ -215,27 +243,42 @@ Rc FieldProcessor::qualifyPortClass( int id, uint32_t data, uint32_t mask ) {
    if ( state_->entries.find( id ) != nullptr && uint64_t{ data } >> bits != 0 ) {
       return Sdk::QX_BCM_E_PARAM();
    }
-   return state_->qualify( id, Qualifier::portClass, { data, mask } );
+   return state_->qualify( id, Qualifier::portClass, { { data, mask } } );
 }
 
 Rc FieldProcessor::qualifyDstPort(
       int id, uint32_t modId, uint32_t modIdMask, uint32_t port, uint32_t portMask ) {
    return state_->qualify(
-         id, Qualifier::dstPort, { modId, modIdMask }, { port, portMask } );
+         id, Qualifier::dstPort, { { modId, modIdMask }, { port, portMask } } );
 }
 
 Rc FieldProcessor::qualifyDstTrunk( int id, int trunk, uint32_t mask ) {
    // A negative trunk turns into a value that is wider than the field.
    return state_->qualify(
-         id, Qualifier::dstTrunk, { static_cast< uint32_t >( trunk ), mask } );
+         id, Qualifier::dstTrunk, { { static_cast< uint32_t >( trunk ), mask } } );
 }
 
 Rc FieldProcessor::qualifyDrop( int id, uint32_t data, uint32_t mask ) {
-   return state_->qualify( id, Qualifier::drop, { data, mask } );
+   return state_->qualify( id, Qualifier::drop, { { data, mask } } );
 }
 
 Rc FieldProcessor::qualifyOuterVlanId( int id, uint32_t data, uint32_t mask ) {
-   return state_->qualify( id, Qualifier::outerVlanId, { data, mask } );
+   return state_->qualify( id, Qualifier::outerVlanId, { { data, mask } } );
+}
+
+Rc FieldProcessor::qualify(
+      int id, Qualifier qualifier, std::initializer_list< Ternary > parts ) {
+   return state_->qualify( id, qualifier, parts );
+}
+
+Rc FieldProcessor::qualifyRangeCheck( int id, int range ) {
+   const FieldEntry* entry = state_->entries.find( id );
+   const uint32_t bit = state_->ranges.bitOf( range );
+   if ( entry == nullptr || bit == 0 ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   const uint32_t asked = entry->contents.firstPart( Qualifier::rangeCheck ).data | bit;
+   return state_->qualify( id, Qualifier::rangeCheck, { { asked, asked } } );
 }
 
 Rc FieldProcessor::qualifierDelete( int id, Qualifier qualifier ) {
@@ -253,11 +296,9 @@ Rc FieldProcessor::qualifierDelete( int id, Qualifier qualifier ) {
 
 Rc FieldProcessor::actionAdd(
       int id, Shim::FieldAction action, uint32_t param0, uint32_t param1 ) {
+   const auto destinations = static_cast< uint32_t >( state_->profile.mirrorDestinations );
    return state_->change( id, [ & ]( FieldEntry& entry ) {
-      bool known = action == Shim::FieldAction::mirrorIngress ||
-            action == Shim::FieldAction::mirrorEgress;
-      uint32_t destinations = static_cast< uint32_t >( state_->profile.mirrorDestinations );
-      if ( !known || param1 >= destinations ) {
+      if ( !isAction( action, param0, param1, destinations ) ) {
          return Sdk::QX_BCM_E_PARAM();
       }
       std::vector< ActionValue >& actions = entry.contents.actions;
@@ -279,14 +320,95 @@ Rc FieldProcessor::actionRemove( int id, Shim::FieldAction action ) {
    } );
 }
 
+Rc FieldProcessor::actionRemoveAll( int id ) {
+   return state_->change( id, []( FieldEntry& entry ) {
+      entry.contents.actions.clear();
+      return Sdk::QX_BCM_E_NONE();
+   } );
+}
+
+Rc FieldProcessor::actionGet( int id, Shim::FieldAction action, ActionValue* value ) const {
+   const FieldEntry* entry = state_->entries.find( id );
+   if ( entry == nullptr ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   for ( const ActionValue& present : entry->contents.actions ) {
+      if ( present.action == action ) {
+         *value = present;
+         return Sdk::QX_BCM_E_NONE();
+      }
+   }
+   return Sdk::QX_BCM_E_NOT_FOUND();
+}
+
+Rc FieldProcessor::rangeCreate(
+      Shim::FieldRange what, uint32_t min, uint32_t max, int* range ) {
+   return state_->ranges.create( what, min, max, range );
+}
+
+Rc FieldProcessor::rangeDestroy( int range ) {
+   const uint32_t bit = state_->ranges.bitOf( range );
+   if ( bit == 0 ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   bool asked = false;
+   state_->entries.forEach( [ & ]( const FieldEntry& entry ) {
+      for ( const EntryContents* contents : { &entry.contents, &entry.effective() } ) {
+         asked = asked || ( contents->firstPart( Qualifier::rangeCheck ).data & bit ) != 0;
+      }
+   } );
+   if ( asked ) {
+      return Sdk::QX_BCM_E_BUSY();
+   }
+   state_->ranges.destroy( range );
+   return Sdk::QX_BCM_E_NONE();
+}
+
+int FieldProcessor::rangeCheckersUsed() const {
+   return static_cast< int >( state_->ranges.views().size() );
+}
+
+std::vector< RangeView > FieldProcessor::ranges() const { return state_->ranges.views(); }
+
+bool FieldProcessor::looksBeyondL2( FieldStage stage ) const {
+   return state_->stage( stage ).deepGroups != 0;
+}
+
+void FieldProcessor::checkRanges( LookupKey& key ) const {
+   if ( !state_->ranges.views().empty() && ( key.get( Key::valid ) & validPorts ) != 0 ) {
+      key.set( Key::rangeCheck, state_->ranges.answers( key ) );
+   }
+}
+
+std::vector< EntryMiss > FieldProcessor::misses(
+      int groupId, int winner, const LookupKey& key ) const {
+   const FieldGroup* group = state_->group( groupId );
+   ZOL_ASSERT( group != nullptr );
+   std::vector< const FieldEntry* > others;
+   state_->entries.forEach( [ & ]( const FieldEntry& entry ) {
+      if ( entry.group == group && entry.installed() && entry.id != winner ) {
+         others.push_back( &entry );
+      }
+   } );
+   std::sort( others.begin(), others.end(), []( const FieldEntry* a, const FieldEntry* b ) {
+      return std::pair( -int64_t{ a->effective().priority }, a->id ) <
+            std::pair( -int64_t{ b->effective().priority }, b->id );
+   } );
+   std::vector< EntryMiss > result;
+   for ( const FieldEntry* entry : others ) {
+      result.push_back( { entry->id, entry->effective().firstFailure( key ) } );
+   }
+   return result;
+}
+
 bool FieldProcessor::hasDestinationBound( FieldStage stage ) const {
    const std::vector< FieldGroup* >& groups = state_->stage( stage ).groups;
    return std::any_of( groups.begin(), groups.end(),
          []( const FieldGroup* group ) { return group->destinationBound != 0; } );
 }
 
-int FieldProcessor::lookup( FieldStage stage, GroupChoice choice, const LookupKey& key,
-      Match* out, int room ) const {
+int FieldProcessor::lookup(
+      FieldStage stage, GroupChoice choice, const LookupKey& key, Match* out, int room ) const {
    bool wantBound = choice == GroupChoice::destinationBound;
    int matches = 0;
    for ( const FieldGroup* group : state_->stage( stage ).groups ) {
@@ -329,33 +451,29 @@ std::vector< GroupView > FieldProcessor::groups() const {
    std::vector< GroupView > views;
    for ( const auto& [ id, group ] : state_->groups ) {
       views.push_back( { id, group.stage, group.priority, group.qualifiers, group.entries,
-            group.lookup.rules() } );
+            group.lookup.rules(), group.destinationBound != 0 } );
    }
    return views;
 }
 
 std::vector< EntryView > FieldProcessor::entries() const {
    std::vector< const FieldEntry* > sorted;
-   state_->entries.forEach(
-         [ & ]( const FieldEntry& entry ) { sorted.push_back( &entry ); } );
+   state_->entries.forEach( [ & ]( const FieldEntry& entry ) { sorted.push_back( &entry ); } );
    auto key = []( const FieldEntry* entry ) {
       const FieldGroup& group = *entry->group;
       // Highest priority first; the 64 bits keep the least priority's negation in range.
       return std::tuple( group.stage, -int64_t{ group.priority }, group.id,
             -int64_t{ entry->contents.priority }, entry->id );
    };
-   std::sort(
-         sorted.begin(), sorted.end(), [ & ]( const FieldEntry* a, const FieldEntry* b ) {
-            return key( a ) < key( b );
-         } );
+   std::sort( sorted.begin(), sorted.end(),
+         [ & ]( const FieldEntry* a, const FieldEntry* b ) { return key( a ) < key( b ); } );
    std::vector< EntryView > views;
    views.reserve( sorted.size() );
    for ( const FieldEntry* entry : sorted ) {
       const EntryContents& contents = entry->contents;
-      views.push_back(
-            { entry->id, entry->group->id, entry->group->stage, contents.priority,
-                  entry->installed(), entry->modified, entry->name, contents.qualifiers(),
-                  contents.actions, entry->counters.packets, entry->counters.bytes } );
+      views.push_back( { entry->id, entry->group->id, entry->group->stage, contents.priority,
+            entry->installed(), entry->modified, entry->name, contents.qualifiers(),
+            contents.actions, entry->counters.packets, entry->counters.bytes } );
    }
    return views;
 }

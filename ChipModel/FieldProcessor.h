@@ -8,13 +8,16 @@
 //
 // Qualifiers: data wider than its field is E_PARAM; of a mask, what lies beyond the field does
 // not count. A mask of zero restricts nothing; any other makes the entry match only frames
-// that have the field at all. InPorts matches the ports of data & mask.
+// that have the field at all (VLAN, IP, layer-4 ports and so on). InPorts matches the ports of
+// data & mask.
 //
 // Lookup: every group answers with its best installed entry (highest priority; among equals
 // the one created first). Groups do not shadow each other.
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,7 +37,7 @@ struct ActionValue {
 // One qualifier of an entry, as it was given, for printing and reading back.
 struct QualifierValue {
    Shim::Qualifier qualifier{};
-   std::vector< uint32_t > data; // DstPort: module, port; PortClass: bits; others: the value
+   std::vector< uint32_t > data; // its parts; see EntryContents
    std::vector< uint32_t > mask;
    Shim::PortBitmap ports; // InPorts only: the ports that match
 };
@@ -60,6 +63,28 @@ struct GroupView {
    Shim::QualifierSet qualifiers;
    int entries = 0;
    int installed = 0;
+   bool destinationBound = false; // looked up once per destination: see GroupChoice
+};
+
+// A value to compare with under a mask; a mask bit of zero does not care.
+struct Ternary {
+   uint32_t data = 0;
+   uint32_t mask = 0;
+};
+
+// Why an entry that is installed does not match a frame, or does not win although it does.
+struct EntryMiss {
+   int entry = 0;
+   std::optional< Shim::Qualifier > failed; // the first that does not hold; none: it matches
+};
+
+// A range checker in use. Entries ask it by its bit: see QualifierValue of RangeCheck.
+struct RangeView {
+   int id = 0;
+   uint32_t bit = 0;
+   Shim::FieldRange what{};
+   uint32_t min = 0; // both included
+   uint32_t max = 0;
 };
 
 // One group's answer to one lookup. `actions` stays valid until the entry changes.
@@ -89,14 +114,21 @@ class FieldProcessor {
    Shim::Rc entryNameSet( int entry, const char* name );
    Shim::Rc qualifyInPorts( int entry, const Shim::PortBitmap&, const Shim::PortBitmap& mask );
    Shim::Rc qualifyPortClass( int entry, uint32_t data, uint32_t mask );
-   Shim::Rc qualifyDstPort( int entry, uint32_t modId, uint32_t modIdMask, uint32_t port,
-         uint32_t portMask );
+   Shim::Rc qualifyDstPort(
+         int entry, uint32_t modId, uint32_t modIdMask, uint32_t port, uint32_t portMask );
    Shim::Rc qualifyDstTrunk( int entry, int trunk, uint32_t mask );
    Shim::Rc qualifyDrop( int entry, uint32_t data, uint32_t mask );
    Shim::Rc qualifyOuterVlanId( int entry, uint32_t data, uint32_t mask );
+   // Any qualifier but InPorts; see EntryContents for its parts.
+   Shim::Rc qualify( int entry, Shim::Qualifier, std::initializer_list< Ternary > parts );
+   Shim::Rc qualifyRangeCheck( int entry, int range );
    Shim::Rc qualifierDelete( int entry, Shim::Qualifier );
    Shim::Rc actionAdd( int entry, Shim::FieldAction, uint32_t param0, uint32_t param1 );
    Shim::Rc actionRemove( int entry, Shim::FieldAction );
+   Shim::Rc actionRemoveAll( int entry );
+   Shim::Rc actionGet( int entry, Shim::FieldAction, ActionValue* value ) const;
+   Shim::Rc rangeCreate( Shim::FieldRange what, uint32_t min, uint32_t max, int* range );
+   Shim::Rc rangeDestroy( int range );
 
    // --- Packets -------------------------------------------------------------------------
    // Which groups a lookup asks. A frame with several destinations (flooded, say) is looked
@@ -106,18 +138,28 @@ class FieldProcessor {
    // True when a group of the stage has an installed entry on dstPort or dstTrunk (with a mask
    // other than zero).
    bool hasDestinationBound( Shim::FieldStage ) const;
+   // Whether some group of the stage can look at more than ports, VLAN and destination.
+   bool looksBeyondL2( Shim::FieldStage ) const;
+   // Fills in what the range checkers find; the key has its layer-4 ports.
+   void checkRanges( LookupKey& key ) const;
    // Writes at most `room` matches, one per group that matched, highest group priority
    // first; returns how many. No allocation.
    int lookup( Shim::FieldStage, GroupChoice, const LookupKey&, Match* out, int room ) const;
    // Adds one frame to a match's counters.
    void count( const Match& match, uint32_t frameBytes );
 
+   // Every other installed entry of a group (which must exist), by priority: why it is not the
+   // one. A winner that is no entry's id: all of them.
+   std::vector< EntryMiss > misses( int group, int winner, const LookupKey& key ) const;
+
    // --- Limits and reading back ---------------------------------------------------------
    int capacity( Shim::FieldStage ) const;
    void capacityIs( Shim::FieldStage, int entries ); // below what is used: no more are given
    int entriesUsed( Shim::FieldStage ) const;
-   std::vector< GroupView > groups() const;   // by id
-   std::vector< EntryView > entries() const;  // by group priority, then priority, then id
+   int rangeCheckersUsed() const;
+   std::vector< RangeView > ranges() const;  // by id
+   std::vector< GroupView > groups() const;  // by id
+   std::vector< EntryView > entries() const; // by group priority, then priority, then id
 
  private:
    struct State;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <utility>
 
+#include "ChipModel/HeaderParser.h"
 #include "Platform/Zol/Assert.h"
 
 namespace ChipModel {
@@ -12,6 +14,8 @@ using Shim::FieldStage;
 using GroupChoice = FieldProcessor::GroupChoice;
 
 namespace {
+
+constexpr uint32_t noDestination = ~0U;
 
 // Also when a sink throws.
 class BusyScope {
@@ -61,6 +65,10 @@ void Pipeline::receive( int port, const FrameView& frame ) {
       mirror( pass.mirrors.ingress,
             { unit_, 0, CopyKind::ingressMirror, -1, port, -1, pass.frame }, hash );
    }
+   cpuCopies_ += pass.mirrors.toCpu;
+   if ( pass.mirrors.drop && pass.decision.drop == DropReason::none ) {
+      pass.decision.drop = DropReason::filtered;
+   }
    if ( pass.decision.drop != DropReason::none ) {
       ++counters.drops[ static_cast< size_t >( pass.decision.drop ) ];
    } else {
@@ -77,6 +85,10 @@ void Pipeline::fillKey( Pass& pass ) const {
    if ( decision.vid != 0 ) {
       key.set( Key::outerVlanId, decision.vid );
       key.setValid( validOuterVlan );
+   }
+   if ( fields_.looksBeyondL2( FieldStage::ingress ) || observer_ != nullptr ) {
+      parseHeaders( pass.parsed, key );
+      fields_.checkRanges( key );
    }
 }
 
@@ -102,16 +114,16 @@ void Pipeline::lookUp( Pass& pass ) {
    }
    if ( pass.decision.drop != DropReason::none ) {
       // Entries of these groups that do not ask for the destination still see it.
-      pass.mirrors.ingress |= lookUp( pass, GroupChoice::destinationBound, -1 ).ingress;
+      pass.mirrors.add( lookUp( pass, GroupChoice::destinationBound, -1 ) );
       return;
    }
    countedEntries_.clear();
    pass.perCopy = true;
    pass.decision.egress.forEach( [ & ]( int egressPort ) {
       setDestination( pass, egressPort );
-      const Mirrors found = lookUp( pass, GroupChoice::destinationBound, egressPort );
-      pass.mirrors.ingress |= found.ingress;
-      copyMirrors_[ static_cast< size_t >( egressPort ) ] = found.egress;
+      Mirrors found = lookUp( pass, GroupChoice::destinationBound, egressPort );
+      copyMirrors_[ static_cast< size_t >( egressPort ) ] = std::exchange( found.egress, 0 );
+      pass.mirrors.add( found );
    } );
 }
 
@@ -119,11 +131,14 @@ Pipeline::Mirrors Pipeline::lookUp( const Pass& pass, GroupChoice choice, int eg
    Match matches[ maxGroups ];
    const int count =
          fields_.lookup( FieldStage::ingress, choice, pass.key, matches, maxGroups );
+   if ( observer_ != nullptr ) {
+      observer_->lookedUp( pass.key, choice, egressPort );
+   }
    Mirrors mirrors;
    for ( int i = 0; i < count; ++i ) {
-      const Mirrors found = apply( matches[ i ] );
-      mirrors.ingress |= found.ingress;
-      mirrors.egress |= found.egress;
+      Mirrors found;
+      apply( matches[ i ], found );
+      mirrors.add( found );
       // What concerns the frame counts it once, however many copies it is flooded to; what
       // concerns its copies counts each.
       if ( !pass.decision.flooded || egressPort < 0 || found.egress != 0 ||
@@ -137,19 +152,35 @@ Pipeline::Mirrors Pipeline::lookUp( const Pass& pass, GroupChoice choice, int eg
    return mirrors;
 }
 
-Pipeline::Mirrors Pipeline::apply( const Match& match ) {
-   Mirrors mirrors;
+void Pipeline::apply( const Match& match, Mirrors& mirrors ) {
    for ( const ActionValue& action : *match.actions ) {
-      if ( action.param0 != static_cast< uint32_t >( unit_ ) ||
-            action.param1 >= static_cast< uint32_t >( tables_.mirrors.size() ) ) {
-         ++strayCopies_;
-         continue;
+      const bool isOurs = action.param0 == static_cast< uint32_t >( unit_ );
+      switch ( action.action ) {
+      case FieldAction::mirrorIngressTo:
+         addDestination( action.param0, mirrors.ingress );
+         break;
+      case FieldAction::mirrorIngress:
+         addDestination( isOurs ? action.param1 : noDestination, mirrors.ingress );
+         break;
+      case FieldAction::mirrorEgress:
+         addDestination( isOurs ? action.param1 : noDestination, mirrors.egress );
+         break;
+      case FieldAction::drop:
+         mirrors.drop = true;
+         break;
+      case FieldAction::cosQCpuNew:
+         mirrors.toCpu = true;
+         break;
       }
-      uint32_t& set =
-            action.action == FieldAction::mirrorIngress ? mirrors.ingress : mirrors.egress;
-      set |= uint32_t{ 1 } << action.param1;
    }
-   return mirrors;
+}
+
+void Pipeline::addDestination( uint32_t destination, uint32_t& set ) {
+   if ( destination < static_cast< uint32_t >( tables_.mirrors.size() ) ) {
+      set |= uint32_t{ 1 } << destination;
+   } else {
+      ++strayCopies_;
+   }
 }
 
 bool Pipeline::isFirstCount( const Match& match ) {

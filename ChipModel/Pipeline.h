@@ -8,11 +8,12 @@
 //            -> mirror copies of the frame as received
 //            -> per egress port, in ascending order: tag, send, mirror copies as sent
 //
-// All of a frame's matches apply, whatever their group. A frame that is dropped is looked
-// up and copied too (its key says drop), unless its port is disabled: then it never came
-// in. A frame gives one copy per mirror destination as received, and one per mirror
-// destination and egress port as sent. Copies are neither looked up at ingress nor copied
-// again, and VLANs do not concern them.
+// All of a frame's matches apply, whatever their group. What one of them drops is not sent, not
+// even to the other destinations of a flooded frame, but its copies as received are. A frame
+// that forwarding drops is looked up and copied too (its key says drop), unless its port is
+// disabled: then it never came in. A frame gives one copy per mirror destination as received,
+// and one per mirror destination and egress port as sent. Copies are neither looked up at
+// ingress nor copied again, and VLANs do not concern them.
 //
 // Limits: the egress stage is not looked up; entries there match nothing.
 
@@ -34,10 +35,13 @@ namespace ChipModel {
 class PipelineObserver {
  public:
    virtual ~PipelineObserver() = default;
-   // Before anything of the frame is sent.
+   // Before anything of the frame is sent, and before it is looked up.
    virtual void decided( int unit, const FrameView& frame, const Decision& decision ) = 0;
-   // An entry that the frame decided last matches. `egressPort` is the port of the copy
-   // that was looked up; -1 for the frame as a whole.
+   // The frame decided last is looked up in these groups. `egressPort` is the port of the copy
+   // that is looked up; -1 for the frame as a whole. The key is valid during the call only.
+   virtual void lookedUp(
+         const LookupKey& key, FieldProcessor::GroupChoice choice, int egressPort ) = 0;
+   // An entry matches in the lookup said last.
    virtual void matched( const Match& match, int egressPort ) = 0;
 };
 
@@ -60,12 +64,24 @@ class Pipeline {
    // Matched actions that name another unit, or a destination number that the chip does not
    // have. Copies for a destination that is not set are counted as lost there.
    uint64_t strayCopies() const { return strayCopies_; }
+   // Frames that entries copied to the CPU, once each.
+   uint64_t cpuCopies() const { return cpuCopies_; }
 
  private:
-   // Sets of mirror destinations, a bit each.
+   // What the matches of a lookup want: sets of mirror destinations, a bit each, whether the
+   // frame is not to go on, and whether the CPU gets it.
    struct Mirrors {
       uint32_t ingress = 0;
       uint32_t egress = 0;
+      bool drop = false;
+      bool toCpu = false;
+
+      void add( const Mirrors& other ) {
+         ingress |= other.ingress;
+         egress |= other.egress;
+         drop |= other.drop;
+         toCpu |= other.toCpu;
+      }
    };
    // The frame in hand.
    struct Pass {
@@ -83,7 +99,8 @@ class Pipeline {
    // Looks the frame up and fills its mirrors, and copyMirrors_ where they differ by copy.
    void lookUp( Pass& pass );
    Mirrors lookUp( const Pass& pass, FieldProcessor::GroupChoice choice, int egressPort );
-   Mirrors apply( const Match& match );
+   void apply( const Match& match, Mirrors& mirrors );
+   void addDestination( uint32_t destination, uint32_t& set );
    bool isFirstCount( const Match& match );
 
    void transmit( Pass& pass, LazyFlowHash& hash );
@@ -91,9 +108,7 @@ class Pipeline {
    // The port by which copies for a destination leave; -1: none.
    int mirrorPort( const Shim::MirrorDestination& destination, LazyFlowHash& hash ) const;
    void send( const SentFrame& frame );
-   PortCounters& countersOf( int port ) {
-      return counters_[ static_cast< size_t >( port ) ];
-   }
+   PortCounters& countersOf( int port ) { return counters_[ static_cast< size_t >( port ) ]; }
 
    int unit_;
    Tables& tables_;
@@ -105,6 +120,7 @@ class Pipeline {
    bool busy_ = false;
    std::array< PortCounters, Shim::maxPorts > counters_{};
    uint64_t strayCopies_ = 0;
+   uint64_t cpuCopies_ = 0;
    // Of the frame in hand: per egress port what that copy adds to the mirrors of all
    // copies, and the entries that were counted while its copies were looked up.
    std::array< uint32_t, Shim::maxPorts > copyMirrors_{};

@@ -5,6 +5,7 @@
 #include <map>
 #include <string_view>
 
+#include "ChipModel/FieldNames.h"
 #include "Platform/Zol/Assert.h"
 
 namespace ChipModel {
@@ -37,26 +38,6 @@ std::string text( const Shim::PortBitmap& ports ) {
    return result.empty() ? "none" : result;
 }
 
-std::string_view qualifierName( Shim::Qualifier qualifier ) {
-   switch ( qualifier ) {
-   case Shim::Qualifier::inPorts:
-      return "InPorts";
-   case Shim::Qualifier::portClass:
-      return "PortClass";
-   case Shim::Qualifier::dstPort:
-      return "DstPort";
-   case Shim::Qualifier::dstTrunk:
-      return "DstTrunk";
-   case Shim::Qualifier::drop:
-      return "Drop";
-   case Shim::Qualifier::outerVlanId:
-      return "OuterVlanId";
-   case Shim::Qualifier::count_:
-      break;
-   }
-   return "unknown";
-}
-
 std::string text( const Shim::QualifierSet& set ) {
    std::string result;
    for ( size_t i = 0; i < set.size(); ++i ) {
@@ -68,11 +49,36 @@ std::string text( const Shim::QualifierSet& set ) {
    return result.empty() ? "none" : result;
 }
 
-std::string text( const QualifierValue& value ) {
-   if ( value.qualifier == Shim::Qualifier::inPorts ) {
-      return text( value.ports );
+std::string text( const RangeView& range ) {
+   return std::string( rangeName( range.what ) ) + " " + std::to_string( range.min ) + "-" +
+         std::to_string( range.max );
+}
+
+// Which bit and which id a checker has differ from run to run; what it compares does not.
+std::string text( const std::vector< RangeView >& ranges, uint32_t asked ) {
+   std::string result;
+   for ( const RangeView& range : ranges ) {
+      if ( ( range.bit & asked ) != 0 ) {
+         result.append( result.empty() ? "" : "," ).append( text( range ) );
+      }
    }
+   return result;
+}
+
+std::string text( const QualifierValue& value, const std::vector< RangeView >& ranges ) {
    ZOL_ASSERT( value.data.size() == value.mask.size() );
+   switch ( value.qualifier ) {
+   case Shim::Qualifier::inPorts:
+      return text( value.ports );
+   case Shim::Qualifier::ipType:
+      return std::string( ipTypeName( { value.data[ 0 ], value.mask[ 0 ] } ) );
+   case Shim::Qualifier::ipFrag:
+      return std::string( ipFragName( { value.data[ 0 ], value.mask[ 0 ] } ) );
+   case Shim::Qualifier::rangeCheck:
+      return text( ranges, value.data[ 0 ] );
+   default:
+      break;
+   }
    std::string result;
    for ( size_t i = 0; i < value.data.size(); ++i ) {
       result.append( i == 0 ? "" : "," ).append( hex( value.data[ i ] ) );
@@ -82,11 +88,20 @@ std::string text( const QualifierValue& value ) {
 }
 
 std::string text( const ActionValue& action ) {
-   const std::string name = action.action == Shim::FieldAction::mirrorIngress
-         ? "mirror ingress"
-         : "mirror egress";
-   return name + " unit " + std::to_string( action.param0 ) + " destination " +
-         std::to_string( action.param1 );
+   std::string result( actionName( action.action ) );
+   switch ( action.action ) {
+   case Shim::FieldAction::mirrorIngress:
+   case Shim::FieldAction::mirrorEgress:
+      return result + " unit " + std::to_string( action.param0 ) + " destination " +
+            std::to_string( action.param1 );
+   case Shim::FieldAction::mirrorIngressTo:
+      return result + " destination " + std::to_string( action.param0 );
+   case Shim::FieldAction::cosQCpuNew:
+      return result + " queue " + std::to_string( action.param0 );
+   case Shim::FieldAction::drop:
+      break;
+   }
+   return result;
 }
 
 class Describer {
@@ -109,7 +124,8 @@ class Describer {
    void addForwarding( const ChipState& state );
    void addMirrorDestination( const MirrorDestinationState& destination );
    void addFields( const ChipState& state );
-   void addEntry( const EntryView& entry, const std::string& place );
+   void addEntry( const EntryView& entry, const std::string& place,
+         const std::vector< RangeView >& ranges );
 
    // A name for the n-th thing called `name`: hardware ids differ from run to run.
    std::string ordinal( const std::string& name ) {
@@ -136,6 +152,7 @@ std::vector< Line > Describer::describe( const ChipState& state ) {
       addMirrorDestination( destination );
    }
    addCount( "stray copies", state.strayCopies );
+   addCount( "CPU copies", state.cpuCopies );
    addFields( state );
    return std::move( lines_ );
 }
@@ -171,8 +188,7 @@ void Describer::addForwarding( const ChipState& state ) {
          members += members.empty() ? "" : ",";
          members += text( port );
       }
-      add( "trunk " + text( trunk.trunk ) + " members",
-            members.empty() ? "none" : members );
+      add( "trunk " + text( trunk.trunk ) + " members", members.empty() ? "none" : members );
    }
    for ( const Shim::L2Addr& address : state.l2Addresses ) {
       if ( all_ || address.isStatic ) {
@@ -187,8 +203,7 @@ void Describer::addMirrorDestination( const MirrorDestinationState& destination 
    const std::string place = "mirror destination " + text( destination.destination ) + " ";
    if ( destination.value ) {
       const bool isPort = destination.value->kind == Shim::MirrorDestination::Kind::port;
-      add( place + "value",
-            ( isPort ? "port " : "trunk " ) + text( destination.value->id ) );
+      add( place + "value", ( isPort ? "port " : "trunk " ) + text( destination.value->id ) );
    }
    addCount( place + "frames", destination.counters.frames );
    addCount( place + "bytes", destination.counters.bytes );
@@ -197,6 +212,11 @@ void Describer::addMirrorDestination( const MirrorDestinationState& destination 
 }
 
 void Describer::addFields( const ChipState& state ) {
+   for ( const RangeView& range : state.ranges ) {
+      add( all_ ? "range checker " + text( range.id )
+                : ordinal( "range checker " + text( range ) ),
+            text( range ) );
+   }
    for ( const GroupView& group : state.groups ) {
       const std::string stage( text( group.stage ) );
       const std::string place = all_
@@ -211,11 +231,13 @@ void Describer::addFields( const ChipState& state ) {
    }
    for ( const EntryView& entry : state.entries ) {
       addEntry( entry,
-            all_ ? "entry " + text( entry.id ) : ordinal( "entry '" + entry.name + "'" ) );
+            all_ ? "entry " + text( entry.id ) : ordinal( "entry '" + entry.name + "'" ),
+            state.ranges );
    }
 }
 
-void Describer::addEntry( const EntryView& entry, const std::string& place ) {
+void Describer::addEntry( const EntryView& entry, const std::string& place,
+      const std::vector< RangeView >& ranges ) {
    add( place + " group", groupPlaces_[ entry.group ] );
    add( place + " stage", std::string( text( entry.stage ) ) );
    add( place + " name", entry.name );
@@ -224,7 +246,7 @@ void Describer::addEntry( const EntryView& entry, const std::string& place ) {
    add( place + " modified", text( entry.modified ) );
    for ( const QualifierValue& qualifier : entry.qualifiers ) {
       add( place + " " + std::string( qualifierName( qualifier.qualifier ) ),
-            text( qualifier ) );
+            text( qualifier, ranges ) );
    }
    std::string actions;
    for ( const ActionValue& action : entry.actions ) {

@@ -57,6 +57,8 @@ struct ChipState {
    std::vector< Shim::L2Addr > l2Addresses; // by VLAN, then MAC
    std::vector< MirrorDestinationState > mirrorDestinations;
    uint64_t strayCopies = 0;         // see Pipeline::strayCopies
+   uint64_t cpuCopies = 0;           // see Pipeline::cpuCopies
+   std::vector< RangeView > ranges;  // by id
    std::vector< GroupView > groups;  // by id
    std::vector< EntryView > entries; // in the order of lookup
 };

@@ -6,26 +6,6 @@ namespace ChipModel {
 
 using Shim::Rc;
 
-template < typename Operation >
-Rc SdkModel::call( SdkCall name, int unit, Operation&& operation ) {
-   return gate_.pass( name, unit, [ & ]() -> Rc {
-      const auto found = chips_.find( unit );
-      return found == chips_.end() ? QX_BCM_E_UNIT() : operation( *found->second );
-   } );
-}
-
-template < typename Value, typename Operation >
-Rc SdkModel::callFor( SdkCall name, int unit, Value* out, Operation&& operation ) {
-   Value value{};
-   const Rc rc = call( name, unit, [ & ]( Chip& chip ) {
-      return out == nullptr ? QX_BCM_E_PARAM() : operation( chip, &value );
-   } );
-   if ( rc == QX_BCM_E_NONE() ) {
-      *out = value;
-   }
-   return rc;
-}
-
 bool SdkModel::QX_SOC_IS_TOMAHAWKX( int unit ) const {
    const auto found = chips_.find( unit );
    return found != chips_.end() && found->second->profile().tomahawkFamily;
@@ -33,10 +13,9 @@ bool SdkModel::QX_SOC_IS_TOMAHAWKX( int unit ) const {
 
 Rc SdkModel::bcm_field_group_create( int unit, Shim::FieldStage stage,
       Shim::QualifierSet qualifiers, int priority, int* group ) {
-   return callFor(
-         SdkCall::bcm_field_group_create, unit, group, [ & ]( Chip& chip, int* id ) {
-            return chip.fields().groupCreate( stage, qualifiers, priority, id );
-         } );
+   return callFor( SdkCall::bcm_field_group_create, unit, group, [ & ]( Chip& chip, int* id ) {
+      return chip.fields().groupCreate( stage, qualifiers, priority, id );
+   } );
 }
 
 Rc SdkModel::bcm_field_group_destroy( int unit, int group ) {
@@ -44,8 +23,7 @@ Rc SdkModel::bcm_field_group_destroy( int unit, int group ) {
          [ & ]( Chip& chip ) { return chip.fields().groupDestroy( group ); } );
 }
 
-Rc SdkModel::bcm_field_group_status_get(
-      int unit, int group, Shim::FieldGroupStatus* status ) {
+Rc SdkModel::bcm_field_group_status_get( int unit, int group, Shim::FieldGroupStatus* status ) {
    return callFor( SdkCall::bcm_field_group_status_get, unit, status,
          [ & ]( Chip& chip, Shim::FieldGroupStatus* value ) {
             return chip.fields().groupStatusGet( group, value );
@@ -85,29 +63,25 @@ Rc SdkModel::bcm_field_entry_name_set( int unit, int entry, const char* name ) {
 
 Rc SdkModel::bcm_field_qualify_InPorts(
       int unit, int entry, const Bitmap& data, const Bitmap& mask ) {
-   return call( SdkCall::bcm_field_qualify_InPorts, unit, [ & ]( Chip& chip ) {
-      return chip.fields().qualifyInPorts( entry, data, mask );
-   } );
+   return call( SdkCall::bcm_field_qualify_InPorts, unit,
+         [ & ]( Chip& chip ) { return chip.fields().qualifyInPorts( entry, data, mask ); } );
 }
 
-Rc SdkModel::bcm_field_qualify_PortClass(
-      int unit, int entry, uint32_t data, uint32_t mask ) {
-   return call( SdkCall::bcm_field_qualify_PortClass, unit, [ & ]( Chip& chip ) {
-      return chip.fields().qualifyPortClass( entry, data, mask );
-   } );
+Rc SdkModel::bcm_field_qualify_PortClass( int unit, int entry, uint32_t data, uint32_t mask ) {
+   return call( SdkCall::bcm_field_qualify_PortClass, unit,
+         [ & ]( Chip& chip ) { return chip.fields().qualifyPortClass( entry, data, mask ); } );
 }
 
-Rc SdkModel::bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId,
-      uint32_t modIdMask, uint32_t port, uint32_t portMask ) {
+Rc SdkModel::bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId, uint32_t modIdMask,
+      uint32_t port, uint32_t portMask ) {
    return call( SdkCall::bcm_field_qualify_DstPort, unit, [ & ]( Chip& chip ) {
       return chip.fields().qualifyDstPort( entry, modId, modIdMask, port, portMask );
    } );
 }
 
 Rc SdkModel::bcm_field_qualify_DstTrunk( int unit, int entry, int trunk, uint32_t mask ) {
-   return call( SdkCall::bcm_field_qualify_DstTrunk, unit, [ & ]( Chip& chip ) {
-      return chip.fields().qualifyDstTrunk( entry, trunk, mask );
-   } );
+   return call( SdkCall::bcm_field_qualify_DstTrunk, unit,
+         [ & ]( Chip& chip ) { return chip.fields().qualifyDstTrunk( entry, trunk, mask ); } );
 }
 
 Rc SdkModel::bcm_field_qualify_Drop( int unit, int entry, uint32_t data, uint32_t mask ) {
@@ -122,10 +96,20 @@ Rc SdkModel::bcm_field_qualify_OuterVlanId(
    } );
 }
 
+Rc SdkModel::qualify( SdkCall name, int unit, int entry, Shim::Qualifier qualifier,
+      std::initializer_list< Ternary > parts ) {
+   return call( name, unit,
+         [ & ]( Chip& chip ) { return chip.fields().qualify( entry, qualifier, parts ); } );
+}
+
+Rc SdkModel::bcm_field_qualify_RangeCheck( int unit, int entry, int range ) {
+   return call( SdkCall::bcm_field_qualify_RangeCheck, unit,
+         [ & ]( Chip& chip ) { return chip.fields().qualifyRangeCheck( entry, range ); } );
+}
+
 Rc SdkModel::bcm_field_qualifier_delete( int unit, int entry, Shim::Qualifier qualifier ) {
-   return call( SdkCall::bcm_field_qualifier_delete, unit, [ & ]( Chip& chip ) {
-      return chip.fields().qualifierDelete( entry, qualifier );
-   } );
+   return call( SdkCall::bcm_field_qualifier_delete, unit,
+         [ & ]( Chip& chip ) { return chip.fields().qualifierDelete( entry, qualifier ); } );
 }
 
 Rc SdkModel::bcm_field_action_add(
@@ -138,6 +122,38 @@ Rc SdkModel::bcm_field_action_add(
 Rc SdkModel::bcm_field_action_remove( int unit, int entry, Shim::FieldAction action ) {
    return call( SdkCall::bcm_field_action_remove, unit,
          [ & ]( Chip& chip ) { return chip.fields().actionRemove( entry, action ); } );
+}
+
+Rc SdkModel::bcm_field_action_remove_all( int unit, int entry ) {
+   return call( SdkCall::bcm_field_action_remove_all, unit,
+         [ & ]( Chip& chip ) { return chip.fields().actionRemoveAll( entry ); } );
+}
+
+Rc SdkModel::bcm_field_action_get(
+      int unit, int entry, Shim::FieldAction action, uint32_t* param0, uint32_t* param1 ) {
+   ActionValue value;
+   const Rc rc = call( SdkCall::bcm_field_action_get, unit, [ & ]( Chip& chip ) {
+      return param0 == nullptr || param1 == nullptr
+            ? QX_BCM_E_PARAM()
+            : chip.fields().actionGet( entry, action, &value );
+   } );
+   if ( rc == QX_BCM_E_NONE() ) {
+      *param0 = value.param0;
+      *param1 = value.param1;
+   }
+   return rc;
+}
+
+Rc SdkModel::bcm_field_range_create(
+      int unit, Shim::FieldRange what, uint32_t min, uint32_t max, int* range ) {
+   return callFor( SdkCall::bcm_field_range_create, unit, range, [ & ]( Chip& chip, int* id ) {
+      return chip.fields().rangeCreate( what, min, max, id );
+   } );
+}
+
+Rc SdkModel::bcm_field_range_destroy( int unit, int range ) {
+   return call( SdkCall::bcm_field_range_destroy, unit,
+         [ & ]( Chip& chip ) { return chip.fields().rangeDestroy( range ); } );
 }
 
 Rc SdkModel::bcm_mirror_destination_set(
@@ -179,9 +195,8 @@ Rc SdkModel::bcm_vlan_destroy( int unit, uint16_t vid ) {
 
 Rc SdkModel::bcm_vlan_port_add(
       int unit, uint16_t vid, const Bitmap& members, const Bitmap& untagged ) {
-   return call( SdkCall::bcm_vlan_port_add, unit, [ & ]( Chip& chip ) {
-      return chip.tables().vlanPortAdd( vid, members, untagged );
-   } );
+   return call( SdkCall::bcm_vlan_port_add, unit,
+         [ & ]( Chip& chip ) { return chip.tables().vlanPortAdd( vid, members, untagged ); } );
 }
 
 Rc SdkModel::bcm_vlan_port_remove( int unit, uint16_t vid, const Bitmap& members ) {
@@ -200,9 +215,8 @@ Rc SdkModel::bcm_trunk_destroy( int unit, int trunk ) {
 }
 
 Rc SdkModel::bcm_trunk_members_set( int unit, int trunk, const int* ports, int count ) {
-   return call( SdkCall::bcm_trunk_members_set, unit, [ & ]( Chip& chip ) {
-      return chip.tables().trunkMembersSet( trunk, ports, count );
-   } );
+   return call( SdkCall::bcm_trunk_members_set, unit,
+         [ & ]( Chip& chip ) { return chip.tables().trunkMembersSet( trunk, ports, count ); } );
 }
 
 Rc SdkModel::bcm_l2_addr_add( int unit, const Shim::L2Addr& address ) {

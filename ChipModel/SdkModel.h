@@ -19,8 +19,8 @@ class SdkModel final : public Shim::Sdk {
 
    bool QX_SOC_IS_TOMAHAWKX( int unit ) const override;
 
-   Rc bcm_field_group_create( int unit, Shim::FieldStage stage,
-         Shim::QualifierSet qualifiers, int priority, int* group ) override;
+   Rc bcm_field_group_create( int unit, Shim::FieldStage stage, Shim::QualifierSet qualifiers,
+         int priority, int* group ) override;
    Rc bcm_field_group_destroy( int unit, int group ) override;
    Rc bcm_field_group_status_get(
          int unit, int group, Shim::FieldGroupStatus* status ) override;
@@ -34,19 +34,52 @@ class SdkModel final : public Shim::Sdk {
 
    Rc bcm_field_qualify_InPorts(
          int unit, int entry, const Bitmap& data, const Bitmap& mask ) override;
-   Rc bcm_field_qualify_PortClass(
-         int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_PortClass( int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId, uint32_t modIdMask,
          uint32_t port, uint32_t portMask ) override;
    Rc bcm_field_qualify_DstTrunk( int unit, int entry, int trunk, uint32_t mask ) override;
    Rc bcm_field_qualify_Drop( int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualify_OuterVlanId(
          int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_IpType( int unit, int entry, Shim::FieldIpType type ) override;
+   Rc bcm_field_qualify_SrcIp( int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_DstIp( int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_SrcIp6(
+         int unit, int entry, const Plix::Ip6Addr& data, const Plix::Ip6Addr& mask ) override;
+   Rc bcm_field_qualify_DstIp6(
+         int unit, int entry, const Plix::Ip6Addr& data, const Plix::Ip6Addr& mask ) override;
+   Rc bcm_field_qualify_IpProtocol(
+         int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_DSCP( int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_IpFrag( int unit, int entry, Shim::FieldIpFrag fragment ) override;
+   Rc bcm_field_qualify_L4SrcPort( int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_L4DstPort( int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_TcpControl(
+         int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_IcmpTypeCode(
+         int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_EtherType( int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_SrcMac(
+         int unit, int entry, const Plix::EthAddr& data, const Plix::EthAddr& mask ) override;
+   Rc bcm_field_qualify_DstMac(
+         int unit, int entry, const Plix::EthAddr& data, const Plix::EthAddr& mask ) override;
+   Rc bcm_field_qualify_MplsLabel( int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_MplsInnerLabel(
+         int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_DstClassL2(
+         int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_RangeCheck( int unit, int entry, int range ) override;
    Rc bcm_field_qualifier_delete( int unit, int entry, Shim::Qualifier qualifier ) override;
 
    Rc bcm_field_action_add( int unit, int entry, Shim::FieldAction action, uint32_t param0,
          uint32_t param1 ) override;
    Rc bcm_field_action_remove( int unit, int entry, Shim::FieldAction action ) override;
+   Rc bcm_field_action_remove_all( int unit, int entry ) override;
+   Rc bcm_field_action_get( int unit, int entry, Shim::FieldAction action, uint32_t* param0,
+         uint32_t* param1 ) override;
+   Rc bcm_field_range_create(
+         int unit, Shim::FieldRange what, uint32_t min, uint32_t max, int* range ) override;
+   Rc bcm_field_range_destroy( int unit, int range ) override;
 
    Rc bcm_mirror_destination_set(
          int unit, int destination, const Shim::MirrorDestination& value ) override;
@@ -70,6 +103,8 @@ class SdkModel final : public Shim::Sdk {
    // `operation( chip )` through the gate.
    template < typename Operation >
    Rc call( SdkCall name, int unit, Operation&& operation );
+   Rc qualify( SdkCall name, int unit, int entry, Shim::Qualifier qualifier,
+         std::initializer_list< Ternary > parts );
    // The same for a call that gives a value back: `operation( chip, &value )`. The caller's
    // place is written only if the call succeeds in its eyes.
    template < typename Value, typename Operation >
@@ -78,5 +113,25 @@ class SdkModel final : public Shim::Sdk {
    Chips& chips_;
    Gate& gate_;
 };
+
+template < typename Operation >
+Shim::Rc SdkModel::call( SdkCall name, int unit, Operation&& operation ) {
+   return gate_.pass( name, unit, [ & ]() -> Rc {
+      const auto found = chips_.find( unit );
+      return found == chips_.end() ? QX_BCM_E_UNIT() : operation( *found->second );
+   } );
+}
+
+template < typename Value, typename Operation >
+Shim::Rc SdkModel::callFor( SdkCall name, int unit, Value* out, Operation&& operation ) {
+   Value value{};
+   const Rc rc = call( name, unit, [ & ]( Chip& chip ) {
+      return out == nullptr ? QX_BCM_E_PARAM() : operation( chip, &value );
+   } );
+   if ( rc == QX_BCM_E_NONE() ) {
+      *out = value;
+   }
+   return rc;
+}
 
 } // namespace ChipModel

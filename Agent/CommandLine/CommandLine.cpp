@@ -4,20 +4,13 @@
 #include <algorithm>
 #include <iostream>
 
+#include "Agent/Configuration/Names.h"
 #include "ChipModel/ChipProfile.h"
 #include "Platform/Duolog/Duolog.h"
 
 namespace Agent {
 
 namespace {
-
-std::string joined( const std::vector< std::string >& words ) {
-   std::string text;
-   for ( const std::string& word : words ) {
-      text += ( text.empty() ? "" : ", " ) + word;
-   }
-   return text;
-}
 
 std::string profileNames() {
    std::vector< std::string > names;
@@ -70,8 +63,8 @@ void addConfig( CLI::App& verb, Command& command, bool& strict ) {
 } // namespace
 
 const std::vector< std::string >& reportNames() {
-   static const std::vector< std::string > names{ "sessions", "tcam", "tables", "status",
-      "counters", "log" };
+   static const std::vector< std::string > names{ "sessions", "acls", "tcam", "tables",
+      "status", "counters", "log" };
    return names;
 }
 
@@ -106,6 +99,21 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
          ->option_text( "WHAT" );
    run->add_option( "--plugin", command.plugin, "The mirroring plug-in" )->option_text( "FILE" );
 
+   CLI::App* explain = app.add_subcommand(
+         "explain", "Say for each frame why it was mirrored or was not" );
+   addConfig( *explain, command, strict );
+   explain->add_option( "--in", inputs, "Frames arriving at a port; may be repeated" )
+         ->option_text( "PORT=FILE" )
+         ->expected( 1 )
+         ->take_all()
+         ->required();
+   explain->add_option( "--packet", command.packet, "Only this frame, counted from 1" )
+         ->option_text( "N" )
+         ->check( CLI::PositiveNumber );
+   explain->add_flag( "--json", json, "Print as JSON" );
+   explain->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
+         ->option_text( "FILE" );
+
    CLI::App* check = app.add_subcommand( "check", "Say every error of a configuration" );
    addConfig( *check, command, strict );
    CLI::App* chips = app.add_subcommand( "chips", "List the chip profiles" );
@@ -119,7 +127,10 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
    } catch ( const CLI::ParseError& error ) {
       throw UsageError( error.what() );
    }
-   command.verb = run->parsed() ? Verb::run : check->parsed() ? Verb::check : Verb::chips;
+   command.verb = run->parsed()     ? Verb::run
+                  : explain->parsed() ? Verb::explain
+                  : check->parsed()   ? Verb::check
+                                      : Verb::chips;
    command.format = json ? Format::json : Format::text;
    command.strictness = strict ? Strictness::strict : Strictness::lenient;
    checkValues( command, inputs );

@@ -9,7 +9,7 @@
 
 namespace Agent {
 
-enum class Verb : uint8_t { run, check, chips };
+enum class Verb : uint8_t { run, check, chips, explain };
 enum class Format : uint8_t { text, json };
 enum class Strictness : uint8_t { lenient, strict };
 
@@ -31,6 +31,7 @@ struct Command {
    std::string trace; // a Duolog setting; empty: none
    Strictness strictness = Strictness::lenient;
    std::string plugin; // empty: where it is found
+   uint64_t packet = 0; // explain this one only; 0: all
 };
 
 // Wrong use of the command line: one line.

@@ -31,9 +31,14 @@ std::string Diagnostic::toString() const {
    // Names come from the user, and this is one line.
    std::replace_if(
          shown.begin(), shown.end(),
-         []( char c ) { return static_cast< unsigned char >( c ) < ' ' || c == 0x7f; },
-         '?' );
+         []( char c ) { return static_cast< unsigned char >( c ) < ' ' || c == 0x7f; }, '?' );
    return shown;
+}
+
+bool SessionAcl::operator==( const SessionAcl& other ) const {
+   const bool sameRules =
+         rules == other.rules || ( rules && other.rules && rules->rules == other.rules->rules );
+   return key == other.key && interfaces == other.interfaces && sameRules;
 }
 
 } // namespace Agent

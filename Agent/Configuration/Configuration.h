@@ -1,8 +1,9 @@
 #pragma once
 
 // The agent's configuration, typed and validated: what a config_db.json says about ports,
-// VLANs, link aggregations and mirror sessions. Plain values; two configurations can be
-// compared entry by entry. Places (file and line) do not take part in comparing.
+// VLANs, link aggregations, mirror sessions and the ACLs that feed them. Plain values; two
+// configurations can be compared entry by entry. Places (file and line) do not take part in
+// comparing.
 
 #include <cstdint>
 #include <map>
@@ -10,7 +11,12 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Acl/Rules.h"
+#include "Platform/Ixo/AclTypes.h"
 #include "Platform/Plix/EthAddr.h"
+#include "Platform/Plix/IntfId.h"
+#include "Platform/Plix/IpAddr.h"
+#include "Platform/Zol/Ptr.h"
 
 namespace Agent {
 
@@ -77,12 +83,44 @@ struct FdbConfig {
 enum class SessionType : uint8_t { span, erspan };
 enum class SessionDirection : uint8_t { rx, tx, both };
 
+// What an ACL lets through to one session: what its rules permit is mirrored.
+struct SessionAcl {
+   // The ACL table's name; "TABLE/SESSION" if the table mirrors to several sessions.
+   Ixo::AclKey key;
+   // Ports and sub-interfaces of the destination's chip, at least one, sorted, none within
+   // another; port channels as their members.
+   std::vector< Plix::IntfId > interfaces;
+   // By falling priority, at least one; ruleId is the priority. A list whose rules stay the
+   // same is the same object in the configuration after it.
+   Zol::Ptr< const Acl::RuleList > rules;
+   bool operator==( const SessionAcl& other ) const;
+};
+
+// Addresses that are mirrored; a mask of zero is any address.
+struct SessionMatch {
+   Plix::IpAddr srcIp;
+   Plix::IpAddr srcIpMask;
+   Plix::IpAddr dstIp;
+   Plix::IpAddr dstIpMask;
+   auto operator<=>( const SessionMatch& ) const = default;
+};
+
 struct SessionConfig {
    std::string name;
    SessionType type = SessionType::erspan;
+   // Of the sources that it mirrors; rx if there are none. ACLs and matches filter what arrives,
+   // whatever it says.
    SessionDirection direction = SessionDirection::both;
-   std::vector< std::string > sources; // ports and port channels
-   std::string destination;            // a port or a port channel; span only
+   // Ports and port channels as written, and sub-interfaces unless it mirrors its sources.
+   std::vector< std::string > sources;
+   // All traffic of the sources is mirrored, besides what `acls` say.
+   bool mirrorsSources = false;
+   std::vector< SessionAcl > acls;      // by key
+   std::vector< SessionMatch > matches; // on `filteredInterfaces`, which then are not empty
+   // The sources of a session that filters them, as interfaces of an ACL.
+   std::vector< Plix::IntfId > filteredInterfaces;
+   std::string destination; // a port or a port channel; span only
+   int queue = 0;           // 0 to 7
    // Why this agent cannot serve the session although it is well formed; the rest runs.
    std::optional< std::string > refused;
    Place place;

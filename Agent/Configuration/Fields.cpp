@@ -86,17 +86,15 @@ std::string EntryReader::text( std::string_view field ) const {
 
 std::optional< int64_t > EntryReader::number(
       std::string_view field, int64_t low, int64_t high ) {
-   if ( !has( field ) ) {
+   const Field* found = entry_.find( field );
+   if ( !found ) {
       return std::nullopt;
    }
    ZOL_ASSERT( low >= 0 && low <= high );
-   const std::string written = text( field );
-   const auto value = parseNumber( written );
+   const auto value = parseNumber( found->text );
    if ( !value || *value < static_cast< uint64_t >( low ) ||
          *value > static_cast< uint64_t >( high ) ) {
-      error( field,
-            quoted( written ) + "; allowed: " + std::to_string( low ) + " to " +
-                  std::to_string( high ) );
+      notAllowed( field, std::to_string( low ) + " to " + std::to_string( high ) );
       return std::nullopt;
    }
    return static_cast< int64_t >( *value );
@@ -104,16 +102,13 @@ std::optional< int64_t > EntryReader::number(
 
 std::optional< size_t > EntryReader::choiceIndex(
       std::string_view field, const std::vector< std::string_view >& names ) {
-   if ( !has( field ) ) {
-      return std::nullopt;
-   }
    const std::string written = text( field );
    for ( size_t i = 0; i < names.size(); ++i ) {
       if ( sameText( written, names[ i ] ) ) {
          return i;
       }
    }
-   error( field, quoted( written ) + "; allowed: " + joined( names ) );
+   notAllowed( field, joined( names ) );
    return std::nullopt;
 }
 
@@ -129,6 +124,10 @@ Diagnostic EntryReader::about( std::string_view field, const std::string& text )
    const Field* found = entry_.find( field );
    return { found ? found->place : entry_.place,
       table_ + "|" + key_ + ": " + std::string( field ) + ": " + text };
+}
+
+void EntryReader::notAllowed( std::string_view field, std::string_view allowed ) {
+   error( field, quoted( text( field ) ) + "; allowed: " + std::string( allowed ) );
 }
 
 void EntryReader::error( std::string_view field, const std::string& text ) {

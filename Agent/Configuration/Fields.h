@@ -35,11 +35,11 @@ class EntryReader {
  public:
    // The entry and the findings outlive the reader. Fields that no one knows are errors
    // from the start.
-   EntryReader(
-         std::string table, std::string key, const Entry& entry, Findings& findings );
+   EntryReader( std::string table, std::string key, const Entry& entry, Findings& findings );
 
    const std::string& key() const { return key_; }
    const Place& place() const { return entry_.place; }
+   const Entry& entry() const { return entry_; }
    bool has( std::string_view field ) const { return entry_.find( field ) != nullptr; }
 
    std::string text( std::string_view field ) const; // empty if absent
@@ -53,7 +53,13 @@ class EntryReader {
    // Empty if absent. An empty part between two commas is an error.
    std::vector< std::string > list( std::string_view field );
 
+   // What `parse` makes of the text, an optional; none if absent. `allowed` is for the error.
+   template < typename Parse >
+   auto parsed( std::string_view field, Parse parse, std::string_view allowed )
+         -> decltype( parse( std::string_view() ) );
+
    // At the field's place, or the entry's if the field is absent.
+   void notAllowed( std::string_view field, std::string_view allowed ); // quotes the field
    void error( std::string_view field, const std::string& text );
    void warning( std::string_view field, const std::string& text );
    // About the entry as a whole.
@@ -74,12 +80,29 @@ class EntryReader {
 
 template < typename T >
 std::optional< T > EntryReader::choice( std::string_view field, Choices< T > choices ) {
+   if ( !has( field ) ) {
+      return std::nullopt;
+   }
    std::vector< std::string_view > names;
    for ( const auto& [ name, value ] : choices ) {
       names.push_back( name );
    }
    const auto index = choiceIndex( field, names );
    return index ? std::optional< T >( choices.begin()[ *index ].second ) : std::nullopt;
+}
+
+template < typename Parse >
+auto EntryReader::parsed( std::string_view field, Parse parse, std::string_view allowed )
+      -> decltype( parse( std::string_view() ) ) {
+   const Field* found = entry_.find( field );
+   if ( !found ) {
+      return {};
+   }
+   auto value = parse( std::string_view( found->text ) );
+   if ( !value ) {
+      notAllowed( field, allowed );
+   }
+   return value;
 }
 
 } // namespace Agent

@@ -1,6 +1,7 @@
 #include "Agent/Configuration/Loader.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <tuple>
 
@@ -36,24 +37,29 @@ LoadResult failed( const Place& place, const std::string& text ) {
 
 struct ConfigSource::State {
    Tables tables;
+   Configuration current; // what they say
    std::string defaultProfile{ ChipModel::chipProfiles().front().name };
    // Said before, so that a later step does not say them again.
    std::set< std::string > saidWarnings;
 
    LoadResult validate( const Tables& candidate ) const;
-   LoadResult accept( Tables candidate, LoadResult result );
+   LoadResult accept( LoadResult result );
+   // Puts an entry into the tables, or takes it out, and validates them. With errors, the
+   // tables are as they were. (They may be large: a copy of them would cost more than all the
+   // rest.)
+   LoadResult change( const EntryName& name, std::optional< Entry > entry );
 };
 
 // The order of the steps is theirs; see Draft.h.
 LoadResult ConfigSource::State::validate( const Tables& candidate ) const {
    Findings findings;
-   findings.warnings = candidate.mirrorRules;
-   Draft draft{ candidate, defaultProfile, findings, {}, {}, {}, {} };
+   Draft draft{ candidate, defaultProfile, findings, current };
    readChips( draft );
    readPorts( draft );
    readPortChannels( draft );
    readVlans( draft );
    readFdb( draft );
+   readAcls( draft );
    readSessions( draft );
 
    LoadResult result;
@@ -66,9 +72,9 @@ LoadResult ConfigSource::State::validate( const Tables& candidate ) const {
    return result;
 }
 
-LoadResult ConfigSource::State::accept( Tables candidate, LoadResult result ) {
+LoadResult ConfigSource::State::accept( LoadResult result ) {
    ZOL_ASSERT( result.errors.empty() );
-   tables = std::move( candidate );
+   current = result.configuration;
    std::set< std::string > standing;
    for ( const Diagnostic& warning : result.warnings ) {
       standing.insert( warning.toString() );
@@ -78,6 +84,33 @@ LoadResult ConfigSource::State::accept( Tables candidate, LoadResult result ) {
    } );
    saidWarnings = std::move( standing );
    return result;
+}
+
+LoadResult ConfigSource::State::change( const EntryName& name, std::optional< Entry > entry ) {
+   Table& table = tables.tables[ name.table ];
+   const auto at = table.find( name.key );
+   std::optional< Entry > before;
+   if ( at != table.end() ) {
+      before = std::move( at->second );
+      table.erase( at );
+   }
+   auto put = [ & ]( std::optional< Entry > value ) {
+      table.erase( name.key );
+      if ( value ) {
+         table.emplace( name.key, std::move( *value ) );
+      }
+   };
+   put( std::move( entry ) );
+   LoadResult result = validate( tables );
+   if ( !result.errors.empty() ) {
+      put( std::move( before ) );
+      return result;
+   }
+   if ( name.table == "ACL_RULE" ) {
+      std::erase_if( tables.repeatedRules,
+            [ & ]( const auto& repeated ) { return repeated.key == name.key; } );
+   }
+   return accept( std::move( result ) );
 }
 
 ConfigSource::ConfigSource() : state_( std::make_unique< State >() ) {}
@@ -107,7 +140,8 @@ LoadResult ConfigSource::load( const std::string& path ) {
       return result;
    }
    state_->saidWarnings.clear();
-   return state_->accept( std::move( candidate ), std::move( result ) );
+   state_->tables = std::move( candidate );
+   return state_->accept( std::move( result ) );
 }
 
 LoadResult ConfigSource::set(
@@ -122,12 +156,7 @@ LoadResult ConfigSource::set(
    if ( !errors.empty() ) {
       return failed( errors );
    }
-   Tables candidate = state_->tables;
-   candidate.tables[ name.table ][ name.key ] = std::move( entry );
-   LoadResult result = state_->validate( candidate );
-   if ( result.errors.empty() ) {
-      return state_->accept( std::move( candidate ), std::move( result ) );
-   }
+   LoadResult result = state_->change( name, std::move( entry ) );
    // What is wrong now was right before this step, wherever it stands.
    for ( Diagnostic& error : result.errors ) {
       if ( error.place.file != place.file || error.place.line != place.line ) {
@@ -139,17 +168,12 @@ LoadResult ConfigSource::set(
 
 LoadResult ConfigSource::del( const std::string& tableAndKey, const Place& place ) {
    const EntryName name = entryName( tableAndKey );
-   Tables candidate = state_->tables;
-   auto table = candidate.tables.find( name.table );
-   if ( table == candidate.tables.end() || table->second.erase( name.key ) == 0 ) {
+   const auto table = state_->tables.tables.find( name.table );
+   if ( table == state_->tables.tables.end() || !table->second.contains( name.key ) ) {
       return failed( place,
-            tableAndKey +
-                  ": there is no such entry; allowed: an entry of the configuration" );
+            tableAndKey + ": there is no such entry; allowed: an entry of the configuration" );
    }
-   LoadResult result = state_->validate( candidate );
-   if ( result.errors.empty() ) {
-      return state_->accept( std::move( candidate ), std::move( result ) );
-   }
+   LoadResult result = state_->change( name, std::nullopt );
    for ( Diagnostic& error : result.errors ) {
       error = { place, tableAndKey + ": is still needed: " + error.toString() };
    }

@@ -8,6 +8,8 @@
 //
 // The source keeps the tables as they were written, so that single entries can be set and
 // deleted later; every change is validated with all the rest before it takes effect.
+// What is numbered (ports, port channels) keeps its number from one configuration to the next,
+// and a list of ACL rules that says the same stays the same object.
 
 #include <memory>
 

@@ -11,9 +11,7 @@ namespace {
 
 bool isDigit( char c ) { return c >= '0' && c <= '9'; }
 
-char lower( char c ) {
-   return c >= 'A' && c <= 'Z' ? static_cast< char >( c - 'A' + 'a' ) : c;
-}
+char lower( char c ) { return c >= 'A' && c <= 'Z' ? static_cast< char >( c - 'A' + 'a' ) : c; }
 
 // Takes the number at the front, without leading zeros.
 std::string_view takeNumber( std::string_view& text ) {
@@ -47,10 +45,10 @@ size_t distance( std::string_view left, std::string_view right ) {
 }
 
 template < typename T >
-std::string joinedOf( const std::vector< T >& names ) {
+std::string joinedOf( const std::vector< T >& names, std::string_view separator ) {
    std::string text;
    for ( const T& name : names ) {
-      text += text.empty() ? "" : ", ";
+      text += text.empty() ? "" : separator;
       text += name;
    }
    return text;
@@ -82,8 +80,7 @@ bool NaturalLess::operator()( std::string_view left, std::string_view right ) co
    return l.empty() && r.empty() ? left < right : l.empty();
 }
 
-std::string nearestName(
-      std::string_view name, const std::vector< std::string_view >& known ) {
+std::string nearestName( std::string_view name, const std::vector< std::string_view >& known ) {
    ZOL_ASSERT( !known.empty() );
    // Names that no one can have meant are not worth a long comparison.
    const std::string_view start = name.substr( 0, 64 );
@@ -93,9 +90,15 @@ std::string nearestName(
          } ) );
 }
 
-std::string joined( const std::vector< std::string >& names ) { return joinedOf( names ); }
+std::string joined( const std::vector< std::string >& names, std::string_view separator ) {
+   return joinedOf( names, separator );
+}
 std::string joined( const std::vector< std::string_view >& names ) {
-   return joinedOf( names );
+   return joinedOf( names, ", " );
+}
+
+bool isLetterOrDigit( char c ) {
+   return isDigit( c ) || ( c >= 'A' && c <= 'Z' ) || ( c >= 'a' && c <= 'z' );
 }
 
 bool sameText( std::string_view left, std::string_view right ) {

@@ -15,12 +15,15 @@ struct NaturalLess {
 
 // The candidate with the fewest differing letters; the first of several. Candidates are not
 // empty.
-std::string nearestName(
-      std::string_view name, const std::vector< std::string_view >& known );
+std::string nearestName( std::string_view name, const std::vector< std::string_view >& known );
 
 // "a, b, c"
-std::string joined( const std::vector< std::string >& names );
+std::string joined(
+      const std::vector< std::string >& names, std::string_view separator = ", " );
 std::string joined( const std::vector< std::string_view >& names );
+
+// Of ASCII.
+bool isLetterOrDigit( char c );
 
 // Equal but for the case of ASCII letters.
 bool sameText( std::string_view left, std::string_view right );

@@ -59,8 +59,8 @@ void readMember( Draft& draft, const std::string& key, const Entry& entry ) {
    }
    auto [ at, isNew ] = draft.channelByPort.try_emplace( portName, names.table );
    if ( !isNew ) {
-      reader.error( portName + " is in " + at->second +
-            ", too; allowed: one port channel per port" );
+      reader.error(
+            portName + " is in " + at->second + ", too; allowed: one port channel per port" );
       return;
    }
    auto& members = channel->second.members;
@@ -74,8 +74,8 @@ void readMember( Draft& draft, const std::string& key, const Entry& entry ) {
    members.push_back( portName );
    const int most = draft.profileOf( port->second.unit ).trunkMembers;
    if ( members.size() == static_cast< size_t >( most ) + 1 ) {
-      reader.error( names.table + " has too many members; allowed: up to " +
-            std::to_string( most ) );
+      reader.error(
+            names.table + " has too many members; allowed: up to " + std::to_string( most ) );
    }
 }
 
@@ -92,21 +92,34 @@ void compareMembers( Draft& draft, const std::string& name, const Entry& entry )
    }
 }
 
+// The trunk that the port channel has had; none if it has been on another chip, or not there.
+std::optional< int > trunkBefore( const Draft& draft, const PortChannelConfig& channel ) {
+   const auto before = draft.previous.portChannels.find( channel.name );
+   return before == draft.previous.portChannels.end() || before->second.unit != channel.unit
+         ? std::nullopt
+         : std::optional< int >( before->second.trunk );
+}
+
 void numberTrunks( Draft& draft, int unit ) {
    const int trunks = draft.profileOf( unit ).trunks;
    std::vector< PortChannelConfig* > waiting;
    std::set< int > taken;
+   auto take = [ & ]( PortChannelConfig& channel, std::optional< int > trunk ) {
+      if ( !trunk || *trunk >= trunks || !taken.insert( *trunk ).second ) {
+         return false;
+      }
+      channel.trunk = *trunk;
+      return true;
+   };
    for ( const Table::value_type* entry : draft.entries( "PORTCHANNEL" ) ) {
       PortChannelConfig& channel = draft.configuration.portChannels.at( entry->first );
-      if ( channel.unit == unit ) {
-         const int wanted = numberOf( channel.name ).value_or( trunks );
-         if ( wanted < trunks && taken.insert( wanted ).second ) {
-            channel.trunk = wanted;
-         } else {
-            waiting.push_back( &channel );
-         }
+      if ( channel.unit == unit && !take( channel, trunkBefore( draft, channel ) ) ) {
+         waiting.push_back( &channel );
       }
    }
+   std::erase_if( waiting, [ & ]( PortChannelConfig* channel ) {
+      return take( *channel, numberOf( channel->name ) );
+   } );
    const size_t count = taken.size() + waiting.size();
    int next = 0;
    for ( PortChannelConfig* channel : waiting ) {

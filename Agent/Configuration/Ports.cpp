@@ -2,11 +2,11 @@
 // number.
 
 #include <algorithm>
+#include <limits>
 #include <set>
 
 #include "Agent/Configuration/Draft.h"
 #include "Agent/Configuration/Names.h"
-#include "Platform/Zol/Assert.h"
 
 namespace Agent {
 
@@ -50,9 +50,8 @@ void readChip( Draft& draft, const std::string& key, const Entry& entry ) {
    chip.ingressEntries = optionalInt( reader.number( "ingress_entries", 1, mostEntries ) );
    chip.egressEntries = optionalInt( reader.number( "egress_entries", 1, mostEntries ) );
 
-   auto ports = draft.tables.tables.find( "PORT" );
    for ( const std::string& port : reader.list( "ports" ) ) {
-      if ( ports == draft.tables.tables.end() || !ports->second.contains( port ) ) {
+      if ( !draft.table( "PORT" ).contains( port ) ) {
          reader.error( "ports", port + " is not in PORT; allowed: ports of PORT" );
       } else if ( auto [ at, isNew ] = draft.unitByPort.try_emplace( port, chip.unit );
                   !isNew ) {
@@ -64,13 +63,15 @@ void readChip( Draft& draft, const std::string& key, const Entry& entry ) {
    draft.configuration.chips[ chip.unit ] = chip;
 }
 
-// The convention asks for names of up to 128 characters; blanks, commas and bars would make
-// lists and keys ambiguous.
+// Names stand in lists and keys, and files of packets are named by them. A dot is for
+// sub-interfaces.
 bool isPortName( const std::string& name ) {
    const bool plain = std::all_of( name.begin(), name.end(),
-         []( char c ) { return c > ' ' && c < 0x7f && c != ',' && c != '|' && c != '='; } );
-   return plain && !name.empty() && name.size() <= longestPortName &&
-         !name.starts_with( "PortChannel" ) && !name.starts_with( "Vlan" );
+         []( char c ) { return isLetterOrDigit( c ) || c == '_' || c == '-'; } );
+   return plain && !name.empty() && ( name[ 0 ] < '0' || name[ 0 ] > '9' ) &&
+         isLetterOrDigit( name[ 0 ] ) && name.size() <= longestPortName &&
+         !sameText( name, "cpu" ) && !name.starts_with( "PortChannel" ) &&
+         !name.starts_with( "Vlan" );
 }
 
 // Gives chip ports to the ports of one chip.
@@ -98,6 +99,15 @@ class Numbering {
       // Even if it is wrong: the port asked for none of the others.
       port.chipPort = number;
    }
+   // The number that the port has had, unless another asks for it.
+   void keep( PortConfig& port, const Configuration& previous ) {
+      const auto before = previous.ports.find( port.name );
+      if ( before != previous.ports.end() && before->second.unit == port.unit &&
+            before->second.chipPort <= profile_.ports &&
+            taken_.try_emplace( before->second.chipPort, port.name ).second ) {
+         port.chipPort = before->second.chipPort;
+      }
+   }
    // False if the chip has no port left.
    bool takeNext( PortConfig& port ) {
       while ( taken_.contains( next_ ) ) {
@@ -120,14 +130,27 @@ class Numbering {
 
 using Numberings = std::map< int, Numbering >;
 
+// Fields that have no effect here.
+void checkOthers( EntryReader& reader ) {
+   constexpr int64_t any32Bits = std::numeric_limits< uint32_t >::max();
+   reader.number( "mtu", 68, 9216 );
+   reader.number( "speed", 1, any32Bits );
+   reader.number( "index", 0, any32Bits );
+   for ( const std::string& lane : reader.list( "lanes" ) ) {
+      if ( !parseNumber( lane ) ) {
+         reader.notAllowed( "lanes", "numbers with commas between them" );
+         break;
+      }
+   }
+}
+
 void readPort(
       Draft& draft, const std::string& name, const Entry& entry, Numberings& numberings ) {
    EntryReader reader( "PORT", name, entry, draft.findings );
    if ( !isPortName( name ) ) {
-      reader.error( "not a port's name; allowed: up to " +
-            std::to_string( longestPortName ) +
-            " letters, digits and signs without comma, bar and equals sign, not "
-            "beginning with PortChannel or Vlan" );
+      reader.error( "not a port's name; allowed: up to " + std::to_string( longestPortName ) +
+            " letters, digits, '-' and '_', the first a letter, not cpu and not beginning "
+            "with PortChannel or Vlan" );
    }
    PortConfig port;
    port.name = name;
@@ -135,16 +158,22 @@ void readPort(
    auto unit = draft.unitByPort.find( name );
    port.unit = unit != draft.unitByPort.end() ? unit->second
                                               : draft.configuration.chips.begin()->first;
-   port.adminUp =
-         reader.choice< bool >( "admin_status", { { "up", true }, { "down", false } } )
-               .value_or( true );
+   port.adminUp = reader.choice< bool >( "admin_status", { { "up", true }, { "down", false } } )
+                        .value_or( true );
    port.alias = reader.text( "alias" );
+   checkOthers( reader );
    numberings.at( port.unit ).takeExplicit( reader, port );
    draft.configuration.ports[ name ] = port;
 }
 
-// Numbers for the ports that ask for none, in natural order.
+// Numbers for the ports that ask for none: those that they have, for the others the lowest in
+// natural order.
 void numberTheOthers( Draft& draft, Numberings& numberings ) {
+   for ( auto& [ name, port ] : draft.configuration.ports ) {
+      if ( !port.chipPort ) {
+         numberings.at( port.unit ).keep( port, draft.previous );
+      }
+   }
    std::set< int > full;
    for ( const Table::value_type* entry : draft.entries( "PORT" ) ) {
       PortConfig& port = draft.configuration.ports.at( entry->first );
@@ -165,40 +194,6 @@ void numberTheOthers( Draft& draft, Numberings& numberings ) {
 }
 
 } // namespace
-
-const ChipModel::ChipProfile& Draft::profileOf( int unit ) const {
-   const ChipModel::ChipProfile* profile =
-         ChipModel::chipProfile( configuration.chips.at( unit ).profile );
-   ZOL_ASSERT( profile );
-   return *profile;
-}
-
-bool Draft::isInterface( const std::string& name ) const {
-   return configuration.ports.contains( name ) ||
-         configuration.portChannels.contains( name );
-}
-
-std::vector< const Table::value_type* > Draft::entries( const std::string& table ) const {
-   std::vector< const Table::value_type* > sorted;
-   auto found = tables.tables.find( table );
-   if ( found != tables.tables.end() ) {
-      for ( const Table::value_type& entry : found->second ) {
-         sorted.push_back( &entry );
-      }
-   }
-   std::sort( sorted.begin(), sorted.end(), []( const auto* left, const auto* right ) {
-      return NaturalLess()( left->first, right->first );
-   } );
-   return sorted;
-}
-
-void Draft::unknownInterface(
-      EntryReader& entry, std::string_view field, const std::string& name ) {
-   const std::string text = "there is no " +
-         ( name.empty() ? "port without a name" : name ) +
-         "; allowed: a port of PORT or a port channel of PORTCHANNEL";
-   field.empty() ? entry.error( text ) : entry.error( field, text );
-}
 
 void readChips( Draft& draft ) {
    for ( const Table::value_type* chip : draft.entries( "CHIP" ) ) {

@@ -9,6 +9,7 @@
 #include "Agent/Configuration/Names.h"
 #include "Platform/Plix/Ip6Addr.h"
 #include "Platform/Plix/IpAddr.h"
+#include "Platform/Zol/Assert.h"
 
 namespace Agent {
 
@@ -16,10 +17,6 @@ namespace {
 
 constexpr size_t longestName = 32;
 constexpr int64_t any32Bits = std::numeric_limits< uint32_t >::max();
-
-bool isLetterOrDigit( char c ) {
-   return ( c >= '0' && c <= '9' ) || ( c >= 'A' && c <= 'Z' ) || ( c >= 'a' && c <= 'z' );
-}
 
 bool isSessionName( const std::string& name ) {
    return !name.empty() && name.size() <= longestName && isLetterOrDigit( name[ 0 ] ) &&
@@ -51,6 +48,7 @@ class SessionReader {
  private:
    void readType();
    void readSources();
+   void checkRepeated();
    void readDestination();
    void checkDestination();
    void checkLoop();
@@ -67,12 +65,12 @@ class SessionReader {
    Draft& draft_;
    EntryReader reader_;
    SessionConfig session_;
+   std::vector< std::string > reasons_; // why the session cannot be served
 };
 
 void SessionReader::read() {
    if ( !isSessionName( session_.name ) ) {
-      reader_.error( "not a session's name; allowed: up to " +
-            std::to_string( longestName ) +
+      reader_.error( "not a session's name; allowed: up to " + std::to_string( longestName ) +
             " letters, digits, '-' and '_', the first a letter or digit" );
    }
    readType();
@@ -86,6 +84,7 @@ void SessionReader::read() {
    readDestination();
    readTunnel();
    readOthers();
+   readFilters( draft_, reader_, session_, reasons_ );
    refuse();
    draft_.configuration.sessions[ session_.name ] = session_;
 }
@@ -105,8 +104,10 @@ void SessionReader::readType() {
 }
 
 std::vector< std::string > SessionReader::portsOf( const std::string& interface ) const {
-   std::vector< std::string > ports{ interface };
-   auto channel = config().portChannels.find( interface );
+   const auto named = draft_.find( interface );
+   ZOL_ASSERT( named );
+   std::vector< std::string > ports{ named->base };
+   auto channel = config().portChannels.find( named->base );
    if ( channel != config().portChannels.end() ) {
       const auto& members = channel->second.members;
       ports.insert( ports.end(), members.begin(), members.end() );
@@ -115,24 +116,38 @@ std::vector< std::string > SessionReader::portsOf( const std::string& interface 
 }
 
 void SessionReader::readSources() {
+   const bool isFiltered = reader_.has( "acl" ) || reader_.has( "match" );
    std::set< std::string > known;
-   for ( const std::string& source : reader_.list( "src_port" ) ) {
-      if ( !draft_.isInterface( source ) ) {
-         draft_.unknownInterface( reader_, "src_port", source );
-         continue;
-      }
-      if ( !known.insert( source ).second ) {
-         reader_.error( "src_port", source + " is repeated; allowed: once" );
-         continue;
-      }
-      session_.sources.push_back( source );
-   }
-   for ( const std::string& source : session_.sources ) {
-      auto channel = draft_.channelByPort.find( source );
-      if ( channel != draft_.channelByPort.end() && known.contains( channel->second ) ) {
+   for ( const std::string& source : draft_.interfaceList( reader_, "src_port" ) ) {
+      if ( !isFiltered && !draft_.isInterface( source ) ) {
          reader_.error( "src_port",
-               source + " is repeated as a member of " + channel->second +
-                     "; allowed: once" );
+               source + " is a sub-interface; allowed: in a session that filters by acl" );
+      } else if ( !known.insert( source ).second ) {
+         reader_.error( "src_port", source + " is repeated; allowed: once" );
+      } else {
+         session_.sources.push_back( source );
+      }
+   }
+   checkRepeated();
+}
+
+// A port also as a member of its port channel, a sub-interface also with its port.
+void SessionReader::checkRepeated() {
+   std::map< std::string, std::vector< std::pair< uint16_t, std::string > > > byPort;
+   for ( const std::string& source : session_.sources ) {
+      std::string sharing; // said once for two sources
+      for ( const Plix::IntfId& part : draft_.interfacesOf( { source } ) ) {
+         auto& seen = byPort[ part.port() ];
+         for ( const auto& [ vlanId, other ] : seen ) {
+            const bool overlap = !vlanId || !part.isSubIntf() || vlanId == part.vlanId();
+            if ( overlap && sharing != other ) {
+               reader_.error( "src_port",
+                     source + " is repeated, it shares " + part.port() + " with " + other +
+                           "; allowed: once" );
+               sharing = other;
+            }
+         }
+         seen.emplace_back( part.vlanId(), source );
       }
    }
 }
@@ -140,8 +155,7 @@ void SessionReader::readSources() {
 void SessionReader::readDestination() {
    if ( session_.type == SessionType::erspan ) {
       if ( reader_.has( "dst_port" ) ) {
-         reader_.error(
-               "dst_port", "of no use to an ERSPAN session; allowed: with type SPAN" );
+         reader_.error( "dst_port", "of no use to an ERSPAN session; allowed: with type SPAN" );
       }
       return;
    }
@@ -198,12 +212,11 @@ void SessionReader::checkLoop() {
 void SessionReader::checkChip() {
    const int unit = config().unitOf( session_.destination );
    for ( const std::string& source : session_.sources ) {
-      if ( config().unitOf( source ) != unit ) {
-         reader_.error( "src_port",
-               source + " is on chip " + std::to_string( config().unitOf( source ) ) +
-                     ", the destination " + session_.destination + " on chip " +
-                     std::to_string( unit ) +
-                     "; allowed: sources on the destination's chip" );
+      const int sourceUnit = config().unitOf( draft_.find( source )->base );
+      if ( sourceUnit != unit ) {
+         reasons_.push_back( source + " is on chip " + std::to_string( sourceUnit ) +
+               ", the destination " + session_.destination + " on chip " +
+               std::to_string( unit ) );
          return;
       }
    }
@@ -225,8 +238,7 @@ void SessionReader::readTunnel() {
    if ( session_.type == SessionType::span ) {
       for ( std::string_view field : erspanFields ) {
          if ( reader_.has( field ) ) {
-            reader_.error(
-                  field, "of no use to a SPAN session; allowed: with type ERSPAN" );
+            reader_.error( field, "of no use to a SPAN session; allowed: with type ERSPAN" );
          }
       }
       return;
@@ -234,8 +246,7 @@ void SessionReader::readTunnel() {
    const Family from = readAddress( "src_ip" );
    const Family to = readAddress( "dst_ip" );
    if ( from != Family::none && to != Family::none && from != to ) {
-      reader_.error(
-            "dst_ip", "not of the family of src_ip; allowed: both IPv4 or both IPv6" );
+      reader_.error( "dst_ip", "not of the family of src_ip; allowed: both IPv4 or both IPv6" );
    }
    reader_.number( "gre_type", 0, 65535 );
    reader_.number( "dscp", 0, 63 );
@@ -246,43 +257,30 @@ void SessionReader::readTunnel() {
 }
 
 void SessionReader::readOthers() {
-   const auto queue = reader_.number( "queue", 0, 7 );
-   if ( queue.value_or( 0 ) != 0 ) {
-      reader_.warning( "queue", "the copies leave by queue 0; this chip has one queue" );
-   }
+   session_.queue = static_cast< int >( reader_.number( "queue", 0, 7 ).value_or( 0 ) );
    reader_.number( "rate_kbps", 1, any32Bits );
 }
 
 void SessionReader::refuse() {
-   std::vector< std::string > reasons;
    if ( session_.type == SessionType::erspan ) {
-      reasons.push_back( "ERSPAN sessions are not supported yet" );
+      reasons_.push_back( "ERSPAN sessions are not supported yet" );
    }
    const std::pair< std::string_view, std::string_view > unsupported[] = {
       { "policer", "policers are not supported yet" },
       { "sample_rate", "this chip cannot sample" },
       { "truncate_size", "this chip cannot truncate" },
       { "rate_kbps", "a limit of the rate (rate_kbps) is not supported yet" },
-      { "acl", "mirroring by an ACL is not supported yet" },
-      { "match", "mirroring by a match is not supported yet" },
    };
    for ( const auto& [ field, reason ] : unsupported ) {
       if ( reader_.has( field ) ) {
-         reasons.emplace_back( reason );
+         reasons_.emplace_back( reason );
       }
    }
-   if ( session_.sources.empty() ) {
-      reasons.push_back(
-            "fed by ACL rules only (it has no src_port), which is not supported yet" );
-   }
-   if ( reasons.empty() ) {
+   if ( reasons_.empty() ) {
       return;
    }
-   std::string& refused = session_.refused.emplace();
-   for ( const std::string& reason : reasons ) {
-      refused += ( refused.empty() ? "" : "; " ) + reason;
-   }
-   reader_.warning( "refused: " + refused );
+   session_.refused = joined( reasons_, "; " );
+   reader_.warning( "refused: " + *session_.refused );
 }
 
 } // namespace

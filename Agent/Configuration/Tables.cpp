@@ -54,8 +54,7 @@ std::optional< size_t > badUtf8( std::string_view text ) {
 // Looks into one file, or into one entry of which everything stands at one place.
 class Reader {
  public:
-   Reader( Place place, Errors& errors )
-         : place_( std::move( place ) ), errors_( errors ) {}
+   Reader( Place place, Errors& errors ) : place_( std::move( place ) ), errors_( errors ) {}
 
    JsonValue parse( const std::string& text );
    void readTop( const JsonValue& top, Tables& into );
@@ -64,17 +63,13 @@ class Reader {
       errors_.push_back( { place, text } );
    }
    // A file's values have lines of their own.
-   Place placeOf( int line ) const {
-      return place_.line ? place_ : Place{ place_.file, line };
-   }
+   Place placeOf( int line ) const { return place_.line ? place_ : Place{ place_.file, line }; }
 
  private:
    void readMember( const JsonMember& member, Tables& into );
    void readTable( const std::string& table, const JsonMember& member, Tables& into );
    void addEntry( const EntryName& name, const JsonMember& member, Tables& into );
-   void noteMirrorRule( const EntryName& name, const JsonMember& member, Tables& into );
-   std::optional< std::string > textOf(
-         const std::string& where, const JsonMember& member );
+   std::optional< std::string > textOf( const std::string& where, const JsonMember& member );
 
    Place place_;                   // line 0: a file
    std::set< std::string > whole_; // tables read so far that were not flat
@@ -125,13 +120,6 @@ void Reader::readMember( const JsonMember& member, Tables& into ) {
    const bool flat = member.name.find( '|' ) != std::string::npos;
    if ( !isReadTable( name.table ) ) {
       into.ignored.insert( name.table );
-      if ( name.table == "ACL_RULE" && flat ) {
-         noteMirrorRule( name, member, into );
-      } else if ( name.table == "ACL_RULE" ) {
-         for ( const JsonMember& rule : member.value.members ) {
-            noteMirrorRule( { name.table, rule.name }, rule, into );
-         }
-      }
    } else if ( flat ) {
       addEntry( name, member, into );
    } else {
@@ -157,31 +145,47 @@ void Reader::readTable( const std::string& table, const JsonMember& member, Tabl
 void Reader::addEntry( const EntryName& name, const JsonMember& member, Tables& into ) {
    const Place place = placeOf( member.line );
    Entry entry = readEntry( name, member.value, place );
-   auto [ at, isNew ] =
-         into.tables[ name.table ].try_emplace( name.key, std::move( entry ) );
-   if ( !isNew ) {
-      error( place,
-            name.toString() + ": the entry is there twice, before in line " +
-                  std::to_string( at->second.place.line ) + "; allowed: once" );
+   auto [ at, isNew ] = into.tables[ name.table ].try_emplace( name.key, std::move( entry ) );
+   if ( isNew ) {
+      return;
+   }
+   const std::string text = name.toString() + ": the entry is there twice, before in line " +
+         std::to_string( at->second.place.line ) + "; allowed: once";
+   if ( name.table == "ACL_RULE" ) {
+      into.repeatedRules.push_back( { name.key, { place, text } } );
+   } else {
+      error( place, text );
    }
 }
 
-void Reader::noteMirrorRule(
-      const EntryName& name, const JsonMember& member, Tables& into ) {
-   const auto& fields = member.value.members;
-   const bool mirrors =
-         std::any_of( fields.begin(), fields.end(), []( const JsonMember& field ) {
-            return field.name.starts_with( "MIRROR_" ) && field.name.ends_with( "ACTION" );
-         } );
-   if ( mirrors ) {
-      into.mirrorRules.push_back( { placeOf( member.line ),
-            name.toString() +
-                  ": refused: mirroring by the rules of an ACL is not supported yet" } );
+// An entry's own members, or those that a dump has wrapped.
+const std::vector< JsonMember >& fieldsOf( const JsonValue& entry ) {
+   const JsonMember* hash = nullptr;
+   const JsonMember* value = nullptr;
+   for ( const JsonMember& member : entry.members ) {
+      if ( member.name == "type" && member.value.text == "hash" ) {
+         hash = &member;
+      } else if ( member.name == "value" && member.value.isObject() ) {
+         value = &member;
+      }
    }
+   return hash && value ? value->value.members : entry.members;
 }
 
-Entry Reader::readEntry(
-      const EntryName& name, const JsonValue& value, const Place& place ) {
+std::string fieldName( const std::string& table, std::string name ) {
+   if ( name.ends_with( '@' ) ) {
+      name.pop_back();
+   }
+   if ( table == "ACL_RULE" ) {
+      // They are upper case; files in the field also have them in lower case.
+      std::transform( name.begin(), name.end(), name.begin(), []( char c ) {
+         return c >= 'a' && c <= 'z' ? static_cast< char >( c - 'a' + 'A' ) : c;
+      } );
+   }
+   return name;
+}
+
+Entry Reader::readEntry( const EntryName& name, const JsonValue& value, const Place& place ) {
    Entry entry;
    entry.place = place;
    if ( !value.isObject() ) {
@@ -190,12 +194,9 @@ Entry Reader::readEntry(
                   "; allowed: an object of fields, {} if there are none" );
       return entry;
    }
-   for ( const JsonMember& member : value.members ) {
+   for ( const JsonMember& member : fieldsOf( value ) ) {
       Field field;
-      field.name = member.name;
-      if ( field.name.ends_with( '@' ) ) {
-         field.name.pop_back();
-      }
+      field.name = fieldName( name.table, member.name );
       field.place = placeOf( member.line );
       const std::string where = name.toString() + ": " + field.name;
       if ( entry.find( field.name ) ) {
@@ -242,6 +243,11 @@ const Field* Entry::find( std::string_view name ) const {
    auto at = std::find_if( fields.begin(), fields.end(),
          [ name ]( const Field& field ) { return field.name == name; } );
    return at == fields.end() ? nullptr : &*at;
+}
+
+std::string_view Entry::text( std::string_view name ) const {
+   const Field* field = find( name );
+   return field ? std::string_view( field->text ) : std::string_view();
 }
 
 EntryName entryName( const std::string& tableAndKey ) {

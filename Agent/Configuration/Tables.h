@@ -7,8 +7,9 @@
 //    name { "PORT|Ethernet0": { "lanes": "1" } }                       flat
 //
 // A list is an array or text with commas and becomes text with commas; "field@", the mark
-// of a list in flat files, is "field". Numbers and booleans become their text. Only the
-// tables that the agent reads are looked into.
+// of a list in flat files, is "field". Numbers and booleans become their text. An entry may
+// also be wrapped as dumps of the database have it, { "type": "hash", "value": { ... } }. Only
+// the tables that the agent reads are looked into.
 
 #include <map>
 #include <set>
@@ -30,7 +31,8 @@ struct Entry {
    std::vector< Field > fields; // as written; no name twice
    Place place;
 
-   const Field* find( std::string_view name ) const; // null if there is none
+   const Field* find( std::string_view name ) const;     // null if there is none
+   std::string_view text( std::string_view name ) const; // empty if there is none
 };
 
 using Table = std::map< std::string, Entry >;
@@ -38,8 +40,13 @@ using Table = std::map< std::string, Entry >;
 struct Tables {
    std::map< std::string, Table > tables; // those that the agent reads
    std::set< std::string > ignored;       // the names of the others
-   // Rules of an ACL that ask for mirroring: said as a warning, since nothing serves them.
-   std::vector< Diagnostic > mirrorRules;
+   // Rules that are there twice. In tables of the kinds that the agent leaves alone nothing is
+   // an error, and which these are is not known before ACL_TABLE is read.
+   struct RepeatedRule {
+      std::string key;
+      Diagnostic error;
+   };
+   std::vector< RepeatedRule > repeatedRules{};
 };
 
 // Where an entry is named: "PORT|Ethernet0".

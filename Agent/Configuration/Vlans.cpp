@@ -108,9 +108,9 @@ void readAddress( Draft& draft, const std::string& key, const Entry& entry ) {
    const EntryName names = entryName( key );
    const auto mac = Plix::EthAddr::fromString( names.key );
    const VlanConfig* vlan = findVlan( draft, reader, names.table );
-   if ( !mac || mac->isMulticast() ) {
+   if ( !mac || mac->isMulticast() || *mac == Plix::EthAddr() ) {
       reader.error( "not a VLAN, a bar and an address; allowed: a unicast MAC address like "
-                    "02:00:00:00:00:0a" );
+                    "02:00:00:00:00:0a, not all zero" );
    }
    FdbConfig config;
    config.place = entry.place;

@@ -4,6 +4,7 @@
 
 namespace Agent {
 
+using KarvelMirror::ProgramStatus;
 using KarvelMirror::SourcePort;
 
 namespace {
@@ -12,13 +13,24 @@ Duolog::Handle trace( "CentralPublisher" );
 
 constexpr Zol::Seconds retryInterval = 10;
 
-std::vector< CentralPublisher::Direction > directionsOf( const SessionConfig& session ) {
-   using Direction = CentralPublisher::Direction;
-   switch ( session.direction ) {
-   case SessionDirection::rx: return { Direction::ingress };
-   case SessionDirection::tx: return { Direction::egress };
-   default: return { Direction::ingress, Direction::egress };
+// Makes a set attribute of an entity equal to what is wanted, by the differences.
+template < typename Wanted, typename Present, typename Add, typename Remove >
+void becomes( const Wanted& wanted, Present present, Add add, Remove remove ) {
+   for ( const auto& element : present ) {
+      if ( !wanted.contains( element ) ) {
+         remove( element );
+      }
    }
+   for ( const auto& element : wanted ) {
+      add( element );
+   }
+}
+
+KarvelMirror::AclKey programKey( const Ixo::AclKey& key ) {
+   KarvelMirror::AclKey result;
+   result.aclNameIs( key.aclName() );
+   result.aclTypeIs( key.aclType() );
+   return result;
 }
 
 // Whether mirroring can work at all on a chip; why not, if it cannot.
@@ -36,8 +48,10 @@ std::optional< std::string > chipRefusal( const ChipModel::ChipProfile& profile 
 } // namespace
 
 CentralPublisher::CentralPublisher( const SliceHost& slice,
-      Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo )
-      : slice_( slice ), programInfo_( programInfo ), publishClock_( [ this ] {
+      Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
+      Zol::Ptr< Acl::Input::Config > aclInput )
+      : slice_( slice ), programInfo_( programInfo ), aclInput_( aclInput ),
+        publishClock_( [ this ] {
            publishClock_.timeMinIs( Zol::never );
            publish();
         } ),
@@ -56,6 +70,8 @@ CentralPublisher::~CentralPublisher() {
       withdraw( mtp );
    }
    programInfo_->lfMtpProgramInfoDel( slice_.logicalFap() );
+   wanted_.clear();
+   dropUnusedAcls();
 }
 
 void CentralPublisher::configurationIs( const Configuration& configuration ) {
@@ -63,11 +79,14 @@ void CentralPublisher::configurationIs( const Configuration& configuration ) {
    choose( configuration );
    wanted_.clear();
    for ( const auto& [ mtp, use ] : uses_ ) {
-      wanted_[ mtp ] = wantedOf( configuration, use );
+      wanted_[ mtp ] = wantedMtp( configuration, slice_.unit(), use );
    }
    for ( const auto& [ mtp, use ] : before ) {
       auto at = uses_.find( mtp );
-      if ( at == uses_.end() || at->second != use ) {
+      const auto known = published_.find( mtp );
+      const bool stays = at != uses_.end() && at->second == use;
+      if ( !stays ||
+            ( known != published_.end() && wanted_.at( mtp ).editsAclOf( known->second ) ) ) {
          withdraw( mtp );
       }
    }
@@ -130,37 +149,6 @@ std::string CentralPublisher::holders(
    return text.empty() ? "nobody" : text;
 }
 
-CentralPublisher::Wanted CentralPublisher::wantedOf(
-      const Configuration& configuration, const Use& use ) const {
-   const SessionConfig& session = configuration.sessions.at( use.session );
-   const auto modId = static_cast< uint32_t >( slice_.unit() );
-   auto portNumber = [ & ]( const std::string& name ) {
-      return configuration.ports.at( name ).chipPort;
-   };
-   Wanted wanted;
-   auto target = configuration.portChannels.find( session.destination );
-   if ( target != configuration.portChannels.end() ) {
-      wanted.target = { Shim::MirrorDestination::Kind::trunk, target->second.trunk };
-   } else {
-      wanted.target = { Shim::MirrorDestination::Kind::port, portNumber( session.destination ) };
-   }
-   for ( const std::string& source : session.sources ) {
-      auto channel = configuration.portChannels.find( source );
-      if ( channel == configuration.portChannels.end() ) {
-         wanted.sources.insert( SourcePort::ofPort( modId, portNumber( source ) ) );
-      } else if ( use.direction == Direction::ingress ) {
-         for ( const std::string& member : channel->second.members ) {
-            wanted.sources.insert( SourcePort::ofPort( modId, portNumber( member ) ) );
-         }
-      } else if ( !channel->second.members.empty() ) {
-         // Without members there is nothing to match; when the first one comes this is a
-         // change of sources.
-         wanted.sources.insert( SourcePort::ofTrunk( channel->second.trunk ) );
-      }
-   }
-   return wanted;
-}
-
 void CentralPublisher::withdraw( Mtp mtp ) {
    if ( auto info = programInfo_->lfMtpProgramInfo( slice_.logicalFap() ) ) {
       info->mtpProgramInfoDel( mtp );
@@ -179,31 +167,92 @@ void CentralPublisher::publish() {
    Zol::Batch batch;
    auto info = programInfo_->lfMtpProgramInfoIs( slice_.logicalFap() );
    for ( const auto& [ mtp, use ] : uses_ ) {
-      const Wanted& wanted = wanted_.at( mtp );
+      const WantedMtp& wanted = wanted_.at( mtp );
       auto present = published_.find( mtp );
       if ( ( present != published_.end() && present->second == wanted ) ||
             !targetIs( mtp, wanted ) ) {
          continue;
       }
+      publishRules( wanted );
       auto program = info->mtpProgramInfoIs( mtp );
       program->sessionIs( use.session );
       program->directionIs( use.direction );
-      program->aclPortMirroringIs( true );
-      const auto old = program->srcPort();
-      for ( const SourcePort& source : old ) {
-         if ( !wanted.sources.contains( source ) ) {
-            program->srcPortDel( source );
-         }
-      }
-      for ( const SourcePort& source : wanted.sources ) {
-         program->srcPortIs( source );
-      }
+      program->aclPortMirroringIs( !wanted.sources.empty() );
+      becomes(
+            wanted.sources, program->srcPort(),
+            [ & ]( const SourcePort& port ) { program->srcPortIs( port ); },
+            [ & ]( const SourcePort& port ) { program->srcPortDel( port ); } );
+      publishFilters( *program, wanted );
       published_[ mtp ] = wanted;
    }
+   dropUnusedAcls();
    armRetry();
 }
 
-bool CentralPublisher::targetIs( Mtp mtp, const Wanted& wanted ) {
+void CentralPublisher::publishFilters(
+      KarvelMirror::MtpProgramInfo& program, const WantedMtp& wanted ) {
+   Zol::Set< KarvelMirror::AclKey > keys;
+   for ( const SessionAcl& acl : wanted.acls ) {
+      const KarvelMirror::AclKey key = programKey( acl.key );
+      keys.insert( key );
+      Zol::Set< Plix::IntfId > ports;
+      Zol::Set< Plix::IntfId > subInterfaces;
+      for ( const Plix::IntfId& interface : acl.interfaces ) {
+         ( interface.isSubIntf() ? subInterfaces : ports ).insert( interface );
+      }
+      auto aclPorts = program.aclPortsIs( key );
+      becomes(
+            ports, aclPorts->intf(),
+            [ & ]( const Plix::IntfId& intf ) { aclPorts->intfIs( intf ); },
+            [ & ]( const Plix::IntfId& intf ) { aclPorts->intfDel( intf ); } );
+      becomes(
+            subInterfaces, aclPorts->subIntf(),
+            [ & ]( const Plix::IntfId& intf ) { aclPorts->subIntfIs( intf ); },
+            [ & ]( const Plix::IntfId& intf ) { aclPorts->subIntfDel( intf ); } );
+   }
+   becomes(
+         keys, program.acl(),
+         [ & ]( const KarvelMirror::AclKey& key ) { program.aclIs( key ); },
+         [ & ]( const KarvelMirror::AclKey& key ) {
+            program.aclDel( key );
+            program.aclPortsDel( key );
+         } );
+   becomes(
+         wanted.matches, program.ipMatch(),
+         [ & ]( const KarvelMirror::IpMatch& match ) { program.ipMatchIs( match ); },
+         [ & ]( const KarvelMirror::IpMatch& match ) { program.ipMatchDel( match ); } );
+   becomes(
+         wanted.matchInterfaces, program.ipMatchIntf(),
+         [ & ]( const Plix::IntfId& intf ) { program.ipMatchIntfIs( intf ); },
+         [ & ]( const Plix::IntfId& intf ) { program.ipMatchIntfDel( intf ); } );
+}
+
+void CentralPublisher::publishRules( const WantedMtp& wanted ) {
+   for ( const SessionAcl& acl : wanted.acls ) {
+      inputAcls_.insert( acl.key );
+      aclInput_->aclTypeConfigIs( acl.key.aclType() )
+            ->aclIs( acl.key.aclName() )
+            ->currCfgIs( acl.rules );
+   }
+}
+
+void CentralPublisher::dropUnusedAcls() {
+   std::set< Ixo::AclKey > used;
+   for ( const auto& [ mtp, wanted ] : wanted_ ) {
+      for ( const SessionAcl& acl : wanted.acls ) {
+         used.insert( acl.key );
+      }
+   }
+   std::erase_if( inputAcls_, [ & ]( const Ixo::AclKey& key ) {
+      if ( used.contains( key ) ) {
+         return false;
+      }
+      aclInput_->aclTypeConfigIs( key.aclType() )->aclDel( key.aclName() );
+      return true;
+   } );
+}
+
+bool CentralPublisher::targetIs( Mtp mtp, const WantedMtp& wanted ) {
    auto present = targets_.find( mtp );
    if ( present != targets_.end() && present->second == wanted.target ) {
       return true;
@@ -229,13 +278,37 @@ void CentralPublisher::armRetry() {
    }
 }
 
+bool CentralPublisher::isFailed( Mtp mtp ) const {
+   const auto status = slice_.programStatus();
+   if ( !status ) {
+      return false;
+   }
+   for ( ProgramStatus programmed :
+         { status->programStatus( mtp ), status->ifpProgramStatus( mtp ) } ) {
+      if ( programmed == ProgramStatus::failed ||
+            programmed == ProgramStatus::resourceExhaustion ) {
+         return true;
+      }
+   }
+   return aclProblem( mtp ).has_value();
+}
+
+std::optional< std::string > CentralPublisher::aclProblem( Mtp mtp ) const {
+   const auto at = published_.find( mtp );
+   if ( at != published_.end() ) {
+      for ( const SessionAcl& acl : at->second.acls ) {
+         if ( auto problem = slice_.aclProblem( mtp, acl.key ) ) {
+            return problem;
+         }
+      }
+   }
+   return {};
+}
+
 void CentralPublisher::retryFailed() {
-   auto status = slice_.programStatus();
    bool failedSome = false;
    for ( const auto& [ mtp, use ] : uses_ ) {
-      const auto state = status ? status->programStatus( mtp ) : KarvelMirror::ProgramStatus();
-      const bool failed = state == KarvelMirror::ProgramStatus::failed ||
-                          state == KarvelMirror::ProgramStatus::resourceExhaustion;
+      const bool failed = isFailed( mtp );
       if ( failed ) {
          withdraw( mtp );
       }
@@ -255,7 +328,7 @@ std::optional< std::string > CentralPublisher::refusal( const std::string& sessi
 
 std::optional< std::string > CentralPublisher::problem( Mtp mtp ) const {
    auto at = problems_.find( mtp );
-   return at == problems_.end() ? std::nullopt : std::optional( at->second );
+   return at == problems_.end() ? aclProblem( mtp ) : std::optional( at->second );
 }
 
 } // namespace Agent

@@ -7,17 +7,18 @@
 // A destination is used in one direction, so a session in both directions takes two. Sessions
 // are served in the order of their names; one that finds no destination free is refused, and
 // told who holds them. A session that stays keeps its numbers. A destination whose direction
-// or user changes is withdrawn, and published anew in a later turn of the event loop; so is
-// one whose programming failed.
+// or user changes, or one of whose ACLs is edited, is withdrawn, and published anew in a later
+// turn of the event loop; so is one whose programming failed.
 
 #include <map>
-#include <set>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
-#include "Agent/Configuration/Configuration.h"
+#include "Agent/Publisher/Wanted.h"
 #include "Agent/Slices/SliceHost.h"
+#include "Platform/Acl/Config.h"
 #include "Platform/Zol/Clock.h"
 
 namespace Agent {
@@ -27,14 +28,11 @@ class CentralPublisher {
    using Mtp = KarvelMirror::Mtp;
    using Direction = KarvelMirror::Direction;
 
-   struct Use {
-      std::string session;
-      Direction direction{};
-      auto operator<=>( const Use& ) const = default;
-   };
+   using Use = MtpUse;
 
    CentralPublisher( const SliceHost& slice,
-         Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo );
+         Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
+         Zol::Ptr< Acl::Input::Config > aclInput );
    // Withdraws what it published.
    ~CentralPublisher();
    CentralPublisher( const CentralPublisher& ) = delete;
@@ -50,30 +48,29 @@ class CentralPublisher {
    const std::map< Mtp, Use >& uses() const { return uses_; }
    // Why a session of this chip has no destination; none if it has.
    std::optional< std::string > refusal( const std::string& session ) const;
-   // Why a destination could not be set up in the chip; none if it was.
+   // Why a destination, or one of its ACLs, could not be set up in the chip; none if it was.
    std::optional< std::string > problem( Mtp mtp ) const;
 
  private:
-   // What the chip and the slice are to know of one destination.
-   struct Wanted {
-      Shim::MirrorDestination target;
-      Zol::Set< KarvelMirror::SourcePort > sources;
-      bool operator==( const Wanted& ) const = default;
-   };
-
    void choose( const Configuration& configuration );
    std::string holders( const std::vector< std::pair< std::string, int > >& granted ) const;
-   Wanted wantedOf( const Configuration& configuration, const Use& use ) const;
    void withdraw( Mtp mtp );
    void publish();
-   bool targetIs( Mtp mtp, const Wanted& wanted );
+   void publishFilters( KarvelMirror::MtpProgramInfo& program, const WantedMtp& wanted );
+   void publishRules( const WantedMtp& wanted );
+   void dropUnusedAcls();
+   bool targetIs( Mtp mtp, const WantedMtp& wanted );
+   bool isFailed( Mtp mtp ) const;
+   std::optional< std::string > aclProblem( Mtp mtp ) const;
    void armRetry();
 
    const SliceHost& slice_;
    Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo_;
    std::map< Mtp, Use > uses_;
-   std::map< Mtp, Wanted > wanted_;    // of every use
-   std::map< Mtp, Wanted > published_; // as the slice knows it
+   Zol::Ptr< Acl::Input::Config > aclInput_;
+   std::set< Ixo::AclKey > inputAcls_;                // that this publisher has put in
+   std::map< Mtp, WantedMtp > wanted_;                // of every use
+   std::map< Mtp, WantedMtp > published_;             // as the slice knows it
    std::map< Mtp, Shim::MirrorDestination > targets_; // as the chip knows it
    std::map< std::string, std::string > refusals_;
    std::map< Mtp, std::string > problems_;

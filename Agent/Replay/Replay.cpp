@@ -57,9 +57,11 @@ void Outlet::commit() {
    files_->commit();
 }
 
-void replay( Runtime& runtime, const std::vector< Input >& inputs ) {
+void replay(
+      Runtime& runtime, const std::vector< Input >& inputs, ArrivalObserver* observer ) {
    struct Port {
       ChipModel::Pipeline* pipeline;
+      int unit;
       int number;
    };
    CaptureMerge merge;
@@ -70,14 +72,22 @@ void replay( Runtime& runtime, const std::vector< Input >& inputs ) {
          throw std::runtime_error( input.port + ": no such port; allowed: a port of PORT" );
       }
       ports.push_back(
-            { &runtime.chips().chip( at->second.unit )->pipeline(), at->second.chipPort } );
+            { &runtime.chips().chip( at->second.unit )->pipeline(), at->second.unit,
+                  at->second.chipPort } );
       merge.add( input.port, CaptureReader( input.file ) );
    }
    for ( Arrival arrival; merge.next( arrival ); ) {
       const Port& port = ports[ arrival.input ];
       const CaptureFrame& frame = arrival.frame;
-      port.pipeline->receive(
-            port.number, { frame.timeNs, frame.data, frame.length, frame.wireLength } );
+      const ChipModel::FrameView view{ frame.timeNs, frame.data, frame.length,
+         frame.wireLength };
+      if ( observer ) {
+         observer->arriving( merge.port( arrival.input ), port.unit, view );
+      }
+      port.pipeline->receive( port.number, view );
+      if ( observer ) {
+         observer->arrived();
+      }
    }
 }
 

@@ -40,8 +40,18 @@ class Outlet : public ChipModel::FrameSink {
    std::vector< std::vector< PortFiles > > ports_; // by unit and chip port
 };
 
+// Is told of each frame before and after it goes through its chip.
+class ArrivalObserver {
+ public:
+   virtual ~ArrivalObserver() = default;
+   virtual void arriving(
+         const std::string& port, int unit, const ChipModel::FrameView& frame ) = 0;
+   virtual void arrived() = 0;
+};
+
 // All frames of the inputs, merged by time. The ports exist and the captures have been
 // validated; std::runtime_error, in one line, if not.
-void replay( Runtime& runtime, const std::vector< Input >& inputs );
+void replay( Runtime& runtime, const std::vector< Input >& inputs,
+      ArrivalObserver* observer = nullptr );
 
 } // namespace Agent

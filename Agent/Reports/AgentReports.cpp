@@ -2,20 +2,13 @@
 
 #include <cstdio>
 
+#include "Agent/Configuration/Names.h"
 #include "ChipModel/ChipProfile.h"
 #include "Platform/Flitlog/Flitlog.h"
 
 namespace Agent {
 
 namespace {
-
-std::string joined( const std::vector< std::string >& words ) {
-   std::string text;
-   for ( const std::string& word : words ) {
-      text += ( text.empty() ? "" : ", " ) + word;
-   }
-   return text;
-}
 
 const char* phaseName( SessionPhase phase ) {
    switch ( phase ) {
@@ -34,9 +27,22 @@ const char* directionName( SessionDirection direction ) {
    }
 }
 
+// "ACL WEB, 3 matches"
+std::string filtersOf( const SessionConfig& session ) {
+   std::vector< std::string > texts;
+   for ( const SessionAcl& acl : session.acls ) {
+      texts.push_back( "ACL " + acl.key.aclName() );
+   }
+   if ( const size_t count = session.matches.size() ) {
+      texts.push_back( std::to_string( count ) + ( count == 1 ? " match" : " matches" ) );
+   }
+   return joined( texts );
+}
+
 Report sessionsReport( Runtime& runtime ) {
    Report report{ "sessions",
-      { "session", "direction", "sources", "destination", "state", "chip", "mirror", "reason" },
+      { "session", "direction", "sources", "filters", "destination", "state", "chip", "mirror",
+            "reason" },
       {}, "no mirror sessions are configured" };
    for ( const SessionState& session : runtime.sessions() ) {
       std::vector< std::string > numbers;
@@ -45,7 +51,8 @@ Report sessionsReport( Runtime& runtime ) {
       }
       const int unit = runtime.configuration().unitOf( session.config->destination );
       report.rows.push_back( { session.config->name, directionName( session.config->direction ),
-         joined( session.config->sources ), session.config->destination,
+         joined( session.config->sources ), filtersOf( *session.config ),
+         session.config->destination,
          phaseName( session.phase ), unit < 0 ? "" : std::to_string( unit ), joined( numbers ),
          session.reason } );
    }
@@ -55,7 +62,7 @@ Report sessionsReport( Runtime& runtime ) {
 std::vector< Report > statusReports( Runtime& runtime ) {
    Report slices{ "slices", { "slice", "chip profile", "TCAM helpers", "TCAM interface" }, {},
       "no chips" };
-   Report status{ "status", { "slice", "mirror", "session", "status" }, {},
+   Report status{ "status", { "slice", "mirror", "session", "ports", "filters" }, {},
       "no mirror destination is programmed" };
    for ( int unit : runtime.units() ) {
       const ChipModel::ChipProfile& profile = runtime.profile( unit );
@@ -65,6 +72,7 @@ std::vector< Report > statusReports( Runtime& runtime ) {
          profile.tcamInterface == ChipModel::TcamInterface::direct ? "direct" : "request" } );
       auto programmed = runtime.programStatus( unit );
       const auto& all = programmed->programStatus();
+      const auto& filters = programmed->ifpProgramStatus();
       for ( auto iter = all.begin(); iter != all.end(); ++iter ) {
          std::string user;
          for ( const SessionState& session : runtime.sessions() ) {
@@ -74,8 +82,11 @@ std::vector< Report > statusReports( Runtime& runtime ) {
                }
             }
          }
-         status.rows.push_back(
-               { name, int64_t( iter.key().value() ), user, Zol::toString( iter.value() ) } );
+         status.rows.push_back( { name, int64_t( iter.key().value() ), user,
+            Zol::toString( iter.value() ),
+            filters.contains( iter.key() )
+                  ? Zol::toString( programmed->ifpProgramStatus( iter.key() ) )
+                  : "none" } );
       }
    }
    return { slices, status };
@@ -127,6 +138,9 @@ Report logReport() {
 std::vector< Report > reportsOf( Runtime& runtime, const std::string& name ) {
    if ( name == "sessions" ) {
       return { sessionsReport( runtime ) };
+   }
+   if ( name == "acls" ) {
+      return aclReports( runtime );
    }
    if ( name == "tcam" ) {
       return { tcamReport( runtime ), tcamCapacityReport( runtime ) };

@@ -13,13 +13,12 @@ std::vector< Report > reportsOf( Runtime& runtime, const std::string& name );
 // The chip profiles and their capacities.
 Report chipsReport();
 
-// Port names as people write them, in natural order, runs of neighbours put together:
-// "Ethernet0, Ethernet8-Ethernet20".
-std::string portList( const Runtime& runtime, int unit, const Shim::PortBitmap& ports );
-
 // The chip's own reports: programmed entries and tables.
 Report tcamReport( Runtime& runtime );
 Report tcamCapacityReport( Runtime& runtime );
 std::vector< Report > tableReports( Runtime& runtime );
+
+// The ACLs of sessions, their rules, and the entries that each became.
+std::vector< Report > aclReports( Runtime& runtime );
 
 } // namespace Agent

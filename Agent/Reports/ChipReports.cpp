@@ -1,7 +1,8 @@
 #include "Agent/Reports/AgentReports.h"
 
 #include <algorithm>
-#include <cstdio>
+
+#include "Agent/Reports/FieldText.h"
 
 namespace Agent {
 
@@ -9,111 +10,16 @@ namespace {
 
 using ChipModel::ChipState;
 using ChipModel::EntryView;
-using ChipModel::QualifierValue;
-
-std::string hex( uint32_t value ) {
-   char text[ 16 ];
-   std::snprintf( text, sizeof text, "0x%x", value );
-   return text;
-}
-
-Shim::PortBitmap portsOfClass( const ChipState& chip, uint32_t data, uint32_t mask ) {
-   Shim::PortBitmap ports;
-   for ( const ChipModel::PortState& port : chip.ports ) {
-      if ( ( port.classBits & mask ) == ( data & mask ) ) {
-         ports.set( static_cast< size_t >( port.port ) );
-      }
-   }
-   return ports;
-}
-
-std::string trunkName( const Runtime& runtime, int unit, int trunk ) {
-   for ( const auto& [ name, channel ] : runtime.configuration().portChannels ) {
-      if ( channel.unit == unit && channel.trunk == trunk ) {
-         return name;
-      }
-   }
-   return "trunk " + std::to_string( trunk );
-}
-
-std::string qualifierText(
-      const Runtime& runtime, const ChipState& chip, const QualifierValue& value ) {
-   switch ( value.qualifier ) {
-   case Shim::Qualifier::inPorts:
-      return "in " + portList( runtime, chip.unit, value.ports );
-   case Shim::Qualifier::portClass:
-      return "in class " + hex( value.data[ 0 ] ) + " (" +
-             portList( runtime, chip.unit,
-                   portsOfClass( chip, value.data[ 0 ], value.mask[ 0 ] ) ) +
-             ")";
-   case Shim::Qualifier::dstPort:
-      return "out " + runtime.portName( chip.unit, static_cast< int >( value.data[ 1 ] ) );
-   case Shim::Qualifier::dstTrunk:
-      return "out " + trunkName( runtime, chip.unit, static_cast< int >( value.data[ 0 ] ) );
-   case Shim::Qualifier::drop:
-      return "drop " + std::to_string( value.data[ 0 ] ) + "/" + hex( value.mask[ 0 ] );
-   case Shim::Qualifier::outerVlanId:
-      return "VLAN " + std::to_string( value.data[ 0 ] ) + "/" + hex( value.mask[ 0 ] );
-   default: return "?";
-   }
-}
-
-std::string targetName( const Runtime& runtime, const ChipState& chip, uint32_t destination ) {
-   for ( const auto& mirror : chip.mirrorDestinations ) {
-      if ( mirror.destination == static_cast< int >( destination ) && mirror.value ) {
-         return mirror.value->kind == Shim::MirrorDestination::Kind::trunk
-                      ? trunkName( runtime, chip.unit, mirror.value->id )
-                      : runtime.portName( chip.unit, mirror.value->id );
-      }
-   }
-   return "not set";
-}
-
-std::string actionText( const Runtime& runtime, const ChipState& chip,
-      const ChipModel::ActionValue& action ) {
-   const bool ingress = action.action == Shim::FieldAction::mirrorIngress;
-   return std::string( "copy as " ) + ( ingress ? "received" : "sent" ) + " to mirror " +
-          std::to_string( action.param1 ) + " (" +
-          targetName( runtime, chip, action.param1 ) + ")";
-}
 
 std::vector< Cell > entryRow(
       const Runtime& runtime, const ChipState& chip, const EntryView& entry ) {
-   std::string matches;
-   for ( const QualifierValue& value : entry.qualifiers ) {
-      matches += ( matches.empty() ? "" : ", " ) + qualifierText( runtime, chip, value );
-   }
-   std::string actions;
-   for ( const ChipModel::ActionValue& action : entry.actions ) {
-      actions += ( actions.empty() ? "" : ", " ) + actionText( runtime, chip, action );
-   }
    return { int64_t( chip.unit ), int64_t( entry.group ), int64_t( entry.id ),
-      int64_t( entry.priority ), entry.name, matches.empty() ? "everything" : matches, actions,
+      int64_t( entry.priority ), entry.name, matchText( runtime, chip, entry ),
+      actionsText( runtime, chip, entry.actions ),
       static_cast< int64_t >( entry.packets ), static_cast< int64_t >( entry.bytes ) };
 }
 
 } // namespace
-
-std::string portList( const Runtime& runtime, int unit, const Shim::PortBitmap& ports ) {
-   std::string text;
-   for ( size_t port = 0; port < ports.size(); ++port ) {
-      if ( !ports.test( port ) ) {
-         continue;
-      }
-      size_t last = port;
-      while ( last + 1 < ports.size() && ports.test( last + 1 ) ) {
-         ++last;
-      }
-      text += text.empty() ? "" : ", ";
-      text += runtime.portName( unit, static_cast< int >( port ) );
-      if ( last > port ) {
-         text += last > port + 1 ? "-" : ", ";
-         text += runtime.portName( unit, static_cast< int >( last ) );
-      }
-      port = last;
-   }
-   return text.empty() ? "no port" : text;
-}
 
 Report tcamReport( Runtime& runtime ) {
    Report report{ "tcam",
@@ -188,7 +94,7 @@ std::vector< Report > tableReports( Runtime& runtime ) {
       for ( const ChipModel::MirrorDestinationState& mirror : chip.mirrorDestinations ) {
          const auto index = static_cast< uint32_t >( mirror.destination );
          mirrors.rows.push_back( { number, int64_t( mirror.destination ),
-            targetName( runtime, chip, index ), int64_t( mirror.counters.frames ),
+            mirrorTargetName( runtime, chip, index ), int64_t( mirror.counters.frames ),
             int64_t( mirror.counters.bytes ), int64_t( mirror.counters.dropped ),
             int64_t( mirror.counters.lost ) } );
       }

@@ -7,6 +7,7 @@
 #include <functional>
 #include <iostream>
 
+#include "Agent/Explain/Explainer.h"
 #include "Agent/Replay/Replay.h"
 #include "Agent/Reports/AgentReports.h"
 #include "Agent/Run/ScriptRunner.h"
@@ -63,7 +64,7 @@ void sayLoad( const LoadResult& result, const Command& command ) {
    }
    if ( !result.ignoredTables.empty() ) {
       std::cerr << "ignored " << result.ignoredTables.size()
-                << " tables that have no bearing on mirroring:";
+                << " tables that this agent does not read:";
       const char* separator = " ";
       for ( const std::string& table : result.ignoredTables ) {
          std::cerr << separator << table;
@@ -226,6 +227,37 @@ int checkCommand( const Command& command ) {
                 << loaded.configuration.sessions.size() << " mirror sessions; no errors\n";
       return std::cout.flush() ? 0 : 1;
    } );
+}
+
+int explainCommand( const Command& command ) {
+   const int code = guarded( [ & ] {
+      checkToggles( command.config );
+      ConfigSource source;
+      useProfile( source, command );
+      const LoadResult loaded = source.load( command.config );
+      sayLoad( loaded, command );
+      checkInputs( command, {}, loaded.configuration );
+      Runtime runtime( { pluginPath( command ), command.profile } );
+      runtime.start( command.config );
+      Printer printer( command.format );
+      Explainer explainer( runtime, command.packet, [ & ]( const Explanation& frame ) {
+         if ( command.format == Format::json ) {
+            printer.show( explanationReports( frame ) );
+         } else {
+            std::cout << explanationText( frame );
+         }
+      } );
+      replay( runtime, command.inputs, &explainer );
+      if ( command.packet > explainer.frames() ) {
+         throw std::runtime_error( "--packet " + std::to_string( command.packet ) +
+                                   ": there are " + std::to_string( explainer.frames() ) +
+                                   " frames; allowed: 1 to that number" );
+      }
+      printer.finish();
+      return 0;
+   } );
+   Duolog::flush();
+   return code;
 }
 
 int chipsCommand( const Command& command ) {

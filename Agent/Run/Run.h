@@ -10,5 +10,6 @@ namespace Agent {
 int runCommand( const Command& command );
 int checkCommand( const Command& command );
 int chipsCommand( const Command& command );
+int explainCommand( const Command& command );
 
 } // namespace Agent

@@ -24,10 +24,11 @@ const Zol::String mtpProgramInfoPath =
 struct Slice {
    Slice( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
          Zol::Ptr< KarvelCentral::ChipTable > chipTable,
-         Zol::Ptr< Karvel::KarvelTcamGroupManager > groupManager,
-         Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo )
+         Zol::Ptr< AgentServices::TcamGroupManager > groupManager,
+         Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
+         Zol::Ptr< Acl::Input::Config > aclInput )
          : setup( unit ), host( unit, profile, store, chipTable, groupManager ),
-           publisher( host, programInfo ) {}
+           publisher( host, programInfo, aclInput ) {}
 
    ChipSetup setup;
    SliceHost host;
@@ -51,6 +52,7 @@ struct Runtime::State {
    ConfigSource source;
    Configuration configuration;
    Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo;
+   Zol::Ptr< Acl::Input::Config > aclInput;
    Zol::Ptr< AgentServices::TcamGroupManager > groupManager;
    std::map< int, Slice > slices;
    std::vector< std::string > problems; // what the chips refused of the last configuration
@@ -85,7 +87,11 @@ void Runtime::State::makeStore() {
    store.entityIs( "hardware/karvel/mirror/paramConfig",
          Zol::make< KarvelMirror::Slice::ParamConfig >() );
    store.entityIs( "acl/config/input", Zol::make< Zol::Dir >() );
-   store.entityIs( "acl/config/input", Zol::make< Acl::Input::Config >() );
+   aclInput = Zol::make< Acl::Input::Config >();
+   for ( Acl::AclType type : { Acl::ip(), Acl::ipv6(), Acl::mac() } ) {
+      aclInput->aclTypeConfigIs( type ); // every kind is there, also without an ACL
+   }
+   store.entityIs( "acl/config/input", aclInput );
    store.entityIs( "mirroring/hwconfig", Zol::make< Mirroring::Config >() );
 }
 
@@ -118,7 +124,7 @@ void Runtime::State::makeSlices() {
             static_cast< uint32_t >( unit ), { profile.aclGroup, profile.portClassBits } );
       Slice& slice = slices
                            .try_emplace( unit, unit, profile, store, chipTable,
-                                 groupManager, programInfo )
+                                 groupManager, programInfo, aclInput )
                            .first->second;
       slice.host.configurationIs( configuration );
       slice.host.start();
@@ -211,6 +217,41 @@ const Slice* Runtime::State::sliceOf( const SessionConfig& session ) const {
    return at == slices.end() ? nullptr : &at->second;
 }
 
+namespace {
+
+// The worse of what the two halves of the slice say; none has nothing to say.
+KarvelMirror::ProgramStatus combined(
+      const KarvelMirror::SliceMtpProgramStatus& status, KarvelMirror::Mtp mtp ) {
+   const auto ports = status.programStatus( mtp );
+   if ( !status.ifpProgramStatusHas( mtp ) ) {
+      return ports;
+   }
+   const auto filtered = status.ifpProgramStatus( mtp );
+   return ports == KarvelMirror::ProgramStatus::success ? filtered : ports;
+}
+
+// Adds what there is to say of one destination.
+void judge( const Slice& slice, KarvelMirror::Mtp mtp, const MtpUse& use, SessionState& state ) {
+   using KarvelMirror::ProgramStatus;
+   const ProgramStatus programmed = combined( *slice.host.programStatus(), mtp );
+   state.held.push_back( { slice.host.unit(), mtp, use.direction, programmed } );
+   auto failed = [ & ]( const std::string& reason ) {
+      state.phase = SessionPhase::failed;
+      state.reason = reason;
+   };
+   if ( auto problem = slice.publisher.problem( mtp ) ) {
+      failed( *problem );
+   } else if ( programmed == ProgramStatus::resourceExhaustion ) {
+      failed( "the chip has no TCAM entries left for it" );
+   } else if ( programmed == ProgramStatus::failed ) {
+      failed( "the chip refused its TCAM entries" );
+   } else if ( programmed == ProgramStatus::unknown && state.phase == SessionPhase::active ) {
+      state.phase = SessionPhase::pending;
+   }
+}
+
+} // namespace
+
 SessionState Runtime::State::sessionState( const SessionConfig& session ) const {
    SessionState result;
    result.config = &session;
@@ -225,25 +266,9 @@ SessionState Runtime::State::sessionState( const SessionConfig& session ) const 
       return result;
    }
    result.phase = SessionPhase::active;
-   auto status = slice->host.programStatus();
    for ( const auto& [ mtp, use ] : slice->publisher.uses() ) {
-      if ( use.session != session.name ) {
-         continue;
-      }
-      const auto programmed = status->programStatus( mtp );
-      result.held.push_back( { slice->host.unit(), mtp, use.direction, programmed } );
-      if ( auto problem = slice->publisher.problem( mtp ) ) {
-         result.phase = SessionPhase::failed;
-         result.reason = *problem;
-      } else if ( programmed == KarvelMirror::ProgramStatus::resourceExhaustion ) {
-         result.phase = SessionPhase::failed;
-         result.reason = "the chip has no TCAM entries left for it";
-      } else if ( programmed == KarvelMirror::ProgramStatus::failed ) {
-         result.phase = SessionPhase::failed;
-         result.reason = "the chip refused its TCAM entries";
-      } else if ( programmed == KarvelMirror::ProgramStatus::unknown &&
-                  result.phase == SessionPhase::active ) {
-         result.phase = SessionPhase::pending;
+      if ( use.session == session.name ) {
+         judge( *slice, mtp, use, result );
       }
    }
    const auto port = configuration.ports.find( session.destination );

@@ -33,12 +33,13 @@ Zol::Ptr< T > makeByName( const char* typeName, const Zol::String& name ) {
 
 SliceHost::SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
       Zol::Ptr< KarvelCentral::ChipTable > chipTable,
-      Zol::Ptr< Karvel::KarvelTcamGroupManager > groupManager )
+      Zol::Ptr< AgentServices::TcamGroupManager > groupManager )
       : unit_( unit ), profile_( profile ), name_( "slice" + std::to_string( unit ) ),
         store_( store ), entityManager_( store ),
         scsd_( Zol::make< Karvel::KarvelCommonSmData >() ), shared_( Zol::make< Zol::Dir >() ) {
    const auto number = static_cast< uint16_t >( unit );
-   scsd_->unitIs( number )->chipAttributesIs( attributesOf( profile ) );
+   scsd_->unitIs( number );
+   scsd_->chipAttributesIs( attributesOf( profile ) );
    scsd_->logicalFapIdIs( LogicalFap::LogicalFapId( number ) );
    scsd_->chipTableIs( chipTable );
    scsd_->karvelModIdIs( unit, number );
@@ -49,8 +50,14 @@ SliceHost::SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::St
    shared_->entityIs( "tcamManager", Zol::Ptr< Zol::Entity >( groupManager ) );
    shared_->entityIs( "featureCommon",
          Zol::Ptr< Zol::Entity >( Zol::make< KarvelCentral::FeatureAgentCommonSmData >() ) );
-   shared_->entityIs( "aclSmPluginEntity",
-         Zol::Ptr< Zol::Entity >( Zol::make< Karvel::AclSmPluginEntity >() ) );
+   aclHelper_ = Zol::make< AgentServices::AclHelper >( groupManager );
+   aclHelper_->unitIs( static_cast< uint32_t >( unit ), scsd_ );
+   auto aclSm = Zol::make< Ixo::AclSm >();
+   aclSm->aclHelperIs( Zol::Ptr< Karvel::AclHelper >( aclHelper_ ) );
+   auto aclPlugin = Zol::make< Karvel::AclSmPluginEntity >();
+   aclPlugin->aclSmIs( aclSm );
+   aclPlugin->mirrorAclSupportedIs( profile.tcamHelpers );
+   shared_->entityIs( "aclSmPluginEntity", Zol::Ptr< Zol::Entity >( aclPlugin ) );
 
    auto capability = Zol::make< KarvelMirror::SliceCapability >();
    capability->mirrorDestinationsIs( static_cast< uint32_t >( profile.mirrorDestinations ) );
@@ -81,6 +88,17 @@ void SliceHost::start() {
 
 Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > SliceHost::programStatus() const {
    return store_.entity< KarvelMirror::SliceMtpProgramStatus >( sliceStatusPath + name_ );
+}
+
+std::optional< std::string > SliceHost::aclProblem(
+      KarvelMirror::Mtp mtp, const Ixo::AclKey& key ) const {
+   const Karvel::KarvelAclFeature feature( static_cast< uint8_t >( mtp.value() + 1 ) );
+   switch ( aclHelper_->problem( static_cast< uint32_t >( unit_ ), feature, key ) ) {
+   case Ixo::AclCreateError::aclCreateErrorNone: return {};
+   case Ixo::AclCreateError::aclCreateErrorTcamFull:
+      return "ACL " + key.aclName() + " is not applied: the chip has no room left for it";
+   default: return "ACL " + key.aclName() + " is not applied: the chip refused it";
+   }
 }
 
 void SliceHost::configurationIs( const Configuration& configuration ) {

@@ -4,8 +4,12 @@
 // was made for it.
 
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "Agent/Configuration/Configuration.h"
+#include "AgentServices/AclHelper.h"
+#include "AgentServices/TcamGroupManager.h"
 #include "ChipModel/ChipProfile.h"
 #include "Platform/Hubdb/Store.h"
 #include "Platform/Karvel/KarvelCommonSmData.h"
@@ -21,7 +25,7 @@ class SliceHost {
    // plug-in is not called yet.
    SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
          Zol::Ptr< KarvelCentral::ChipTable > chipTable,
-         Zol::Ptr< Karvel::KarvelTcamGroupManager > groupManager );
+         Zol::Ptr< AgentServices::TcamGroupManager > groupManager );
    ~SliceHost();
    SliceHost( const SliceHost& ) = delete;
    SliceHost& operator=( const SliceHost& ) = delete;
@@ -38,6 +42,11 @@ class SliceHost {
    // What the slice reports; null before start().
    Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > programStatus() const;
    Zol::Ptr< Plugin::AgentCommandCallback > callback() const { return callback_; }
+   // The ACLs that the slice has in the chip.
+   const AgentServices::AclHelper& aclHelper() const { return *aclHelper_; }
+   // Why an ACL of a destination could not be brought into the chip; none if it is there.
+   std::optional< std::string > aclProblem(
+         KarvelMirror::Mtp mtp, const Ixo::AclKey& key ) const;
 
  private:
    void portsAre( const Configuration& configuration );
@@ -49,6 +58,7 @@ class SliceHost {
    Hubdb::Store& store_;
    Hubdb::EntityManager entityManager_;
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd_;
+   Zol::Ptr< AgentServices::AclHelper > aclHelper_;
    Zol::Ptr< Zol::Dir > shared_;
    Zol::Ptr< Plugin::Mounter > mounter_;
    Zol::Ptr< Plugin::AgentCommandCallback > callback_;

@@ -2,15 +2,15 @@
 
 // The agent's ACL configuration: what is in force, and the input it is merged from.
 
-#include "Platform/Acl/Types.h"
+#include "Platform/Acl/Rules.h"
 #include "Platform/Zol/Dir.h"
 
 namespace Acl {
 
-// The ACLs in force, by kind and name. `currCfg` counts the versions of an ACL's rules.
+// The ACLs in force, by kind and name.
 class AclConfig : public Zol::Entity {
    ZOL_ENTITY( Acl, AclConfig, Zol::Entity, ( CONST, Zol::String, name ),
-         ( VAL, uint64_t, currCfg ) );
+         ( VAL, Zol::Ptr< const RuleList >, currCfg ) ); // the rules in force; may be none
 
  public:
    explicit AclConfig( const Zol::String& name ) : name_( name ) {}

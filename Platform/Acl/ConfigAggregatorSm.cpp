@@ -11,32 +11,36 @@ void ConfigAggregatorSm::doInit() {
 }
 
 void ConfigAggregatorSm::handleAclTypeConfig( AclType type ) {
-   if ( auto input = inputConfig()->aclTypeConfig( type ) ) {
-      react< &ConfigAggregatorSm::handleAcls, AclTypeConfig::Attr::acl >( input );
-   }
-   mergeType( type );
-}
-
-void ConfigAggregatorSm::handleAcls() {
-   for ( AclType type : inputConfig()->aclTypeConfig().keys() ) {
-      mergeType( type );
-   }
-}
-
-void ConfigAggregatorSm::mergeType( AclType type ) {
    auto input = inputConfig()->aclTypeConfig( type );
    if ( !input ) {
       config()->aclTypeConfigDel( type );
       return;
    }
-   auto merged = config()->aclTypeConfigIs( type );
+   react< &ConfigAggregatorSm::handleAcls, AclTypeConfig::Attr::acl >( input );
+   mergeType( *input );
+}
+
+// Which type the changed ACL is of is not told; there are a few types only.
+void ConfigAggregatorSm::handleAcls() {
+   for ( AclType type : inputConfig()->aclTypeConfig().keys() ) {
+      mergeType( *inputConfig()->aclTypeConfig( type ) );
+   }
+}
+
+void ConfigAggregatorSm::mergeType( const AclTypeConfig& input ) {
+   auto merged = config()->aclTypeConfigIs( input.type() );
    for ( const Zol::String& name : merged->acl().keys() ) {
-      if ( !input->aclHas( name ) ) {
+      if ( !input.aclHas( name ) ) {
          merged->aclDel( name );
+         watched_.erase( { input.type(), name } );
       }
    }
-   for ( auto iter = input->acl().begin(); iter != input->acl().end(); ++iter ) {
-      merged->aclIs( iter.key() )->currCfgIs( iter.value()->currCfg() );
+   for ( const Zol::String& name : input.acl().keys() ) {
+      Zol::Ptr< const AclConfig > acl = input.acl( name );
+      if ( std::exchange( watched_[ { input.type(), name } ], acl ) != acl ) {
+         react< &ConfigAggregatorSm::handleAcls, AclConfig::Attr::currCfg >( acl );
+      }
+      merged->aclIs( name )->currCfgIs( acl->currCfg() );
    }
 }
 

@@ -3,6 +3,9 @@
 // Merges the input ACL configuration into the one in force: every ACL of the input stands in
 // the configuration with the same version, and leaves it with the input.
 
+#include <map>
+#include <utility>
+
 #include "Platform/Acl/Config.h"
 #include "Platform/Zol/Sm.h"
 
@@ -23,7 +26,9 @@ class ConfigAggregatorSm : public Zol::EntitySm {
    void doInit() override;
    void handleAclTypeConfig( AclType type );
    void handleAcls();
-   void mergeType( AclType type );
+   void mergeType( const AclTypeConfig& input );
+
+   std::map< std::pair< AclType, Zol::String >, Zol::Ptr< const AclConfig > > watched_;
 };
 
 } // namespace Acl

@@ -7,4 +7,11 @@ namespace Acl {
 // Kinds of ACL.
 ZOL_ENUM( AclType, uint8_t, ( none, 0 ), ( mac, 2 ), ( ip, 3 ), ( ipv6, 4 ) );
 
+constexpr AclType mac() { return AclType::mac; }
+constexpr AclType ip() { return AclType::ip; }
+constexpr AclType ipv6() { return AclType::ipv6; }
+
+// Which way the traffic goes that an ACL is applied to.
+ZOL_ENUM( AclDirection, uint8_t, ( in, 0 ), ( out, 1 ) );
+
 } // namespace Acl

@@ -12,8 +12,7 @@ namespace Karvel {
 
 // One chip of the slice.
 class UnitData : public Zol::Entity {
-   ZOL_ENTITY( Karvel, UnitData, Zol::Entity, ( CONST, uint16_t, unit ),
-         ( VAL, KarvelCentral::ChipAttributes, chipAttributes ) );
+   ZOL_ENTITY( Karvel, UnitData, Zol::Entity, ( CONST, uint16_t, unit ) );
 
  public:
    explicit UnitData( uint16_t unit ) : unit_( unit ) {}
@@ -22,6 +21,7 @@ class UnitData : public Zol::Entity {
 class KarvelCommonSmData : public Zol::Entity {
    ZOL_ENTITY( Karvel, KarvelCommonSmData, Zol::Entity,
          ( COLL, uint16_t, UnitData, unit ),
+         ( VAL, KarvelCentral::ChipAttributes, chipAttributes ), // of the slice's chip
          ( VAL, LogicalFap::LogicalFapId, logicalFapId ),
          ( VAL, Zol::Ptr< KarvelCentral::ChipTable >, chipTable ),
          ( MAP, int32_t, uint32_t, karvelModId ), // unit to module id

@@ -14,12 +14,16 @@ void sdkErrorStreamIs( std::ostream* stream ) {
    errorStream = stream;
 }
 
-void reportSdkError( const Duolog::Handle& trace, const char* callText, Shim::Rc rc ) {
+void reportSdkError(
+      const Duolog::Handle& trace, const char* callText, Shim::Rc rc, SdkErrorForm form ) {
+   const char* label = form == SdkErrorForm::rc ? " (rc:"
+         : form == SdkErrorForm::rv             ? " (rv:"
+                                                : " (";
    std::ostream& out = errorStream ? *errorStream : std::cerr;
-   out << callText << " API ERROR:" << ::Shim::Sdk::bcm_errmsg( rc ) << " (rc:" << rc << ")"
+   out << callText << " API ERROR:" << ::Shim::Sdk::bcm_errmsg( rc ) << label << rc << ")"
        << std::endl;
    DUOLOG( trace, 0,
-         callText << " API ERROR:" << ::Shim::Sdk::bcm_errmsg( rc ) << " (rc:" << rc << ")" );
+         callText << " API ERROR:" << ::Shim::Sdk::bcm_errmsg( rc ) << label << rc << ")" );
 }
 
 } // namespace Karvel

@@ -22,11 +22,17 @@ namespace Karvel {
 
 // Where failed calls are reported; standard error by default (null restores it).
 void sdkErrorStreamIs( std::ostream* stream );
-void reportSdkError( const Duolog::Handle& trace, const char* callText, Shim::Rc rc );
 
-// Takes the arguments by value in the types of the method's parameters, so that nothing of them
-// is left to be read or converted once the lock is released.
-template < typename... Params >
+// What stands before the code of a failed call, or that a failure is an answer like any
+// other and not reported.
+enum class SdkErrorForm : uint8_t { rc, rv, bare, quiet };
+
+void reportSdkError( const Duolog::Handle& trace, const char* callText, Shim::Rc rc,
+      SdkErrorForm form = SdkErrorForm::rc );
+
+// Takes the arguments by value in the types of the method's parameters, so that nothing of
+// them is left to be read or converted once the lock is released.
+template < SdkErrorForm form, typename... Params >
 Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText,
       Shim::Rc ( Shim::Sdk::*method )( Params... ),
       std::type_identity_t< std::remove_cvref_t< Params > >... args ) {
@@ -35,16 +41,18 @@ Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText,
       Zol::ActivityUnlock unlock;
       rc = ( ::Shim::sdk_->*method )( args... );
    }
-   if ( rc != ::Shim::Sdk::QX_BCM_E_NONE() ) [[unlikely]] {
-      reportSdkError( trace, callText, rc );
+   if ( form != SdkErrorForm::quiet && rc != ::Shim::Sdk::QX_BCM_E_NONE() ) [[unlikely]] {
+      reportSdkError( trace, callText, rc, form );
    } else {
-      DUOLOG( trace, 5, callText );
+      DUOLOG( trace, 5, callText << " (rc:" << rc << ")" );
    }
    return rc;
 }
 
 } // namespace Karvel
 
-#define KARVEL_SDK_CALL( trace, call, args )                                               \
-   ::Karvel::callSdk( trace, #call #args, &::Shim::Sdk::call, KARVEL_SDK_ARGS_ args )
+#define KARVEL_SDK_CALL( trace, call, args ) KARVEL_SDK_CALL_AS( rc, trace, call, args )
+#define KARVEL_SDK_CALL_AS( form, trace, call, args )                                      \
+   ::Karvel::callSdk< ::Karvel::SdkErrorForm::form >(                                      \
+         trace, #call #args, &::Shim::Sdk::call, KARVEL_SDK_ARGS_ args )
 #define KARVEL_SDK_ARGS_( ... ) __VA_ARGS__

@@ -72,6 +72,15 @@ struct MirroringAclGroup {
    bool operator==( const MirroringAclGroup& ) const = default;
 };
 
+// A feature that keeps ACL entries: 1 to 4 are the mirroring ACLs of destinations 0 to 3.
+using KarvelAclFeature = Zol::Id< struct KarvelAclFeatureTag, uint8_t >;
+
+// What a feature's mirroring ACL group is for beyond what its feature says.
+struct MirroringAclMetadata {
+   bool egress = false;
+   bool operator==( const MirroringAclMetadata& ) const = default;
+};
+
 class KarvelTcamGroupManager : public Zol::Entity {
    ZOL_ENTITY( Karvel, KarvelTcamGroupManager, Zol::Entity );
 
@@ -83,6 +92,14 @@ class KarvelTcamGroupManager : public Zol::Entity {
    // takes the group away.
    virtual TcamStatus groupMirroringAclDataIs(
          uint32_t unit, const MirroringAclGroup& group ) = 0;
+
+   // The entry manager of one feature's plain mirroring rules on one chip: the same one for
+   // all who ask while somebody holds it. Its group is made with its first entry.
+   virtual Zol::Ptr< KarvelUnboundedTcamEntryManager > mirroringAclEntryManager(
+         uint32_t unit, KarvelAclFeature feature ) = 0;
+   // Says that the feature's group is a mirroring ACL's; without it there are no entries.
+   virtual TcamStatus groupMirroringAclDataIs( uint32_t unit, KarvelAclFeature feature,
+         const MirroringAclMetadata& metadata ) = 0;
 };
 
 } // namespace Karvel

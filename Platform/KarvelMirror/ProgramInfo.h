@@ -5,6 +5,8 @@
 #include "Platform/Acl/Types.h"
 #include "Platform/KarvelMirror/Mtp.h"
 #include "Platform/LogicalFap/LogicalFapId.h"
+#include "Platform/Plix/IntfId.h"
+#include "Platform/Plix/IpAddr.h"
 #include "Platform/Zol/Entity.h"
 #include "Platform/Zol/Enum.h"
 #include "Platform/Zol/Value.h"
@@ -40,15 +42,34 @@ class AclKey : public Zol::Value {
          ( VAL, Acl::AclType, aclType ) );
 };
 
+// The interfaces whose traffic one ACL filters.
+class AclPorts : public Zol::Entity {
+   ZOL_ENTITY( KarvelMirror, AclPorts, Zol::Entity, ( CONST, AclKey, aclKey ),
+         ( SET, Plix::IntfId, intf ),      // ports as a whole
+         ( SET, Plix::IntfId, subIntf ) ); // ports with one outer VLAN
+
+ public:
+   explicit AclPorts( const AclKey& aclKey ) : aclKey_( aclKey ) {}
+};
+
+// IPv4 traffic by its addresses; a mask of zero does not match on the address.
+class IpMatch : public Zol::Value {
+   ZOL_VALUE( KarvelMirror, IpMatch, ( VAL, Plix::IpAddr, srcIp ),
+         ( VAL, Plix::IpAddr, srcIpMask ), ( VAL, Plix::IpAddr, dstIp ),
+         ( VAL, Plix::IpAddr, dstIpMask ) );
+};
+
 // What was decided for one destination. A destination is used in one direction; a change of
 // direction withdraws it and publishes it anew.
 class MtpProgramInfo : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, MtpProgramInfo, Zol::Entity, ( CONST, Mtp, mtp ),
          ( SET, SourcePort, srcPort ), // an ingress link aggregation stands as its members
-         ( VAL, Direction, direction ),
-         ( VAL, bool, aclPortMirroring ), // mirrors by port
-         ( SET, AclKey, acl ),            // mirrors what these permit
-         ( VAL, Zol::String, session ) ); // the session it serves: for people
+         ( VAL, Direction, direction ), ( VAL, bool, aclPortMirroring ), // mirrors by port
+         ( SET, AclKey, acl ),                 // mirrors what these permit
+         ( COLL, AclKey, AclPorts, aclPorts ), // on these interfaces
+         ( SET, IpMatch, ipMatch ),            // mirrors what these match
+         ( SET, Plix::IntfId, ipMatchIntf ),   // on these interfaces
+         ( VAL, Zol::String, session ) );      // the session it serves: for people
 
  public:
    explicit MtpProgramInfo( Mtp mtp ) : mtp_( mtp ) {}
@@ -83,10 +104,12 @@ class SliceCapability : public Zol::Entity {
 ZOL_ENUM( ProgramStatus, uint8_t, ( unknown, 0 ), ( success, 1 ), ( failed, 2 ),
       ( resourceExhaustion, 3 ) ); // the hardware ran out of entries
 
-// How programming went, per destination; a destination that has gone has no status.
+// How programming went, per destination; a destination that has gone has no status, and one
+// without rules of a kind none of that kind.
 class SliceMtpProgramStatus : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, SliceMtpProgramStatus, Zol::Entity,
-         ( MAP, Mtp, ProgramStatus, programStatus ) );
+         ( MAP, Mtp, ProgramStatus, programStatus ),      // port mirroring
+         ( MAP, Mtp, ProgramStatus, ifpProgramStatus ) ); // filtered ingress mirroring
 
  public:
    explicit SliceMtpProgramStatus( std::string_view = {} ) {}

@@ -56,17 +56,75 @@ class Sdk {
    // Data and mask; a mask bit of zero does not care.
    virtual Rc bcm_field_qualify_InPorts(
          int unit, int entry, const PortBitmap& data, const PortBitmap& mask ) = 0;
-   virtual Rc bcm_field_qualify_PortClass( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
-   virtual Rc bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId, uint32_t modIdMask,
-         uint32_t port, uint32_t portMask ) = 0;
-   virtual Rc bcm_field_qualify_DstTrunk( int unit, int entry, int trunk, uint32_t mask ) = 0;
-   virtual Rc bcm_field_qualify_Drop( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
-   virtual Rc bcm_field_qualify_OuterVlanId( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_PortClass(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId,
+         uint32_t modIdMask, uint32_t port, uint32_t portMask ) = 0;
+   virtual Rc bcm_field_qualify_DstTrunk(
+         int unit, int entry, int trunk, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_Drop(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_OuterVlanId(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_IpType( int unit, int entry, FieldIpType type ) = 0;
+   virtual Rc bcm_field_qualify_SrcIp(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_DstIp(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_SrcIp6(
+         int unit, int entry, const Plix::Ip6Addr& data, const Plix::Ip6Addr& mask ) = 0;
+   virtual Rc bcm_field_qualify_DstIp6(
+         int unit, int entry, const Plix::Ip6Addr& data, const Plix::Ip6Addr& mask ) = 0;
+   // The protocol; of IPv6 the next header behind all extensions.
+   virtual Rc bcm_field_qualify_IpProtocol(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   // The whole byte: 6 bits of DSCP, 2 of ECN.
+   virtual Rc bcm_field_qualify_DSCP(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_IpFrag( int unit, int entry, FieldIpFrag fragment ) = 0;
+   // Of TCP, UDP and SCTP.
+   virtual Rc bcm_field_qualify_L4SrcPort(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_L4DstPort(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_TcpControl(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   // ICMP and ICMPv6: type in the upper byte, code in the lower one.
+   virtual Rc bcm_field_qualify_IcmpTypeCode(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   // Behind the VLAN tags.
+   virtual Rc bcm_field_qualify_EtherType(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_SrcMac(
+         int unit, int entry, const Plix::EthAddr& data, const Plix::EthAddr& mask ) = 0;
+   virtual Rc bcm_field_qualify_DstMac(
+         int unit, int entry, const Plix::EthAddr& data, const Plix::EthAddr& mask ) = 0;
+   // The outermost MPLS label, and the next one (RFC 3032): 20 bits.
+   virtual Rc bcm_field_qualify_MplsLabel(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_MplsInnerLabel(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   // The class of the L2 address that the frame goes to: 10 bits, 0 is none.
+   virtual Rc bcm_field_qualify_DstClassL2(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   // That a range checker finds its port in its range. An entry may ask several: all must.
+   virtual Rc bcm_field_qualify_RangeCheck( int unit, int entry, int range ) = 0;
    virtual Rc bcm_field_qualifier_delete( int unit, int entry, Qualifier qualifier ) = 0;
 
    virtual Rc bcm_field_action_add(
          int unit, int entry, FieldAction action, uint32_t param0, uint32_t param1 ) = 0;
    virtual Rc bcm_field_action_remove( int unit, int entry, FieldAction action ) = 0;
+   virtual Rc bcm_field_action_remove_all( int unit, int entry ) = 0;
+   // E_NOT_FOUND if the entry does not have it.
+   virtual Rc bcm_field_action_get(
+         int unit, int entry, FieldAction action, uint32_t* param0, uint32_t* param1 ) = 0;
+
+   // --- Field processor: range checkers ------------------------------------------------
+   // A chip has a few. E_RESOURCE when all are in use; destroying one that an entry asks is
+   // E_BUSY. Both ends of the range are included.
+   virtual Rc bcm_field_range_create(
+         int unit, FieldRange what, uint32_t min, uint32_t max, int* range ) = 0;
+   virtual Rc bcm_field_range_destroy( int unit, int range ) = 0;
 
    // --- Mirror destinations ------------------------------------------------------------
    // A destination number is the index of the chip's mirror destination table (0 to 3).

@@ -65,7 +65,8 @@ class Entity : public RefCounted {
    }
 
    // --- For the framework ----------------------------------------------------------------
-   Ptr< Reactor > zolAttach( EntitySm& machine, int attr, Reactor::Call call ) const;
+   Ptr< Reactor > zolAttach(
+         EntitySm& machine, int attr, Reactor::Call call, bool takesKey ) const;
    static void zolDetach( Reactor& reactor );
 
  protected:
@@ -242,11 +243,16 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
       return at == name##_.end() ? type{} : at.value();                                    \
    }                                                                                       \
    void name##Is( const keyType& key, type zolNew ) {                                      \
-      auto [ at, isNew ] = name##_.base().try_emplace( key );                              \
-      if ( isNew || !( at->second == zolNew ) ) {                                          \
+      auto& zolMap = name##_.base();                                                       \
+      auto at = zolMap.lower_bound( key );                                                 \
+      if ( at == zolMap.end() || key < at->first ) {                                       \
+         zolMap.emplace_hint( at, key, std::move( zolNew ) );                              \
+      } else if ( !( at->second == zolNew ) ) {                                            \
          at->second = std::move( zolNew );                                                 \
-         zolNotify( static_cast< int >( Attr::name ), key );                               \
+      } else {                                                                             \
+         return;                                                                           \
       }                                                                                    \
+      zolNotify( static_cast< int >( Attr::name ), key );                                  \
    }                                                                                       \
    void name##Del( keyType key ) {                                                         \
       if ( name##_.base().erase( key ) ) {                                                 \

@@ -161,7 +161,8 @@ void Entity::zolDropDeadReactors() const {
    }
 }
 
-Ptr< Reactor > Entity::zolAttach( EntitySm& machine, int attr, Reactor::Call call ) const {
+Ptr< Reactor > Entity::zolAttach(
+      EntitySm& machine, int attr, Reactor::Call call, bool takesKey ) const {
    if ( !zolReactors_ ) {
       zolReactors_ = std::make_unique< ReactorTable >();
    }
@@ -170,6 +171,7 @@ Ptr< Reactor > Entity::zolAttach( EntitySm& machine, int attr, Reactor::Call cal
    reactor->entity = const_cast< Entity* >( this );
    reactor->machine = &machine;
    reactor->call = call;
+   reactor->takesKey = takesKey;
    zolReactors_->entries.push_back( { attr, reactor } );
    return reactor;
 }
@@ -244,7 +246,7 @@ Batch::~Batch() noexcept( false ) {
 void Batch::collect( const ReactorTable& table, int attr, const void* key, const KeyOps* ops ) {
    for ( const ReactorTable::Entry& entry : table.entries ) {
       if ( entry.attr == attr && entry.reactor->machine ) {
-         changes_->add( entry.reactor.get(), key, ops );
+         changes_->add( entry.reactor.get(), entry.reactor->takesKey ? key : nullptr, ops );
       }
    }
 }

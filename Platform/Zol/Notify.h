@@ -51,6 +51,7 @@ struct Reactor : RefCounted {
    Entity* entity = nullptr;    // null once the entity has gone
    EntitySm* machine = nullptr; // null once the machine has gone
    Call call = nullptr;
+   bool takesKey = false;
 };
 
 struct ReactorTable {

@@ -12,7 +12,8 @@ void EntitySm::ignore( const Entity& entity ) {
    } );
 }
 
-void EntitySm::addReaction( const Entity& entity, int attr, Reactor::Call reaction ) {
+void EntitySm::addReaction(
+      const Entity& entity, int attr, Reactor::Call reaction, bool takesKey ) {
    if ( isGone() ) {
       return;
    }
@@ -21,7 +22,7 @@ void EntitySm::addReaction( const Entity& entity, int attr, Reactor::Call reacti
    if ( reactors_.size() == reactors_.capacity() ) {
       std::erase_if( reactors_, []( const Ptr< Reactor >& r ) { return !r->entity; } );
    }
-   reactors_.push_back( entity.zolAttach( *this, attr, reaction ) );
+   reactors_.push_back( entity.zolAttach( *this, attr, reaction, takesKey ) );
 }
 
 void EntitySm::endReactions() {

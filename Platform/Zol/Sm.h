@@ -52,28 +52,39 @@ class EntitySm : public Entity {
       static_assert( std::is_base_of_v< Owner, std::remove_const_t< E > > );
       constexpr size_t index = static_cast< size_t >( attr ) - Owner::zolFirstAttr + 1;
       using MemberType = std::tuple_element_t< index, decltype( Owner::zolMembers() ) >;
+      using Key = typename MemberType::Key;
       ZOL_ASSERT( !!entity );
-      addReaction( *entity, static_cast< int >( attr ),
-            &call< handler, typename MemberType::Key > );
+      addReaction( *entity, static_cast< int >( attr ), &call< handler, Key >,
+            takesKey< decltype( handler ), Key >() );
    }
    // Ends all reactions to one entity.
    void ignore( const Entity& entity );
 
  private:
+   template < typename Handler, typename Key >
+   static constexpr bool takesKey() {
+      if constexpr ( std::is_void_v< Key > ) {
+         return false;
+      } else {
+         return std::is_invocable_v< Handler, typename HandlerClass< Handler >::Type&,
+               const Key& >;
+      }
+   }
    template < auto handler, typename Key >
    static void call( EntitySm& machine, const void* key ) {
       using Class = typename HandlerClass< decltype( handler ) >::Type;
       Class& self = static_cast< Class& >( machine );
       if constexpr ( std::is_void_v< Key > ) {
          ( self.*handler )();
-      } else if constexpr ( std::is_invocable_v< decltype( handler ), Class&, const Key& > ) {
+      } else if constexpr ( takesKey< decltype( handler ), Key >() ) {
          ( self.*handler )( *static_cast< const Key* >( key ) );
       } else {
          ( self.*handler )();
       }
    }
 
-   void addReaction( const Entity& entity, int attr, Reactor::Call reaction );
+   void addReaction(
+         const Entity& entity, int attr, Reactor::Call reaction, bool takesKey );
    void endReactions();
    void lastRelease() final;
 

@@ -123,12 +123,8 @@ void SliceMounter::findEntities( Hubdb::EntityManager& store ) {
 }
 
 Zol::Ptr< const KarvelCentral::ChipInfo > SliceMounter::chipInfo() const {
-   Zol::Ptr< const Karvel::KarvelCommonSmData > common = scsd();
-   Zol::Ptr< const Karvel::UnitData > chip = common->unit( unit() );
-   if ( !chip || !common->chipTable() ) {
-      return nullptr;
-   }
-   return common->chipTable()->findOrMake( chip->chipAttributes() );
+   return scsd()->chipTable() ? scsd()->chipTable()->findOrMake( scsd()->chipAttributes() )
+                              : nullptr;
 }
 
 void SliceMounter::buildTcamMachines(
@@ -143,7 +139,23 @@ void SliceMounter::buildTcamMachines(
    rootSmIs( sliceRootSmFactory( unit(), aclConfig(), lfMtpProgramInfo(), sliceCapability(),
          sliceMtpProgramStatus(), scsd(), tcamHelperConfig(), tcamHelperStatus(),
          mirroringConfig() ) );
-   aclProgrammerSmIs( build( sliceMachineFactories().aclProgrammerSm, *this ) );
+   buildAclProgrammer();
+}
+
+void SliceMounter::buildAclProgrammer() {
+   if ( !tcamManager() ) {
+      return;
+   }
+   AclProgrammerSm::Context context;
+   context.unit = unit();
+   context.logicalFap = scsd()->logicalFapId();
+   context.lfMtpProgramInfoColl = lfMtpProgramInfo();
+   context.sliceMtpProgramStatus = sliceMtpProgramStatus();
+   context.groupManager = tcamManager();
+   context.aclSmPluginEntity = aclSmPluginEntity();
+   context.taskScheduler = taskScheduler();
+   context.scsd = scsd();
+   aclProgrammerSmIs( context, aclConfig() );
 }
 
 void SliceMounter::buildTcamHelper( const KarvelCentral::ChipInfo& chip ) {
@@ -161,6 +173,7 @@ void SliceMounter::buildTcamHelper( const KarvelCentral::ChipInfo& chip ) {
 }
 
 void SliceMounter::lastRelease() {
+   // Users before what they use.
    aclProgrammerSmDel();
    mtpProgramInfoCollSmDel();
    rootSmDel();

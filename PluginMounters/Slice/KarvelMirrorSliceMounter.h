@@ -9,6 +9,7 @@
 #include "Platform/KarvelCentral/Status.h"
 #include "Platform/KarvelLib/MounterBase.h"
 #include "Platform/Orv/TaskScheduler.h"
+#include "PluginMounters/Slice/AclProgrammerSm.h"
 #include "PluginMounters/Slice/KarvelMirrorSliceSm.h"
 #include "PluginMounters/Slice/KarvelMirrorTcamHelper.h"
 
@@ -36,22 +37,20 @@ class SliceMounter : public KarvelLib::MounterBase {
          ( VAL, Zol::Ptr< Karvel::KarvelCommonSmData >, scsd ),
          ( VAL, Zol::Ptr< Karvel::AclSmPluginEntity >, aclSmPluginEntity ),
          ( VAL, Zol::Ptr< Karvel::KarvelTcamGroupManager >, tcamManager ),
+         ( VAL, uint16_t, unit ), ( OWN, Zol::EntitySm, configSm ), ( OWN, SliceRootSm, rootSm ),
+         ( OWN, TcamHelperSmBase, tcamHelperSm ),
+         ( OWN, Acl::ConfigAggregatorSm, aclConfigAggregatorSm ),
+         ( OWN, AclProgrammerSm, aclProgrammerSm ), ( OWN, Zol::EntitySm, mtpProgramInfoCollSm ),
+         ( OWN, Zol::EntitySm, loopbackHelperSm ),
+         ( VAL, Zol::Ptr< Orv::TaskScheduler >, taskScheduler ),
          ( VAL, Zol::Ptr< const Slice::ParamConfig >, paramConfig ),
          ( VAL, Zol::Ptr< KarvelCentral::PortTabWriteRequestDir >, sourceTrunkMap ),
          ( VAL, Zol::Ptr< Zol::Dir >, tcamConfigDir ),
          ( VAL, Zol::Ptr< const Zol::Dir >, tcamStatusDir ),
-         ( VAL, Zol::Ptr< KarvelCentral::FeatureAgentCommonSmData >, featureCommon ),
-         ( VAL, uint16_t, unit ),
-         // The machines, in the order in which they are dropped: users before what they use.
-         ( OWN, Zol::EntitySm, aclProgrammerSm ), ( OWN, Zol::EntitySm, mtpProgramInfoCollSm ),
-         ( OWN, SliceRootSm, rootSm ), ( OWN, TcamHelperSmBase, tcamHelperSm ),
-         ( OWN, Zol::EntitySm, loopbackHelperSm ), ( OWN, Zol::EntitySm, configSm ),
-         ( OWN, Acl::ConfigAggregatorSm, aclConfigAggregatorSm ) );
+         ( VAL, Zol::Ptr< KarvelCentral::FeatureAgentCommonSmData >, featureCommon ) );
 
  public:
    explicit SliceMounter( const Zol::String& sliceName );
-
-   const Zol::Ptr< Orv::TaskScheduler >& taskScheduler() const { return taskScheduler_; }
 
    void doInit() override;
    void doMountsComplete(
@@ -63,11 +62,10 @@ class SliceMounter : public KarvelLib::MounterBase {
 
    void findEntities( Hubdb::EntityManager& store );
    void buildTcamMachines( Hubdb::EntityManager& store, const KarvelCentral::ChipInfo& chip );
+   void buildAclProgrammer();
    void buildTcamHelper( const KarvelCentral::ChipInfo& chip );
    Zol::Ptr< const KarvelCentral::ChipInfo > chipInfo() const;
    Zol::String slicePath( const Zol::String& base ) const; // "BASE/SLICE"
-
-   Zol::Ptr< Orv::TaskScheduler > taskScheduler_;
 };
 
 } // namespace KarvelMirror

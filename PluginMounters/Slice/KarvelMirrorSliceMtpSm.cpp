@@ -29,31 +29,6 @@ ProgramStatus toProgramStatus( MtpTcamHelperStatus::ProgStatus status ) {
 
 } // namespace
 
-// --- Review deferral -----------------------------------------------------------------------
-
-MtpAclCodef::MtpAclCodef(
-      Zol::Ptr< const MtpAclCodefConfig > config, Zol::Ptr< MtpAclCodefStatus > status )
-      : codefConfig_( config ), codefStatus_( status ), reviewClock_( *this, [ this ] { doReview(); } ) {}
-
-void MtpAclCodef::doInit() {
-   react< &MtpAclCodef::scheduleReview, MtpAclCodefCommon::Attr::review >( codefConfig() );
-}
-
-void MtpAclCodef::doCleanup() {
-   reviewClock_.timeMinIs( Zol::never );
-}
-
-void MtpAclCodef::scheduleReview() {
-   reviewClock_.timeMinIs( Zol::activityManager().now() );
-}
-
-void MtpAclCodef::doReview() {
-   reviewClock_.timeMinIs( Zol::never );
-   codefStatus()->reviewInc( 1 );
-}
-
-// --- One destination -----------------------------------------------------------------------
-
 SliceMtpSm::SliceMtpSm( Mtp mtp, Zol::Ptr< const MtpProgramInfo > mtpProgramInfo,
       Zol::Ptr< MtpTcamHelperConfig > tcamHelperConfig,
       Zol::Ptr< const MtpTcamHelperStatus > tcamHelperStatus, const Context& context )
@@ -70,6 +45,7 @@ void SliceMtpSm::doInit() {
    react< &SliceMtpSm::handleConfigChange, Info::direction >( mtpProgramInfo() );
    react< &SliceMtpSm::handleConfigChange, Info::aclPortMirroring >( mtpProgramInfo() );
    react< &SliceMtpSm::handleConfigChange, Info::acl >( mtpProgramInfo() );
+   react< &SliceMtpSm::handleAclTypeConfig, Acl::Config::Attr::aclTypeConfig >( aclConfig() );
    if ( tcamHelperStatus() ) {
       react< &SliceMtpSm::handleTcamHelperStatus, MtpTcamHelperStatus::Attr::programmingOp >(
             tcamHelperStatus() );
@@ -92,10 +68,18 @@ void SliceMtpSm::handleConfigChange() {
    codefConfig()->reviewInc( 1 );
 }
 
+void SliceMtpSm::AclPortSm::doInit() {
+   react< &AclPortSm::handleConfigChange, AclPorts::Attr::intf >( aclPorts() );
+   react< &AclPortSm::handleConfigChange, AclPorts::Attr::subIntf >( aclPorts() );
+}
+
 void SliceMtpSm::handleTcamHelperStatus() {
    const MtpTcamHelperStatus::ProgStatus status = tcamHelperStatus()->programmingOp();
    sliceMtpProgramStatus()->programStatusIs( mtp(), toProgramStatus( status ) );
-   if ( status != MtpTcamHelperStatus::success() ) {
+   DUOLOG( trace, 1,
+         "SliceMtpSm::" << "handleTcamHelperStatus" << " Mtp: " << mtp() << " status: " << status );
+   if ( status == MtpTcamHelperStatus::failed() ||
+         status == MtpTcamHelperStatus::resourceExhaustion() ) {
       // Nothing of the destination is in the chip now: the next review starts from nothing.
       groupDataCacheDel();
    }

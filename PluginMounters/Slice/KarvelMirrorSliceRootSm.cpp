@@ -37,37 +37,40 @@ void SliceRootSm::handleLogicalFapInfo() {
    const LogicalFap::LogicalFapId fap = scsd()->logicalFapId();
    Zol::Ptr< const LogicalFapMtpProgramInfo > info =
          lfMtpProgramInfoColl()->lfMtpProgramInfo( fap );
-   if ( info == mtpProgramInfo() ) {
-      return; // another logical FAP's entry changed
-   }
-   if ( mtpProgramInfo() ) {
+   if ( !info || ( mtpProgramInfo() && info != mtpProgramInfo() ) ) {
       DUOLOG( trace, 1,
             "SliceRootSm::" << "handleLogicalFapInfo"
                             << " Deleting logicalFapMtpProgramInfo for " << fap );
-      unbind();
+      mtpProgramInfoDel();
+   }
+   if ( info == mtpProgramInfo() ) {
+      return; // another logical FAP's entry changed
    }
    if ( info ) {
       DUOLOG( trace, 1,
             "SliceRootSm::" << "handleLogicalFapInfo"
                             << " Adding logicalFapMtpProgramInfo for " << fap );
-      bind( info );
+      mtpProgramInfoIs( info );
       for ( Mtp mtp : info->mtpProgramInfo().keys() ) {
          handleMtpConfig( mtp );
       }
    }
 }
 
-void SliceRootSm::bind( Zol::Ptr< const LogicalFapMtpProgramInfo > info ) {
-   mtpProgramInfoIs( info );
+void SliceRootSm::mtpProgramInfoIs( Zol::Ptr< const LogicalFapMtpProgramInfo > info ) {
+   mtpProgramInfo_ = info;
    react< &SliceRootSm::handleMtpConfig, LogicalFapMtpProgramInfo::Attr::mtpProgramInfo >(
          info );
 }
 
-void SliceRootSm::unbind() {
+void SliceRootSm::mtpProgramInfoDel() {
+   if ( !mtpProgramInfo() ) {
+      return;
+   }
    // The helpers' configurations go first and all at once; the helpers remove the entries.
    tcamHelperConfig()->mtpHelperConfigDelAll();
    ignore( *mtpProgramInfo() );
-   mtpProgramInfoDel();
+   mtpProgramInfo_ = nullptr;
    mtpSmDelAll();
 }
 
@@ -83,11 +86,12 @@ void SliceRootSm::handleMtpConfig( Mtp mtp ) {
       deleteMtp( mtp );
    }
    if ( info && !existing ) {
-      addMtp( mtp, info );
+      mtpSmIs( mtp, info, tcamHelperConfig()->mtpHelperConfigIs( mtp ) );
    }
 }
 
-void SliceRootSm::addMtp( Mtp mtp, Zol::Ptr< const MtpProgramInfo > info ) {
+void SliceRootSm::mtpSmIs( Mtp mtp, Zol::Ptr< const MtpProgramInfo > info,
+      Zol::Ptr< MtpTcamHelperConfig > config ) {
    SliceMtpSm::Context context;
    context.unit = unit();
    context.lfMtpProgramInfo = mtpProgramInfo();
@@ -96,7 +100,6 @@ void SliceRootSm::addMtp( Mtp mtp, Zol::Ptr< const MtpProgramInfo > info ) {
    context.scsd = scsd();
    context.mirroringConfig = mirroringConfig();
    context.sliceMtpProgramStatus = sliceMtpProgramStatus();
-   Zol::Ptr< MtpTcamHelperConfig > config = tcamHelperConfig()->mtpHelperConfigIs( mtp );
    mtpSmIs( mtp, info, config, tcamHelperStatus()->mtpHelperStatus( mtp ), context );
 }
 

@@ -11,54 +11,37 @@
 #include "Platform/Karvel/KarvelCommonSmData.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
 #include "Platform/Mirroring/Config.h"
-#include "Platform/Zol/Clock.h"
 #include "Platform/Zol/Sm.h"
+#include "PluginMounters/Slice/KarvelMirrorSliceAclSm.h"
 #include "PluginMounters/Slice/KarvelMirrorTcamTypes.h"
+#include "PluginMounters/Slice/MtpAclCodef.h"
 
 namespace KarvelMirror {
 
 using CommonData = Zol::Ptr< const Karvel::KarvelCommonSmData >;
 
-// A counter of reviews: asked for (config) or due (status).
-class MtpAclCodefCommon : public Zol::Entity {
-   ZOL_ENTITY( KarvelMirror, MtpAclCodefCommon, Zol::Entity, ( VAL, uint32_t, review ) );
-
- public:
-   void reviewInc( uint32_t n ) { reviewIs( review() + n ); }
-};
-
-class MtpAclCodefConfig : public MtpAclCodefCommon {
-   ZOL_ENTITY( KarvelMirror, MtpAclCodefConfig, MtpAclCodefCommon );
-};
-
-class MtpAclCodefStatus : public MtpAclCodefCommon {
-   ZOL_ENTITY( KarvelMirror, MtpAclCodefStatus, MtpAclCodefCommon );
-};
-
-// Defers reviews: however many are asked for within one turn of the event loop, one is due in
-// the next.
-class MtpAclCodef : public Zol::EntitySm {
-   ZOL_ENTITY( KarvelMirror, MtpAclCodef, Zol::EntitySm,
-         ( CONST, Zol::Ptr< const MtpAclCodefConfig >, codefConfig ),
-         ( CONST, Zol::Ptr< MtpAclCodefStatus >, codefStatus ) );
-
- public:
-   MtpAclCodef(
-         Zol::Ptr< const MtpAclCodefConfig > config, Zol::Ptr< MtpAclCodefStatus > status );
-
- private:
-   void doInit() override;
-   void doCleanup() override;
-   void scheduleReview();
-   void doReview();
-
-   Zol::Clock reviewClock_;
-};
-
 // One mirror destination of the slice: rebuilds the destination's rules when its program
 // information changes, compares them with those asked for last time, and hands the difference
 // to the TCAM helper.
 class SliceMtpSm : public Zol::EntitySm {
+ public:
+   // Watches the ports that one ACL is applied to. Passive, like the watchers of
+   // KarvelMirrorSliceAclSm.h.
+   class AclPortSm : public Zol::EntitySm {
+      ZOL_ENTITY( KarvelMirror::SliceMtpSm, AclPortSm, Zol::EntitySm, ( CONST, AclKey, aclKey ),
+            ( CONST, Zol::Ptr< const AclPorts >, aclPorts ),
+            ( CONST, Zol::Ptr< MtpAclCodefConfig >, codefConfig ) );
+
+    public:
+      AclPortSm( const AclKey& aclKey, Zol::Ptr< const AclPorts > aclPorts,
+            Zol::Ptr< MtpAclCodefConfig > codefConfig )
+            : aclKey_( aclKey ), aclPorts_( aclPorts ), codefConfig_( codefConfig ) {}
+
+    private:
+      void doInit() override;
+      void handleConfigChange() {}
+   };
+
    ZOL_ENTITY( KarvelMirror, SliceMtpSm, Zol::EntitySm, ( CONST, uint16_t, unit ),
          ( CONST, Mtp, mtp ), ( CONST, Zol::Ptr< const MtpProgramInfo >, mtpProgramInfo ),
          ( CONST, Zol::Ptr< const LogicalFapMtpProgramInfo >, lfMtpProgramInfo ),
@@ -66,11 +49,13 @@ class SliceMtpSm : public Zol::EntitySm {
          ( CONST, Zol::Ptr< const Acl::Config >, aclConfig ), ( CONST, CommonData, scsd ),
          ( CONST, Zol::Ptr< const Mirroring::Config >, mirroringConfig ),
          ( CONST, Zol::Ptr< MtpTcamHelperConfig >, tcamHelperConfig ),
-         ( CONST, Zol::Ptr< const MtpTcamHelperStatus >, tcamHelperStatus ), // may be none
-         ( CONST, Zol::Ptr< SliceMtpProgramStatus >, sliceMtpProgramStatus ),
          ( VAL, Zol::Ptr< const TcamGroupData >, groupDataCache ),
          ( OWN, MtpAclCodefConfig, codefConfig ), ( OWN, MtpAclCodefStatus, codefStatus ),
-         ( OWN, MtpAclCodef, mtpAclCodef ), ( VAL, bool, initialized ) );
+         ( OWN, MtpAclCodef, mtpAclCodef ), ( OWN, ExpectedAclConfig, expectedAclConfig ),
+         ( COLL, Acl::AclType, AclTypeConfigSm, aclTypeConfigSm ),
+         ( COLL, AclKey, AclPortSm, aclPortSm ), ( VAL, bool, initialized ),
+         ( CONST, Zol::Ptr< const MtpTcamHelperStatus >, tcamHelperStatus ), // may be none
+         ( CONST, Zol::Ptr< SliceMtpProgramStatus >, sliceMtpProgramStatus ) );
 
  public:
    // What all destinations of a slice share.
@@ -91,12 +76,21 @@ class SliceMtpSm : public Zol::EntitySm {
    // Asks for a review in the next turn of the event loop.
    void handleConfigChange();
 
+   // The watcher of one kind of ACLs; it shares this machine's expected ACLs and reviews.
+   Zol::Ptr< AclTypeConfigSm > aclTypeConfigSmIs(
+         Acl::AclType type, Zol::Ptr< const Acl::AclTypeConfig > config ) {
+      return aclTypeConfigSmIs( type, config, expectedAclConfig(), codefConfig() );
+   }
+
  private:
    void doInit() override;
    void doCleanup() override;
 
    void reviewConfigChange();
    void handleTcamHelperStatus();
+   // A change of an ACL asks for no review: it reaches the chip with the program information.
+   void handleAclTypeConfig( Acl::AclType type ) { handleAcl( type ); }
+   void handleAcl( Acl::AclType ) {}
 
    // Rules.
    void buildUpGroupData( TcamGroupData& groupData );
@@ -106,7 +100,7 @@ class SliceMtpSm : public Zol::EntitySm {
    bool isSupported( const SourcePort& source ) const;
    size_t supportedSrcPorts() const;
 
-   // Comparison. True if there is something to hand over.
+   // Comparison.
    void determineProgOp( ProgrammingOp& op );
    void determineFeature( ProgrammingOp& op );
    void recordChange( ProgrammingOp& op, const TcamAclKey& key );
@@ -124,7 +118,7 @@ class SliceRootSm : public Zol::EntitySm {
          ( CONST, Zol::Ptr< TcamHelperConfig >, tcamHelperConfig ),
          ( CONST, Zol::Ptr< const TcamHelperStatus >, tcamHelperStatus ),
          ( CONST, Zol::Ptr< const Mirroring::Config >, mirroringConfig ),
-         ( VAL, Zol::Ptr< const LogicalFapMtpProgramInfo >, mtpProgramInfo ),
+         ( CONST, Zol::Ptr< const LogicalFapMtpProgramInfo >, mtpProgramInfo ),
          ( COLL, Mtp, SliceMtpSm, mtpSm ) );
 
  public:
@@ -136,15 +130,19 @@ class SliceRootSm : public Zol::EntitySm {
          Zol::Ptr< const TcamHelperStatus > tcamHelperStatus,
          Zol::Ptr< const Mirroring::Config > mirroringConfig );
 
+   // Binds to the program information of the slice's logical FAP, and lets go of it together with
+   // the machines and configurations of every destination.
+   void mtpProgramInfoIs( Zol::Ptr< const LogicalFapMtpProgramInfo > info );
+   void mtpProgramInfoDel();
+   void mtpSmIs( Mtp mtp, Zol::Ptr< const MtpProgramInfo > info,
+         Zol::Ptr< MtpTcamHelperConfig > config );
+
  private:
    void doInit() override;
    void doCleanup() override;
 
    void handleLogicalFapInfo();
    void handleMtpConfig( Mtp mtp );
-   void bind( Zol::Ptr< const LogicalFapMtpProgramInfo > info );
-   void unbind();
-   void addMtp( Mtp mtp, Zol::Ptr< const MtpProgramInfo > info );
    void deleteMtp( Mtp mtp );
 };
 

@@ -128,7 +128,6 @@ ProgStatus MtpTcamHelperSm::programRule(
    RuleData bare = rule;
    bare.outPortDelAll();
    bare.outLagDelAll();
-   bare.rangeCheckerDelAll();
    const size_t destinations = rule.outLags() + rule.outPorts();
    if ( destinations == 0 ) {
       // One entry that does not look at the destination.
@@ -139,6 +138,7 @@ ProgStatus MtpTcamHelperSm::programRule(
    auto nextCopy = [ & ] { return sequence + 1 < destinations ? bare : std::move( bare ); };
    for ( int32_t trunk : rule.outLag() ) {
       RuleData copy = nextCopy();
+      copy.rangeCheckerDelAll();
       copy.outLagIs( trunk );
       ZOL_ASSERT( copy.outLags() == 1 );
       ProgStatus status = programSubRule( aclData, std::move( copy ), rule.entryId(), sequence );
@@ -241,7 +241,7 @@ void MtpTcamHelperSm::addAction( Karvel::EntryId id, const TcamAclData& aclData 
    const uint32_t param0 = unit();
    const uint32_t param1 = mtp().value();
    DUOLOG( trace, 3,
-         "MtpTcamHelperSm::" << "programSubRule" << " param0:" << param0
+         "MtpTcamHelperSm::" << "programSubRule" << "param0:" << param0
                              << ", param1:" << param1 );
    Shim::Rc rc = KARVEL_SDK_CALL(
          trace, bcm_field_action_add, ( unit(), entryId, action, param0, param1 ) );

@@ -170,8 +170,9 @@ Shim::PortBitmap MtpTcamHelperSmBase::buildInPorts( const RuleData& rule ) const
       DUOLOG( trace, 5,
             "MtpTcamHelperSmBase::" << "buildInPorts" << " iter: " << iter.key()
                                     << " intf: " << intf << " port: " << port );
-      ZOL_ASSERT( port < Shim::maxPorts );
-      ports.set( port );
+      if ( port < Shim::maxPorts ) { // a simulated port may have a number that no chip has
+         ports.set( port );
+      }
    }
    return ports;
 }
@@ -202,13 +203,15 @@ void TcamHelperSmBase::handleMtpHelperConfig( Mtp mtp ) {
    // An entry that went and came back within one batch is seen once, as another entity.
    Zol::Ptr< MtpTcamHelperSmBase > existing = mtpTcamSm( mtp );
    if ( existing && existing->mtpHelperConfig() != config ) {
-      DUOLOG( traceHelper, 2, " deleting" << " Mtp: " << mtp );
+      DUOLOG( traceHelper, 2,
+            "TcamHelperSm::" << "handleMtpHelperConfig" << " Mtp: " << mtp << " deleting" );
       existing = nullptr;
       mtpTcamSmDel( mtp );
       tcamHelperStatus()->mtpHelperStatusDel( mtp );
    }
    if ( config && !existing ) {
-      DUOLOG( traceHelper, 2, " adding" << " Mtp: " << mtp );
+      DUOLOG( traceHelper, 2,
+            "TcamHelperSm::" << "handleMtpHelperConfig" << " Mtp: " << mtp << " adding" );
       Zol::Ptr< MtpTcamHelperStatus > status = tcamHelperStatus()->mtpHelperStatusIs( mtp );
       mtpTcamSmIs( mtp, makeMtpTcamSm( mtp, config, status ) );
    }

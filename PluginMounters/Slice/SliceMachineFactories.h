@@ -20,7 +20,6 @@ struct SliceMachineFactories {
    Factory< Zol::EntitySm > sliceConfigSm;        // chip-wide settings
    Factory< Zol::EntitySm > loopbackHelperSm;     // source-trunk map of the loopback port
    Factory< TcamHelperSmBase > tcamHelperSmV2;    // request-based TCAM interface
-   Factory< Zol::EntitySm > aclProgrammerSm;      // ACL-filtered and rate-limited mirroring
    Factory< Zol::EntitySm > mtpProgramInfoCollSm; // brings up settings and tunnel profiles
 };
 

@@ -1,60 +1,14 @@
 // What a configuration file may hold, what is said about what it may not, and that nothing
 // changes when something is wrong.
 
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
-#include "Agent/Configuration/Loader.h"
+#include "Tests/Agent/ConfigurationBed.h"
 
 namespace Agent {
 namespace {
 
-class ConfigurationTest : public testing::Test {
- protected:
-   ConfigurationTest() { std::filesystem::create_directory( folder_ ); }
-   ~ConfigurationTest() override { std::filesystem::remove_all( folder_ ); }
-
-   std::string write( const std::string& text ) {
-      std::ofstream( folder_ / "c.json", std::ios::binary ) << text;
-      return folder_ / "c.json";
-   }
-   LoadResult load( const std::string& text, const std::string& profile = "trident3" ) {
-      source_ = ConfigSource();
-      source_.defaultProfileIs( profile );
-      return source_.load( write( text ) );
-   }
-   // All errors, a line each: "LINE: TEXT".
-   static std::string said( const std::vector< Diagnostic >& diagnostics ) {
-      std::string text;
-      for ( const Diagnostic& diagnostic : diagnostics ) {
-         text += std::to_string( diagnostic.place.line ) + ": " + diagnostic.text + "\n";
-      }
-      return text;
-   }
-   // Valid by itself; `more` begins in line 8.
-   static std::string with( const std::string& more ) {
-      std::string text = R"({
-"PORT|E0": {}, "PORT|E4": {}, "PORT|E8": {}, "PORT|E12": {}, "PORT|E16": {}, "PORT|E20": {},
-"PORTCHANNEL|PortChannel1": {},
-"PORTCHANNEL_MEMBER|PortChannel1|E8": {}, "PORTCHANNEL_MEMBER|PortChannel1|E12": {},
-"VLAN|Vlan10": {}, "VLAN|Vlan20": {},
-"VLAN_MEMBER|Vlan10|E0": { "tagging_mode": "untagged" },
-"VLAN_MEMBER|Vlan20|PortChannel1": { "tagging_mode": "tagged" })";
-      return text + ( more.empty() ? "" : ",\n" + more ) + "}\n";
-   }
-   static std::string withSession( const std::string& fields ) {
-      return with( "\"MIRROR_SESSION|m\": {" + fields + "}" );
-   }
-
-   const std::filesystem::path folder_ = std::filesystem::temp_directory_path() /
-         ( "karvel-configuration-" + std::to_string( getpid() ) );
-   ConfigSource source_;
-};
+class ConfigurationTest : public ConfigurationBed {};
 
 constexpr const char* nested = R"({
   "PORT": { "Ethernet10": { "lanes": [ "1", "2" ] },
@@ -115,8 +69,8 @@ TEST_F( ConfigurationTest, ReadsTheSameFromAllThreeShapes ) {
    const SessionConfig& session = config.sessions.at( "m" );
    EXPECT_EQ( session.type, SessionType::span );
    EXPECT_EQ( session.direction, SessionDirection::rx );
-   EXPECT_EQ( session.sources,
-         ( std::vector< std::string >{ "PortChannel0007", "Ethernet8" } ) );
+   EXPECT_EQ(
+         session.sources, ( std::vector< std::string >{ "PortChannel0007", "Ethernet8" } ) );
    EXPECT_EQ( session.refused, std::nullopt );
    EXPECT_EQ( config.chips.at( 0 ).profile, "trident3" );
 }
@@ -131,14 +85,11 @@ TEST_F( ConfigurationTest, SaysWhyAFileCannotBeRead ) {
       { "{} {}", "1: not JSON at column 4: " },
       { "{\n\"VLAN\": {\"\xc0\xaf\": {}}}", "2: not UTF-8; allowed: JSON in UTF-8" },
       { "{\n\"VLAN\": {\"\xed\xa0\x80\": {}}}", "2: not UTF-8" },
-      { "{\"a\": " + std::string( 1'000'000, '[' ),
-            "1: nested too deeply; allowed: up to 64" },
+      { "{\"a\": " + std::string( 1'000'000, '[' ), "1: nested too deeply; allowed: up to 64" },
       { "{\"VLAN\": [\n]}", "1: VLAN: an array; allowed: an object of entries" },
       { "{\"VLAN\": {\n\"Vlan10\": 7}}", "2: VLAN|Vlan10: a number; allowed: an object" },
-      { "{\"VLAN|Vlan10\": {\"mtu\": {\n}}}",
-            "1: VLAN|Vlan10: mtu: an object; allowed: text" },
-      { "{\"VLAN|Vlan10\": {\"mtu\": [\n[]]}}",
-            "2: VLAN|Vlan10: mtu: an array in the array" },
+      { "{\"VLAN|Vlan10\": {\"mtu\": {\n}}}", "1: VLAN|Vlan10: mtu: an object; allowed: text" },
+      { "{\"VLAN|Vlan10\": {\"mtu\": [\n[]]}}", "2: VLAN|Vlan10: mtu: an array in the array" },
    };
    for ( const auto& [ text, expected ] : cases ) {
       const std::string errors = said( load( text ).errors );
@@ -150,8 +101,7 @@ TEST_F( ConfigurationTest, SaysWhyAFileCannotBeRead ) {
       ASSERT_EQ( result.errors.size(), 1u );
       EXPECT_TRUE( result.errors[ 0 ].toString().starts_with( path + ": " ) );
    }
-   EXPECT_EQ( said( load( "\xef\xbb\xbf{}" ).errors ), "" )
-         << "a byte order mark is allowed";
+   EXPECT_EQ( said( load( "\xef\xbb\xbf{}" ).errors ), "" ) << "a byte order mark is allowed";
 }
 
 TEST_F( ConfigurationTest, RefusesWhatIsThereTwice ) {
@@ -170,8 +120,7 @@ TEST_F( ConfigurationTest, ChecksNamesRangesAndReferences ) {
             "admin_statsu: unknown; allowed: the nearest known name is admin_status" },
       { R"("PORTCHANNEL_MEMBER|PortChannel1|E16": {"x": "1"})",
             "x: unknown; allowed: no fields" },
-      { R"("PORT|E24": {"admin_status": "upp"})",
-            "admin_status: 'upp'; allowed: up, down" },
+      { R"("PORT|E24": {"admin_status": "upp"})", "admin_status: 'upp'; allowed: up, down" },
       { R"("PORT|E24": {"chip_port": "0"})", "chip_port: '0'; allowed: 1 to 255" },
       { R"("PORT|E24": {"chip_port": "0x1g"})", "chip_port: '0x1g'; allowed: 1 to 255" },
       { R"("PORT|E24": {"chip_port": "99999999999999999999"})", "allowed: 1 to 255" },
@@ -180,6 +129,13 @@ TEST_F( ConfigurationTest, ChecksNamesRangesAndReferences ) {
       { R"("PORT|E1": {"chip_port": "9"}, "PORT|E2": {"chip_port": "9"})",
             "PORT|E2: chip_port: 9 is taken by E1" },
       { R"("PORT|Ether net": {})", "not a port's name" },
+      { R"("PORT|../a": {})", "not a port's name" },
+      { R"("PORT|E24.10": {})", "not a port's name" },
+      { R"("PORT|cpu": {})", "not a port's name" },
+      { R"("PORT|E24": {"mtu": "67"})", "mtu: '67'; allowed: 68 to 9216" },
+      { R"("PORT|E24": {"speed": "0"})", "speed: '0'; allowed: 1 to " },
+      { R"("PORT|E24": {"index": "x"})", "index: 'x'; allowed: 0 to " },
+      { R"("PORT|E24": {"lanes": "1,two"})", "lanes: '1,two'; allowed: numbers" },
       { R"("PORT|PortChannel9": {})", "not a port's name" },
       { R"("PORTCHANNEL|PortChannel12345": {})", "allowed: PortChannel and 1 to 4 digits" },
       { R"("PORTCHANNEL_MEMBER|PortChannel2|E4": {})", "there is no PortChannel2" },
@@ -198,10 +154,9 @@ TEST_F( ConfigurationTest, ChecksNamesRangesAndReferences ) {
             "allowed: tagged, untagged, priority_tagged" },
       { R"("VLAN_MEMBER|Vlan20|E0": {})", "E0 is untagged in Vlan10, too" },
       { R"("VLAN_MEMBER|Vlan20|E8": {})", "E8 is a member of PortChannel1" },
-      { R"("FDB|Vlan10|02:00:00:00:00": {"port": "E0"})",
-            "allowed: a unicast MAC address" },
-      { R"("FDB|Vlan10|03:00:00:00:00:0a": {"port": "E0"})",
-            "allowed: a unicast MAC address" },
+      { R"("FDB|Vlan10|02:00:00:00:00": {"port": "E0"})", "allowed: a unicast MAC address" },
+      { R"("FDB|Vlan10|03:00:00:00:00:0a": {"port": "E0"})", "allowed: a unicast MAC address" },
+      { R"("FDB|Vlan10|00:00:00:00:00:00": {"port": "E0"})", "allowed: a unicast MAC address" },
       { R"("FDB|Vlan10|02:00:00:00:00:0a": {})", "port: missing" },
       { R"("FDB|Vlan10|02:00:00:00:00:0a": {"port": "E4"})", "E4 is not in Vlan10" },
       { R"("CHIP|8": {})", "not a unit; allowed: 0 to 7" },
@@ -235,7 +190,11 @@ TEST_F( ConfigurationTest, ChecksMirrorSessions ) {
       { R"("dst_port": "E16", "src_port": "E0,,E4")", "an empty name between commas" },
       { R"("dst_port": "E16", "src_port": "E4,E0,E4")", "E4 is repeated" },
       { R"("dst_port": "E16", "src_port": "PortChannel1,E8")",
-            "E8 is repeated as a member of PortChannel1" },
+            "E8 is repeated, it shares E8 with PortChannel1" },
+      { R"("dst_port": "E16", "src_port": "E0.10")",
+            "E0.10 is a sub-interface; allowed: in a session that filters by acl" },
+      { R"("dst_port": "E16", "src_port": "E0", "rate_kbps": "0")",
+            "rate_kbps: '0'; allowed: 1 to 4294967295" },
       { R"("dst_port": "E16", "src_port": "E4,E16")", "E16 is a source" },
       { R"("dst_port": "E0", "src_port": "E4")", "E0 is in Vlan10" },
       { R"("dst_port": "PortChannel1", "src_port": "E4")", "PortChannel1 is in Vlan20" },
@@ -295,25 +254,18 @@ TEST_F( ConfigurationTest, ServesWhatItCanAndRefusesSessionsThatAskForMore ) {
       { erspan + R"(, "src_port": "E0", "sample_rate": "256")",
             "ERSPAN sessions are not supported yet; this chip cannot sample" },
       { R"("type": "SPAN", "dst_port": "E16")",
-            "fed by ACL rules only (it has no src_port), which is not supported yet" },
+            "fed by ACL rules only (it has no src_port), and no rule of a table with ports "
+            "mirrors to it" },
       { span + R"(, "policer": "p")", "policers are not supported yet" },
       { span + R"(, "rate_kbps": "100")",
             "a limit of the rate (rate_kbps) is not supported yet" },
-      { span + R"(, "acl": "a")", "mirroring by an ACL is not supported yet" },
-      { span + R"(, "match": "tcp")", "mirroring by a match is not supported yet" },
    };
    for ( const auto& [ fields, reason ] : cases ) {
       const LoadResult result = load( withSession( fields ) );
       ASSERT_EQ( said( result.errors ), "" );
       EXPECT_EQ( result.configuration.sessions.at( "m" ).refused, reason );
-      EXPECT_EQ(
-            said( result.warnings ), "8: MIRROR_SESSION|m: refused: " + reason + "\n" );
+      EXPECT_EQ( said( result.warnings ), "8: MIRROR_SESSION|m: refused: " + reason + "\n" );
    }
-   const LoadResult rules = load( with( R"("ACL_RULE": {
-"T|R": {"PRIORITY": "1", "MIRROR_INGRESS_ACTION": "m"}, "T|S": {"PRIORITY": "2"}})" ) );
-   EXPECT_EQ( said( rules.warnings ),
-         "9: ACL_RULE|T|R: refused: mirroring by the rules of an ACL is not supported "
-         "yet\n" );
 }
 
 TEST_F( ConfigurationTest, WarnsOfWhatIsServedInAnotherWay ) {
@@ -321,8 +273,6 @@ TEST_F( ConfigurationTest, WarnsOfWhatIsServedInAnotherWay ) {
       { R"("VLAN_MEMBER|Vlan10|E4": {"tagging_mode": "priority_tagged"})",
             "8: VLAN_MEMBER|Vlan10|E4: tagging_mode: priority_tagged is served "
             "as " },
-      { R"("MIRROR_SESSION|m": {"dst_port": "E16", "src_port": "E0", "queue": "3"})",
-            "8: MIRROR_SESSION|m: queue: the copies leave by queue 0" },
       { R"("PORTCHANNEL|PortChannel2": {"members": ["E4"]})",
             "8: PORTCHANNEL|PortChannel2: members: E4 is not in "
             "PORTCHANNEL_MEMBER" },
@@ -333,8 +283,7 @@ TEST_F( ConfigurationTest, WarnsOfWhatIsServedInAnotherWay ) {
       const LoadResult result = load( with( more ) );
       EXPECT_EQ( said( result.errors ), "" );
       EXPECT_EQ( result.warnings.size(), 1u );
-      EXPECT_TRUE( said( result.warnings ).starts_with( expected ) )
-            << said( result.warnings );
+      EXPECT_TRUE( said( result.warnings ).starts_with( expected ) ) << said( result.warnings );
    }
 }
 
@@ -380,12 +329,14 @@ TEST_F( ConfigurationTest, DealsPortsToChips ) {
    EXPECT_EQ( config.ports.at( "E20" ).chipPort, 4 );
    EXPECT_EQ( config.channelOf( "E12" ), &config.portChannels.at( "PortChannel1" ) );
 
-   const LoadResult across = load(
-         with( chips + R"(, "MIRROR_SESSION|m": {"dst_port": "E16", "src_port": "E0"})" ) );
-   EXPECT_NE( said( across.errors )
-                    .find( "src_port: E0 is on chip 2, the destination E16 "
-                           "on chip 5" ),
-         std::string::npos );
+   const LoadResult across = load( with( chips +
+         R"(, "MIRROR_SESSION|m": {"dst_port": "E16", "src_port": "E0"},
+      "MIRROR_SESSION|n": {"dst_port": "E16", "src_port": "E4", "queue": "7"})" ) );
+   EXPECT_EQ( said( across.errors ), "" );
+   EXPECT_EQ( across.configuration.sessions.at( "m" ).refused,
+         "E0 is on chip 2, the destination E16 on chip 5" );
+   EXPECT_EQ( across.configuration.sessions.at( "n" ).refused, std::nullopt );
+   EXPECT_EQ( across.configuration.sessions.at( "n" ).queue, 7 );
 }
 
 TEST_F( ConfigurationTest, KeepsToTheSizeOfTheChip ) {
@@ -419,8 +370,7 @@ TEST_F( ConfigurationTest, KeepsToTheSizeOfTheChip ) {
 }
 
 TEST_F( ConfigurationTest, SetsAndDeletesSingleEntries ) {
-   const LoadResult loaded =
-         load( withSession( R"("dst_port": "E16", "src_port": "E0")" ) );
+   const LoadResult loaded = load( withSession( R"("dst_port": "E16", "src_port": "E0")" ) );
    ASSERT_EQ( said( loaded.errors ), "" );
    const Place step{ "script", 3 };
    auto set = [ & ]( const std::string& name, const std::string& json ) {
@@ -429,8 +379,8 @@ TEST_F( ConfigurationTest, SetsAndDeletesSingleEntries ) {
 
    // What is refused, and why; always said at the step.
    const std::pair< LoadResult, std::string > refused[] = {
-      { set( "ACL_RULE|T|R", "{}" ),
-            "3: ACL_RULE|T|R: no table of the agent; allowed: CHIP, " },
+      { set( "VLAN_INTERFACE|Vlan10", "{}" ),
+            "3: VLAN_INTERFACE|Vlan10: no table of the agent; allowed: ACL_RULE, " },
       { set( "VLAN|Vlan30", "{\"mtu\":" ), "3: VLAN|Vlan30: not JSON at column 7: " },
       { set( "VLAN|Vlan30", "[]" ), "3: VLAN|Vlan30: an array; allowed: an object" },
       { set( "VLAN|Vlan30", "{\"vlanid\": 31}" ), "3: VLAN|Vlan30: vlanid: 31 is not" },
@@ -455,8 +405,7 @@ TEST_F( ConfigurationTest, SetsAndDeletesSingleEntries ) {
    EXPECT_EQ( now.configuration, loaded.configuration );
 
    // An entry is replaced as a whole, and only what is new is warned of.
-   now = set(
-         "MIRROR_SESSION|m", R"({"dst_port": "E20", "src_port": "E0", "policer": "p"})" );
+   now = set( "MIRROR_SESSION|m", R"({"dst_port": "E20", "src_port": "E0", "policer": "p"})" );
    EXPECT_EQ( now.configuration.sessions.at( "m" ).destination, "E20" );
    EXPECT_EQ( now.warnings.size(), 1u );
    EXPECT_EQ( set( "VLAN|Vlan30", "{}" ).warnings.size(), 0u );
@@ -471,11 +420,73 @@ TEST_F( ConfigurationTest, SetsAndDeletesSingleEntries ) {
    EXPECT_EQ( source_.load( file ).warnings.size(), 1u );
 }
 
+// What a chip is programmed with must not move under traffic because of a neighbour.
+TEST_F( ConfigurationTest, NumbersStayWithTheirPortsAndPortChannels ) {
+   ASSERT_EQ( said( load( R"({ "PORT|E4": {}, "PORT|E8": {}, "PORT|E12": {"chip_port": "9"},
+      "PORTCHANNEL|PortChannel7": {}, "PORTCHANNEL|PortChannel1000": {} })" )
+                          .errors ),
+         "" );
+   const Place step{ "script", 1 };
+   auto ports = []( const LoadResult& result ) {
+      std::string text = said( result.errors );
+      for ( const auto& [ name, port ] : result.configuration.ports ) {
+         text += name + "=" + std::to_string( port.chipPort ) + " ";
+      }
+      return text;
+   };
+   EXPECT_EQ( ports( source_.set( "PORT|E0", "{}", step ) ), "E0=3 E12=9 E4=1 E8=2 " );
+   EXPECT_EQ( ports( source_.del( "PORT|E4", step ) ), "E0=3 E12=9 E8=2 " );
+   EXPECT_EQ( ports( source_.set( "PORT|E16", "{}", step ) ), "E0=3 E12=9 E16=1 E8=2 " )
+         << "a number that is free again";
+   // Only who asks for a number by name can take it from another.
+   EXPECT_EQ( ports( source_.set( "PORT|E20", R"({"chip_port": "2"})", step ) ),
+         "E0=3 E12=9 E16=1 E20=2 E8=4 " );
+
+   auto trunks = []( const LoadResult& result ) {
+      std::string text = said( result.errors );
+      for ( const auto& [ name, channel ] : result.configuration.portChannels ) {
+         text += name + "=" + std::to_string( channel.trunk ) + " ";
+      }
+      return text;
+   };
+   EXPECT_EQ( trunks( source_.set( "PORTCHANNEL|PortChannel0007", "{}", step ) ),
+         "PortChannel0007=1 PortChannel1000=0 PortChannel7=7 " );
+   EXPECT_EQ( trunks( source_.set( "PORTCHANNEL|PortChannel0", "{}", step ) ),
+         "PortChannel0=2 PortChannel0007=1 PortChannel1000=0 PortChannel7=7 " );
+   EXPECT_EQ( trunks( source_.del( "PORTCHANNEL|PortChannel7", step ) ),
+         "PortChannel0=2 PortChannel0007=1 PortChannel1000=0 " );
+}
+
 TEST_F( ConfigurationTest, LoadsTheExamples ) {
-   const LoadResult demo =
-         source_.load( KARVEL_SOURCE_DIR "/Examples/port-mirroring.json" );
+   const LoadResult demo = source_.load( KARVEL_SOURCE_DIR "/Examples/port-mirroring.json" );
    EXPECT_EQ( said( demo.errors ) + said( demo.warnings ), "" );
    EXPECT_EQ( demo.configuration.sessions.size(), 3u );
+}
+
+// The whole examples among the code of the documentation; others are pieces.
+TEST_F( ConfigurationTest, LoadsTheExamplesOfTheDocumentation ) {
+   std::ifstream in( KARVEL_SOURCE_DIR "/Docs/configuration.md" );
+   std::string example;
+   std::string line;
+   int count = 0;
+   bool isInside = false;
+   while ( std::getline( in, line ) ) {
+      if ( line == "```json" ) {
+         isInside = true;
+         example.clear();
+      } else if ( line == "```" && isInside ) {
+         isInside = false;
+         if ( example.find( "\"PORT\"" ) != std::string::npos ) {
+            const LoadResult result = load( example );
+            EXPECT_EQ( said( result.errors ) + said( result.warnings ), "" ) << example;
+            EXPECT_EQ( result.configuration.sessions.size(), 1u ) << example;
+            ++count;
+         }
+      } else if ( isInside ) {
+         example += line + "\n";
+      }
+   }
+   EXPECT_EQ( count, 4 );
 }
 
 TEST_F( ConfigurationTest, LoadsWholeDevices ) {

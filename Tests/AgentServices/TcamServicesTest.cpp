@@ -192,7 +192,7 @@ TEST_F( TcamServices, AGroupStaysUntilItIsForSomethingElse ) {
    // Replacing a group or asking for a second manager while there are entries is fatal.
    EXPECT_DEATH( registerGroup( 2, 1 ), "entries_ == 0" );
    EXPECT_DEATH(
-         groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 2 ) ), "hasManager_" );
+         groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 2 ) ), "!manager_" );
 }
 
 // Whatever the chip refuses once on the way down is gone after the next round.
@@ -231,6 +231,47 @@ TEST_F( TcamServices, TheLastPointerToAManagerEmptiesTheChip ) {
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::success );
    entries = nullptr;
    EXPECT_EMPTY_CHIP();
+}
+
+// A feature's group comes with its first entry, and goes with its last or with its manager.
+TEST_F( TcamServices, AFeaturesGroupIsThereOnlyWhileItHasEntries ) {
+   const Karvel::KarvelAclFeature feature( 2 );
+   Manager entries = groups->mirroringAclEntryManager( 0, feature );
+   EXPECT_EQ( groups->mirroringAclEntryManager( 0, feature ), entries );
+   EXPECT_NE( groups->mirroringAclEntryManager( 0, Karvel::KarvelAclFeature( 3 ) ), entries );
+   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed ); // not registered
+   for ( int i = 0; i < 2; ++i ) {
+      EXPECT_EQ( groups->groupMirroringAclDataIs( 0, feature, {} ), TcamStatus::success );
+      EXPECT_TRUE( chip().groups.empty() );
+   }
+   refuse( SdkCall::bcm_field_group_create );
+   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
+   const EntryId first = get( entries, 1 ).entryId;
+   install( entries, 2, ports( { 1, 2 } ) );
+   EXPECT_EQ( groups->groupMirroringAclDataIs( 0, feature, {} ), TcamStatus::success );
+   EXPECT_EQ( entries->releaseEntry( 0, first ), ok );
+   EXPECT_EQ( entries->releaseEntry( 0, first ), Sdk::QX_BCM_E_NOT_FOUND() );
+   EXPECT_EQ( chip().groups.size(), 1U );
+   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 2 ).entryId ), ok );
+   EXPECT_EMPTY_CHIP();
+   EXPECT_NE( get( entries, 2 ).entryId, 0U );
+   entries = nullptr;
+   EXPECT_EMPTY_CHIP();
+   // The next manager registers anew. It finds no entry of the last one that still matches.
+   entries = groups->mirroringAclEntryManager( 0, feature );
+   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
+   EXPECT_EQ( groups->groupMirroringAclDataIs( 0, feature, {} ), TcamStatus::success );
+   install( entries, 1, ports( { 1 } ) );
+   gate().faultAdd( { .call = SdkCall::bcm_field_entry_destroy, .last = Fault::forever } );
+   entries = nullptr;
+   EXPECT_EQ( chip().entries.size(), 1U );
+   entries = groups->mirroringAclEntryManager( 0, feature );
+   EXPECT_EQ( groups->groupMirroringAclDataIs( 0, feature, {} ), TcamStatus::failed );
+   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
+   gate().faultsDelAll();
+   EXPECT_EQ( groups->groupMirroringAclDataIs( 0, feature, {} ), TcamStatus::success );
+   EXPECT_EMPTY_CHIP();
+   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::success );
 }
 
 TEST_F( TcamServices, PortsCarryTheBitsOfAllSetsTheyAreIn ) {

@@ -48,6 +48,37 @@ inline Bytes ipv4Udp( const Bytes& dst, const Bytes& src, uint32_t srcIp, uint32
          be16( srcPort ) + be16( 53 ) + Bytes( 22, 0 );
 }
 
+inline Bytes be32( uint32_t value ) { return be16( value >> 16 ) + be16( value ); }
+
+// From station 1 to station 2; what the type announces starts at byte 14.
+inline Bytes ethernet( uint32_t type, const Bytes& payload, const Bytes& tags = {} ) {
+   return mac( 2 ) + mac( 1 ) + tags + be16( type ) + payload;
+}
+// From 10.0.0.1 to 10.0.0.2. Options are 0 to 40 bytes, a multiple of 4.
+inline Bytes ip4( uint8_t protocol, const Bytes& payload, uint32_t fragment = 0,
+      const Bytes& options = {}, uint8_t tos = 0 ) {
+   const auto words = static_cast< uint8_t >( 5 + options.size() / 4 );
+   return Bytes{ static_cast< uint8_t >( 0x40 | words ), tos } +
+         be16( static_cast< uint32_t >( words * 4U + payload.size() ) ) + Bytes{ 0, 1 } +
+         be16( fragment ) + Bytes{ 64, protocol, 0, 0 } + be32( 0x0a000001 ) +
+         be32( 0x0a000002 ) + options + payload;
+}
+inline Bytes address6( uint8_t last ) {
+   return Bytes{ 0x20, 1, 0x0d, 0xb8 } + Bytes( 11, 0 ) + Bytes{ last };
+}
+inline Bytes ip6( uint8_t next, const Bytes& payload, uint8_t trafficClass = 0 ) {
+   return be32( 0x60000000U | uint32_t{ trafficClass } << 20 ) +
+         be16( static_cast< uint32_t >( payload.size() ) ) + Bytes{ next, 64 } + address6( 1 ) +
+         address6( 2 ) + payload;
+}
+// 20 bytes of a TCP header; its first 4 do for UDP and SCTP.
+inline Bytes tcp( uint32_t src, uint32_t dst, uint8_t flags = 0 ) {
+   return be16( src ) + be16( dst ) + Bytes( 8, 0 ) + Bytes{ 0x50, flags } + Bytes( 6, 0 );
+}
+inline Bytes label( uint32_t value, bool bottom ) {
+   return be32( value << 12 | ( bottom ? 0x100U : 0U ) | 64U );
+}
+
 struct Sent {
    int port;
    CopyKind kind;
@@ -81,6 +112,7 @@ inline ChipProfile testProfile() {
    profile.egressEntries = 64;
    profile.groupsPerStage = 8;
    profile.portClassBits = 12;
+   profile.rangeCheckers = 4;
    profile.mirrorDestinations = 4;
    profile.trunks = 16;
    profile.trunkMembers = 8;
@@ -134,13 +166,12 @@ class ChipTest : public ::testing::Test, public FrameSink {
 
    // What leaves because of this frame. Its bytes stand in a block of exactly their size,
    // so that the sanitizers see a read behind them.
-   const std::vector< Sent >& receive(
-         int port, const Bytes& bytes, uint32_t wireLength = 0 ) {
+   const std::vector< Sent >& receive( int port, const Bytes& bytes, uint32_t wireLength = 0 ) {
       const auto block = std::make_unique< uint8_t[] >( bytes.size() );
       std::ranges::copy( bytes, block.get() );
       sent_.clear();
-      const auto error = box_.control().inject( 0, port,
-            { 7, block.get(), static_cast< uint32_t >( bytes.size() ), wireLength } );
+      const auto error = box_.control().inject(
+            0, port, { 7, block.get(), static_cast< uint32_t >( bytes.size() ), wireLength } );
       EXPECT_EQ( error, std::nullopt );
       return sent_;
    }

@@ -280,6 +280,7 @@ TEST_F( PipelineTest, AnObserverCanExplainAFrame ) {
       void decided( int, const FrameView&, const Decision& decision ) override {
          text << "vid " << decision.vid << " " << dropReasonName( decision.drop ) << ";";
       }
+      void lookedUp( const LookupKey&, FieldProcessor::GroupChoice, int ) override {}
       void matched( const Match& match, int egressPort ) override {
          text << " " << match.entry << "@" << egressPort;
       }

@@ -45,6 +45,7 @@ class SdkModelTest : public ChipTest {
 
 TEST_F( SdkModelTest, EveryCallPassesTheGateUnderItsNameAndWantsAKnownUnit ) {
    int id = 0;
+   uint32_t value = 0;
    Shim::FieldGroupStatus status;
    const Shim::PortBitmap bits;
    Sdk& s = sdk();
@@ -69,9 +70,32 @@ TEST_F( SdkModelTest, EveryCallPassesTheGateUnderItsNameAndWantsAKnownUnit ) {
       CALL( bcm_field_qualify_DstTrunk, 0, 0, 0 ),
       CALL( bcm_field_qualify_Drop, 0, 0, 0 ),
       CALL( bcm_field_qualify_OuterVlanId, 0, 0, 0 ),
+      CALL( bcm_field_qualify_SrcIp, 0, 0, 0 ),
+      CALL( bcm_field_qualify_DstIp, 0, 0, 0 ),
+      CALL( bcm_field_qualify_IpProtocol, 0, 0, 0 ),
+      CALL( bcm_field_qualify_DSCP, 0, 0, 0 ),
+      CALL( bcm_field_qualify_L4SrcPort, 0, 0, 0 ),
+      CALL( bcm_field_qualify_L4DstPort, 0, 0, 0 ),
+      CALL( bcm_field_qualify_TcpControl, 0, 0, 0 ),
+      CALL( bcm_field_qualify_IcmpTypeCode, 0, 0, 0 ),
+      CALL( bcm_field_qualify_EtherType, 0, 0, 0 ),
+      CALL( bcm_field_qualify_MplsLabel, 0, 0, 0 ),
+      CALL( bcm_field_qualify_MplsInnerLabel, 0, 0, 0 ),
+      CALL( bcm_field_qualify_DstClassL2, 0, 0, 0 ),
+      CALL( bcm_field_qualify_SrcIp6, 0, {}, {} ),
+      CALL( bcm_field_qualify_DstIp6, 0, {}, {} ),
+      CALL( bcm_field_qualify_SrcMac, 0, {}, {} ),
+      CALL( bcm_field_qualify_DstMac, 0, {}, {} ),
+      CALL( bcm_field_qualify_IpType, 0, Shim::FieldIpType::ip ),
+      CALL( bcm_field_qualify_IpFrag, 0, Shim::FieldIpFrag::any ),
+      CALL( bcm_field_qualify_RangeCheck, 0, 1 ),
       CALL( bcm_field_qualifier_delete, 0, Qualifier::drop ),
       CALL( bcm_field_action_add, 0, FieldAction::mirrorIngress, 0, 0 ),
       CALL( bcm_field_action_remove, 0, FieldAction::mirrorIngress ),
+      CALL( bcm_field_action_remove_all, 0 ),
+      CALL( bcm_field_action_get, 0, FieldAction::drop, &value, &value ),
+      CALL( bcm_field_range_create, Shim::FieldRange::srcPort, 1, 2, &id ),
+      CALL( bcm_field_range_destroy, 1 ),
       CALL( bcm_mirror_destination_set, 0, {} ),
       CALL( bcm_mirror_destination_destroy, 0 ),
       CALL( bcm_port_enable_set, 1, true ),
@@ -176,6 +200,9 @@ TEST_F( SdkModelTest, WrongArgumentsAreErrorsAndChangeNothing ) {
       { "null status", s.bcm_field_group_status_get( 0, group, nullptr ), param },
       { "null entry", s.bcm_field_entry_create( 0, group, nullptr ), param },
       { "null name", s.bcm_field_entry_name_set( 0, entry, nullptr ), param },
+      { "null param", s.bcm_field_action_get( 0, entry, FieldAction::mirrorIngress, nullptr,
+                            nullptr ),
+            param },
       { "no entry", s.bcm_field_entry_install( 0, entry + 100 ), notFound },
    };
    for ( const Case& c : cases ) {
@@ -242,6 +269,17 @@ TEST_F( SdkModelTest, ARefusedCallIsDoneOrNotAsTheFaultSays ) {
    EXPECT_EQ( create( Effect::done ), fail );
    EXPECT_EQ( state().entries.size(), 1u );
    EXPECT_EQ( id, -1 ); // the caller was not told of it
+   const int entry = newEntry( group );
+   uint32_t params[] = { 77, 77 };
+   gate().faultAdd( { .call = SdkCall::bcm_field_action_get, .effect = Effect::done } );
+   const auto get = [ & ]( FieldAction action ) {
+      return sdk().bcm_field_action_get( 0, entry, action, &params[ 0 ], &params[ 1 ] );
+   };
+   EXPECT_EQ( get( FieldAction::mirrorIngress ), fail );
+   EXPECT_EQ( get( FieldAction::drop ), notFound );
+   EXPECT_EQ( params[ 0 ] + params[ 1 ], 154u );
+   EXPECT_EQ( get( FieldAction::mirrorIngress ), none );
+   EXPECT_EQ( params[ 0 ] * 10 + params[ 1 ], 1u );
    // What fails by itself tells why.
    gate().faultAdd( { .call = SdkCall::bcm_vlan_create, .effect = Effect::done } );
    EXPECT_EQ( sdk().bcm_vlan_create( 0, 0 ), param );

@@ -31,6 +31,7 @@ class FakeSdk : public Shim::Sdk {
    }
 
    using Mac = Plix::EthAddr;
+   using Ip6 = Plix::Ip6Addr;
    bool QX_SOC_IS_TOMAHAWKX( int ) const override { return false; }
 #define NOT_HERE( name, ... )                                                              \
    Rc name( __VA_ARGS__ ) override { return QX_BCM_E_UNAVAIL(); }
@@ -46,6 +47,29 @@ class FakeSdk : public Shim::Sdk {
    NOT_HERE( bcm_field_qualify_DstPort, int, int, uint32_t, uint32_t, uint32_t, uint32_t )
    NOT_HERE( bcm_field_qualify_DstTrunk, int, int, int, uint32_t )
    NOT_HERE( bcm_field_qualify_OuterVlanId, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_SrcIp, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_DstIp, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_IpProtocol, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_DSCP, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_L4SrcPort, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_L4DstPort, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_TcpControl, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_IcmpTypeCode, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_EtherType, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_MplsLabel, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_MplsInnerLabel, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_DstClassL2, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_SrcIp6, int, int, const Ip6&, const Ip6& )
+   NOT_HERE( bcm_field_qualify_DstIp6, int, int, const Ip6&, const Ip6& )
+   NOT_HERE( bcm_field_qualify_SrcMac, int, int, const Mac&, const Mac& )
+   NOT_HERE( bcm_field_qualify_DstMac, int, int, const Mac&, const Mac& )
+   NOT_HERE( bcm_field_qualify_IpType, int, int, Shim::FieldIpType )
+   NOT_HERE( bcm_field_qualify_IpFrag, int, int, Shim::FieldIpFrag )
+   NOT_HERE( bcm_field_qualify_RangeCheck, int, int, int )
+   NOT_HERE( bcm_field_action_remove_all, int, int )
+   NOT_HERE( bcm_field_action_get, int, int, Shim::FieldAction, uint32_t*, uint32_t* )
+   NOT_HERE( bcm_field_range_create, int, Shim::FieldRange, uint32_t, uint32_t, int* )
+   NOT_HERE( bcm_field_range_destroy, int, int )
    NOT_HERE( bcm_field_qualifier_delete, int, int, Shim::Qualifier )
    NOT_HERE( bcm_field_action_add, int, int, Shim::FieldAction, uint32_t, uint32_t )
    NOT_HERE( bcm_field_action_remove, int, int, Shim::FieldAction )
@@ -158,7 +182,7 @@ TEST_F( SdkCall, FailureIsReportedWithTheCallAsWritten ) {
          "bcm_field_qualify_Drop( 0, 7, data, 1 ) API ERROR:Entry not found (rc:-7)\n" );
    EXPECT_EQ(
          traced_, ( std::vector< std::string >{
-                        "0.000000 SdkCallTest/5 bcm_field_qualify_Drop( 0, 7, data, 1 )",
+                        "0.000000 SdkCallTest/5 bcm_field_qualify_Drop( 0, 7, data, 1 ) (rc:0)",
                         "0.000000 SdkCallTest/0 bcm_field_qualify_Drop( 0, 7, data, 1 ) API "
                         "ERROR:Entry not found (rc:-7)" } ) );
 }

@@ -26,7 +26,6 @@ class MounterTest : public ::testing::Test {
       auto& factories = sliceMachineFactories();
       factories.sliceConfigSm = probe( "config" );
       factories.loopbackHelperSm = probe( "loopback" );
-      factories.aclProgrammerSm = probe( "aclProgrammer" );
       factories.mtpProgramInfoCollSm = probe( "programInfo" );
       factories.tcamHelperSmV2 = [ this ]( SliceMounter& ) -> Zol::Ptr< TcamHelperSmBase > {
          built.push_back( "tcamHelperV2" );
@@ -55,7 +54,10 @@ class MounterTest : public ::testing::Test {
       put( "hardware/karvel/centralStatus/feature/KarvelMirror/mtpProgramInfo",
             Zol::make< LogicalFapMtpProgramInfoColl >() );
       put( "hardware/karvel/mirror/sliceCapability/left", Zol::make< SliceCapability >() );
-      scsd->unitIs( 3 )->chipAttributesIs( attributes );
+      if ( std::string_view( missing ) != "unit" ) {
+         scsd->unitIs( 3 );
+      }
+      scsd->chipAttributesIs( attributes );
       scsd->chipTableIs( Zol::make< KarvelCentral::ChipTable >() );
       if ( std::string_view( missing ) != "karvelCommon" ) {
          shared->entityIs( "karvelCommon", Zol::Ptr< Zol::Entity >( scsd ) );
@@ -113,17 +115,24 @@ TEST_F( MounterTest, declaresItsMountsInOrder ) {
 
 TEST_F( MounterTest, buildsTheDirectHelperTheRootAndTheRestInOrder ) {
    auto mounter = build( chip( true, false, true ) );
-   EXPECT_EQ( built, ( Names{ "loopback", "aclProgrammer after root", "programInfo after root" } ) );
+   EXPECT_EQ( built, ( Names{ "loopback", "programInfo after root" } ) );
    EXPECT_TRUE( mounter->tcamHelperSm() );
    EXPECT_TRUE( mounter->rootSm() );
+   EXPECT_TRUE( mounter->aclProgrammerSm() );
    EXPECT_EQ( mounter->unit(), 3 );
    EXPECT_EQ( mounter->aclConfig()->root(), "acl/config/cli" );
+}
+
+TEST_F( MounterTest, takesUnit0WhereTheCommonDataNamesNone ) {
+   auto mounter = build( chip( true, false, false ), "unit" );
+   EXPECT_EQ( mounter->unit(), 0 );
+   EXPECT_TRUE( mounter->rootSm() );
 }
 
 TEST_F( MounterTest, asksForRequestsOnTheNewTcamInterface ) {
    auto mounter = build( chip( true, true, false ) );
    EXPECT_EQ( built,
-         ( Names{ "tcamHelperV2", "aclProgrammer after root", "programInfo after root" } ) );
+         ( Names{ "tcamHelperV2", "programInfo after root" } ) );
    EXPECT_FALSE( mounter->tcamHelperSm() );
    EXPECT_TRUE( mounter->rootSm() );
 }
@@ -133,6 +142,7 @@ TEST_F( MounterTest, buildsNoTcamMachineOnAChipWithoutHelpers ) {
    EXPECT_EQ( built, ( Names{ "loopback", "programInfo" } ) );
    EXPECT_FALSE( mounter->tcamManager() );
    EXPECT_FALSE( mounter->rootSm() );
+   EXPECT_FALSE( mounter->aclProgrammerSm() );
    EXPECT_FALSE( mounter->tcamHelperConfig() );
 }
 
@@ -147,7 +157,7 @@ TEST_F( MounterTest, buildsTheConfigurationMachineInsteadWithTheToggleOff ) {
       KarvelLib::toggleDirectoryIs( folder.string() );
       auto mounter = build( chip( true, false, false ) );
       std::filesystem::remove_all( folder );
-      const Names wanted{ "config", "aclProgrammer after root" };
+      const Names wanted{ "config" };
       const bool good =
             built == wanted && mounter->configSm() && !mounter->mtpProgramInfoCollSm();
       exit( good ? 0 : 1 );

@@ -154,7 +154,8 @@ class Rig {
 
 // Hosts on Ethernet0 (untagged), Ethernet4 (untagged) and Ethernet8 (VLAN 20 too), PortChannel1
 // of Ethernet12 and Ethernet16, all in VLAN 10; Ethernet20 to Ethernet36 are for mirroring.
-inline std::string network( const std::string& sessions ) {
+// `more` are further tables.
+inline std::string network( const std::string& sessions, const std::string& more = "" ) {
    return R"({
   "PORT": { "Ethernet0": {}, "Ethernet4": {}, "Ethernet8": {}, "Ethernet12": {},
             "Ethernet16": {}, "Ethernet20": {}, "Ethernet24": {}, "Ethernet28": {},
@@ -170,7 +171,7 @@ inline std::string network( const std::string& sessions ) {
     "Vlan20|Ethernet0": { "tagging_mode": "tagged" },
     "Vlan20|Ethernet8": { "tagging_mode": "tagged" } },
   "MIRROR_SESSION": { )" +
-          sessions + " } }";
+          sessions + " }" + ( more.empty() ? "" : ", " + more ) + " }";
 }
 
 inline std::string span( const std::string& name, const std::string& sources,

@@ -1,0 +1,193 @@
+// ACL_RULE: the rules of the tables, in the order in which they are tried, and the sessions
+// that they mirror to.
+
+#include <algorithm>
+
+#include "Agent/Configuration/Draft.h"
+#include "Agent/Configuration/Names.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr int64_t highestPriority = 999'999;
+
+class RuleReader {
+ public:
+   RuleReader( Draft& draft, AclTableDraft& table, const std::string& key,
+         const std::string& name, const Entry& entry )
+         : draft_( draft ), table_( table ), reader_( "ACL_RULE", key, entry, draft.findings ) {
+      rule_.place = entry.place;
+      rule_.config.nameIs( name );
+   }
+
+   void read() {
+      readPriority();
+      readPacketAction();
+      readMirrorActions();
+      readInPorts();
+      readAclMatch( reader_, table_, rule_ );
+      table_.rules.push_back( std::move( rule_ ) );
+   }
+
+ private:
+   void readPriority() {
+      if ( !reader_.has( "PRIORITY" ) ) {
+         reader_.error( "PRIORITY",
+               "missing; allowed: 0 to " + std::to_string( highestPriority ) +
+                     ", the higher is tried first" );
+      }
+      const auto priority = reader_.number( "PRIORITY", 0, highestPriority );
+      rule_.config.ruleIdIs( static_cast< uint32_t >( priority.value_or( 0 ) ) );
+   }
+
+   void readPacketAction() {
+      using enum PacketAction;
+      if ( reader_.text( "PACKET_ACTION" ).starts_with( "REDIRECT:" ) ) {
+         return; // and the interface or next hop to send to
+      }
+      rule_.action =
+            reader_
+                  .choice< PacketAction >( "PACKET_ACTION",
+                        { { "FORWARD", permit }, { "ACCEPT", permit }, { "PERMIT", permit },
+                              { "DROP", deny }, { "DENY", deny }, { "REDIRECT", other },
+                              { "COPY", other }, { "TRAP", other }, { "LOG", other },
+                              { "DO_NOT_NAT", other }, { "DISABLE_TRIM", other } } )
+                  .value_or( other );
+   }
+
+   void readMirrorActions() {
+      const std::string older = session( "MIRROR_ACTION" );
+      const std::string ingress = session( "MIRROR_INGRESS_ACTION" );
+      const std::string egress = session( "MIRROR_EGRESS_ACTION" );
+      if ( !older.empty() && !ingress.empty() && older != ingress ) {
+         reader_.error( "MIRROR_ACTION",
+               "not the session of MIRROR_INGRESS_ACTION, and means the same; allowed: one of "
+               "the two" );
+      }
+      rule_.mirrorTo = ingress.empty() ? older : ingress;
+      if ( table_.stage == AclStage::egress ) {
+         askEgress( rule_.mirrorTo );
+         rule_.mirrorTo.clear();
+      }
+      askEgress( egress );
+      if ( !rule_.mirrorTo.empty() ) {
+         table_.feeds.insert( rule_.mirrorTo );
+      }
+   }
+   void askEgress( const std::string& session ) {
+      if ( !session.empty() ) {
+         draft_.egressRuleBySession.try_emplace( session, "ACL_RULE|" + reader_.key() );
+      }
+   }
+   std::string session( std::string_view field ) {
+      if ( !reader_.has( field ) ) {
+         return "";
+      }
+      const std::string name = reader_.text( field );
+      if ( !draft_.table( "MIRROR_SESSION" ).contains( name ) ) {
+         reader_.error( field,
+               "there is no session " + ( name.empty() ? "without a name" : name ) +
+                     "; allowed: a session of MIRROR_SESSION" );
+         return "";
+      }
+      return name;
+   }
+
+   void readInPorts() {
+      if ( splitList( reader_.entry().text( "IN_PORTS" ) ).empty() ) {
+         return;
+      }
+      rule_.isLimited = true;
+      rule_.inPorts = draft_.interfacesOf( draft_.interfaceList( reader_, "IN_PORTS" ) );
+      const bool meets = std::any_of(
+            rule_.inPorts.begin(), rule_.inPorts.end(), [ this ]( const Plix::IntfId& in ) {
+               return std::any_of( table_.interfaces.begin(), table_.interfaces.end(),
+                     [ & ]( const Plix::IntfId& intf ) {
+                        return in.port() == intf.port() &&
+                              ( !in.isSubIntf() || !intf.isSubIntf() || in == intf );
+                     } );
+            } );
+      if ( !rule_.mirrorTo.empty() && !rule_.inPorts.empty() && !table_.interfaces.empty() &&
+            !meets && !table_.namedBy.contains( rule_.mirrorTo ) ) {
+         reader_.warning( "IN_PORTS",
+               "none of them is in the ports of " + table_.name +
+                     ", so the rule mirrors nothing" );
+      }
+   }
+
+   Draft& draft_;
+   AclTableDraft& table_;
+   EntryReader reader_;
+   AclRuleDraft rule_;
+};
+
+// Rules of tables that the agent leaves alone count only with what they mirror.
+void noteFeed( AclTableDraft& table, const Entry& rule ) {
+   for ( std::string_view action :
+         { "MIRROR_ACTION", "MIRROR_INGRESS_ACTION", "MIRROR_EGRESS_ACTION" } ) {
+      if ( const Field* field = rule.find( action ) ) {
+         table.feeds.insert( field->text );
+      }
+   }
+}
+
+void readRule( Draft& draft, const std::string& key, const Entry& entry ) {
+   const EntryName names = entryName( key );
+   const auto table = draft.acls.find( names.table );
+   auto error = [ & ]( const std::string& text ) {
+      draft.findings.errors.push_back( { entry.place, "ACL_RULE|" + key + ": " + text } );
+   };
+   if ( names.key.empty() ) {
+      error( "not a rule's key; allowed: a table of ACL_TABLE, a bar, and a name" );
+   } else if ( table == draft.acls.end() ) {
+      error( "there is no table " + names.table + "; allowed: a table of ACL_TABLE" );
+   } else if ( table->second.isServed() ) {
+      RuleReader( draft, table->second, key, names.key, entry ).read();
+   } else {
+      noteFeed( table->second, entry );
+   }
+}
+
+void orderRules( Draft& draft, AclTableDraft& table ) {
+   auto& rules = table.rules;
+   std::sort( rules.begin(), rules.end(), []( const auto& left, const auto& right ) {
+      const uint32_t leftPriority = left.config.ruleId();
+      const uint32_t rightPriority = right.config.ruleId();
+      return leftPriority != rightPriority
+            ? leftPriority > rightPriority
+            : NaturalLess()( left.config.name(), right.config.name() );
+   } );
+   auto same = []( const AclRuleDraft& left, const AclRuleDraft& right ) {
+      return left.config.ruleId() == right.config.ruleId();
+   };
+   const auto first = std::adjacent_find( rules.begin(), rules.end(), same );
+   if ( first == rules.end() || table.users() == 0 ) {
+      return;
+   }
+   // Said once for a table: there may be thousands of them.
+   const auto next = std::next( first );
+   draft.findings.warnings.push_back( { next->place,
+         "ACL_RULE|" + table.name + "|" + next->config.name() + ": PRIORITY: " +
+               std::to_string( next->config.ruleId() ) + " is that of " + first->config.name() +
+               ", too; rules of the same priority are tried in the order of their names" } );
+}
+
+} // namespace
+
+void readAclRules( Draft& draft ) {
+   for ( const auto& [ key, entry ] : draft.table( "ACL_RULE" ) ) {
+      readRule( draft, key, entry );
+   }
+   for ( auto& [ name, table ] : draft.acls ) {
+      orderRules( draft, table );
+   }
+   for ( const Tables::RepeatedRule& rule : draft.tables.repeatedRules ) {
+      const auto table = draft.acls.find( entryName( rule.key ).table );
+      if ( table == draft.acls.end() || table->second.isServed() ) {
+         draft.findings.errors.push_back( rule.error );
+      }
+   }
+}
+
+} // namespace Agent

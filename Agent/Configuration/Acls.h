@@ -1,0 +1,61 @@
+#pragma once
+
+// ACL_TABLE and ACL_RULE while a configuration is made: the tables with their rules, and what
+// they have to do with mirror sessions.
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Agent/Configuration/Configuration.h"
+#include "Agent/Configuration/Fields.h"
+
+namespace Agent {
+
+enum class PacketAction : uint8_t { other, permit, deny };
+
+struct AclRuleDraft {
+   Acl::RuleConfig config; // without its action and its interfaces; ruleId is the priority
+   PacketAction action = PacketAction::other;
+   std::string mirrorTo;                // a session; empty: none
+   bool isLimited = false;              // only on `inPorts`, which may be none
+   std::vector< Plix::IntfId > inPorts; // none within another
+   Place place;
+};
+
+enum class AclStage : uint8_t { ingress, egress };
+
+struct AclTableDraft {
+   std::string name;
+   std::string typeText;
+   Acl::AclType type = Acl::AclType::none; // none: this agent leaves such tables alone
+   AclStage stage = AclStage::ingress;
+   std::vector< Plix::IntfId > interfaces; // of a table that sessions use; none within another
+   std::vector< AclRuleDraft > rules;      // in the order in which they are tried
+   std::set< std::string > feeds;          // the sessions that its rules mirror to
+   std::set< std::string > namedBy;        // the sessions that filter their sources by it
+   std::optional< std::string > beyond;    // what its rules ask for and no chip here has
+   Place place;
+
+   bool isServed() const { return type != Acl::AclType::none; }
+   // How many sessions have an ACL of their own from it.
+   size_t users() const;
+};
+
+using AclTableDrafts = std::map< std::string, AclTableDraft >;
+
+// The fields that rules may match on, in any kind of table.
+const std::vector< std::string_view >& aclMatchFields();
+// A field that is not for the table's kind is an error; one that is, and that no chip here can
+// match on, goes to the table's `beyond`.
+void checkAclFields( EntryReader& reader, AclTableDraft& table );
+// Reads one rule's match into its filter, with that check.
+void readAclMatch( EntryReader& reader, AclTableDraft& table, AclRuleDraft& rule );
+
+// Limits a rule to an outer VLAN; false if it is for another one already.
+bool limitToVlan( Acl::RuleConfig& rule, Acl::AclType type, uint16_t vlanId );
+
+} // namespace Agent

@@ -1,0 +1,164 @@
+#include "Agent/Explain/Explainer.h"
+
+#include <algorithm>
+
+#include "Agent/Reports/FieldText.h"
+#include "ChipModel/Chip.h"
+#include "ChipModel/FieldNames.h"
+
+namespace Agent {
+
+using ChipModel::FieldProcessor;
+using GroupChoice = FieldProcessor::GroupChoice;
+
+Explainer::Explainer( Runtime& runtime, uint64_t packet, Tell tell )
+      : runtime_( runtime ), packet_( packet ), tell_( std::move( tell ) ) {
+   for ( int unit : runtime_.units() ) {
+      const ChipModel::ChipState& chip =
+            chips_.emplace( unit, runtime_.chips().control().state( unit ) ).first->second;
+      for ( const ChipModel::EntryView& entry : chip.entries ) {
+         entries_[ unit ][ entry.id ] = &entry;
+      }
+   }
+   runtime_.chips().control().observerIs( this );
+   runtime_.chips().control().sinkIs( this );
+}
+
+Explainer::~Explainer() {
+   runtime_.chips().control().observerIs( nullptr );
+   runtime_.chips().control().sinkIs( nullptr );
+}
+
+void Explainer::arriving(
+      const std::string& port, int unit, const ChipModel::FrameView& frame ) {
+   ++frames_;
+   unit_ = unit;
+   decided_ = false;
+   lookups_.clear();
+   explanation_ = {};
+   explanation_.number = frames_;
+   explanation_.port = port;
+   explanation_.timeNs = frame.timeNs;
+   explanation_.bytes = std::max( frame.length, frame.wireLength );
+}
+
+void Explainer::decided(
+      int, const ChipModel::FrameView&, const ChipModel::Decision& decision ) {
+   decided_ = true;
+   if ( !isWanted() ) {
+      return;
+   }
+   std::string& text = explanation_.forwarding;
+   text = decision.vid ? "in VLAN " + std::to_string( decision.vid ) : "in no VLAN";
+   if ( decision.drop != ChipModel::DropReason::none ) {
+      text += ", dropped: " + std::string( ChipModel::dropReasonName( decision.drop ) );
+      return;
+   }
+   Shim::PortBitmap ports;
+   decision.egress.forEach( [ & ]( int port ) { ports.set( static_cast< size_t >( port ) ); } );
+   text += ( decision.flooded ? ", flooded to " : ", to " ) + portList( runtime_, unit_, ports );
+}
+
+void Explainer::lookedUp(
+      const ChipModel::LookupKey& key, GroupChoice choice, int egressPort ) {
+   if ( isWanted() ) {
+      lookups_.push_back( { key, choice, egressPort, {} } );
+   }
+}
+
+void Explainer::matched( const ChipModel::Match& match, int ) {
+   if ( isWanted() ) {
+      lookups_.back().matches.push_back( match );
+   }
+}
+
+void Explainer::sent( const ChipModel::SentFrame& frame ) {
+   if ( !isWanted() ) {
+      return;
+   }
+   FrameCopy copy;
+   copy.port = runtime_.portName( frame.unit, frame.port );
+   copy.mirror = frame.mirrorDestination;
+   switch ( frame.kind ) {
+   case ChipModel::CopyKind::forwarded: copy.what = "forwarded"; break;
+   case ChipModel::CopyKind::ingressMirror: copy.what = "copied as received"; break;
+   case ChipModel::CopyKind::egressMirror:
+      copy.what = "copied as sent";
+      copy.of = runtime_.portName( frame.unit, frame.egressPort );
+      break;
+   }
+   explanation_.copies.push_back( copy );
+}
+
+void Explainer::arrived() {
+   if ( !isWanted() ) {
+      return;
+   }
+   if ( !decided_ ) {
+      explanation_.headers = "not looked at";
+      explanation_.forwarding = "the port is down: the frame never came in";
+   } else if ( !lookups_.empty() ) {
+      explanation_.headers = headersText( lookups_.front().key );
+   }
+   for ( const Lookup& lookup : lookups_ ) {
+      explainLookup( lookup );
+   }
+   tell_( explanation_ );
+}
+
+void Explainer::explainLookup( const Lookup& lookup ) {
+   const bool wantBound = lookup.choice == GroupChoice::destinationBound;
+   for ( const ChipModel::GroupView& group : chips_.at( unit_ ).groups ) {
+      if ( group.stage != Shim::FieldStage::ingress || group.installed == 0 ||
+           group.destinationBound != wantBound ) {
+         continue;
+      }
+      const auto winner = std::find_if( lookup.matches.begin(), lookup.matches.end(),
+            [ & ]( const ChipModel::Match& match ) { return match.group == group.id; } );
+      explainGroup( lookup, group.id, winner == lookup.matches.end() ? 0 : winner->entry );
+   }
+}
+
+void Explainer::explainGroup( const Lookup& lookup, int group, int winner ) {
+   const ChipModel::ChipState& chip = chips_.at( unit_ );
+   if ( winner != 0 ) {
+      EntryVerdict won = verdict( winner, lookup );
+      won.won = true;
+      won.does = actionsText( runtime_, chip, entryOf( winner ).actions );
+      explanation_.entries.push_back( won );
+   }
+   const FieldProcessor& fields = runtime_.chips().chip( unit_ )->fields();
+   for ( const ChipModel::EntryMiss& miss : fields.misses( group, winner, lookup.key ) ) {
+      EntryVerdict lost = verdict( miss.entry, lookup );
+      if ( miss.failed ) {
+         const auto& qualifiers = entryOf( miss.entry ).qualifiers;
+         const auto at = std::find_if( qualifiers.begin(), qualifiers.end(),
+               [ & ]( const auto& value ) { return value.qualifier == *miss.failed; } );
+         lost.failed = at == qualifiers.end()
+               ? std::string( ChipModel::qualifierName( *miss.failed ) )
+               : qualifierText( runtime_, chip, *at );
+         lost.frameHas = frameText( runtime_, unit_, *miss.failed, lookup.key );
+      }
+      explanation_.entries.push_back( lost );
+   }
+}
+
+EntryVerdict Explainer::verdict( int entry, const Lookup& lookup ) const {
+   const ChipModel::EntryView& view = entryOf( entry );
+   EntryVerdict result;
+   result.group = view.group;
+   result.entry = entry;
+   result.priority = view.priority;
+   result.name = view.name;
+   result.matches = matchText( runtime_, chips_.at( unit_ ), view );
+   if ( lookup.egressPort >= 0 ) {
+      result.copy = runtime_.portName( unit_, lookup.egressPort );
+   }
+   return result;
+}
+
+const ChipModel::EntryView& Explainer::entryOf( int id ) const {
+   return *entries_.at( unit_ ).at( id );
+}
+
+} // namespace Agent

@@ -1,0 +1,665 @@
+#include "ChipModel/LookupTree.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <memory>
+#include <new>
+#include <numeric>
+#include <utility>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+#include "Platform/Zol/Assert.h"
+
+namespace ChipModel {
+
+namespace {
+
+constexpr uint32_t leafLimit = 16;     // from here on a branch may be better
+constexpr uint32_t collapseLimit = 4; // records that are no longer worth a branch
+
+bool accepts( const LookupRecord& record, const uint8_t* key ) {
+   const std::vector< LookupWindow >& windows = record.windows;
+   const std::vector< SetTerm >& sets = record.sets;
+   return std::all_of( windows.begin(), windows.end(), [ & ]( const LookupWindow& window ) {
+      return ( LookupWindow::of( key, window.offset ) & window.mask ) == window.value;
+   } ) && std::all_of( sets.begin(), sets.end(), [ & ]( const SetTerm& term ) {
+      uint8_t byte = key[ term.column ];
+      return ( term.accepted[ byte / 64U ] >> byte % 64U & 1 ) != 0;
+   } );
+}
+
+using Lanes = std::array< uint32_t, 4 >;
+
+#ifdef __SSE2__
+__m128i load( const Lanes& lanes ) {
+   return _mm_loadu_si128( reinterpret_cast< const __m128i* >( lanes.data() ) );
+}
+__m128i fill( uint32_t value ) { return _mm_set1_epi32( static_cast< int >( value ) ); }
+uint32_t bitsOf( __m128i lanes ) {
+   return static_cast< uint32_t >( _mm_movemask_ps( _mm_castsi128_ps( lanes ) ) );
+}
+#endif
+
+// Which lanes hold the value, a bit for each.
+uint32_t equalLanes( uint32_t value, const Lanes& lanes ) {
+#ifdef __SSE2__
+   return bitsOf( _mm_cmpeq_epi32( fill( value ), load( lanes ) ) );
+#else
+   uint32_t result = 0;
+   for ( uint32_t i = 0; i < lanes.size(); ++i ) {
+      result |= static_cast< uint32_t >( lanes[ i ] == value ) << i;
+   }
+   return result;
+#endif
+}
+
+// Conditions on two times four bytes of the key, for four records.
+struct Filters {
+   static constexpr uint32_t lanes = 4;
+
+   std::array< Lanes, 2 > masks;
+   std::array< Lanes, 2 > values;
+
+   LookupExcerpt at( size_t i, uint32_t lane ) const {
+      return { masks[ i ][ lane ], values[ i ][ lane ] };
+   }
+   void set( size_t i, uint32_t lane, const LookupExcerpt& excerpt ) {
+      masks[ i ][ lane ] = excerpt.mask;
+      values[ i ][ lane ] = excerpt.value;
+   }
+   // Which records the key passes, a bit for each.
+   uint32_t passing( uint32_t first, uint32_t second ) const {
+#ifdef __SSE2__
+      auto equal = [ & ]( uint32_t window, size_t i ) {
+         return _mm_cmpeq_epi32(
+               _mm_and_si128( fill( window ), load( masks[ i ] ) ), load( values[ i ] ) );
+      };
+      return bitsOf( _mm_and_si128( equal( first, 0 ), equal( second, 1 ) ) );
+#else
+      uint32_t result = 0;
+      for ( uint32_t i = 0; i < lanes; ++i ) {
+         bool pass = ( first & masks[ 0 ][ i ] ) == values[ 0 ][ i ] &&
+               ( second & masks[ 1 ][ i ] ) == values[ 1 ][ i ];
+         result |= static_cast< uint32_t >( pass ) << i;
+      }
+      return result;
+#endif
+   }
+};
+
+} // namespace
+
+struct LookupTree::Node {
+   enum Kind : uint8_t { leaf, branch };
+   uint32_t count = 0; // records below
+   Kind kind;
+};
+
+LookupTree::Ref::Ref( const Node* node )
+      : bits_( reinterpret_cast< uintptr_t >( node ) |
+              static_cast< uintptr_t >( node != nullptr && node->kind == Node::leaf ) ) {}
+
+// A few records in order of rank: the header of one piece of memory. What comes behind:
+//    Filters filters[ blocks ];
+//    Owner owners[ capacity ];
+//    Condition conditions[ capacity ][ windows ];
+// A scan looks at two times four bytes of the key, for four records at once; the few that pass
+// are looked at in full.
+struct LookupTree::Leaf : Node {
+   struct Condition {
+      uint64_t mask;
+      uint64_t value;
+   };
+   struct Owner {
+      uint64_t rank;
+      int slot;
+      int more; // the record has to be asked, too: the conditions do not say it all
+   };
+
+   static constexpr uint32_t lanes = Filters::lanes;
+   static constexpr size_t maxWindows = 8;
+
+   uint8_t windows;
+   std::array< uint8_t, 2 > filterOffsets;
+   std::array< uint8_t, maxWindows > offsets;
+   uint32_t capacity;
+   uint32_t splitAt; // records that call for another attempt at a branch
+   uint64_t bestRank;
+
+   static uint32_t blocksFor( uint32_t capacity ) { return ( capacity + lanes - 1 ) / lanes; }
+   const Filters* filters() const { return reinterpret_cast< const Filters* >( this + 1 ); }
+   const Owner* owners() const {
+      return reinterpret_cast< const Owner* >( filters() + blocksFor( capacity ) );
+   }
+   const Condition* conditions( uint32_t row ) const {
+      return reinterpret_cast< const Condition* >( owners() + capacity ) + row * windows;
+   }
+   Filters* filters() { return const_cast< Filters* >( std::as_const( *this ).filters() ); }
+   Owner* owners() { return const_cast< Owner* >( std::as_const( *this ).owners() ); }
+   Condition* conditions( uint32_t row ) {
+      return const_cast< Condition* >( std::as_const( *this ).conditions( row ) );
+   }
+
+   static Leaf* make( uint32_t capacity, size_t windows ) {
+      size_t size = sizeof( Leaf ) + blocksFor( capacity ) * sizeof( Filters ) +
+            capacity * ( sizeof( Owner ) + windows * sizeof( Condition ) );
+      Leaf* result = new ( ::operator new( size ) ) Leaf;
+      result->kind = Node::leaf;
+      result->capacity = capacity;
+      result->splitAt = leafLimit + 1;
+      result->windows = static_cast< uint8_t >( windows );
+      for ( uint32_t row = 0; row < blocksFor( capacity ) * lanes; ++row ) {
+         result->close( row );
+      }
+      return result;
+   }
+   // Lets nothing pass the row.
+   void close( uint32_t row ) {
+      filters()[ row / lanes ].set( 0, row % lanes, { 0, 1 } );
+   }
+   bool hasWindow( uint8_t offset ) const {
+      return std::find( offsets.begin(), offsets.begin() + windows, offset ) !=
+            offsets.begin() + windows;
+   }
+   // Puts the record where its rank belongs; there is room for it.
+   void put( const LookupRecord& record, int slot ) {
+      Owner* all = owners();
+      uint32_t row = count++;
+      for ( ; row > 0 && all[ row - 1 ].rank < record.rank; --row ) {
+         move( row - 1, row );
+      }
+      size_t said = 0;
+      for ( size_t i = 0; i < windows; ++i ) {
+         const LookupWindow* window = record.windowAt( offsets[ i ] );
+         said += window != nullptr;
+         conditions( row )[ i ] =
+               window == nullptr ? Condition{} : Condition{ window->mask, window->value };
+      }
+      all[ row ] = { record.rank, slot,
+         !record.sets.empty() || said != record.windows.size() };
+      bestRank = all[ 0 ].rank;
+      for ( size_t i = 0; i < filterOffsets.size(); ++i ) {
+         filters()[ row / lanes ].set( i, row % lanes, record.excerpt( filterOffsets[ i ] ) );
+      }
+   }
+   void drop( int slot ) {
+      uint32_t row = 0;
+      while ( row < count && owners()[ row ].slot != slot ) {
+         ++row;
+      }
+      ZOL_ASSERT( row < count );
+      for ( --count; row < count; ++row ) {
+         move( row + 1, row );
+      }
+      close( count );
+      bestRank = owners()[ 0 ].rank;
+   }
+   void move( uint32_t from, uint32_t to ) {
+      owners()[ to ] = owners()[ from ];
+      std::copy_n( conditions( from ), windows, conditions( to ) );
+      for ( size_t i = 0; i < filterOffsets.size(); ++i ) {
+         filters()[ to / lanes ].set(
+               i, to % lanes, filters()[ from / lanes ].at( i, from % lanes ) );
+      }
+   }
+};
+
+// Some children of a branch, by hash; the free places are behind the others. It fills a cache
+// line.
+struct alignas( 64 ) LookupTree::Bucket {
+   static constexpr size_t places = 4;
+
+   std::array< uint32_t, places > hashes{};
+   // The one behind the last is always null, for who did not find a hash.
+   std::array< Ref, places + 1 > children{};
+   uint32_t overflown = 0; // at some time a child had to go to the next bucket
+
+   size_t find( uint32_t hash ) const {
+      return static_cast< size_t >( std::countr_zero( equal( hash ) | 1U << places ) );
+   }
+   size_t used() const {
+      size_t count = 0;
+      while ( children[ count ].node() != nullptr ) {
+         ++count;
+      }
+      return count;
+   }
+   uint32_t equal( uint32_t hash ) const { return equalLanes( hash, hashes ); }
+};
+
+// What a lookup needs of it fills one cache line.
+struct alignas( 64 ) LookupTree::Branch : Node {
+   uint8_t parts = 0;
+   std::array< uint8_t, LookupPlan::maxParts > offsets{};
+   uint8_t shift = 63; // of a hash to its bucket
+   std::array< uint64_t, LookupPlan::maxParts > masks{};
+   std::unique_ptr< Bucket[] > buckets = std::make_unique< Bucket[] >( 2 );
+   Ref rest;
+   uint32_t planned = 0; // records when the bits were chosen
+   uint32_t children = 0;
+
+   size_t bucketCount() const { return size_t{ 1 } << ( 64 - shift ); }
+
+   bool covers( const LookupRecord& record, uint64_t* hash ) const {
+      *hash = 0;
+      for ( size_t i = 0; i < parts; ++i ) {
+         const LookupWindow* window = record.windowAt( offsets[ i ] );
+         if ( window == nullptr || ( masks[ i ] & ~window->mask ) != 0 ) {
+            return false;
+         }
+         *hash += ( window->value & masks[ i ] ) * LookupPlan::factors[ i ];
+      }
+      return true;
+   }
+   uint64_t hashOf( const uint8_t* key ) const {
+      uint64_t sum = ( LookupWindow::of( key, offsets[ 0 ] ) & masks[ 0 ] ) *
+            LookupPlan::factors[ 0 ];
+      for ( size_t i = 1; i < parts; ++i ) {
+         sum += ( LookupWindow::of( key, offsets[ i ] ) & masks[ i ] ) *
+               LookupPlan::factors[ i ];
+      }
+      return sum;
+   }
+   static uint32_t tagOf( uint64_t hash ) { return static_cast< uint32_t >( hash >> 32 ); }
+   // The child with that hash, null if there is none.
+   Ref child( uint64_t hash ) const {
+      size_t at = hash >> shift;
+      for ( ;; ) {
+         const Bucket& bucket = buckets[ at ];
+         Ref found = bucket.children[ bucket.find( tagOf( hash ) ) ];
+         if ( bucket.overflown == 0 || found.node() != nullptr ) [[likely]] {
+            return found;
+         }
+         at = ( at + 1 ) & ( bucketCount() - 1 );
+      }
+   }
+   void childIs( uint64_t hash, Node* child ) {
+      for ( size_t at = hash >> shift;; at = ( at + 1 ) & ( bucketCount() - 1 ) ) {
+         Bucket& bucket = buckets[ at ];
+         size_t place = bucket.find( tagOf( hash ) );
+         if ( bucket.children[ place ].node() != nullptr ) {
+            bucket.children[ place ] = child;
+            if ( child == nullptr ) {
+               close( bucket, place );
+            }
+            return;
+         }
+         if ( bucket.overflown == 0 ) {
+            break;
+         }
+      }
+      if ( child != nullptr ) {
+         if ( ++children * 2 > bucketCount() * Bucket::places ) {
+            widen();
+         }
+         add( tagOf( hash ), child );
+      }
+   }
+
+ private:
+   void close( Bucket& bucket, size_t place ) {
+      size_t last = bucket.used() - 1;
+      bucket.children[ place ] = bucket.children[ last ];
+      bucket.hashes[ place ] = bucket.hashes[ last ];
+      bucket.children[ last ] = nullptr;
+      --children;
+   }
+   void add( uint32_t tag, Ref child ) {
+      size_t at = uint64_t{ tag } << 32 >> shift;
+      while ( buckets[ at ].used() == Bucket::places ) {
+         buckets[ at ].overflown = 1;
+         at = ( at + 1 ) & ( bucketCount() - 1 );
+      }
+      size_t place = buckets[ at ].used();
+      buckets[ at ].hashes[ place ] = tag;
+      buckets[ at ].children[ place ] = child;
+   }
+   void widen() {
+      size_t size = bucketCount();
+      auto old = std::make_unique< Bucket[] >( size * 2 );
+      old.swap( buckets );
+      --shift;
+      for ( size_t i = 0; i < size; ++i ) {
+         for ( size_t place = 0; place < old[ i ].used(); ++place ) {
+            add( old[ i ].hashes[ place ], old[ i ].children[ place ] );
+         }
+      }
+   }
+};
+
+LookupTree::LookupTree( const std::vector< LookupRecord >& records ) : records_( records ) {}
+LookupTree::~LookupTree() { destroy( root_.node() ); }
+
+void LookupTree::destroy( Node* node ) {
+   if ( node == nullptr ) {
+      return;
+   }
+   if ( node->kind == Node::leaf ) {
+      ::operator delete( node );
+      return;
+   }
+   Branch* branch = static_cast< Branch* >( node );
+   for ( size_t i = 0; i < branch->bucketCount(); ++i ) {
+      for ( Ref child : branch->buckets[ i ].children ) {
+         destroy( child.node() );
+      }
+   }
+   destroy( branch->rest.node() );
+   delete branch;
+}
+
+void LookupTree::collect( const Node* node, std::vector< int >* slots ) {
+   if ( node == nullptr ) {
+      return;
+   }
+   if ( node->kind == Node::leaf ) {
+      const Leaf* leaf = static_cast< const Leaf* >( node );
+      for ( uint32_t i = 0; i < leaf->count; ++i ) {
+         slots->push_back( leaf->owners()[ i ].slot );
+      }
+      return;
+   }
+   const Branch* branch = static_cast< const Branch* >( node );
+   for ( size_t i = 0; i < branch->bucketCount(); ++i ) {
+      for ( Ref child : branch->buckets[ i ].children ) {
+         collect( child.node(), slots );
+      }
+   }
+   collect( branch->rest.node(), slots );
+}
+
+LookupTree::Node* LookupTree::build( const std::vector< int >& slots ) {
+   if ( slots.empty() ) {
+      return nullptr;
+   }
+   if ( slots.size() > leafLimit ) {
+      LookupPlan plan = planFor( records_, slots );
+      if ( !plan.parts.empty() ) {
+         Branch* branch = branchOf( slots, plan );
+         if ( branch->rest.node() != nullptr || branch->children > 1 ) {
+            return branch;
+         }
+         destroy( branch ); // the sample was not like the others
+      }
+   }
+   return leafOf( slots );
+}
+
+LookupTree::Leaf* LookupTree::leafOf( const std::vector< int >& slots ) const {
+   std::array< uint8_t, Leaf::maxWindows > offsets;
+   size_t windows = 0;
+   for ( int slot : slots ) {
+      for ( const LookupWindow& window : at( slot ).windows ) {
+         auto end = offsets.begin() + windows;
+         if ( windows < Leaf::maxWindows &&
+               std::find( offsets.begin(), end, window.offset ) == end ) {
+            offsets[ windows++ ] = window.offset;
+         }
+      }
+   }
+   uint32_t count = static_cast< uint32_t >( slots.size() );
+   Leaf* leaf = Leaf::make( std::bit_ceil( count ), windows );
+   std::copy_n( offsets.begin(), windows, leaf->offsets.begin() );
+   leaf->filterOffsets = filterOffsets( slots, offsets.data(), windows );
+   for ( int slot : slots ) {
+      leaf->put( at( slot ), slot );
+   }
+   leaf->splitAt = std::max( leafLimit + 1, count * 2 );
+   return leaf;
+}
+
+// Where four bytes of the key tell most of the records from each other, and where four more
+// tell most of those that are left. Goes by a few of the records: how often a key that one of
+// them matches passes the filters of another.
+std::array< uint8_t, 2 > LookupTree::filterOffsets(
+      const std::vector< int >& slots, const uint8_t* windows, size_t windowCount ) const {
+   constexpr size_t most = 10;
+   size_t count = std::min( slots.size(), most );
+   std::array< const LookupRecord*, most > sample;
+   for ( size_t i = 0; i < count; ++i ) {
+      sample[ i ] = &at( slots[ i * slots.size() / count ] );
+   }
+   uint8_t fallback = windowCount == 0 ? 0 : windows[ 0 ];
+   std::array< uint8_t, 2 > result{ fallback, fallback };
+   std::array< float, most * most > alike; // of each two; after the filters so far
+   alike.fill( 1 );
+   for ( uint8_t& choice : result ) {
+      std::array< float, most * most > bestAlike = alike;
+      float least = std::accumulate( alike.begin(), alike.begin() + count * count, 0.0F );
+      for ( size_t w = 0; w < windowCount && count > 1; ++w ) {
+         for ( uint8_t offset = windows[ w ]; offset < std::min( windows[ w ] + 8, 125 );
+               offset = static_cast< uint8_t >( offset + 2 ) ) {
+            std::array< LookupExcerpt, most > excerpts;
+            for ( size_t i = 0; i < count; ++i ) {
+               excerpts[ i ] = sample[ i ]->excerpt( offset );
+            }
+            std::array< float, most * most > trial;
+            float sum = 0;
+            for ( size_t i = 0; i < count; ++i ) {
+               for ( size_t j = 0; j < count; ++j ) {
+                  size_t pair = i * count + j;
+                  trial[ pair ] = alike[ pair ] * excerpts[ i ].passes( excerpts[ j ] );
+                  sum += trial[ pair ];
+               }
+            }
+            if ( sum < least ) {
+               least = sum;
+               choice = offset;
+               bestAlike = trial;
+            }
+         }
+      }
+      alike = bestAlike;
+   }
+   return result;
+}
+
+LookupTree::Branch* LookupTree::branchOf(
+      const std::vector< int >& slots, const LookupPlan& plan ) {
+   Branch* branch = new Branch;
+   branch->kind = Node::branch;
+   branch->count = branch->planned = static_cast< uint32_t >( slots.size() );
+   for ( const LookupPlan::Part& part : plan.parts ) {
+      branch->offsets[ branch->parts ] = part.offset;
+      branch->masks[ branch->parts++ ] = part.mask;
+   }
+   std::vector< std::pair< uint64_t, int > > hashed;
+   std::vector< int > rest;
+   for ( int slot : slots ) {
+      uint64_t hash;
+      if ( branch->covers( at( slot ), &hash ) ) {
+         hashed.emplace_back( hash >> 32 << 32, slot );
+      } else {
+         rest.push_back( slot );
+      }
+   }
+   std::sort( hashed.begin(), hashed.end() );
+   if ( rest.empty() && hashed.front().first == hashed.back().first ) {
+      return branch;
+   }
+   std::vector< int > bucket;
+   for ( size_t i = 0; i < hashed.size(); ++i ) {
+      bucket.push_back( hashed[ i ].second );
+      if ( i + 1 == hashed.size() || hashed[ i + 1 ].first != hashed[ i ].first ) {
+         branch->childIs( hashed[ i ].first, build( bucket ) );
+         bucket.clear();
+      }
+   }
+   branch->rest = build( rest );
+   return branch;
+}
+
+void LookupTree::insert( int slot ) { root_ = inserted( root_.node(), slot ); }
+void LookupTree::remove( int slot ) { root_ = removed( root_.node(), slot ); }
+
+LookupTree::Node* LookupTree::inserted( Node* node, int slot ) {
+   if ( node == nullptr ) {
+      return leafOf( { slot } );
+   }
+   if ( node->kind == Node::leaf ) {
+      return insertedInLeaf( static_cast< Leaf* >( node ), slot );
+   }
+   Branch* branch = static_cast< Branch* >( node );
+   if ( ++branch->count >= branch->planned * 4 ) {
+      std::vector< int > slots{ slot };
+      collect( node, &slots );
+      destroy( node );
+      return build( slots );
+   }
+   uint64_t hash;
+   if ( !branch->covers( at( slot ), &hash ) ) {
+      branch->rest = inserted( branch->rest.node(), slot );
+   } else {
+      branch->childIs( hash, inserted( branch->child( hash ).node(), slot ) );
+   }
+   return branch;
+}
+
+LookupTree::Node* LookupTree::insertedInLeaf( Leaf* leaf, int slot ) {
+   const LookupRecord& record = at( slot );
+   bool fits = leaf->count < leaf->capacity;
+   for ( const LookupWindow& window : record.windows ) {
+      fits = fits && ( leaf->hasWindow( window.offset ) || leaf->windows == Leaf::maxWindows );
+   }
+   if ( fits && leaf->count + 1 < leaf->splitAt ) {
+      leaf->put( record, slot );
+      return leaf;
+   }
+   std::vector< int > slots{ slot };
+   collect( leaf, &slots );
+   Node* result;
+   if ( slots.size() >= leaf->splitAt ) {
+      result = build( slots );
+   } else {
+      Leaf* wider = leafOf( slots );
+      wider->splitAt = leaf->splitAt;
+      result = wider;
+   }
+   destroy( leaf );
+   return result;
+}
+
+LookupTree::Node* LookupTree::removed( Node* node, int slot ) {
+   ZOL_ASSERT( node != nullptr );
+   if ( node->kind == Node::leaf ) {
+      Leaf* leaf = static_cast< Leaf* >( node );
+      leaf->drop( slot );
+      if ( leaf->count == 0 ) {
+         destroy( leaf );
+         return nullptr;
+      }
+      return leaf;
+   }
+   Branch* branch = static_cast< Branch* >( node );
+   --branch->count;
+   uint64_t hash;
+   if ( !branch->covers( at( slot ), &hash ) ) {
+      branch->rest = removed( branch->rest.node(), slot );
+   } else {
+      branch->childIs( hash, removed( branch->child( hash ).node(), slot ) );
+   }
+   if ( branch->count <= collapseLimit ) {
+      std::vector< int > slots;
+      collect( branch, &slots );
+      destroy( branch );
+      return slots.empty() ? nullptr : leafOf( slots );
+   }
+   return branch;
+}
+
+// One lookup: the key and the best record found so far.
+class LookupTree::Search {
+ public:
+   Search( const LookupTree& tree, const uint8_t* key ) : tree_( tree ), key_( key ) {}
+
+   Winner run() {
+      visit( tree_.root_ );
+      return best_;
+   }
+
+ private:
+   // All branches first, then the leaves: the way through the branches has no jumps that
+   // depend on the key but for its length, and none of its steps waits for a leaf's memory.
+   void visit( Ref start ) {
+      constexpr size_t room = 48;
+      std::array< const Branch*, room > branches;
+      std::array< const Leaf*, room > leaves;
+      size_t branchCount = 0;
+      size_t leafCount = 0;
+      auto add = [ & ]( Ref ref ) {
+         const Node* node = ref.node();
+         __builtin_prefetch( node );
+         leaves[ leafCount ] = static_cast< const Leaf* >( node );
+         leafCount += ref.isLeaf();
+         branches[ branchCount ] = static_cast< const Branch* >( node );
+         branchCount += ref.isBranch();
+      };
+      add( start );
+      while ( branchCount != 0 ) {
+         const Branch& branch = *branches[ --branchCount ];
+         Ref child = branch.child( branch.hashOf( key_ ) );
+         if ( branchCount > room - 3 || leafCount > room - 3 ) [[unlikely]] {
+            visit( child );
+            visit( branch.rest );
+            continue;
+         }
+         add( child );
+         add( branch.rest );
+      }
+      for ( size_t i = 0; i < leafCount; ++i ) {
+         scan( *leaves[ i ] );
+      }
+   }
+   void scan( const Leaf& leaf ) {
+      if ( leaf.bestRank <= best_.rank ) {
+         return;
+      }
+      uint32_t one;
+      uint32_t two;
+      std::memcpy( &one, key_ + leaf.filterOffsets[ 0 ], sizeof one );
+      std::memcpy( &two, key_ + leaf.filterOffsets[ 1 ], sizeof two );
+      const Filters* filters = leaf.filters();
+      for ( uint32_t first = 0; first < leaf.count; first += Leaf::lanes, ++filters ) {
+         for ( uint32_t pass = filters->passing( one, two ); pass != 0; pass &= pass - 1 ) {
+            uint32_t row = first + static_cast< uint32_t >( std::countr_zero( pass ) );
+            if ( accepted( leaf, row ) && take( leaf.owners()[ row ] ) ) {
+               return;
+            }
+         }
+      }
+   }
+   bool accepted( const Leaf& leaf, uint32_t row ) const {
+      const Leaf::Condition* conditions = leaf.conditions( row );
+      uint64_t wrong = 0;
+      for ( size_t i = 0; i < leaf.windows; ++i ) {
+         wrong |= ( LookupWindow::of( key_, leaf.offsets[ i ] ) & conditions[ i ].mask ) ^
+               conditions[ i ].value;
+      }
+      return wrong == 0;
+   }
+   // Whether none behind can be better: this one is the best now, or already worse.
+   bool take( const Leaf::Owner& owner ) {
+      if ( owner.rank <= best_.rank ) {
+         return true;
+      }
+      if ( owner.more != 0 && !accepts( tree_.at( owner.slot ), key_ ) ) {
+         return false;
+      }
+      best_ = { owner.rank, owner.slot };
+      return true;
+   }
+
+   const LookupTree& tree_;
+   const uint8_t* key_;
+   Winner best_;
+};
+
+LookupTree::Winner LookupTree::find( const uint8_t* key ) const {
+   return Search( *this, key ).run();
+}
+
+} // namespace ChipModel

@@ -1,0 +1,51 @@
+#include "PluginMounters/Slice/AclProgrammerSm.h"
+
+namespace KarvelMirror {
+
+AclProgrammerSm::AclProgrammerSm(
+      const Context& context, Zol::Ptr< const Acl::Config > aclConfig )
+      : unit_( context.unit ), logicalFap_( context.logicalFap ),
+        lfMtpProgramInfoColl_( context.lfMtpProgramInfoColl ),
+        sliceMtpProgramStatus_( context.sliceMtpProgramStatus ), groupManager_( context.groupManager ), aclSmPluginEntity_( context.aclSmPluginEntity ),
+        taskScheduler_( context.taskScheduler ), scsd_( context.scsd ),
+        aclConfig_( aclConfig ) {}
+
+void AclProgrammerSm::doInit() {
+   react< &AclProgrammerSm::handleLogicalFap,
+         LogicalFapMtpProgramInfoColl::Attr::lfMtpProgramInfo >( lfMtpProgramInfoColl() );
+   handleLogicalFap();
+}
+
+void AclProgrammerSm::doCleanup() { takeDown(); }
+
+void AclProgrammerSm::handleLogicalFap() {
+   Zol::Ptr< const LogicalFapMtpProgramInfo > info =
+         lfMtpProgramInfoColl()->lfMtpProgramInfo( logicalFap() );
+   // Information that went and came back within one batch is seen once, as another entity.
+   if ( ifpConfigSm() && ifpConfigSm()->lfMtpProgramInfo() != info ) {
+      takeDown();
+   }
+   if ( info ) {
+      bringUpIfp( info );
+   }
+}
+
+void AclProgrammerSm::bringUpIfp( Zol::Ptr< const LogicalFapMtpProgramInfo > info ) {
+   ifpConfigIs();
+   ifpSmConfigIs();
+   ifpStatusIs();
+   ifpSmStatusIs();
+   ifpConfigSmIs( logicalFap(), info, ifpSmConfig(), ifpSmStatus(), sliceMtpProgramStatus(), scsd(), taskScheduler(),
+         aclConfig() );
+   ifpSmIs( unit(), ifpConfig(), ifpSmConfig(), ifpStatus(), ifpSmStatus(), groupManager() );
+   ifpProgrammerIs( unit(), ifpConfig(), ifpStatus(), groupManager(), aclSmPluginEntity(),
+         scsd(), aclConfig() );
+}
+
+void AclProgrammerSm::takeDown() {
+   ifpProgrammerDel();
+   ifpSmDel();
+   ifpConfigSmDel();
+}
+
+} // namespace KarvelMirror

@@ -1,0 +1,26 @@
+#include "PluginMounters/Slice/MtpAclCodef.h"
+
+namespace KarvelMirror {
+
+MtpAclCodef::MtpAclCodef(
+      Zol::Ptr< const MtpAclCodefConfig > config, Zol::Ptr< MtpAclCodefStatus > status )
+      : codefConfig_( config ), codefStatus_( status ), reviewClock_( *this, [ this ] { doReview(); } ) {}
+
+void MtpAclCodef::doInit() {
+   react< &MtpAclCodef::scheduleReview, MtpAclCodefCommon::Attr::review >( codefConfig() );
+}
+
+void MtpAclCodef::doCleanup() {
+   reviewClock_.timeMinIs( Zol::never );
+}
+
+void MtpAclCodef::scheduleReview() {
+   reviewClock_.timeMinIs( Zol::activityManager().now() );
+}
+
+void MtpAclCodef::doReview() {
+   reviewClock_.timeMinIs( Zol::never );
+   codefStatus()->reviewInc( 1 );
+}
+
+} // namespace KarvelMirror

@@ -1,0 +1,60 @@
+#pragma once
+
+// Configurations written to a file and loaded, and what is said about them.
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "Agent/Configuration/Loader.h"
+
+namespace Agent {
+
+class ConfigurationBed : public testing::Test {
+ protected:
+   ConfigurationBed() { std::filesystem::create_directory( folder_ ); }
+   ~ConfigurationBed() override { std::filesystem::remove_all( folder_ ); }
+
+   std::string write( const std::string& text ) {
+      std::ofstream( folder_ / "c.json", std::ios::binary ) << text;
+      return folder_ / "c.json";
+   }
+   LoadResult load( const std::string& text, const std::string& profile = "trident3" ) {
+      source_ = ConfigSource();
+      source_.defaultProfileIs( profile );
+      return source_.load( write( text ) );
+   }
+   // All errors, a line each: "LINE: TEXT".
+   static std::string said( const std::vector< Diagnostic >& diagnostics ) {
+      std::string text;
+      for ( const Diagnostic& diagnostic : diagnostics ) {
+         text += std::to_string( diagnostic.place.line ) + ": " + diagnostic.text + "\n";
+      }
+      return text;
+   }
+   // Valid by itself; `more` begins in line 8.
+   static std::string with( const std::string& more ) {
+      std::string text = R"({
+"PORT|E0": {}, "PORT|E4": {}, "PORT|E8": {}, "PORT|E12": {}, "PORT|E16": {}, "PORT|E20": {},
+"PORTCHANNEL|PortChannel1": {},
+"PORTCHANNEL_MEMBER|PortChannel1|E8": {}, "PORTCHANNEL_MEMBER|PortChannel1|E12": {},
+"VLAN|Vlan10": {}, "VLAN|Vlan20": {},
+"VLAN_MEMBER|Vlan10|E0": { "tagging_mode": "untagged" },
+"VLAN_MEMBER|Vlan20|PortChannel1": { "tagging_mode": "tagged" })";
+      return text + ( more.empty() ? "" : ",\n" + more ) + "}\n";
+   }
+   static std::string withSession( const std::string& fields ) {
+      return with( "\"MIRROR_SESSION|m\": {" + fields + "}" );
+   }
+
+   const std::filesystem::path folder_ = std::filesystem::temp_directory_path() /
+         ( "karvel-configuration-" + std::to_string( getpid() ) );
+   ConfigSource source_;
+};
+
+} // namespace Agent

@@ -1,0 +1,261 @@
+// Frames against rules: an ACL on the chip decides as its rules read, one after another.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <random>
+
+#include "Tests/AgentServices/AclBed.h"
+
+namespace AgentServices::Test {
+namespace {
+
+using Acl::RuleAction;
+using Part = Packet::Part;
+
+class Dice {
+ public:
+   explicit Dice( unsigned seed ) : random_( seed ) {}
+   bool oneIn( unsigned n ) { return random_() % n == 0; }
+   template < typename T >
+   T pick( std::initializer_list< T > from ) {
+      return from.begin()[ random_() % from.size() ];
+   }
+
+ private:
+   std::mt19937 random_;
+};
+
+constexpr uint32_t net = 0x0a000000;
+
+Acl::PortRange randomRange( Dice& dice ) {
+   if ( !dice.oneIn( 3 ) ) {
+      return {};
+   }
+   const auto low = dice.pick< uint16_t >( { 0, 1, 3, 80, 1000 } );
+   return { low, dice.pick< uint16_t >( { low, 80, 1001, 65534, 65535 } ) };
+}
+
+Acl::RuleConfig randomIpRule( Dice& dice ) {
+   Acl::IpFilter filter;
+   const auto src = dice.pick( { net, net + 1, net + 2 } );
+   const auto srcMask = dice.pick( { 0U, 0U, ~0U, ~1U, 3U } );
+   const auto dst = dice.pick( { net, net + 1, net + 2 } );
+   const auto dstMask = dice.pick( { 0U, 0U, ~0U, ~1U, 3U } );
+   filter.srcIpIs( Plix::IpAddr( src ) );
+   filter.srcIpMaskIs( Plix::IpAddr( srcMask ) );
+   filter.dstIpIs( Plix::IpAddr( dst ) );
+   filter.dstIpMaskIs( Plix::IpAddr( dstMask ) );
+   filter.srcIp6Is( ip6( src ) );
+   filter.srcIp6MaskIs( ip6( srcMask, srcMask == 0 ? 0 : 0xff ) );
+   filter.dstIp6Is( ip6( dst ) );
+   filter.dstIp6MaskIs( ip6( dstMask, dstMask == 0 ? 0 : 0xff ) );
+   filter.protoIs( dice.pick< uint8_t >( { 1, 6, 17, 58, 132, 47 } ) );
+   filter.protoMaskIs( dice.oneIn( 3 ) ? 0xff : 0 );
+   filter.srcPortIs( randomRange( dice ) );
+   filter.dstPortIs( randomRange( dice ) );
+   filter.tcpFlagsIs( 2 );
+   filter.tcpFlagsMaskIs( dice.pick< uint8_t >( { 0, 0, 0, 0, 2, 0x12 } ) );
+   filter.icmpIs( 3 << 8 );
+   filter.icmpMaskIs( dice.pick< uint16_t >( { 0, 0, 0, 0, 0xff00, 0xffff } ) );
+   filter.dscpIs( dice.pick< uint8_t >( { 0, 46 } ) );
+   filter.dscpMaskIs( dice.pick< uint8_t >( { 0, 0, 0x3f } ) );
+   filter.ecnIs( 1 );
+   filter.ecnMaskIs( dice.pick< uint8_t >( { 0, 0, 0, 3 } ) );
+   filter.fragmentsIs(
+         dice.pick( { Acl::Fragments::any, Acl::Fragments::any, Acl::Fragments::whole,
+               Acl::Fragments::wholeOrFirst, Acl::Fragments::first, Acl::Fragments::later } ) );
+   filter.vlanIdIs( 10 );
+   filter.vlanIdMaskIs( dice.oneIn( 5 ) ? 0xfff : 0 );
+   Acl::RuleConfig rule;
+   rule.ipIs( filter );
+   rule.actionIs( dice.pick( { RuleAction::permit, RuleAction::deny } ) );
+   return rule;
+}
+
+Packet randomPacket( Dice& dice ) {
+   Packet packet;
+   packet.vlan = dice.pick< uint16_t >( { 0, 0, 10, 11 } );
+   packet.isIpv6 = dice.oneIn( 2 );
+   packet.src = dice.pick( { net, net + 1, net + 2, net + 7 } );
+   packet.dst = dice.pick( { net, net + 1, net + 2, net + 7 } );
+   packet.protocol = dice.pick< uint8_t >( { 1, 6, 17, 58, 132, 47 } );
+   packet.tos = dice.pick< uint8_t >( { 0, 1, 46 << 2, 46 << 2 | 1 } );
+   packet.part = dice.pick( { Part::whole, Part::whole, Part::first, Part::later } );
+   packet.srcPort = dice.pick< uint16_t >( { 0, 1, 2, 79, 80, 3 << 8, 1000, 65535 } );
+   packet.dstPort = dice.pick< uint16_t >( { 0, 1, 2, 79, 80, 3 << 8, 1000, 65535 } );
+   packet.tcpFlags = dice.pick< uint8_t >( { 0, 2, 0x10, 0x12 } );
+   return packet;
+}
+
+bool isIn( uint16_t port, const Acl::PortRange& range ) {
+   return range.low() <= port && port <= range.high();
+}
+
+bool partFits( Acl::Fragments wanted, Part part ) {
+   switch ( wanted ) {
+   case Acl::Fragments::any:
+      return true;
+   case Acl::Fragments::whole:
+      return part == Part::whole;
+   case Acl::Fragments::wholeOrFirst:
+      return part != Part::later;
+   case Acl::Fragments::first:
+      return part == Part::first;
+   case Acl::Fragments::later:
+      return part == Part::later;
+   }
+   return false;
+}
+
+bool layer4Fits( const Acl::IpFilter& filter, const Packet& packet ) {
+   const uint8_t protocol = packet.part == Part::later ? 255 : packet.protocol;
+   const bool hasPorts = protocol == 6 || protocol == 17 || protocol == 132;
+   const bool portsFit = ( filter.srcPort().isAny() && filter.dstPort().isAny() ) ||
+         ( hasPorts && isIn( packet.srcPort, filter.srcPort() ) &&
+               isIn( packet.dstPort, filter.dstPort() ) );
+   const bool flagsFit = filter.tcpFlagsMask() == 0 ||
+         ( protocol == 6 &&
+               ( ( packet.tcpFlags ^ filter.tcpFlags() ) & filter.tcpFlagsMask() ) == 0 );
+   const bool icmpFits = filter.icmpMask() == 0 ||
+         ( ( protocol == 1 || protocol == 58 ) &&
+               ( ( packet.srcPort ^ filter.icmp() ) & filter.icmpMask() ) == 0 );
+   return portsFit && flagsFit && icmpFits;
+}
+
+bool fits( const Acl::IpFilter& filter, const Packet& packet ) {
+   const uint8_t tos = static_cast< uint8_t >( filter.dscp() << 2 | filter.ecn() );
+   const uint8_t tosMask = static_cast< uint8_t >( filter.dscpMask() << 2 | filter.ecnMask() );
+   return ( ( packet.src ^ filter.srcIp().value() ) & filter.srcIpMask().value() ) == 0 &&
+         ( ( packet.dst ^ filter.dstIp().value() ) & filter.dstIpMask().value() ) == 0 &&
+         ( ( packet.protocol ^ filter.proto() ) & filter.protoMask() ) == 0 &&
+         ( ( packet.tos ^ tos ) & tosMask ) == 0 &&
+         ( ( packet.vlan ^ filter.vlanId() ) & filter.vlanIdMask() ) == 0 &&
+         partFits( filter.fragments(), packet.part ) && layer4Fits( filter, packet );
+}
+
+class AclRules : public AclBed, public ::testing::WithParamInterface< Acl::AclType > {};
+
+TEST_P( AclRules, TheFirstRuleThatAFrameFitsDecides ) {
+   int copies = 0;
+   int frames = 0;
+   for ( unsigned seed = 1; seed <= 12; ++seed ) {
+      Dice dice( seed );
+      std::vector< Acl::RuleConfig > rules( 60 );
+      for ( Acl::RuleConfig& rule : rules ) {
+         rule = randomIpRule( dice );
+      }
+      const AclPtr made =
+            mirroringAcl( "acl", rules, intfs( { intf( 1 ), intf( 3 ) } ), 0, GetParam() );
+      for ( int i = 0; i < 1500; ++i, ++frames ) {
+         const Packet packet = randomPacket( dice );
+         bool expected = false;
+         if ( packet.isIpv6 == ( GetParam() == Acl::ipv6() ) ) {
+            const auto decides = std::find_if( rules.begin(), rules.end(),
+                  [ & ]( const auto& rule ) { return fits( rule.ip(), packet ); } );
+            expected = decides != rules.end() && decides->action() == RuleAction::permit;
+         }
+         ASSERT_EQ( mirrored( 3, frameOf( packet ) ), expected ? 1U : 0U )
+               << "seed " << seed << " src " << packet.src << " dst " << packet.dst
+               << " protocol " << int{ packet.protocol } << " tos " << int{ packet.tos }
+               << " ports " << packet.srcPort << " " << packet.dstPort;
+         ASSERT_EQ( mirrored( 2, frameOf( packet ) ), 0U );
+         copies += expected;
+      }
+   }
+   EXPECT_GT( copies, frames / 6 ); // neither all nor nothing is decided one way
+   EXPECT_LT( copies, frames * 5 / 6 );
+   EXPECT_EQ( remainsInTheEnd(), std::vector< std::string >() );
+}
+
+INSTANTIATE_TEST_SUITE_P( Kinds, AclRules, ::testing::Values( Acl::ip(), Acl::ipv6() ),
+      []( const auto& kind ) { return Zol::toString( kind.param ); } );
+
+// --- MAC -----------------------------------------------------------------------------------
+
+struct MacPacket {
+   uint8_t src, dst;
+   uint16_t etherType;
+   std::array< uint32_t, 2 > labels;
+};
+
+Plix::EthAddr station( uint8_t n ) { return Plix::EthAddr( { 2, 0, 0, 0, 0, n } ); }
+
+Bytes frameOf( const MacPacket& packet ) {
+   Bytes bytes{ 2, 0, 0, 0, 0, packet.dst, 2, 0, 0, 0, 0, packet.src,
+      static_cast< uint8_t >( packet.etherType >> 8 ),
+      static_cast< uint8_t >( packet.etherType ) };
+   for ( const uint32_t label : packet.labels ) {
+      const bool isLast = label == packet.labels[ 1 ];
+      const uint32_t word = label << 12 | ( isLast ? 0x100U : 0U ) | 64;
+      for ( int shift = 24; shift >= 0; shift -= 8 ) {
+         bytes.push_back( static_cast< uint8_t >( word >> shift ) );
+      }
+   }
+   bytes.resize( 60 );
+   return bytes;
+}
+
+constexpr uint16_t mpls = 0x8847;
+constexpr Plix::EthAddr allOnes( { 0xff, 0xff, 0xff, 0xff, 0xff, 0xff } );
+
+Acl::RuleConfig randomMacRule( Dice& dice ) {
+   Acl::MacFilter filter;
+   filter.srcMacIs( station( dice.pick< uint8_t >( { 1, 2, 3 } ) ) );
+   filter.srcMacMaskIs( dice.oneIn( 3 ) ? allOnes : Plix::EthAddr() );
+   filter.dstMacIs( station( dice.pick< uint8_t >( { 1, 2, 3 } ) ) );
+   filter.dstMacMaskIs( dice.oneIn( 3 ) ? allOnes : Plix::EthAddr() );
+   filter.etherTypeIs( dice.pick< uint16_t >( { mpls, 0x88b5 } ) );
+   filter.etherTypeMaskIs( dice.oneIn( 3 ) ? 0xffff : 0 );
+   filter.mplsLabelIs( dice.pick( { 16, 17, 0xfffff } ) );
+   filter.mplsLabelMaskIs( dice.oneIn( 3 ) ? 0xfffff : 0 );
+   filter.mplsInnerLabelIs( dice.pick( { 18, 19 } ) );
+   filter.mplsInnerLabelMaskIs( dice.oneIn( 3 ) ? 0xfffff : 0 );
+   Acl::RuleConfig rule;
+   rule.macIs( filter );
+   rule.actionIs( dice.pick( { RuleAction::permit, RuleAction::deny } ) );
+   return rule;
+}
+
+bool fits( const Acl::MacFilter& f, const MacPacket& packet ) {
+   const bool isMpls = packet.etherType == mpls;
+   return ( f.srcMacMask() != allOnes || f.srcMac() == station( packet.src ) ) &&
+         ( f.dstMacMask() != allOnes || f.dstMac() == station( packet.dst ) ) &&
+         ( f.etherTypeMask() == 0 || f.etherType() == packet.etherType ) &&
+         ( f.mplsLabelMask() == 0 ||
+               ( isMpls && uint32_t{ f.mplsLabel() } == packet.labels[ 0 ] ) ) &&
+         ( f.mplsInnerLabelMask() == 0 ||
+               ( isMpls && uint32_t{ f.mplsInnerLabel() } == packet.labels[ 1 ] ) );
+}
+
+class AclMacRules : public AclBed {};
+
+TEST_F( AclMacRules, TheFirstRuleThatAFrameFitsDecides ) {
+   int copies = 0;
+   int frames = 0;
+   for ( unsigned seed = 1; seed <= 12; ++seed ) {
+      Dice dice( seed );
+      std::vector< Acl::RuleConfig > rules( 12 );
+      for ( Acl::RuleConfig& rule : rules ) {
+         rule = randomMacRule( dice );
+      }
+      const AclPtr made = mirroringAcl( "mac", rules, intfs( { intf( 1 ) } ), 0, Acl::mac() );
+      for ( int i = 0; i < 500; ++i, ++frames ) {
+         const MacPacket packet{ dice.pick< uint8_t >( { 1, 2, 3 } ),
+            dice.pick< uint8_t >( { 1, 2, 3 } ), dice.pick< uint16_t >( { mpls, 0x88b5 } ),
+            { dice.pick( { 16U, 17U, 0xfffffU } ), dice.pick( { 18U, 19U } ) } };
+         const auto decides = std::find_if( rules.begin(), rules.end(),
+               [ & ]( const auto& rule ) { return fits( rule.mac(), packet ); } );
+         const bool expected =
+               decides != rules.end() && decides->action() == RuleAction::permit;
+         ASSERT_EQ( mirrored( 1, frameOf( packet ) ), expected ? 1U : 0U ) << seed;
+         copies += expected;
+      }
+   }
+   EXPECT_GT( copies, frames / 6 );
+   EXPECT_LT( copies, frames * 5 / 6 );
+}
+
+} // namespace
+} // namespace AgentServices::Test

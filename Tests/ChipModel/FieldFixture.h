@@ -1,0 +1,64 @@
+#pragma once
+
+// For tests of entries' matches and actions: a switch with one VLAN and two mirror destinations,
+// and groups that carry every qualifier.
+
+#include "Tests/ChipModel/Frames.h"
+
+namespace ChipModel::Test {
+
+inline constexpr uint32_t exact = 0xffffffff;
+inline constexpr uint32_t ip4Type = 0x0800, ip6Type = 0x86dd, arpType = 0x0806;
+inline constexpr uint32_t mplsType = 0x8847;
+
+class FieldTest : public ChipTest {
+ protected:
+   // VLAN 10: ports 1 to 3 untagged. Mirror destinations 0 and 1: 7 and 8.
+   FieldTest() {
+      vlan( 10, {}, { 1, 2, 3 } );
+      destination( 0, 7 );
+      destination( 1, 8 );
+   }
+   int newGroup( int priority = 0 ) {
+      int id = -1;
+      ok( sdk().bcm_field_group_create(
+            0, Shim::FieldStage::ingress, Shim::QualifierSet().set(), priority, &id ) );
+      return id;
+   }
+   // Matches everything until it is qualified; not installed.
+   int newEntry( int in, Shim::FieldAction action, uint32_t param0 = 0, uint32_t param1 = 0 ) {
+      int id = -1;
+      ok( sdk().bcm_field_entry_create( 0, in, &id ) );
+      ok( sdk().bcm_field_action_add( 0, id, action, param0, param1 ) );
+      return id;
+   }
+   int installed( int id, int priority = 0 ) {
+      ok( sdk().bcm_field_entry_prio_set( 0, id, priority ) );
+      ok( sdk().bcm_field_entry_install( 0, id ) );
+      return id;
+   }
+   void onPort( int id, uint32_t l4Port ) {
+      ok( sdk().bcm_field_qualify_L4DstPort( 0, id, l4Port, exact ) );
+   }
+   void toChipPort( int id, uint32_t port ) {
+      ok( sdk().bcm_field_qualify_DstPort( 0, id, 0, 0xff, port, 0xff ) );
+   }
+   EntryView view( int id ) {
+      for ( const EntryView& each : state().entries ) {
+         if ( each.id == id ) {
+            return each;
+         }
+      }
+      return {};
+   }
+   int range( Shim::FieldRange what, uint32_t min, uint32_t max ) {
+      int id = -1;
+      ok( sdk().bcm_field_range_create( 0, what, min, max, &id ) );
+      return id;
+   }
+
+   const Bytes web_ = ethernet( ip4Type, ip4( 6, tcp( 9, 80 ) ) ); // flooded
+   const Bytes dns_ = ethernet( ip4Type, ip4( 17, tcp( 9, 53 ) ) );
+};
+
+} // namespace ChipModel::Test
