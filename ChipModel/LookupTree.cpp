@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <memory>
 #include <new>
 #include <numeric>
 #include <utility>
@@ -32,34 +31,10 @@ bool accepts( const LookupRecord& record, const uint8_t* key ) {
    } );
 }
 
-using Lanes = std::array< uint32_t, 4 >;
-
-#ifdef __SSE2__
-__m128i load( const Lanes& lanes ) {
-   return _mm_loadu_si128( reinterpret_cast< const __m128i* >( lanes.data() ) );
-}
-__m128i fill( uint32_t value ) { return _mm_set1_epi32( static_cast< int >( value ) ); }
-uint32_t bitsOf( __m128i lanes ) {
-   return static_cast< uint32_t >( _mm_movemask_ps( _mm_castsi128_ps( lanes ) ) );
-}
-#endif
-
-// Which lanes hold the value, a bit for each.
-uint32_t equalLanes( uint32_t value, const Lanes& lanes ) {
-#ifdef __SSE2__
-   return bitsOf( _mm_cmpeq_epi32( fill( value ), load( lanes ) ) );
-#else
-   uint32_t result = 0;
-   for ( uint32_t i = 0; i < lanes.size(); ++i ) {
-      result |= static_cast< uint32_t >( lanes[ i ] == value ) << i;
-   }
-   return result;
-#endif
-}
-
 // Conditions on two times four bytes of the key, for four records.
 struct Filters {
    static constexpr uint32_t lanes = 4;
+   using Lanes = std::array< uint32_t, lanes >;
 
    std::array< Lanes, 2 > masks;
    std::array< Lanes, 2 > values;
@@ -74,11 +49,15 @@ struct Filters {
    // Which records the key passes, a bit for each.
    uint32_t passing( uint32_t first, uint32_t second ) const {
 #ifdef __SSE2__
-      auto equal = [ & ]( uint32_t window, size_t i ) {
-         return _mm_cmpeq_epi32(
-               _mm_and_si128( fill( window ), load( masks[ i ] ) ), load( values[ i ] ) );
+      auto load = []( const Lanes& four ) {
+         return _mm_loadu_si128( reinterpret_cast< const __m128i* >( four.data() ) );
       };
-      return bitsOf( _mm_and_si128( equal( first, 0 ), equal( second, 1 ) ) );
+      auto equal = [ & ]( uint32_t window, size_t i ) {
+         __m128i all = _mm_set1_epi32( static_cast< int >( window ) );
+         return _mm_cmpeq_epi32( _mm_and_si128( all, load( masks[ i ] ) ), load( values[ i ] ) );
+      };
+      __m128i both = _mm_and_si128( equal( first, 0 ), equal( second, 1 ) );
+      return static_cast< uint32_t >( _mm_movemask_ps( _mm_castsi128_ps( both ) ) );
 #else
       uint32_t result = 0;
       for ( uint32_t i = 0; i < lanes; ++i ) {
@@ -98,10 +77,6 @@ struct LookupTree::Node {
    uint32_t count = 0; // records below
    Kind kind;
 };
-
-LookupTree::Ref::Ref( const Node* node )
-      : bits_( reinterpret_cast< uintptr_t >( node ) |
-              static_cast< uintptr_t >( node != nullptr && node->kind == Node::leaf ) ) {}
 
 // A few records in order of rank: the header of one piece of memory. What comes behind:
 //    Filters filters[ blocks ];
@@ -208,131 +183,92 @@ struct LookupTree::Leaf : Node {
    }
 };
 
-// Some children of a branch, by hash; the free places are behind the others. It fills a cache
-// line.
-struct alignas( 64 ) LookupTree::Bucket {
-   static constexpr size_t places = 4;
-
-   std::array< uint32_t, places > hashes{};
-   // The one behind the last is always null, for who did not find a hash.
-   std::array< Ref, places + 1 > children{};
-   uint32_t overflown = 0; // at some time a child had to go to the next bucket
-
-   size_t find( uint32_t hash ) const {
-      return static_cast< size_t >( std::countr_zero( equal( hash ) | 1U << places ) );
-   }
-   size_t used() const {
-      size_t count = 0;
-      while ( children[ count ].node() != nullptr ) {
-         ++count;
-      }
-      return count;
-   }
-   uint32_t equal( uint32_t hash ) const { return equalLanes( hash, hashes ); }
-};
-
 // What a lookup needs of it fills one cache line.
 struct alignas( 64 ) LookupTree::Branch : Node {
    uint8_t parts = 0;
+   uint8_t shift = 30; // of a hash to its place in the table
    std::array< uint8_t, LookupPlan::maxParts > offsets{};
-   uint8_t shift = 63; // of a hash to its bucket
    std::array< uint64_t, LookupPlan::maxParts > masks{};
-   std::unique_ptr< Bucket[] > buckets = std::make_unique< Bucket[] >( 2 );
-   Ref rest;
+   std::unique_ptr< Entry[] > table = std::make_unique< Entry[] >( 4 );
+   Node* rest = nullptr;
    uint32_t planned = 0; // records when the bits were chosen
    uint32_t children = 0;
 
-   size_t bucketCount() const { return size_t{ 1 } << ( 64 - shift ); }
+   size_t tableSize() const { return size_t{ 1 } << ( 32 - shift ); }
 
-   bool covers( const LookupRecord& record, uint64_t* hash ) const {
-      *hash = 0;
+   bool covers( const LookupRecord& record, uint32_t* hash ) const {
+      uint64_t sum = 0;
       for ( size_t i = 0; i < parts; ++i ) {
          const LookupWindow* window = record.windowAt( offsets[ i ] );
          if ( window == nullptr || ( masks[ i ] & ~window->mask ) != 0 ) {
             return false;
          }
-         *hash += ( window->value & masks[ i ] ) * LookupPlan::factors[ i ];
+         sum += ( window->value & masks[ i ] ) * LookupPlan::factors[ i ];
       }
+      *hash = static_cast< uint32_t >( sum >> 32 );
       return true;
    }
-   uint64_t hashOf( const uint8_t* key ) const {
+   uint32_t hashOf( const uint8_t* key ) const {
       uint64_t sum = ( LookupWindow::of( key, offsets[ 0 ] ) & masks[ 0 ] ) *
             LookupPlan::factors[ 0 ];
       for ( size_t i = 1; i < parts; ++i ) {
          sum += ( LookupWindow::of( key, offsets[ i ] ) & masks[ i ] ) *
                LookupPlan::factors[ i ];
       }
-      return sum;
+      return static_cast< uint32_t >( sum >> 32 );
    }
-   static uint32_t tagOf( uint64_t hash ) { return static_cast< uint32_t >( hash >> 32 ); }
-   // The child with that hash, null if there is none.
-   Ref child( uint64_t hash ) const {
+   // The records with that hash, null if there are none.
+   const Node* child( uint32_t hash ) const {
       size_t at = hash >> shift;
-      for ( ;; ) {
-         const Bucket& bucket = buckets[ at ];
-         Ref found = bucket.children[ bucket.find( tagOf( hash ) ) ];
-         if ( bucket.overflown == 0 || found.node() != nullptr ) [[likely]] {
-            return found;
-         }
-         at = ( at + 1 ) & ( bucketCount() - 1 );
+      while ( table[ at ].child != nullptr && table[ at ].hash != hash ) {
+         at = ( at + 1 ) & ( tableSize() - 1 );
       }
+      return table[ at ].child;
    }
-   void childIs( uint64_t hash, Node* child ) {
-      for ( size_t at = hash >> shift;; at = ( at + 1 ) & ( bucketCount() - 1 ) ) {
-         Bucket& bucket = buckets[ at ];
-         size_t place = bucket.find( tagOf( hash ) );
-         if ( bucket.children[ place ].node() != nullptr ) {
-            bucket.children[ place ] = child;
-            if ( child == nullptr ) {
-               close( bucket, place );
+   // The hash's entry, or the free one where it would be.
+   Entry* entry( uint32_t hash ) {
+      size_t at = hash >> shift;
+      while ( table[ at ].child != nullptr && table[ at ].hash != hash ) {
+         at = ( at + 1 ) & ( tableSize() - 1 );
+      }
+      return &table[ at ];
+   }
+   void childIs( uint32_t hash, Node* child ) {
+      Entry* place = entry( hash );
+      bool isNew = place->child == nullptr;
+      *place = { child, hash };
+      if ( isNew && ++children * 3 > tableSize() ) {
+         size_t size = tableSize();
+         auto old = std::make_unique< Entry[] >( size * 2 );
+         old.swap( table );
+         --shift;
+         for ( size_t i = 0; i < size; ++i ) {
+            if ( old[ i ].child != nullptr ) {
+               *entry( old[ i ].hash ) = old[ i ];
             }
-            return;
          }
-         if ( bucket.overflown == 0 ) {
-            break;
-         }
-      }
-      if ( child != nullptr ) {
-         if ( ++children * 2 > bucketCount() * Bucket::places ) {
-            widen();
-         }
-         add( tagOf( hash ), child );
       }
    }
-
- private:
-   void close( Bucket& bucket, size_t place ) {
-      size_t last = bucket.used() - 1;
-      bucket.children[ place ] = bucket.children[ last ];
-      bucket.hashes[ place ] = bucket.hashes[ last ];
-      bucket.children[ last ] = nullptr;
+   // Takes the entry out and closes the gap, lest a search end there.
+   void childDel( Entry* gone ) {
+      size_t wrap = tableSize() - 1;
+      size_t gap = static_cast< size_t >( gone - table.get() );
+      table[ gap ] = {};
       --children;
-   }
-   void add( uint32_t tag, Ref child ) {
-      size_t at = uint64_t{ tag } << 32 >> shift;
-      while ( buckets[ at ].used() == Bucket::places ) {
-         buckets[ at ].overflown = 1;
-         at = ( at + 1 ) & ( bucketCount() - 1 );
-      }
-      size_t place = buckets[ at ].used();
-      buckets[ at ].hashes[ place ] = tag;
-      buckets[ at ].children[ place ] = child;
-   }
-   void widen() {
-      size_t size = bucketCount();
-      auto old = std::make_unique< Bucket[] >( size * 2 );
-      old.swap( buckets );
-      --shift;
-      for ( size_t i = 0; i < size; ++i ) {
-         for ( size_t place = 0; place < old[ i ].used(); ++place ) {
-            add( old[ i ].hashes[ place ], old[ i ].children[ place ] );
+      for ( size_t at = ( gap + 1 ) & wrap; table[ at ].child != nullptr;
+            at = ( at + 1 ) & wrap ) {
+         size_t home = table[ at ].hash >> shift;
+         if ( ( ( at - home ) & wrap ) >= ( ( at - gap ) & wrap ) ) {
+            table[ gap ] = table[ at ];
+            table[ at ] = {};
+            gap = at;
          }
       }
    }
 };
 
 LookupTree::LookupTree( const std::vector< LookupRecord >& records ) : records_( records ) {}
-LookupTree::~LookupTree() { destroy( root_.node() ); }
+LookupTree::~LookupTree() { destroy( root_ ); }
 
 void LookupTree::destroy( Node* node ) {
    if ( node == nullptr ) {
@@ -343,12 +279,10 @@ void LookupTree::destroy( Node* node ) {
       return;
    }
    Branch* branch = static_cast< Branch* >( node );
-   for ( size_t i = 0; i < branch->bucketCount(); ++i ) {
-      for ( Ref child : branch->buckets[ i ].children ) {
-         destroy( child.node() );
-      }
+   for ( size_t i = 0; i < branch->tableSize(); ++i ) {
+      destroy( branch->table[ i ].child );
    }
-   destroy( branch->rest.node() );
+   destroy( branch->rest );
    delete branch;
 }
 
@@ -364,12 +298,10 @@ void LookupTree::collect( const Node* node, std::vector< int >* slots ) {
       return;
    }
    const Branch* branch = static_cast< const Branch* >( node );
-   for ( size_t i = 0; i < branch->bucketCount(); ++i ) {
-      for ( Ref child : branch->buckets[ i ].children ) {
-         collect( child.node(), slots );
-      }
+   for ( size_t i = 0; i < branch->tableSize(); ++i ) {
+      collect( branch->table[ i ].child, slots );
    }
-   collect( branch->rest.node(), slots );
+   collect( branch->rest, slots );
 }
 
 LookupTree::Node* LookupTree::build( const std::vector< int >& slots ) {
@@ -380,7 +312,7 @@ LookupTree::Node* LookupTree::build( const std::vector< int >& slots ) {
       LookupPlan plan = planFor( records_, slots );
       if ( !plan.parts.empty() ) {
          Branch* branch = branchOf( slots, plan );
-         if ( branch->rest.node() != nullptr || branch->children > 1 ) {
+         if ( branch->rest != nullptr || branch->children > 1 ) {
             return branch;
          }
          destroy( branch ); // the sample was not like the others
@@ -467,12 +399,12 @@ LookupTree::Branch* LookupTree::branchOf(
       branch->offsets[ branch->parts ] = part.offset;
       branch->masks[ branch->parts++ ] = part.mask;
    }
-   std::vector< std::pair< uint64_t, int > > hashed;
+   std::vector< std::pair< uint32_t, int > > hashed;
    std::vector< int > rest;
    for ( int slot : slots ) {
-      uint64_t hash;
+      uint32_t hash;
       if ( branch->covers( at( slot ), &hash ) ) {
-         hashed.emplace_back( hash >> 32 << 32, slot );
+         hashed.emplace_back( hash, slot );
       } else {
          rest.push_back( slot );
       }
@@ -493,8 +425,8 @@ LookupTree::Branch* LookupTree::branchOf(
    return branch;
 }
 
-void LookupTree::insert( int slot ) { root_ = inserted( root_.node(), slot ); }
-void LookupTree::remove( int slot ) { root_ = removed( root_.node(), slot ); }
+void LookupTree::insert( int slot ) { root_ = inserted( root_, slot ); }
+void LookupTree::remove( int slot ) { root_ = removed( root_, slot ); }
 
 LookupTree::Node* LookupTree::inserted( Node* node, int slot ) {
    if ( node == nullptr ) {
@@ -510,11 +442,11 @@ LookupTree::Node* LookupTree::inserted( Node* node, int slot ) {
       destroy( node );
       return build( slots );
    }
-   uint64_t hash;
+   uint32_t hash;
    if ( !branch->covers( at( slot ), &hash ) ) {
-      branch->rest = inserted( branch->rest.node(), slot );
+      branch->rest = inserted( branch->rest, slot );
    } else {
-      branch->childIs( hash, inserted( branch->child( hash ).node(), slot ) );
+      branch->childIs( hash, inserted( branch->entry( hash )->child, slot ) );
    }
    return branch;
 }
@@ -556,11 +488,15 @@ LookupTree::Node* LookupTree::removed( Node* node, int slot ) {
    }
    Branch* branch = static_cast< Branch* >( node );
    --branch->count;
-   uint64_t hash;
+   uint32_t hash;
    if ( !branch->covers( at( slot ), &hash ) ) {
-      branch->rest = removed( branch->rest.node(), slot );
+      branch->rest = removed( branch->rest, slot );
    } else {
-      branch->childIs( hash, removed( branch->child( hash ).node(), slot ) );
+      Entry* entry = branch->entry( hash );
+      entry->child = removed( entry->child, slot );
+      if ( entry->child == nullptr ) {
+         branch->childDel( entry );
+      }
    }
    if ( branch->count <= collapseLimit ) {
       std::vector< int > slots;
@@ -582,36 +518,34 @@ class LookupTree::Search {
    }
 
  private:
-   // All branches first, then the leaves: the way through the branches has no jumps that
-   // depend on the key but for its length, and none of its steps waits for a leaf's memory.
-   void visit( Ref start ) {
-      constexpr size_t room = 48;
-      std::array< const Branch*, room > branches;
-      std::array< const Leaf*, room > leaves;
-      size_t branchCount = 0;
-      size_t leafCount = 0;
-      auto add = [ & ]( Ref ref ) {
-         const Node* node = ref.node();
-         __builtin_prefetch( node );
-         leaves[ leafCount ] = static_cast< const Leaf* >( node );
-         leafCount += ref.isLeaf();
-         branches[ branchCount ] = static_cast< const Branch* >( node );
-         branchCount += ref.isBranch();
-      };
-      add( start );
-      while ( branchCount != 0 ) {
-         const Branch& branch = *branches[ --branchCount ];
-         Ref child = branch.child( branch.hashOf( key_ ) );
-         if ( branchCount > room - 3 || leafCount > room - 3 ) [[unlikely]] {
-            visit( child );
-            visit( branch.rest );
-            continue;
+   // The steps for a chain of branches are taken side by side, so that none waits for the
+   // memory that another needs.
+   void visit( const Node* node ) {
+      std::array< const Node*, 16 > children;
+      while ( node != nullptr && node->kind == Node::branch ) {
+         std::array< const Branch*, 16 > branches;
+         std::array< uint32_t, 16 > hashes;
+         size_t count = 0;
+         for ( ; node != nullptr && node->kind == Node::branch && count < branches.size(); ++count ) {
+            const Branch* branch = static_cast< const Branch* >( node );
+            branches[ count ] = branch;
+            hashes[ count ] = branch->hashOf( key_ );
+            __builtin_prefetch( &branch->table[ hashes[ count ] >> branch->shift ] );
+            node = branch->rest;
          }
-         add( child );
-         add( branch.rest );
+         size_t found = 0;
+         for ( size_t i = 0; i < count; ++i ) {
+            const Node* child = branches[ i ]->child( hashes[ i ] );
+            children[ found ] = child;
+            __builtin_prefetch( child );
+            found += child != nullptr;
+         }
+         for ( size_t i = 0; i < found; ++i ) {
+            visit( children[ i ] );
+         }
       }
-      for ( size_t i = 0; i < leafCount; ++i ) {
-         scan( *leaves[ i ] );
+      if ( node != nullptr ) {
+         scan( *static_cast< const Leaf* >( node ) );
       }
    }
    void scan( const Leaf& leaf ) {

@@ -17,6 +17,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "ChipModel/LookupPlan.h"
@@ -46,19 +47,11 @@ class LookupTree {
    struct Node;
    struct Leaf;
    struct Branch;
-   struct Bucket;
    class Search;
 
-   // A node and, in the lowest bit of its address, whether it is a leaf.
-   class Ref {
-    public:
-      Ref( const Node* node = nullptr );
-      Node* node() const { return reinterpret_cast< Node* >( bits_ & ~uintptr_t{ 1 } ); }
-      uintptr_t isLeaf() const { return bits_ & 1; }
-      uintptr_t isBranch() const { return ~bits_ & static_cast< uintptr_t >( bits_ != 0 ) & 1; }
-
-    private:
-      uintptr_t bits_;
+   struct Entry {
+      Node* child = nullptr; // null: free
+      uint32_t hash = 0;
    };
 
    const LookupRecord& at( int slot ) const {
@@ -76,7 +69,7 @@ class LookupTree {
    static void destroy( Node* node );
 
    const std::vector< LookupRecord >& records_;
-   Ref root_; // null: no records
+   Node* root_ = nullptr; // null: no records
 };
 
 } // namespace ChipModel

@@ -1,24 +1,14 @@
 #include "Platform/Zol/ActivityLock.h"
 
-#include "Platform/Zol/Assert.h"
-
 namespace Zol {
 
-ActivityLock& activityLock() {
-   static ActivityLock lock;
-   return lock;
-}
+constinit thread_local bool ActivityLock::held_ = false;
+constinit ActivityLock theActivityLock;
 
-void ActivityLock::lock() {
-   ZOL_ASSERT( !heldByThisThread() );
-   mutex_.lock();
-   holder_.store( std::this_thread::get_id(), std::memory_order_relaxed );
-}
-
-void ActivityLock::unlock() {
-   ZOL_ASSERT( heldByThisThread() );
-   holder_.store( std::thread::id(), std::memory_order_relaxed );
-   mutex_.unlock();
+void ActivityLock::wait() {
+   while ( state_.exchange( isWaitedFor, std::memory_order_acquire ) != isFree ) {
+      state_.wait( isWaitedFor, std::memory_order_relaxed );
+   }
 }
 
 } // namespace Zol

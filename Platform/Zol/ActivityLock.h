@@ -12,27 +12,50 @@
 // It makes no promise of order among the threads that wait for it.
 
 #include <atomic>
-#include <mutex>
-#include <thread>
+#include <cstdint>
+
+#include "Platform/Zol/Assert.h"
 
 namespace Zol {
 
+// SDK calls are many and short, so taking and releasing a lock that nobody waits for is a few
+// instructions in place. It is the mutex of Drepper's "Futexes Are Tricky" (2011), over the
+// waiting of C++20's atomics.
 class ActivityLock {
  public:
-   void lock();   // not recursive: asserted
-   void unlock(); // by the thread that holds it: asserted
-   // Relaxed is enough: a thread looks for its own id only, which only itself writes.
-   bool heldByThisThread() const {
-      return holder_.load( std::memory_order_relaxed ) == std::this_thread::get_id();
+   constexpr ActivityLock() = default;
+   void lock() { // not recursive: asserted
+      ZOL_ASSERT( !heldByThisThread() );
+      uint32_t expected = isFree;
+      if ( !state_.compare_exchange_strong( expected, isTaken, std::memory_order_acquire ) )
+            [[unlikely]] {
+         wait();
+      }
+      held_ = true;
    }
+   void unlock() { // by the thread that holds it: asserted
+      ZOL_ASSERT( heldByThisThread() );
+      held_ = false;
+      if ( state_.exchange( isFree, std::memory_order_release ) == isWaitedFor ) [[unlikely]] {
+         state_.notify_one();
+      }
+   }
+   bool heldByThisThread() const { return held_; }
 
  private:
-   std::mutex mutex_;
-   std::atomic< std::thread::id > holder_{};
+   static constexpr uint32_t isFree = 0;
+   static constexpr uint32_t isTaken = 1;
+   static constexpr uint32_t isWaitedFor = 2; // taken, and somebody waits
+   void wait();
+
+   // There is one lock in the process, so one flag for each thread.
+   [[gnu::tls_model( "initial-exec" )]] static constinit thread_local bool held_;
+   std::atomic< uint32_t > state_ = isFree;
 };
 
 // The process's one.
-ActivityLock& activityLock();
+extern ActivityLock theActivityLock;
+inline ActivityLock& activityLock() { return theActivityLock; }
 
 // Holds the lock for a scope.
 class ActivityLockHolder {
