@@ -19,14 +19,14 @@ ProgStatus toProgStatus( Karvel::TcamStatus status ) {
 }
 
 // What a person sees beside the chip's entry: "mirror2-egress-1.3".
-Zol::String requestNameOf( Mtp mtp, const TcamAclKey& key, uint32_t ruleId, uint32_t sequence ) {
-   Zol::String name = "mirror";
+void setRequestName( Zol::String& name, Mtp mtp, const TcamAclKey& key, uint32_t ruleId,
+      uint32_t sequence ) {
+   name = "mirror";
    Zol::appendText( name, mtp.value() );
    name.append( 1, '-' ).append( key.aclName() ).append( 1, '-' );
    Zol::appendText( name, ruleId );
    name += '.';
    Zol::appendText( name, sequence );
-   return name;
 }
 
 } // namespace
@@ -125,6 +125,9 @@ ProgStatus MtpTcamHelperSm::programRule(
       ZOL_ASSERT( rangeIter.key().rangeFlags() & 0x00000002 );
    }
 
+   if ( rule.outPorts() == 1 && rule.outLags() == 0 ) {
+      return programSubRule( aclData, rule, rule.entryId(), 0 ); // it is its only copy
+   }
    RuleData bare = rule;
    bare.outPortDelAll();
    bare.outLagDelAll();
@@ -162,11 +165,11 @@ ProgStatus MtpTcamHelperSm::programRule(
 ProgStatus MtpTcamHelperSm::programSubRule( const Zol::Ptr< TcamAclData >& aclData,
       RuleData rule, uint32_t ruleId, uint32_t sequence ) {
    const TcamAclKey& key = aclData->aclKey();
-   const Zol::String requestName = requestNameOf( mtp(), key, ruleId, sequence );
+   setRequestName( requestName_, mtp(), key, ruleId, sequence );
    DUOLOG( trace, 2,
          "MtpTcamHelperSm::" << "programSubRule" << " Mtp: " << mtp() << " Rule: " << rule
-                             << " requestName: " << requestName );
-   const Karvel::TcamEntryResult entry = entryManager()->getEntry( unit(), requestName,
+                             << " requestName: " << requestName_ );
+   const Karvel::TcamEntryResult entry = entryManager()->getEntry( unit(), requestName_,
          { mtp(), key.aclName(), key.aclType().number(), ruleId, sequence } );
    if ( entry.status != Karvel::TcamStatus::success ) {
       return toProgStatus( entry.status );

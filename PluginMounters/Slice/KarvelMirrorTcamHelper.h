@@ -114,6 +114,7 @@ class MtpTcamHelperSm : public MtpTcamHelperSmBase {
 
    Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > entryManager_;
    std::optional< KarvelMirrorAclGroupMetaData > mirroringAclDataCache_;
+   Zol::String requestName_; // of the entry in hand: entries are many, the text's room is kept
 };
 
 class TcamHelperSmBase : public Zol::EntitySm {
