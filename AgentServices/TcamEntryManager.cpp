@@ -105,9 +105,11 @@ Rc TcamEntryManager::releaseEntry( uint32_t unit, EntryId entryId ) {
    if ( !found ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
-   const Rc rc = group_->entryDel( *found );
-   if ( rc == Sdk::QX_BCM_E_NONE() ) {
-      entries_.erase( entryId );
+   const TcamEntry released = *found;
+   entries_.erase( entryId );
+   const Rc rc = group_->entryDel( released );
+   if ( rc != Sdk::QX_BCM_E_NONE() ) {
+      group_->leftoverIs( released );
    }
    return rc;
 }

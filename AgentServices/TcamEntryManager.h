@@ -29,7 +29,7 @@ class TcamEntryManager : public Karvel::KarvelUnboundedTcamEntryManager {
    Shim::Rc addInPortsForEntry( uint32_t unit, Karvel::EntryId entryId,
          const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) override;
    Shim::Rc installEntry( uint32_t unit, Karvel::EntryId entryId ) override;
-   // An error other than E_NOT_FOUND leaves the entry held, to be released again.
+   // The entry is released also when the chip refuses to destroy it: the group sees to it then.
    Shim::Rc releaseEntry( uint32_t unit, Karvel::EntryId entryId ) override;
 
    // How many entries it holds.

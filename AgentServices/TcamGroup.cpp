@@ -16,6 +16,8 @@ namespace {
 
 Duolog::Handle trace( "TcamGroup" );
 
+constexpr Zol::Seconds tidyInterval = 1; // until what the chip refused is tried again
+
 // Destroying what is not there (any more) has come to the right end.
 Rc destroyed( Rc rc ) { return rc == Sdk::QX_BCM_E_NOT_FOUND() ? Sdk::QX_BCM_E_NONE() : rc; }
 
@@ -39,7 +41,8 @@ Shim::QualifierSet qualifierSet( std::initializer_list< Shim::Qualifier > qualif
 
 TcamGroup::TcamGroup( uint32_t unit, const GroupPurpose& purpose, GroupLife life,
       Zol::Ptr< PortClassManager > classes )
-      : unit_( unit ), purpose_( purpose ), life_( life ), classes_( std::move( classes ) ) {}
+      : unit_( unit ), purpose_( purpose ), life_( life ), classes_( std::move( classes ) ),
+        tidyClock_( *this, [ this ] { tidy(); } ) {}
 
 TcamStatus TcamGroup::renew() {
    Rc rc = takeAway();
@@ -71,9 +74,10 @@ Rc TcamGroup::groupCreate() {
 
 Rc TcamGroup::groupDestroy() {
    destroyLeftovers();
-   if ( !leftovers_.empty() ) {
-      return Sdk::QX_BCM_E_FAIL();
-   }
+   return leftovers_.empty() ? hardwareGroupDestroy() : Sdk::QX_BCM_E_FAIL();
+}
+
+Rc TcamGroup::hardwareGroupDestroy() {
    if ( hardwareGroup_ == 0 ) {
       return Sdk::QX_BCM_E_NONE();
    }
@@ -125,12 +129,24 @@ Rc TcamGroup::entryDel( const TcamEntry& entry ) {
 void TcamGroup::leftoverIs( const TcamEntry& entry ) {
    --entries_;
    leftovers_.push_back( entry );
+   // Whether it is installed is not known here; one that is not has nothing to be removed.
+   KARVEL_SDK_CALL_AS( quiet, trace, bcm_field_entry_remove, ( sdkUnit(), entry.sdkId() ) );
+   tidyClock_.timeMinIs( Zol::activityManager().now() + tidyInterval );
 }
 
 void TcamGroup::destroyLeftovers() {
    std::erase_if( leftovers_, [ this ]( const TcamEntry& entry ) {
       return destroy( entry ) == Sdk::QX_BCM_E_NONE();
    } );
+   tidyClock_.timeMinIs( leftovers_.empty() ? Zol::never
+                                            : Zol::activityManager().now() + tidyInterval );
+}
+
+void TcamGroup::tidy() {
+   destroyLeftovers();
+   if ( leftovers_.empty() && entries_ == 0 && life_ == GroupLife::withEntries ) {
+      hardwareGroupDestroy();
+   }
 }
 
 Rc TcamGroup::destroy( const TcamEntry& entry ) {

@@ -22,6 +22,7 @@
 
 #include "AgentServices/PortClassManager.h"
 #include "Platform/Karvel/TcamServices.h"
+#include "Platform/Zol/Clock.h"
 #include "Platform/Zol/Ptr.h"
 
 namespace AgentServices {
@@ -83,7 +84,8 @@ class TcamGroup : public Zol::RefCounted {
    Karvel::TcamEntryResult entryNew( const Zol::String& name );
    // Destroys an entry and gives up its port classes. On an error the entry is as before.
    Shim::Rc entryDel( const TcamEntry& entry );
-   // Takes over an entry that could not be destroyed and that nobody holds any more.
+   // Takes over an entry that could not be destroyed and that nobody holds any more: it matches
+   // no more, if the chip goes along at all, and is tried again every second.
    void leftoverIs( const TcamEntry& entry );
 
    // --- Its entry manager ----------------------------------------------------------------
@@ -96,7 +98,9 @@ class TcamGroup : public Zol::RefCounted {
    void lastRelease() override;
    Shim::Rc destroy( const TcamEntry& entry );
    void destroyLeftovers();
+   void tidy();
    Shim::Rc groupDestroy();
+   Shim::Rc hardwareGroupDestroy();
    Shim::Rc groupCreate();
 
    uint32_t unit_;
@@ -108,6 +112,7 @@ class TcamGroup : public Zol::RefCounted {
    int hardwareGroup_ = 0; // 0: none
    size_t entries_ = 0;    // without the leftovers
    std::vector< TcamEntry > leftovers_;
+   Zol::Clock tidyClock_;
 };
 
 } // namespace AgentServices

@@ -80,8 +80,7 @@ struct LookupTree::Node {
 
 // A few records in order of rank: the header of one piece of memory. What comes behind:
 //    Filters filters[ blocks ];
-//    Owner owners[ capacity ];
-//    Condition conditions[ capacity ][ windows ];
+//    struct { Owner owner; Condition conditions[ windows ]; } rows[ capacity ];
 // A scan looks at two times four bytes of the key, for four records at once; the few that pass
 // are looked at in full.
 struct LookupTree::Leaf : Node {
@@ -107,14 +106,16 @@ struct LookupTree::Leaf : Node {
 
    static uint32_t blocksFor( uint32_t capacity ) { return ( capacity + lanes - 1 ) / lanes; }
    const Filters* filters() const { return reinterpret_cast< const Filters* >( this + 1 ); }
-   const Owner* owners() const {
-      return reinterpret_cast< const Owner* >( filters() + blocksFor( capacity ) );
+   size_t rowSize() const { return sizeof( Owner ) + windows * sizeof( Condition ); }
+   const Owner* owner( uint32_t row ) const {
+      auto* rows = reinterpret_cast< const std::byte* >( filters() + blocksFor( capacity ) );
+      return reinterpret_cast< const Owner* >( rows + row * rowSize() );
    }
    const Condition* conditions( uint32_t row ) const {
-      return reinterpret_cast< const Condition* >( owners() + capacity ) + row * windows;
+      return reinterpret_cast< const Condition* >( owner( row ) + 1 );
    }
    Filters* filters() { return const_cast< Filters* >( std::as_const( *this ).filters() ); }
-   Owner* owners() { return const_cast< Owner* >( std::as_const( *this ).owners() ); }
+   Owner* owner( uint32_t row ) { return const_cast< Owner* >( std::as_const( *this ).owner( row ) ); }
    Condition* conditions( uint32_t row ) {
       return const_cast< Condition* >( std::as_const( *this ).conditions( row ) );
    }
@@ -142,9 +143,8 @@ struct LookupTree::Leaf : Node {
    }
    // Puts the record where its rank belongs; there is room for it.
    void put( const LookupRecord& record, int slot ) {
-      Owner* all = owners();
       uint32_t row = count++;
-      for ( ; row > 0 && all[ row - 1 ].rank < record.rank; --row ) {
+      for ( ; row > 0 && owner( row - 1 )->rank < record.rank; --row ) {
          move( row - 1, row );
       }
       size_t said = 0;
@@ -154,16 +154,16 @@ struct LookupTree::Leaf : Node {
          conditions( row )[ i ] =
                window == nullptr ? Condition{} : Condition{ window->mask, window->value };
       }
-      all[ row ] = { record.rank, slot,
+      *owner( row ) = { record.rank, slot,
          !record.sets.empty() || said != record.windows.size() };
-      bestRank = all[ 0 ].rank;
+      bestRank = owner( 0 )->rank;
       for ( size_t i = 0; i < filterOffsets.size(); ++i ) {
          filters()[ row / lanes ].set( i, row % lanes, record.excerpt( filterOffsets[ i ] ) );
       }
    }
    void drop( int slot ) {
       uint32_t row = 0;
-      while ( row < count && owners()[ row ].slot != slot ) {
+      while ( row < count && owner( row )->slot != slot ) {
          ++row;
       }
       ZOL_ASSERT( row < count );
@@ -171,11 +171,10 @@ struct LookupTree::Leaf : Node {
          move( row + 1, row );
       }
       close( count );
-      bestRank = owners()[ 0 ].rank;
+      bestRank = owner( 0 )->rank;
    }
    void move( uint32_t from, uint32_t to ) {
-      owners()[ to ] = owners()[ from ];
-      std::copy_n( conditions( from ), windows, conditions( to ) );
+      std::memcpy( owner( to ), owner( from ), rowSize() );
       for ( size_t i = 0; i < filterOffsets.size(); ++i ) {
          filters()[ to / lanes ].set(
                i, to % lanes, filters()[ from / lanes ].at( i, from % lanes ) );
@@ -293,7 +292,7 @@ void LookupTree::collect( const Node* node, std::vector< int >* slots ) {
    if ( node->kind == Node::leaf ) {
       const Leaf* leaf = static_cast< const Leaf* >( node );
       for ( uint32_t i = 0; i < leaf->count; ++i ) {
-         slots->push_back( leaf->owners()[ i ].slot );
+         slots->push_back( leaf->owner( i )->slot );
       }
       return;
    }
@@ -560,7 +559,7 @@ class LookupTree::Search {
       for ( uint32_t first = 0; first < leaf.count; first += Leaf::lanes, ++filters ) {
          for ( uint32_t pass = filters->passing( one, two ); pass != 0; pass &= pass - 1 ) {
             uint32_t row = first + static_cast< uint32_t >( std::countr_zero( pass ) );
-            if ( accepted( leaf, row ) && take( leaf.owners()[ row ] ) ) {
+            if ( accepted( leaf, row ) && take( *leaf.owner( row ) ) ) {
                return;
             }
          }

@@ -153,14 +153,21 @@ TEST_F( TcamServices, ARefusedEntryLeavesNothing ) {
       EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
       EXPECT_TRUE( chip().entries.empty() );
    }
-   const EntryId id = get( entries, 1 ).entryId;
+   // One that the chip will not destroy matches no more, and goes a second later.
    for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
+      install( entries, 1, ports( { 1, 2 } ) );
+      const EntryId id = get( entries, 1 ).entryId;
       refuse( SdkCall::bcm_field_entry_destroy, effect );
       EXPECT_NE( entries->releaseEntry( 0, id ), ok );
-      EXPECT_EQ( get( entries, 1 ).entryId, id );
+      EXPECT_EQ( entries->releaseEntry( 0, id ), Sdk::QX_BCM_E_NOT_FOUND() );
+      for ( const ChipModel::EntryView& entry : chip().entries ) {
+         EXPECT_FALSE( entry.installed );
+      }
+      EXPECT_NE( get( entries, 1 ).entryId, id );
+      Zol::activityManager().advance( 2 );
+      EXPECT_EQ( chip().entries.size(), 1U );
    }
-   EXPECT_EQ( entries->releaseEntry( 0, id ), ok );
-   EXPECT_EQ( entries->releaseEntry( 0, id ), Sdk::QX_BCM_E_NOT_FOUND() );
+   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 1 ).entryId ), ok );
    // An entry that the chip made in secret does not block its group.
    refuse( SdkCall::bcm_field_entry_create, Fault::Effect::done );
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );

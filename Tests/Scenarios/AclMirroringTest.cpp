@@ -345,4 +345,36 @@ TEST( ManyRules, costWorkForTheirOwnSessionOnly ) {
    EXPECT_TRUE( isCopied( rig, packet().from( "10.0.0.2" ) ) );
 }
 
+// Every call that can be refused while a session comes and goes: the agent stays up, nothing
+// keeps mirroring after its session has gone, and in the end the chip is empty.
+TEST( RefusedCalls, leaveNothingBehind ) {
+   const std::string sessions[] = {
+      R"({ "type": "SPAN", "dst_port": "Ethernet20", "direction": "TX", "src_port": "Ethernet0" })",
+      R"({ "type": "SPAN", "dst_port": "Ethernet20", "direction": "RX", "src_port": "Ethernet0",
+           "match": "any>10.0.0.2" })",
+      R"({ "type": "SPAN", "dst_port": "Ethernet20", "direction": "RX", "src_port": "Ethernet0",
+           "acl": "T" })"
+   };
+   for ( const char* call : { "bcm_field_group_create", "bcm_field_group_destroy",
+               "bcm_field_entry_create", "bcm_field_entry_destroy", "bcm_port_class_set" } ) {
+      for ( const std::string& session : sessions ) {
+         Rig rig( network( "", acls( table( "T", "L3", "" ),
+               { { "T|r", 10, R"("DST_IP": "10.0.0.2/32", "PACKET_ACTION": "FORWARD")", "-" } } ) ) );
+         rig.runtime.fail( call, 1, 2 );
+         rig.set( "MIRROR_SESSION|s", session );
+         rig.del( "MIRROR_SESSION|s" );
+         rig.forget();
+         rig.send( "Ethernet0", packet().bytes() );
+         EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U ) << call << " " << session;
+         rig.runtime.advance( 5 );
+         rig.set( "MIRROR_SESSION|s", session );
+         rig.runtime.advance( 11 );
+         EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active ) << call << " " << session;
+         rig.del( "MIRROR_SESSION|s" );
+         rig.runtime.advance( 5 );
+         EXPECT_EQ( rig.entriesUsed(), 0 ) << call << " " << session;
+      }
+   }
+}
+
 } // namespace Scenario
