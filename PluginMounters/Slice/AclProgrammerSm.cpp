@@ -6,9 +6,10 @@ AclProgrammerSm::AclProgrammerSm(
       const Context& context, Zol::Ptr< const Acl::Config > aclConfig )
       : unit_( context.unit ), logicalFap_( context.logicalFap ),
         lfMtpProgramInfoColl_( context.lfMtpProgramInfoColl ),
-        sliceMtpProgramStatus_( context.sliceMtpProgramStatus ), groupManager_( context.groupManager ), aclSmPluginEntity_( context.aclSmPluginEntity ),
-        taskScheduler_( context.taskScheduler ), scsd_( context.scsd ),
-        aclConfig_( aclConfig ) {}
+        groupManager_( context.groupManager ), taskScheduler_( context.taskScheduler ),
+        scsd_( context.scsd ), aclConfig_( aclConfig ),
+        aclSmPluginEntity_( context.aclSmPluginEntity ),
+        sliceMtpProgramStatus_( context.sliceMtpProgramStatus ) {}
 
 void AclProgrammerSm::doInit() {
    react< &AclProgrammerSm::handleLogicalFap,

@@ -58,6 +58,7 @@ void IfpProgrammer::handleMtp( Mtp mtp ) {
 }
 
 void IfpProgrammer::addMtp( Mtp mtp ) {
+   Zol::Ptr< IfpStatus > status = ifpStatusColl()->statusIs( mtp );
    auto entryMgr =
          groupManager()->mirroringAclEntryManager( unit(), mtpToFeature( mtp.value() ) );
    ZOL_ASSERT( entryMgr );
@@ -70,7 +71,6 @@ void IfpProgrammer::addMtp( Mtp mtp ) {
                << aclSmPluginEntity()->mirrorAclSupported()
                << " mirroringAclGroup1EntryManager() " << ( mtp == Mtp( 0 ) ? entryMgr.get() : nullptr )
                << " mirroringAclEntryManager " << entryMgr.get() );
-   Zol::Ptr< IfpStatus > status = ifpStatusColl()->statusIs( mtp );
    featureSmIs( mtp, ifpConfigColl()->config( mtp ), status, entryMgr,
          IfpProgrammerMtpSm::Context{ unit(), groupManager(), aclSmPluginEntity()->aclSm(),
                scsd(), aclConfig() } );

@@ -89,8 +89,8 @@ class SliceMtpSm : public Zol::EntitySm {
    void reviewConfigChange();
    void handleTcamHelperStatus();
    // A change of an ACL asks for no review: it reaches the chip with the program information.
-   void handleAclTypeConfig( Acl::AclType type ) { handleAcl( type ); }
-   void handleAcl( Acl::AclType ) {}
+   void handleAclTypeConfig( Acl::AclType ) { handleAcl( AclKey() ); }
+   void handleAcl( const AclKey& ) {}
 
    // Rules.
    void buildUpGroupData( TcamGroupData& groupData );

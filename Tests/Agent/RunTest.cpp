@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "Agent/Packets/CaptureReader.h"
 
@@ -138,6 +139,43 @@ TEST_F( RunTest, StrictFailsOnWhatCannotBeServed ) {
    EXPECT_EQ( agent( noHelpers + " --strict" ).code, 1 );
 }
 
+TEST_F( RunTest, ExplainsEveryFrameOrOne ) {
+   const std::string filtered = KARVEL_SOURCE_DIR "/Examples/filtered-mirroring.json";
+   const std::string in = " --in Ethernet0=" + hostA;
+   const Result all = agent( "explain " + filtered + in );
+   EXPECT_EQ( all.code, 0 ) << all.err;
+   uint64_t frameLines = 0;
+   uint64_t copies = 0;
+   std::istringstream lines( all.out );
+   for ( std::string line; std::getline( lines, line ); ) {
+      frameLines += line.starts_with( "frame " );
+      copies += line.starts_with( "   mirrored   copied" );
+   }
+   EXPECT_EQ( frameLines, frames( hostA ) );
+   // What is explained as mirrored is what run writes.
+   EXPECT_EQ( agent( "run " + filtered + in + " --out out" ).code, 0 );
+   uint64_t written = 0;
+   for ( const auto& entry : fs::directory_iterator( folder / "out" ) ) {
+      if ( entry.path().string().ends_with( ".mirror.pcap" ) ) {
+         written += frames( entry.path() );
+      }
+   }
+   EXPECT_GT( copies, 0U );
+   EXPECT_EQ( copies, written );
+
+   const Result one = agent( "explain " + filtered + in + " --packet 30" );
+   EXPECT_TRUE( one.out.starts_with( "frame 30 " ) ) << one.out;
+   EXPECT_NE( one.out.find( "'web WEB|to-server'" ), std::string::npos );
+   EXPECT_NE( one.out.find( "'web WEB|no-syn' (priority 1000000000): no: TCP flags 0x2/0x12" ),
+         std::string::npos );
+   const Result json = agent( "explain " + filtered + in + " --packet 30 --json" );
+   EXPECT_NE( json.out.find( "\"result\": \"matched\"" ), std::string::npos ) << json.out;
+   const Result none = agent( "explain " + filtered + in + " --packet 100000" );
+   EXPECT_EQ( none.code, 1 );
+   EXPECT_EQ( none.errLines(), 1 ) << none.err;
+   EXPECT_EQ( agent( "explain " + filtered ).code, 2 );
+}
+
 // KARVEL_CAPTURES names a folder of captures of any kind.
 TEST_F( RunTest, EveryCaptureIsReplayedOrRefusedWithOneLine ) {
    const char* captures = std::getenv( "KARVEL_CAPTURES" );
@@ -155,6 +193,9 @@ TEST_F( RunTest, EveryCaptureIsReplayedOrRefusedWithOneLine ) {
          if ( frames( path ) > 0 ) {
             EXPECT_EQ( frames( folder / "out/Ethernet16.mirror.pcap" ), frames( path ) );
          }
+         const Result explained =
+               agent( "explain " + example + " --in 'Ethernet0=" + path + "'" );
+         EXPECT_EQ( explained.code, 0 ) << path << explained.err;
       } else {
          EXPECT_EQ( result.code, 1 ) << path;
          EXPECT_EQ( result.errLines(), 1 ) << result.err;
