@@ -65,9 +65,10 @@ Rc TcamGroup::takeAway() {
 Rc TcamGroup::groupCreate() {
    const Shim::QualifierSet qualifiers = purpose_.qualifiers;
    const int priority = purpose_.priority;
+   const Shim::FieldStage stage = purpose_.stage;
    int group = 0;
    const Rc rc = KARVEL_SDK_CALL( trace, bcm_field_group_create,
-         ( sdkUnit(), Shim::FieldStage::ingress, qualifiers, priority, &group ) );
+         ( sdkUnit(), stage, qualifiers, priority, &group ) );
    hardwareGroup_ = group;
    return rc;
 }

@@ -10,8 +10,8 @@
 //    auto entry = group->entryNew( "a name" );    // makes the hardware group, too
 //    group->entryDel( { .id = entry.entryId } );  // the last takes the hardware group along
 //
-// All groups are looked up at the ingress stage: egress mirroring matches the forwarding
-// decision there, and its action copies the frame as sent.
+// Mirroring is decided at the ingress stage, egress mirroring too: it matches the forwarding
+// decision there, and its action copies the frame as sent. The egress stage sees the copies.
 //
 // What the chip refuses to destroy is kept and tried again when the group is next renewed or
 // taken away, so that a passing refusal leaks nothing.
@@ -45,6 +45,7 @@ Karvel::TcamStatus tcamStatus( Shim::Rc rc );
 struct GroupPurpose {
    Shim::QualifierSet qualifiers; // that its entries may use
    int priority = 0; // among groups: the order in which copies are listed, not which are made
+   Shim::FieldStage stage = Shim::FieldStage::ingress;
 
    bool operator==( const GroupPurpose& ) const = default;
 };

@@ -1,6 +1,7 @@
 #include "AgentServices/TcamGroupManager.h"
 
 #include "AgentServices/TcamEntryManager.h"
+#include "Platform/Shim/Sdk.h"
 #include "Platform/Zol/Assert.h"
 
 namespace AgentServices {
@@ -14,8 +15,24 @@ namespace {
 constexpr int destinationPriority = 100;
 constexpr int featurePriority = 90;
 
+constexpr Karvel::KarvelTcamFeature portRateFeature( 143 );
+constexpr Karvel::KarvelTcamFeature tunnelRateFeature( 144 );
+
 Qualifier portQualifier( const UnitTraits& traits ) {
    return traits.aclGroup ? Qualifier::portClass : Qualifier::inPorts;
+}
+
+// What the rules of an egress feature match copies by.
+GroupPurpose egressPurpose( uint32_t unit, Karvel::KarvelTcamFeature feature ) {
+   const bool byModule = ::Shim::sdk_->QX_SOC_IS_TOMAHAWKX( static_cast< int >( unit ) );
+   GroupPurpose purpose{ qualifierSet( { byModule ? Qualifier::dstPort : Qualifier::outPort,
+                               Qualifier::mirrorCopy } ),
+      feature.value(), Shim::FieldStage::egress };
+   if ( feature == tunnelRateFeature ) {
+      purpose.qualifiers |= qualifierSet( { Qualifier::ipType, Qualifier::srcIp,
+            Qualifier::dstIp, Qualifier::ipProtocol, Qualifier::dscp } );
+   }
+   return purpose;
 }
 
 } // namespace
@@ -24,6 +41,7 @@ void TcamGroupManager::unitIs( uint32_t unit, const UnitTraits& traits ) {
    const auto [ at, isNew ] = units_.try_emplace( unit );
    if ( isNew ) {
       at->second.traits = traits;
+      at->second.policers = Zol::make< PolicerManager >( unit );
       if ( traits.aclGroup ) {
          at->second.classes = Zol::make< PortClassManager >( unit, traits.classBits );
       }
@@ -102,6 +120,37 @@ TcamGroup& TcamGroupManager::featureGroup( uint32_t unit, Karvel::KarvelAclFeatu
       place = Zol::make< TcamGroup >( unit, purpose, GroupLife::withEntries, of.classes );
    }
    return *place;
+}
+
+// --- Of the egress stage -----------------------------------------------------------------
+
+Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > TcamGroupManager::boundedEntryManager(
+      Karvel::KarvelTcamFeature feature ) {
+   if ( feature != portRateFeature && feature != tunnelRateFeature ) {
+      return nullptr;
+   }
+   Zol::Ptr< BoundedEntryManager >& manager = bounded_[ feature ];
+   if ( !manager ) {
+      manager = Zol::make< BoundedEntryManager >();
+   }
+   bool isThere = false;
+   for ( auto& [ unit, of ] : units_ ) {
+      if ( of.traits.egressEntries > 0 ) {
+         isThere = true;
+         manager->unitIs( unit, egressPurpose( unit, feature ),
+               static_cast< size_t >( of.traits.egressEntries ), of.policers );
+      }
+   }
+   return isThere ? manager : nullptr;
+}
+
+bool TcamGroupManager::createPolicer(
+      uint32_t unit, const Shim::bcm_policer_config_s& config, uint32_t* policerId ) {
+   return unitOf( unit ).policers->create( config, policerId );
+}
+
+Shim::Rc TcamGroupManager::removePolicer( uint32_t unit, uint32_t policerId ) {
+   return unitOf( unit ).policers->remove( policerId );
 }
 
 } // namespace AgentServices

@@ -14,6 +14,8 @@
 
 #include <map>
 
+#include "AgentServices/BoundedEntryManager.h"
+#include "AgentServices/PolicerManager.h"
 #include "AgentServices/TcamGroup.h"
 #include "Platform/Karvel/TcamServices.h"
 
@@ -23,6 +25,7 @@ namespace AgentServices {
 struct UnitTraits {
    bool aclGroup = false; // ports are matched by class bits, not one by one
    int classBits = 0;     // of each port, 0 to 32; without aclGroup it is ignored
+   int egressEntries = 0; // that a feature of the egress stage may have; 0: there are none
 
    bool operator==( const UnitTraits& ) const = default;
 };
@@ -52,6 +55,14 @@ class TcamGroupManager : public Karvel::KarvelTcamGroupManager {
    Karvel::TcamStatus groupMirroringAclDataIs( uint32_t unit, Karvel::KarvelAclFeature feature,
          const Karvel::MirroringAclMetadata& metadata ) override;
 
+   // --- Of the egress stage --------------------------------------------------------------
+   // The same one for all who ask.
+   Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > boundedEntryManager(
+         Karvel::KarvelTcamFeature feature ) override;
+   bool createPolicer( uint32_t unit, const Shim::bcm_policer_config_s& config,
+         uint32_t* policerId ) override;
+   Shim::Rc removePolicer( uint32_t unit, uint32_t policerId ) override;
+
  private:
    struct Destination {
       Zol::Ptr< TcamGroup > group;
@@ -62,6 +73,7 @@ class TcamGroupManager : public Karvel::KarvelTcamGroupManager {
       Zol::Ptr< PortClassManager > classes; // null without aclGroup
       std::map< KarvelMirror::Mtp, Destination > destinations;
       std::map< Karvel::KarvelAclFeature, Zol::Ptr< TcamGroup > > features;
+      Zol::Ptr< PolicerManager > policers;
    };
 
    Unit& unitOf( uint32_t unit );
@@ -69,6 +81,7 @@ class TcamGroupManager : public Karvel::KarvelTcamGroupManager {
    TcamGroup& featureGroup( uint32_t unit, Karvel::KarvelAclFeature feature );
 
    std::map< uint32_t, Unit > units_;
+   std::map< Karvel::KarvelTcamFeature, Zol::Ptr< BoundedEntryManager > > bounded_;
 };
 
 } // namespace AgentServices

@@ -34,6 +34,8 @@ ChipState Chip::state() const {
    }
    state.strayCopies = pipeline_.strayCopies();
    state.cpuCopies = pipeline_.cpuCopies();
+   state.policerCapacity = fields_.policerCapacity();
+   state.policers = fields_.policers();
    state.ranges = fields_.ranges();
    state.groups = fields_.groups();
    state.entries = fields_.entries();

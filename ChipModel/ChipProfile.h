@@ -24,6 +24,7 @@ struct ChipProfile {
    int groupsPerStage = 0;
    int portClassBits = 0; // 0 without aclGroup
    int rangeCheckers = 0; // of layer-4 ports; at most 32
+   int policers = 0;
    int mirrorDestinations = 0;
    int trunks = 0;       // trunk ids 0 to trunks - 1
    int trunkMembers = 0; // members of one trunk at the most

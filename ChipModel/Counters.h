@@ -44,9 +44,32 @@ struct PortCounters {
    uint64_t txBytes = 0;
    uint64_t txMirrorFrames = 0; // mirror copies
    uint64_t txMirrorBytes = 0;
+   uint64_t txKeptBack = 0;     // forwarded frames that the egress stage did not let out
    std::array< uint64_t, dropReasonCount > drops{}; // by DropReason, at the ingress port
 
    bool operator==( const PortCounters& ) const = default;
+};
+
+// What a policer finds: whether a frame keeps to its rate.
+enum class Color : uint8_t { green, red };
+
+struct FrameCount {
+   uint64_t packets = 0;
+   uint64_t bytes = 0;
+
+   bool operator==( const FrameCount& ) const = default;
+};
+
+struct ColorCounters {
+   FrameCount green;
+   FrameCount red;
+
+   void add( Color color, uint32_t frameBytes ) {
+      FrameCount& count = color == Color::green ? green : red;
+      ++count.packets;
+      count.bytes += frameBytes;
+   }
+   bool operator==( const ColorCounters& ) const = default;
 };
 
 // Copies made for one mirror destination.
@@ -55,6 +78,10 @@ struct MirrorCounters {
    uint64_t bytes = 0;
    uint64_t dropped = 0; // the destination's port, or all of its trunk's, cannot send
    uint64_t lost = 0;    // the destination was not set
+   uint64_t policedFrames = 0; // an entry of the egress stage has a policer that found it red
+   uint64_t policedBytes = 0;
+   uint64_t filtered = 0; // an entry of the egress stage drops it
+   uint64_t tooLong = 0;  // it does not fit into the tunnel's packet, or takes no source tag
 
    bool operator==( const MirrorCounters& ) const = default;
 };

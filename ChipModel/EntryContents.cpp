@@ -3,6 +3,8 @@
 #include <bit>
 #include <span>
 
+#include "ChipModel/EgressKey.h"
+
 namespace ChipModel {
 
 namespace {
@@ -67,6 +69,8 @@ constexpr Shape shapes[] = {
    one( Key::mplsInnerLabel, 0xfffff, validMplsInner ),
    one( Key::dstClassL2, 0x3ff, 0 ),
    one( Key::rangeCheck, all, 0 ),
+   one( Key::outPort, 0xff, 0 ),
+   one( Key::mirrorCopy, 1, 0 ),
 };
 static_assert( std::size( shapes ) == static_cast< size_t >( Qualifier::count_ ) );
 
@@ -143,6 +147,11 @@ void EntryContents::qualifierDel( Qualifier qualifier ) {
 Ternary EntryContents::firstPart( Qualifier qualifier ) const {
    return has( qualifier ) ? parts_[ placeOf( static_cast< size_t >( qualifier ) ) ]
                            : Ternary();
+}
+
+bool EntryContents::takesCopiesOnly() const {
+   const Ternary value = firstPart( Qualifier::mirrorCopy );
+   return ( value.data & value.mask & 1 ) != 0;
 }
 
 bool EntryContents::compile( LookupRule* rule ) const {

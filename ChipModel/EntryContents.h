@@ -19,6 +19,7 @@ namespace ChipModel {
 class EntryContents {
  public:
    int priority = 0;
+   uint32_t policer = 0; // 0: none
    std::vector< ActionValue > actions;
 
    bool has( Shim::Qualifier qualifier ) const {
@@ -33,6 +34,8 @@ class EntryContents {
    void qualifierDel( Shim::Qualifier qualifier );
    // The first part of a qualifier; nothing in it if the entry does not have it.
    Ternary firstPart( Shim::Qualifier qualifier ) const;
+   // Whether no forwarded frame can match it.
+   bool takesCopiesOnly() const;
 
    // Replaces what `rule` holds; true if it looks at where the frame goes. A qualifier
    // whose mask is zero restricts nothing and looks at nothing.

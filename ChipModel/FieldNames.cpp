@@ -61,7 +61,7 @@ std::string_view qualifierName( Shim::Qualifier qualifier ) {
          names{ "InPorts", "PortClass", "DstPort", "DstTrunk", "Drop", "OuterVlanId", "IpType",
             "SrcIp", "DstIp", "SrcIp6", "DstIp6", "IpProtocol", "DSCP", "IpFrag", "L4SrcPort",
             "L4DstPort", "TcpControl", "IcmpTypeCode", "EtherType", "SrcMac", "DstMac",
-            "MplsLabel", "MplsInnerLabel", "DstClassL2", "RangeCheck" };
+            "MplsLabel", "MplsInnerLabel", "DstClassL2", "RangeCheck", "OutPort", "MirrorCopy" };
    static_assert( !names.back().empty() );
    const auto index = static_cast< size_t >( qualifier );
    return index < names.size() ? names[ index ] : "unknown";
@@ -79,6 +79,20 @@ std::string_view actionName( Shim::FieldAction action ) {
       return "drop";
    case Shim::FieldAction::cosQCpuNew:
       return "copy to CPU";
+   case Shim::FieldAction::rpDrop:
+      return "drop red";
+   case Shim::FieldAction::svtagEnable:
+      return "insert source tag";
+   case Shim::FieldAction::svtagSignature:
+      return "source tag signature";
+   case Shim::FieldAction::svtagPrio:
+      return "source tag priority";
+   case Shim::FieldAction::svtagDeviceId:
+      return "source tag device";
+   case Shim::FieldAction::svtagOffset:
+      return "source tag offset";
+   case Shim::FieldAction::svtagSubportNum:
+      return "source tag subport";
    }
    return "unknown";
 }

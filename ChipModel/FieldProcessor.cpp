@@ -1,13 +1,9 @@
 #include "ChipModel/FieldProcessor.h"
 
 #include <algorithm>
-#include <array>
-#include <map>
-#include <tuple>
 
-#include "ChipModel/ChipProfile.h"
-#include "ChipModel/FieldTables.h"
-#include "ChipModel/RangeCheckers.h"
+#include "ChipModel/FieldRules.h"
+#include "ChipModel/FieldState.h"
 #include "Platform/Zol/Assert.h"
 
 namespace ChipModel {
@@ -19,82 +15,25 @@ using Shim::Qualifier;
 using Shim::Rc;
 using Shim::Sdk;
 
-struct Stage {
-   int capacity = 0;
-   int used = 0;
-   int deepGroups = 0;                // that look beyond layer 2
-   std::vector< FieldGroup* > groups; // highest priority first, then lowest id
-};
-
 bool isStage( FieldStage stage ) {
    return stage == FieldStage::ingress || stage == FieldStage::egress;
 }
 
-// Whether the chip has the action, and can do it with these parameters.
-bool isAction(
-      Shim::FieldAction action, uint32_t param0, uint32_t param1, uint32_t destinations ) {
-   switch ( action ) {
-   case Shim::FieldAction::mirrorIngress:
-   case Shim::FieldAction::mirrorEgress:
-      return param1 < destinations;
-   case Shim::FieldAction::mirrorIngressTo:
-      return param0 < destinations;
-   case Shim::FieldAction::drop:
-   case Shim::FieldAction::cosQCpuNew:
-      return true;
-   }
-   return false;
-}
-
-// Whether the parser has to look for more than forwarding needs: the first qualifiers are what
-// forwarding knows.
+// Whether the parser has to look for more than forwarding needs.
 bool isDeep( const Shim::QualifierSet& qualifiers ) {
-   return ( qualifiers >> static_cast< size_t >( Qualifier::ipType ) ).any();
+   static_assert( Qualifier::rangeCheck < Qualifier::outPort, "the last that is deep" );
+   constexpr auto first = static_cast< size_t >( Qualifier::ipType );
+   constexpr auto end = static_cast< size_t >( Qualifier::outPort );
+   const Shim::QualifierSet below = Shim::QualifierSet().set() >> ( qualifiers.size() - end );
+   return ( ( qualifiers & below ) >> first ).any();
 }
 
 } // namespace
 
-struct FieldProcessor::State {
-   explicit State( const ChipProfile& p ) : profile( p ), ranges( p.rangeCheckers ) {
-      stage( FieldStage::ingress ).capacity = p.ingressEntries;
-      stage( FieldStage::egress ).capacity = p.egressEntries;
-   }
-
-   Stage& stage( FieldStage s ) { return stages[ static_cast< size_t >( s ) ]; }
-   FieldGroup* group( int id ) {
-      auto found = groups.find( id );
-      return found == groups.end() ? nullptr : &found->second;
-   }
-   // Runs `write` on the entry; what it writes takes effect at the next install.
-   template < typename Write >
-   Rc change( int id, Write&& write ) {
-      FieldEntry* entry = entries.find( id );
-      if ( entry == nullptr ) {
-         return Sdk::QX_BCM_E_NOT_FOUND();
-      }
-      entry->preserve();
-      Rc rc = write( *entry );
-      entry->modified |= rc == Sdk::QX_BCM_E_NONE();
-      return rc;
-   }
-   Rc qualify( int id, Qualifier qualifier, std::initializer_list< Ternary > parts ) {
-      return change( id, [ & ]( FieldEntry& entry ) {
-         bool done = entry.group->qualifiers.test( static_cast< size_t >( qualifier ) ) &&
-               entry.contents.qualifierIs( qualifier, parts );
-         return done ? Sdk::QX_BCM_E_NONE() : Sdk::QX_BCM_E_PARAM();
-      } );
-   }
-
-   ChipProfile profile;
-   std::array< Stage, 2 > stages;
-   std::map< int, FieldGroup > groups;
-   FieldEntryTable entries;
-   RangeCheckers ranges;
-   int nextGroup = 1;
-};
-
 FieldProcessor::FieldProcessor( const ChipProfile& profile )
-      : state_( std::make_unique< State >( profile ) ) {}
+      : state_( std::make_unique< State >( profile ) ) {
+   ZOL_ASSERT( profile.groupsPerStage <= maxGroups );
+}
 
 FieldProcessor::~FieldProcessor() = default;
 
@@ -103,11 +42,11 @@ Rc FieldProcessor::groupCreate(
    if ( !isStage( stage ) || group == nullptr ) {
       return Sdk::QX_BCM_E_PARAM();
    }
-   bool portClass = qualifiers.test( static_cast< size_t >( Qualifier::portClass ) );
-   if ( portClass && !state_->profile.aclGroup ) {
+   if ( ( qualifiers & ~stageQualifiers( state_->profile, stage ) ).any() ) {
       return Sdk::QX_BCM_E_UNAVAIL();
    }
-   std::vector< FieldGroup* >& peers = state_->stage( stage ).groups;
+   State::Stage& home = state_->stage( stage );
+   std::vector< FieldGroup* >& peers = home.groups;
    if ( peers.size() >= static_cast< size_t >( state_->profile.groupsPerStage ) ) {
       return Sdk::QX_BCM_E_RESOURCE();
    }
@@ -116,10 +55,11 @@ Rc FieldProcessor::groupCreate(
    created.stage = stage;
    created.priority = priority;
    created.qualifiers = qualifiers;
+   created.egressUse = stage == FieldStage::egress ? &egressUse_ : nullptr;
    auto place = std::find_if( peers.begin(), peers.end(),
          [ priority ]( const FieldGroup* peer ) { return peer->priority < priority; } );
    peers.insert( place, &created );
-   state_->stage( stage ).deepGroups += isDeep( qualifiers );
+   home.deepGroups += isDeep( qualifiers );
    *group = created.id;
    return Sdk::QX_BCM_E_NONE();
 }
@@ -132,7 +72,7 @@ Rc FieldProcessor::groupDestroy( int id ) {
    if ( group->entries != 0 ) {
       return Sdk::QX_BCM_E_BUSY();
    }
-   Stage& stage = state_->stage( group->stage );
+   State::Stage& stage = state_->stage( group->stage );
    stage.deepGroups -= isDeep( group->qualifiers );
    std::erase( stage.groups, group );
    state_->groups.erase( id );
@@ -147,7 +87,7 @@ Rc FieldProcessor::groupStatusGet( int id, Shim::FieldGroupStatus* status ) cons
    if ( status == nullptr ) {
       return Sdk::QX_BCM_E_PARAM();
    }
-   const Stage& stage = state_->stage( group->stage );
+   const State::Stage& stage = state_->stage( group->stage );
    *status = { group->entries, std::max( 0, stage.capacity - stage.used ) };
    return Sdk::QX_BCM_E_NONE();
 }
@@ -160,7 +100,7 @@ Rc FieldProcessor::entryCreate( int groupId, int* id ) {
    if ( id == nullptr ) {
       return Sdk::QX_BCM_E_PARAM();
    }
-   Stage& stage = state_->stage( group->stage );
+   State::Stage& stage = state_->stage( group->stage );
    if ( stage.used >= stage.capacity ) {
       return Sdk::QX_BCM_E_RESOURCE();
    }
@@ -195,7 +135,7 @@ Rc FieldProcessor::entryInstall( int id ) {
    if ( entry->installed() && !entry->modified ) {
       return Sdk::QX_BCM_E_NONE();
    }
-   entry->group->install( *entry );
+   entry->group->install( *entry, state_->policers.find( entry->contents.policer ) );
    return Sdk::QX_BCM_E_NONE();
 }
 
@@ -296,9 +236,9 @@ Rc FieldProcessor::qualifierDelete( int id, Qualifier qualifier ) {
 
 Rc FieldProcessor::actionAdd(
       int id, Shim::FieldAction action, uint32_t param0, uint32_t param1 ) {
-   const auto destinations = static_cast< uint32_t >( state_->profile.mirrorDestinations );
+   const ActionValue added{ action, param0, param1 };
    return state_->change( id, [ & ]( FieldEntry& entry ) {
-      if ( !isAction( action, param0, param1, destinations ) ) {
+      if ( !isAction( state_->profile, entry.group->stage, added ) ) {
          return Sdk::QX_BCM_E_PARAM();
       }
       std::vector< ActionValue >& actions = entry.contents.actions;
@@ -307,7 +247,7 @@ Rc FieldProcessor::actionAdd(
             return Sdk::QX_BCM_E_EXISTS();
          }
       }
-      actions.push_back( { action, param0, param1 } );
+      actions.push_back( added );
       return Sdk::QX_BCM_E_NONE();
    } );
 }
@@ -351,13 +291,10 @@ Rc FieldProcessor::rangeDestroy( int range ) {
    if ( bit == 0 ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
-   bool asked = false;
-   state_->entries.forEach( [ & ]( const FieldEntry& entry ) {
-      for ( const EntryContents* contents : { &entry.contents, &entry.effective() } ) {
-         asked = asked || ( contents->firstPart( Qualifier::rangeCheck ).data & bit ) != 0;
-      }
-   } );
-   if ( asked ) {
+   const auto asks = [ bit ]( const EntryContents& contents ) {
+      return ( contents.firstPart( Qualifier::rangeCheck ).data & bit ) != 0;
+   };
+   if ( state_->anyContents( asks ) ) {
       return Sdk::QX_BCM_E_BUSY();
    }
    state_->ranges.destroy( range );
@@ -368,8 +305,6 @@ int FieldProcessor::rangeCheckersUsed() const {
    return static_cast< int >( state_->ranges.views().size() );
 }
 
-std::vector< RangeView > FieldProcessor::ranges() const { return state_->ranges.views(); }
-
 bool FieldProcessor::looksBeyondL2( FieldStage stage ) const {
    return state_->stage( stage ).deepGroups != 0;
 }
@@ -378,27 +313,6 @@ void FieldProcessor::checkRanges( LookupKey& key ) const {
    if ( !state_->ranges.views().empty() && ( key.get( Key::valid ) & validPorts ) != 0 ) {
       key.set( Key::rangeCheck, state_->ranges.answers( key ) );
    }
-}
-
-std::vector< EntryMiss > FieldProcessor::misses(
-      int groupId, int winner, const LookupKey& key ) const {
-   const FieldGroup* group = state_->group( groupId );
-   ZOL_ASSERT( group != nullptr );
-   std::vector< const FieldEntry* > others;
-   state_->entries.forEach( [ & ]( const FieldEntry& entry ) {
-      if ( entry.group == group && entry.installed() && entry.id != winner ) {
-         others.push_back( &entry );
-      }
-   } );
-   std::sort( others.begin(), others.end(), []( const FieldEntry* a, const FieldEntry* b ) {
-      return std::pair( -int64_t{ a->effective().priority }, a->id ) <
-            std::pair( -int64_t{ b->effective().priority }, b->id );
-   } );
-   std::vector< EntryMiss > result;
-   for ( const FieldEntry* entry : others ) {
-      result.push_back( { entry->id, entry->effective().firstFailure( key ) } );
-   }
-   return result;
 }
 
 bool FieldProcessor::hasDestinationBound( FieldStage stage ) const {
@@ -421,17 +335,12 @@ int FieldProcessor::lookup(
       int slot = group->lookup.find( key );
       if ( slot >= 0 ) {
          FieldEntry* entry = group->bySlot[ static_cast< size_t >( slot ) ];
-         out[ matches++ ] = { group->id, entry->id, &entry->effective().actions,
-            &entry->counters };
+         const EntryContents& contents = entry->effective();
+         out[ matches++ ] = { group->id, entry->id, &contents.actions, contents.policer,
+            entry };
       }
    }
    return matches;
-}
-
-void FieldProcessor::count( const Match& match, uint32_t frameBytes ) {
-   MatchCounters* counters = static_cast< MatchCounters* >( match.counters );
-   ++counters->packets;
-   counters->bytes += frameBytes;
 }
 
 int FieldProcessor::capacity( FieldStage stage ) const {
@@ -445,37 +354,6 @@ void FieldProcessor::capacityIs( FieldStage stage, int entries ) {
 
 int FieldProcessor::entriesUsed( FieldStage stage ) const {
    return state_->stage( stage ).used;
-}
-
-std::vector< GroupView > FieldProcessor::groups() const {
-   std::vector< GroupView > views;
-   for ( const auto& [ id, group ] : state_->groups ) {
-      views.push_back( { id, group.stage, group.priority, group.qualifiers, group.entries,
-            group.lookup.rules(), group.destinationBound != 0 } );
-   }
-   return views;
-}
-
-std::vector< EntryView > FieldProcessor::entries() const {
-   std::vector< const FieldEntry* > sorted;
-   state_->entries.forEach( [ & ]( const FieldEntry& entry ) { sorted.push_back( &entry ); } );
-   auto key = []( const FieldEntry* entry ) {
-      const FieldGroup& group = *entry->group;
-      // Highest priority first; the 64 bits keep the least priority's negation in range.
-      return std::tuple( group.stage, -int64_t{ group.priority }, group.id,
-            -int64_t{ entry->contents.priority }, entry->id );
-   };
-   std::sort( sorted.begin(), sorted.end(),
-         [ & ]( const FieldEntry* a, const FieldEntry* b ) { return key( a ) < key( b ); } );
-   std::vector< EntryView > views;
-   views.reserve( sorted.size() );
-   for ( const FieldEntry* entry : sorted ) {
-      const EntryContents& contents = entry->contents;
-      views.push_back( { entry->id, entry->group->id, entry->group->stage, contents.priority,
-            entry->installed(), entry->modified, entry->name, contents.qualifiers(),
-            contents.actions, entry->counters.packets, entry->counters.bytes } );
-   }
-   return views;
 }
 
 } // namespace ChipModel

@@ -3,8 +3,9 @@
 // The field processors of one chip: groups of TCAM entries per stage, and their lookup.
 //
 // As strict as a chip: an unknown id is E_NOT_FOUND, a full stage E_RESOURCE, a qualifier that
-// the group does not carry E_PARAM or the chip does not have E_UNAVAIL. What an entry matches
-// and does, its priority included, takes effect at install. Entry ids are never used again.
+// the group does not carry E_PARAM or the stage does not have E_UNAVAIL (FieldRules.h), and an
+// action of the other stage E_PARAM. What an entry matches and does, its priority and policer
+// included, takes effect at install. Ids are never used again. Only egress entries have policers.
 //
 // Qualifiers: data wider than its field is E_PARAM; of a mask, what lies beyond the field does
 // not count. A mask of zero restricts nothing; any other makes the entry match only frames
@@ -21,12 +22,14 @@
 #include <string>
 #include <vector>
 
+#include "ChipModel/Counters.h"
 #include "ChipModel/LookupKey.h"
 #include "Platform/Shim/Sdk.h"
 
 namespace ChipModel {
 
 struct ChipProfile;
+struct FieldEntry;
 
 struct ActionValue {
    Shim::FieldAction action{};
@@ -54,6 +57,9 @@ struct EntryView {
    std::vector< ActionValue > actions;
    uint64_t packets = 0; // matched since created
    uint64_t bytes = 0;
+   uint32_t policer = 0; // 0: none
+   bool byColor = false; // counts colours apart:
+   ColorCounters colors;
 };
 
 struct GroupView {
@@ -87,16 +93,33 @@ struct RangeView {
    uint32_t max = 0;
 };
 
+// A policer, and the entries that have it: as written, or as packets see them.
+struct PolicerView {
+   uint32_t id = 0;
+   Shim::bcm_policer_config_s config{};
+   std::vector< int > entries; // by id
+   ColorCounters counters;
+};
+
 // One group's answer to one lookup. `actions` stays valid until the entry changes.
 struct Match {
    int group = 0;
    int entry = 0;
    const std::vector< ActionValue >* actions = nullptr;
-   void* counters = nullptr; // for FieldProcessor::count
+   uint32_t policer = 0;         // 0: none
+   FieldEntry* source = nullptr; // for FieldProcessor::meter and count
+};
+
+// Installed entries of the egress stage.
+struct EgressUse {
+   int installed = 0;
+   int forForwarded = 0; // those that a forwarded frame, too, could match
 };
 
 class FieldProcessor {
  public:
+   static constexpr int maxGroups = 16; // the most of a stage, in any profile
+
    explicit FieldProcessor( const ChipProfile& profile );
    ~FieldProcessor();
    FieldProcessor( const FieldProcessor& ) = delete;
@@ -129,6 +152,11 @@ class FieldProcessor {
    Shim::Rc actionGet( int entry, Shim::FieldAction, ActionValue* value ) const;
    Shim::Rc rangeCreate( Shim::FieldRange what, uint32_t min, uint32_t max, int* range );
    Shim::Rc rangeDestroy( int range );
+   Shim::Rc policerCreate( const Shim::bcm_policer_config_s&, uint32_t* policer );
+   Shim::Rc policerDestroy( uint32_t policer );
+   Shim::Rc entryPolicerAttach( int entry, int level, uint32_t policer );
+   Shim::Rc entryPolicerDetach( int entry, int level );
+   Shim::Rc entryStatSet( int entry, Shim::FieldStat stat );
 
    // --- Packets -------------------------------------------------------------------------
    // Which groups a lookup asks. A frame with several destinations (flooded, say) is looked
@@ -145,8 +173,12 @@ class FieldProcessor {
    // Writes at most `room` matches, one per group that matched, highest group priority
    // first; returns how many. No allocation.
    int lookup( Shim::FieldStage, GroupChoice, const LookupKey&, Match* out, int room ) const;
+   // What there is to look up at egress: groups there are all destinationFree.
+   const EgressUse& egressUse() const { return egressUse_; }
+   // Asks a match's policer; without one a frame is green.
+   Color meter( const Match& match, uint32_t frameBytes, uint64_t timeNs );
    // Adds one frame to a match's counters.
-   void count( const Match& match, uint32_t frameBytes );
+   void count( const Match& match, uint32_t frameBytes, Color color = Color::green );
 
    // Every other installed entry of a group (which must exist), by priority: why it is not the
    // one. A winner that is no entry's id: all of them.
@@ -157,12 +189,16 @@ class FieldProcessor {
    void capacityIs( Shim::FieldStage, int entries ); // below what is used: no more are given
    int entriesUsed( Shim::FieldStage ) const;
    int rangeCheckersUsed() const;
-   std::vector< RangeView > ranges() const;  // by id
-   std::vector< GroupView > groups() const;  // by id
-   std::vector< EntryView > entries() const; // by group priority, then priority, then id
+   int policerCapacity() const;
+   void policerCapacityIs( int policers );      // likewise
+   std::vector< RangeView > ranges() const;     // by id
+   std::vector< PolicerView > policers() const; // by id
+   std::vector< GroupView > groups() const;     // by id
+   std::vector< EntryView > entries() const;    // by group priority, then priority, then id
 
  private:
    struct State;
+   EgressUse egressUse_;
    std::unique_ptr< State > state_;
 };
 

@@ -12,15 +12,11 @@
 
 #include "ChipModel/EntryContents.h"
 #include "ChipModel/LookupEngine.h"
+#include "ChipModel/PolicerTable.h"
 #include "Platform/Shim/Types.h"
 #include "Platform/Zol/Assert.h"
 
 namespace ChipModel {
-
-struct MatchCounters {
-   uint64_t packets = 0;
-   uint64_t bytes = 0;
-};
 
 struct FieldGroup;
 
@@ -33,7 +29,10 @@ struct FieldEntry {
    std::unique_ptr< EntryContents > inHardware;
    bool modified = false; // since the last install
    int slot = -1;         // in the group's lookup; -1: not installed
-   MatchCounters counters;
+   Policer* policer = nullptr; // of what packets see, while it is installed
+   bool byColor = false;       // counts colours apart
+   FrameCount counters;
+   ColorCounters colors;
 
    bool installed() const { return slot >= 0; }
    const EntryContents& effective() const {
@@ -53,16 +52,20 @@ struct FieldGroup {
    int priority = 0;
    Shim::QualifierSet qualifiers;
    int entries = 0;
-   int destinationBound = 0; // installed entries that look at where the frame goes
+   // Installed entries that look at where the frame goes; of ingress groups only, since at egress
+   // that is one place.
+   int destinationBound = 0;
+   EgressUse* egressUse = nullptr; // of the chip, if it is an egress group
    LookupEngine lookup;
    std::vector< FieldEntry* > bySlot;
    LookupRule rule; // scratch
 
-   void install( FieldEntry& entry ) {
+   void install( FieldEntry& entry, Policer* policer ) {
       if ( entry.installed() ) {
          remove( entry );
       }
-      destinationBound += entry.contents.compile( &rule );
+      count( entry.contents, entry.contents.compile( &rule ), 1 );
+      entry.policer = policer;
       entry.slot = lookup.insert( rule, entry.contents.priority, entry.id );
       entry.modified = false;
       size_t slot = static_cast< size_t >( entry.slot );
@@ -72,10 +75,21 @@ struct FieldGroup {
       bySlot[ slot ] = &entry;
    }
    void remove( FieldEntry& entry ) {
-      destinationBound -= entry.effective().compile( &rule );
+      count( entry.effective(), entry.effective().compile( &rule ), -1 );
       lookup.remove( entry.slot, rule );
       entry.slot = -1;
+      entry.policer = nullptr;
       entry.inHardware = nullptr;
+   }
+
+ private:
+   void count( const EntryContents& contents, bool isBound, int one ) {
+      if ( egressUse == nullptr ) {
+         destinationBound += isBound ? one : 0;
+      } else {
+         egressUse->installed += one;
+         egressUse->forForwarded += contents.takesCopiesOnly() ? 0 : one;
+      }
    }
 };
 

@@ -28,8 +28,9 @@ struct FrameView {
 
 enum class CopyKind : uint8_t {
    forwarded,
+   // Copies, inside the tunnel of their mirror destination if it has one:
    ingressMirror, // the frame as it was received, byte for byte
-   egressMirror,  // the frame as it left `egressPort`
+   egressMirror,  // the frame as it left `egressPort`, without a source tag
 };
 
 struct SentFrame {

@@ -4,7 +4,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
-
+#include <utility>
 
 namespace ChipModel {
 
@@ -213,7 +213,8 @@ LookupExcerpt LookupRecord::excerpt( uint8_t offset ) const {
       }
       auto shifted = [ bits ]( uint64_t whole ) { // the first byte is the lowest
          if constexpr ( std::endian::native == std::endian::big ) {
-            return static_cast< uint32_t >( ( bits < 0 ? whole >> -bits : whole << bits ) >> 32 );
+            return static_cast< uint32_t >(
+                  ( bits < 0 ? whole >> -bits : whole << bits ) >> 32 );
          }
          return static_cast< uint32_t >( bits < 0 ? whole << -bits : whole >> bits );
       };

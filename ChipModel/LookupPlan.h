@@ -37,12 +37,13 @@ struct LookupExcerpt {
       if ( ( ( value ^ other.value ) & mask & other.mask ) != 0 ) {
          return 0;
       }
-      return 1.0F / static_cast< float >( uint64_t{ 1 } << std::popcount( other.mask & ~mask ) );
+      return 1.0F /
+            static_cast< float >( uint64_t{ 1 } << std::popcount( other.mask & ~mask ) );
    }
 };
 
 struct LookupRecord {
-   uint64_t rank = 0; // the higher, the better; 0: free
+   uint64_t rank = 0;                   // the higher, the better; 0: free
    std::vector< LookupWindow > windows; // each offset once, none with an empty mask
    std::vector< SetTerm > sets;         // what the windows do not say already
 

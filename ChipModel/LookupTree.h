@@ -17,7 +17,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "ChipModel/LookupPlan.h"
@@ -59,8 +58,8 @@ class LookupTree {
    }
    Node* build( const std::vector< int >& slots );
    Leaf* leafOf( const std::vector< int >& slots ) const;
-   std::array< uint8_t, 2 > filterOffsets( const std::vector< int >& slots,
-         const uint8_t* windows, size_t windowCount ) const;
+   std::array< uint8_t, 2 > filterOffsets(
+         const std::vector< int >& slots, const uint8_t* windows, size_t windowCount ) const;
    Branch* branchOf( const std::vector< int >& slots, const LookupPlan& plan );
    Node* inserted( Node* node, int slot );
    Node* insertedInLeaf( Leaf* leaf, int slot );

@@ -13,10 +13,15 @@ MirrorTable::MirrorTable( int destinations ) {
 }
 
 Rc MirrorTable::set( int destination, const Shim::MirrorDestination& value ) {
-   if ( !has( destination ) ) {
+   if ( !has( destination ) || ( value.tunnel && !TunnelHeader::isValid( *value.tunnel ) ) ) {
       return Sdk::QX_BCM_E_PARAM();
    }
-   entry( destination ).value = value;
+   Entry& set = entry( destination );
+   set.value = value;
+   set.tunnel.reset();
+   if ( value.tunnel ) {
+      set.tunnel.emplace( *value.tunnel );
+   }
    return Sdk::QX_BCM_E_NONE();
 }
 
@@ -28,6 +33,7 @@ Rc MirrorTable::destroy( int destination ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
    entry( destination ).value.reset();
+   entry( destination ).tunnel.reset();
    return Sdk::QX_BCM_E_NONE();
 }
 

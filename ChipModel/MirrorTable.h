@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ChipModel/Counters.h"
+#include "ChipModel/Encapsulator.h"
 #include "Platform/Shim/Sdk.h"
 
 namespace ChipModel {
@@ -17,7 +18,8 @@ class MirrorTable {
  public:
    explicit MirrorTable( int destinations );
 
-   // E_PARAM outside 0 to size() - 1. Replaces what is there.
+   // E_PARAM outside 0 to size() - 1, and for a tunnel that is not valid. Replaces what is
+   // there.
    Shim::Rc set( int destination, const Shim::MirrorDestination& value );
    Shim::Rc destroy( int destination );
 
@@ -26,14 +28,13 @@ class MirrorTable {
 
    struct Entry {
       std::optional< Shim::MirrorDestination > value; // none: not set
+      std::optional< TunnelHeader > tunnel;           // of the value, if it has one
       MirrorCounters counters;
    };
    const Entry& entry( int destination ) const {
       return entries_[ static_cast< size_t >( destination ) ];
    }
-   Entry& entry( int destination ) {
-      return entries_[ static_cast< size_t >( destination ) ];
-   }
+   Entry& entry( int destination ) { return entries_[ static_cast< size_t >( destination ) ]; }
 
  private:
    std::vector< Entry > entries_;

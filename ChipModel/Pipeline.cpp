@@ -1,7 +1,6 @@
 #include "ChipModel/Pipeline.h"
 
 #include <algorithm>
-#include <bit>
 #include <utility>
 
 #include "ChipModel/HeaderParser.h"
@@ -32,9 +31,11 @@ class BusyScope {
 } // namespace
 
 Pipeline::Pipeline( int unit, Tables& tables, FieldProcessor& fields )
-      : unit_( unit ), tables_( tables ), fields_( fields ), forwarder_( tables ) {
+      : unit_( unit ), tables_( tables ), fields_( fields ), forwarder_( tables ),
+        egress_( unit, tables, fields, counters_ ) {
    ZOL_ASSERT( unit >= 0 && unit <= 127 );
-   countedEntries_.reserve( static_cast< size_t >( maxGroups * Shim::maxPorts ) );
+   countedEntries_.reserve(
+         static_cast< size_t >( FieldProcessor::maxGroups * Shim::maxPorts ) );
 }
 
 void Pipeline::receive( int port, const FrameView& frame ) {
@@ -61,8 +62,9 @@ void Pipeline::receive( int port, const FrameView& frame ) {
    }
    fillKey( pass );
    lookUp( pass );
+   egress_.frameIs( pass.parsed, pass.key, pass.keyHasHeaders );
    if ( pass.mirrors.ingress != 0 ) {
-      mirror( pass.mirrors.ingress,
+      egress_.mirror( pass.mirrors.ingress,
             { unit_, 0, CopyKind::ingressMirror, -1, port, -1, pass.frame }, hash );
    }
    cpuCopies_ += pass.mirrors.toCpu;
@@ -89,6 +91,7 @@ void Pipeline::fillKey( Pass& pass ) const {
    if ( fields_.looksBeyondL2( FieldStage::ingress ) || observer_ != nullptr ) {
       parseHeaders( pass.parsed, key );
       fields_.checkRanges( key );
+      pass.keyHasHeaders = true;
    }
 }
 
@@ -128,9 +131,9 @@ void Pipeline::lookUp( Pass& pass ) {
 }
 
 Pipeline::Mirrors Pipeline::lookUp( const Pass& pass, GroupChoice choice, int egressPort ) {
-   Match matches[ maxGroups ];
-   const int count =
-         fields_.lookup( FieldStage::ingress, choice, pass.key, matches, maxGroups );
+   Match matches[ FieldProcessor::maxGroups ];
+   const int count = fields_.lookup(
+         FieldStage::ingress, choice, pass.key, matches, FieldProcessor::maxGroups );
    if ( observer_ != nullptr ) {
       observer_->lookedUp( pass.key, choice, egressPort );
    }
@@ -171,6 +174,8 @@ void Pipeline::apply( const Match& match, Mirrors& mirrors ) {
       case FieldAction::cosQCpuNew:
          mirrors.toCpu = true;
          break;
+      default: // of the other stage
+         break;
       }
    }
 }
@@ -198,8 +203,9 @@ void Pipeline::transmit( Pass& pass, LazyFlowHash& hash ) {
    decision.egress.forEach( [ & ]( int port ) {
       SentFrame out{ unit_, port, CopyKind::forwarded, -1, decision.ingressPort, -1,
          untagged.test( port ) ? tagger_.untagged() : tagger_.tagged() };
-      // The egress stage's lookup belongs here, before the frame leaves.
-      send( out );
+      if ( !egress_.forward( out ) ) {
+         return;
+      }
       uint32_t destinations = pass.mirrors.egress;
       if ( pass.perCopy ) {
          destinations |= copyMirrors_[ static_cast< size_t >( port ) ];
@@ -207,53 +213,9 @@ void Pipeline::transmit( Pass& pass, LazyFlowHash& hash ) {
       if ( destinations != 0 ) {
          out.kind = CopyKind::egressMirror;
          out.egressPort = port;
-         mirror( destinations, out, hash );
+         egress_.mirror( destinations, out, hash );
       }
    } );
-}
-
-void Pipeline::mirror( uint32_t destinations, SentFrame copy, LazyFlowHash& hash ) {
-   for ( ; destinations != 0; destinations &= destinations - 1 ) {
-      copy.mirrorDestination = std::countr_zero( destinations );
-      MirrorTable::Entry& entry = tables_.mirrors.entry( copy.mirrorDestination );
-      if ( !entry.value ) {
-         ++entry.counters.lost;
-         continue;
-      }
-      copy.port = mirrorPort( *entry.value, hash );
-      if ( copy.port < 0 ) {
-         ++entry.counters.dropped;
-         continue;
-      }
-      ++entry.counters.frames;
-      entry.counters.bytes += copy.frame.wireLength;
-      send( copy );
-   }
-}
-
-int Pipeline::mirrorPort(
-      const Shim::MirrorDestination& destination, LazyFlowHash& hash ) const {
-   if ( destination.kind == Shim::MirrorDestination::Kind::port ) {
-      return tables_.ports.enabled( destination.id ) ? destination.id : -1;
-   }
-   if ( !tables_.trunks.has( destination.id ) ) {
-      return -1;
-   }
-   return tables_.trunks.pick( destination.id, tables_.ports.enabledPorts(), hash.value() );
-}
-
-void Pipeline::send( const SentFrame& frame ) {
-   PortCounters& counters = countersOf( frame.port );
-   if ( frame.kind == CopyKind::forwarded ) {
-      ++counters.txFrames;
-      counters.txBytes += frame.frame.wireLength;
-   } else {
-      ++counters.txMirrorFrames;
-      counters.txMirrorBytes += frame.frame.wireLength;
-   }
-   if ( sink_ != nullptr ) {
-      sink_->sent( frame );
-   }
 }
 
 } // namespace ChipModel

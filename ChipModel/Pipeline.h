@@ -7,6 +7,7 @@
 //               that ask for the destination
 //            -> mirror copies of the frame as received
 //            -> per egress port, in ascending order: tag, send, mirror copies as sent
+//    whatever leaves passes the egress stage: see EgressStage.h
 //
 // All of a frame's matches apply, whatever their group. What one of them drops is not sent, not
 // even to the other destinations of a flooded frame, but its copies as received are. A frame
@@ -14,36 +15,22 @@
 // disabled: then it never came in. A frame gives one copy per mirror destination as received,
 // and one per mirror destination and egress port as sent. Copies are neither looked up at
 // ingress nor copied again, and VLANs do not concern them.
-//
-// Limits: the egress stage is not looked up; entries there match nothing.
 
 #include <array>
 #include <cstdint>
 #include <vector>
 
 #include "ChipModel/Counters.h"
+#include "ChipModel/EgressStage.h"
 #include "ChipModel/EgressTagger.h"
 #include "ChipModel/FieldProcessor.h"
 #include "ChipModel/Forwarder.h"
 #include "ChipModel/Frame.h"
 #include "ChipModel/LookupKey.h"
+#include "ChipModel/PipelineObserver.h"
 #include "ChipModel/Tables.h"
 
 namespace ChipModel {
-
-// Is told how each frame was decided, to explain it to somebody.
-class PipelineObserver {
- public:
-   virtual ~PipelineObserver() = default;
-   // Before anything of the frame is sent, and before it is looked up.
-   virtual void decided( int unit, const FrameView& frame, const Decision& decision ) = 0;
-   // The frame decided last is looked up in these groups. `egressPort` is the port of the copy
-   // that is looked up; -1 for the frame as a whole. The key is valid during the call only.
-   virtual void lookedUp(
-         const LookupKey& key, FieldProcessor::GroupChoice choice, int egressPort ) = 0;
-   // An entry matches in the lookup said last.
-   virtual void matched( const Match& match, int egressPort ) = 0;
-};
 
 class Pipeline {
  public:
@@ -51,8 +38,11 @@ class Pipeline {
    Pipeline( int unit, Tables& tables, FieldProcessor& fields );
 
    // Null: what leaves is counted and forgotten.
-   void sinkIs( FrameSink* sink ) { sink_ = sink; }
-   void observerIs( PipelineObserver* observer ) { observer_ = observer; }
+   void sinkIs( FrameSink* sink ) { egress_.sinkIs( sink ); }
+   void observerIs( PipelineObserver* observer ) {
+      observer_ = observer;
+      egress_.observerIs( observer );
+   }
 
    // One frame arrives at a port of this chip. Never allocates; whatever is in the frame,
    // it is forwarded or counted as dropped.
@@ -89,11 +79,10 @@ class Pipeline {
       ParsedFrame parsed;
       Decision decision;
       LookupKey key;
+      bool keyHasHeaders = false;
       Mirrors mirrors;      // what all of its copies have in common
       bool perCopy = false; // egress copies were looked up one by one
    };
-   static constexpr int maxGroups = 32;
-
    void fillKey( Pass& pass ) const;
    void setDestination( Pass& pass, int egressPort ) const;
    // Looks the frame up and fills its mirrors, and copyMirrors_ where they differ by copy.
@@ -104,10 +93,6 @@ class Pipeline {
    bool isFirstCount( const Match& match );
 
    void transmit( Pass& pass, LazyFlowHash& hash );
-   void mirror( uint32_t destinations, SentFrame copy, LazyFlowHash& hash );
-   // The port by which copies for a destination leave; -1: none.
-   int mirrorPort( const Shim::MirrorDestination& destination, LazyFlowHash& hash ) const;
-   void send( const SentFrame& frame );
    PortCounters& countersOf( int port ) { return counters_[ static_cast< size_t >( port ) ]; }
 
    int unit_;
@@ -115,10 +100,10 @@ class Pipeline {
    FieldProcessor& fields_;
    Forwarder forwarder_;
    EgressTagger tagger_;
-   FrameSink* sink_ = nullptr;
    PipelineObserver* observer_ = nullptr;
    bool busy_ = false;
-   std::array< PortCounters, Shim::maxPorts > counters_{};
+   PortCounterTable counters_{};
+   EgressStage egress_;
    uint64_t strayCopies_ = 0;
    uint64_t cpuCopies_ = 0;
    // Of the frame in hand: per egress port what that copy adds to the mirrors of all

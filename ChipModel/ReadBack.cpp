@@ -27,6 +27,19 @@ std::string hex( uint32_t value ) {
    return std::string( "0x" ).append( digits.begin(), end );
 }
 
+std::string text( const Shim::bcm_policer_config_s& config ) {
+   return std::to_string( config.ckbits_sec ) + " kbit/s, burst " +
+         std::to_string( config.ckbits_burst ) + " kbit";
+}
+
+std::string text( const Shim::MirrorTunnel& tunnel ) {
+   return "MAC " + tunnel.srcMac.toString() + " to " + tunnel.dstMac.toString() + " VLAN " +
+         std::to_string( tunnel.vid ) + " IP " + tunnel.srcIp.toString() + " to " +
+         tunnel.dstIp.toString() + " traffic class " + hex( tunnel.trafficClass ) + " TTL " +
+         std::to_string( tunnel.ttl ) + " GRE " + hex( tunnel.greProtocol ) +
+         ( tunnel.greKey ? " key " + hex( *tunnel.greKey ) : "" );
+}
+
 std::string text( const Shim::PortBitmap& ports ) {
    std::string result;
    for ( size_t port = 0; port < ports.size(); ++port ) {
@@ -98,7 +111,16 @@ std::string text( const ActionValue& action ) {
       return result + " destination " + std::to_string( action.param0 );
    case Shim::FieldAction::cosQCpuNew:
       return result + " queue " + std::to_string( action.param0 );
+   case Shim::FieldAction::svtagSignature:
+      return result + " " + hex( action.param0 );
+   case Shim::FieldAction::svtagPrio:
+   case Shim::FieldAction::svtagDeviceId:
+   case Shim::FieldAction::svtagOffset:
+   case Shim::FieldAction::svtagSubportNum:
+      return result + " " + std::to_string( action.param0 );
    case Shim::FieldAction::drop:
+   case Shim::FieldAction::rpDrop:
+   case Shim::FieldAction::svtagEnable:
       break;
    }
    return result;
@@ -123,6 +145,8 @@ class Describer {
    void addPort( const PortState& port );
    void addForwarding( const ChipState& state );
    void addMirrorDestination( const MirrorDestinationState& destination );
+   void addPolicers( const ChipState& state );
+   void addColors( const std::string& place, const ColorCounters& colors );
    void addFields( const ChipState& state );
    void addEntry( const EntryView& entry, const std::string& place,
          const std::vector< RangeView >& ranges );
@@ -136,7 +160,8 @@ class Describer {
    bool all_;
    std::vector< Line > lines_;
    std::map< std::string, int > seen_;
-   std::map< int, std::string > groupPlaces_; // by group id
+   std::map< int, std::string > groupPlaces_;        // by group id
+   std::map< uint32_t, std::string > policerPlaces_; // by policer id
 };
 
 std::vector< Line > Describer::describe( const ChipState& state ) {
@@ -144,6 +169,7 @@ std::vector< Line > Describer::describe( const ChipState& state ) {
    add( "profile", state.profile );
    add( "ingress entries capacity", text( state.ingressEntries ) );
    add( "egress entries capacity", text( state.egressEntries ) );
+   add( "policers capacity", text( state.policerCapacity ) );
    for ( const PortState& port : state.ports ) {
       addPort( port );
    }
@@ -153,6 +179,7 @@ std::vector< Line > Describer::describe( const ChipState& state ) {
    }
    addCount( "stray copies", state.strayCopies );
    addCount( "CPU copies", state.cpuCopies );
+   addPolicers( state );
    addFields( state );
    return std::move( lines_ );
 }
@@ -170,6 +197,7 @@ void Describer::addPort( const PortState& port ) {
    addCount( place + "tx bytes", counters.txBytes );
    addCount( place + "tx mirror frames", counters.txMirrorFrames );
    addCount( place + "tx mirror bytes", counters.txMirrorBytes );
+   addCount( place + "tx kept back", counters.txKeptBack );
    for ( size_t reason = 1; reason < dropReasonCount; ++reason ) {
       const auto name = dropReasonName( static_cast< DropReason >( reason ) );
       addCount( place + "drops, " + std::string( name ), counters.drops[ reason ] );
@@ -204,11 +232,37 @@ void Describer::addMirrorDestination( const MirrorDestinationState& destination 
    if ( destination.value ) {
       const bool isPort = destination.value->kind == Shim::MirrorDestination::Kind::port;
       add( place + "value", ( isPort ? "port " : "trunk " ) + text( destination.value->id ) );
+      if ( destination.value->tunnel ) {
+         add( place + "tunnel", text( *destination.value->tunnel ) );
+      }
    }
    addCount( place + "frames", destination.counters.frames );
    addCount( place + "bytes", destination.counters.bytes );
    addCount( place + "dropped", destination.counters.dropped );
    addCount( place + "lost", destination.counters.lost );
+   addCount( place + "policed frames", destination.counters.policedFrames );
+   addCount( place + "policed bytes", destination.counters.policedBytes );
+   addCount( place + "filtered", destination.counters.filtered );
+   addCount( place + "too long", destination.counters.tooLong );
+}
+
+void Describer::addPolicers( const ChipState& state ) {
+   for ( const PolicerView& policer : state.policers ) {
+      const std::string name = text( policer.config );
+      const std::string place =
+            all_ ? "policer " + text( uint64_t{ policer.id } ) : ordinal( "policer " + name );
+      policerPlaces_[ policer.id ] = place;
+      add( place, name );
+      addCount( place + " entries", policer.entries.size() );
+      addColors( place, policer.counters );
+   }
+}
+
+void Describer::addColors( const std::string& place, const ColorCounters& colors ) {
+   addCount( place + " green packets", colors.green.packets );
+   addCount( place + " green bytes", colors.green.bytes );
+   addCount( place + " red packets", colors.red.packets );
+   addCount( place + " red bytes", colors.red.bytes );
 }
 
 void Describer::addFields( const ChipState& state ) {
@@ -254,8 +308,15 @@ void Describer::addEntry( const EntryView& entry, const std::string& place,
       actions += text( action );
    }
    add( place + " actions", actions.empty() ? "none" : actions );
+   if ( entry.policer != 0 ) {
+      add( place + " policer", policerPlaces_[ entry.policer ] );
+   }
    addCount( place + " packets", entry.packets );
    addCount( place + " bytes", entry.bytes );
+   if ( entry.byColor ) {
+      add( place + " counts", std::string( "by colour" ) );
+      addColors( place, entry.colors );
+   }
 }
 
 } // namespace

@@ -58,6 +58,8 @@ struct ChipState {
    std::vector< MirrorDestinationState > mirrorDestinations;
    uint64_t strayCopies = 0;         // see Pipeline::strayCopies
    uint64_t cpuCopies = 0;           // see Pipeline::cpuCopies
+   int policerCapacity = 0;
+   std::vector< PolicerView > policers; // by id
    std::vector< RangeView > ranges;  // by id
    std::vector< GroupView > groups;  // by id
    std::vector< EntryView > entries; // in the order of lookup

@@ -44,6 +44,8 @@
    CALL( bcm_field_qualify_MplsInnerLabel )                                                    \
    CALL( bcm_field_qualify_DstClassL2 )                                                        \
    CALL( bcm_field_qualify_RangeCheck )                                                        \
+   CALL( bcm_field_qualify_OutPort )                                                           \
+   CALL( bcm_field_qualify_MirrorCopy )                                                        \
    CALL( bcm_field_qualifier_delete )                                                          \
    CALL( bcm_field_action_add )                                                                \
    CALL( bcm_field_action_remove )                                                             \
@@ -51,6 +53,11 @@
    CALL( bcm_field_action_get )                                                                \
    CALL( bcm_field_range_create )                                                              \
    CALL( bcm_field_range_destroy )                                                             \
+   CALL( bcm_policer_create )                                                                  \
+   CALL( bcm_policer_destroy )                                                                 \
+   CALL( bcm_field_entry_policer_attach )                                                      \
+   CALL( bcm_field_entry_policer_detach )                                                      \
+   CALL( bcm_field_entry_stat_set )                                                            \
    CALL( bcm_mirror_destination_set )                                                          \
    CALL( bcm_mirror_destination_destroy )                                                      \
    CALL( bcm_port_enable_set )                                                                 \

@@ -131,4 +131,14 @@ Rc SdkModel::bcm_field_qualify_DstClassL2( int unit, int entry, uint32_t data, u
          { { data, mask } } );
 }
 
+Rc SdkModel::bcm_field_qualify_OutPort( int unit, int entry, uint32_t data, uint32_t mask ) {
+   return qualify( SdkCall::bcm_field_qualify_OutPort, unit, entry, Qualifier::outPort,
+         { { data, mask } } );
+}
+
+Rc SdkModel::bcm_field_qualify_MirrorCopy( int unit, int entry, uint32_t data, uint32_t mask ) {
+   return qualify( SdkCall::bcm_field_qualify_MirrorCopy, unit, entry, Qualifier::mirrorCopy,
+         { { data, mask } } );
+}
+
 } // namespace ChipModel

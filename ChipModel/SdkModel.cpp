@@ -156,6 +156,33 @@ Rc SdkModel::bcm_field_range_destroy( int unit, int range ) {
          [ & ]( Chip& chip ) { return chip.fields().rangeDestroy( range ); } );
 }
 
+Rc SdkModel::bcm_policer_create(
+      int unit, const Shim::bcm_policer_config_s& config, uint32_t* policer ) {
+   return callFor( SdkCall::bcm_policer_create, unit, policer,
+         [ & ]( Chip& chip, uint32_t* id ) { return chip.fields().policerCreate( config, id ); } );
+}
+
+Rc SdkModel::bcm_policer_destroy( int unit, uint32_t policer ) {
+   return call( SdkCall::bcm_policer_destroy, unit,
+         [ & ]( Chip& chip ) { return chip.fields().policerDestroy( policer ); } );
+}
+
+Rc SdkModel::bcm_field_entry_policer_attach( int unit, int entry, int level, uint32_t policer ) {
+   return call( SdkCall::bcm_field_entry_policer_attach, unit, [ & ]( Chip& chip ) {
+      return chip.fields().entryPolicerAttach( entry, level, policer );
+   } );
+}
+
+Rc SdkModel::bcm_field_entry_policer_detach( int unit, int entry, int level ) {
+   return call( SdkCall::bcm_field_entry_policer_detach, unit,
+         [ & ]( Chip& chip ) { return chip.fields().entryPolicerDetach( entry, level ); } );
+}
+
+Rc SdkModel::bcm_field_entry_stat_set( int unit, int entry, Shim::FieldStat stat ) {
+   return call( SdkCall::bcm_field_entry_stat_set, unit,
+         [ & ]( Chip& chip ) { return chip.fields().entryStatSet( entry, stat ); } );
+}
+
 Rc SdkModel::bcm_mirror_destination_set(
       int unit, int destination, const Shim::MirrorDestination& value ) {
    return call( SdkCall::bcm_mirror_destination_set, unit, [ & ]( Chip& chip ) {

@@ -18,6 +18,9 @@ class SdkModel final : public Shim::Sdk {
    using Rc = Shim::Rc;
 
    bool QX_SOC_IS_TOMAHAWKX( int unit ) const override;
+   Shim::PolicerMode QX_BCM_POLICER_MODE( int ) const override {
+      return Shim::PolicerMode::committed;
+   }
 
    Rc bcm_field_group_create( int unit, Shim::FieldStage stage, Shim::QualifierSet qualifiers,
          int priority, int* group ) override;
@@ -69,6 +72,9 @@ class SdkModel final : public Shim::Sdk {
    Rc bcm_field_qualify_DstClassL2(
          int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualify_RangeCheck( int unit, int entry, int range ) override;
+   Rc bcm_field_qualify_OutPort( int unit, int entry, uint32_t data, uint32_t mask ) override;
+   Rc bcm_field_qualify_MirrorCopy(
+         int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualifier_delete( int unit, int entry, Shim::Qualifier qualifier ) override;
 
    Rc bcm_field_action_add( int unit, int entry, Shim::FieldAction action, uint32_t param0,
@@ -80,6 +86,14 @@ class SdkModel final : public Shim::Sdk {
    Rc bcm_field_range_create(
          int unit, Shim::FieldRange what, uint32_t min, uint32_t max, int* range ) override;
    Rc bcm_field_range_destroy( int unit, int range ) override;
+
+   Rc bcm_policer_create( int unit, const Shim::bcm_policer_config_s& config,
+         uint32_t* policer ) override;
+   Rc bcm_policer_destroy( int unit, uint32_t policer ) override;
+   Rc bcm_field_entry_policer_attach(
+         int unit, int entry, int level, uint32_t policer ) override;
+   Rc bcm_field_entry_policer_detach( int unit, int entry, int level ) override;
+   Rc bcm_field_entry_stat_set( int unit, int entry, Shim::FieldStat stat ) override;
 
    Rc bcm_mirror_destination_set(
          int unit, int destination, const Shim::MirrorDestination& value ) override;

@@ -17,17 +17,23 @@ Control::Error Control::capacityIs( int unit, std::string_view what, int value )
    if ( Error error = unitError( unit ) ) {
       return error;
    }
-   const bool ingress = what == "ingress-entries";
-   if ( !ingress && what != "egress-entries" ) {
+   const bool isEntries = what == "ingress-entries" || what == "egress-entries";
+   if ( !isEntries && what != "policers" ) {
       return "capacity '" + std::string( what ) +
-            "': unknown; it is ingress-entries or egress-entries";
+            "': unknown; it is ingress-entries, egress-entries or policers";
    }
    if ( value < 0 || value > most ) {
       return std::string( what ) + ": " + std::to_string( value ) + " is not within 0 to " +
             std::to_string( most );
    }
-   chips_.at( unit )->fields().capacityIs(
-         ingress ? Shim::FieldStage::ingress : Shim::FieldStage::egress, value );
+   FieldProcessor& fields = chips_.at( unit )->fields();
+   if ( isEntries ) {
+      fields.capacityIs( what == "ingress-entries" ? Shim::FieldStage::ingress
+                                                   : Shim::FieldStage::egress,
+            value );
+   } else {
+      fields.policerCapacityIs( value );
+   }
    return std::nullopt;
 }
 
@@ -64,8 +70,7 @@ ChipState Control::state( int unit ) const {
 }
 
 Switch::Switch()
-      : control_( chips_ ),
-        sdk_( std::make_unique< SdkModel >( chips_, control_.gate() ) ) {}
+      : control_( chips_ ), sdk_( std::make_unique< SdkModel >( chips_, control_.gate() ) ) {}
 
 Switch::~Switch() = default;
 

@@ -45,8 +45,8 @@ class Control {
    Gate& gate() { return gate_; }
    const Gate& gate() const { return gate_; }
 
-   // `what` is "ingress-entries" or "egress-entries"; 0 to 1,000,000. Entries that are
-   // already there stay, also above the new capacity.
+   // `what` is "ingress-entries", "egress-entries" or "policers"; 0 to 1,000,000. What is
+   // already there stays, also above the new capacity.
    [[nodiscard]] Error capacityIs( int unit, std::string_view what, int value );
 
    // One frame arrives from outside at a port. All that it causes has left through the sink

@@ -63,7 +63,8 @@ void addConfig( CLI::App& verb, Command& command, bool& strict ) {
 } // namespace
 
 const std::vector< std::string >& reportNames() {
-   static const std::vector< std::string > names{ "sessions", "acls", "tcam", "tables",
+   static const std::vector< std::string > names{ "sessions", "acls", "tcam", "policers",
+      "tunnels", "tables",
       "status", "counters", "log" };
    return names;
 }

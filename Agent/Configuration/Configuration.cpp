@@ -1,6 +1,7 @@
 #include "Agent/Configuration/Configuration.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace Agent {
 
@@ -10,6 +11,22 @@ int Configuration::unitOf( const std::string& interface ) const {
    }
    auto channel = portChannels.find( interface );
    return channel == portChannels.end() ? -1 : channel->second.unit;
+}
+
+const VlanConfig* Configuration::vlanNamed( std::string_view name ) const {
+   constexpr std::string_view prefix = "Vlan";
+   if ( !name.starts_with( prefix ) ) {
+      return nullptr;
+   }
+   name.remove_prefix( prefix.size() );
+   uint16_t id = 0;
+   const char* end = name.data() + name.size();
+   const auto [ at, error ] = std::from_chars( name.data(), end, id );
+   if ( error != std::errc() || at != end || name.starts_with( '0' ) ) {
+      return nullptr;
+   }
+   const auto vlan = vlans.find( id );
+   return vlan == vlans.end() ? nullptr : &vlan->second;
 }
 
 const PortChannelConfig* Configuration::channelOf( const std::string& port ) const {

@@ -9,8 +9,10 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "Agent/Configuration/Routing.h"
 #include "Platform/Acl/Rules.h"
 #include "Platform/Ixo/AclTypes.h"
 #include "Platform/Plix/EthAddr.h"
@@ -43,6 +45,7 @@ struct PortConfig {
    int chipPort = 0; // 1 to 255
    bool adminUp = true;
    std::string alias;
+   std::optional< int > channel; // 0 to 255, of a port that shares a front-panel port
    Place place;
    bool operator==( const PortConfig& ) const = default;
 };
@@ -105,6 +108,17 @@ struct SessionMatch {
    auto operator<=>( const SessionMatch& ) const = default;
 };
 
+// The outer headers of copies that are sent through a tunnel.
+struct TunnelConfig {
+   Plix::IpGenAddr srcIp; // of one family
+   Plix::IpGenAddr dstIp;
+   uint16_t greProtocol = 0x88be;
+   uint8_t dscp = 0; // 0 to 63
+   uint8_t ttl = 255;
+   std::optional< uint32_t > greKey;
+   bool operator==( const TunnelConfig& ) const = default;
+};
+
 struct SessionConfig {
    std::string name;
    SessionType type = SessionType::erspan;
@@ -119,11 +133,19 @@ struct SessionConfig {
    std::vector< SessionMatch > matches; // on `filteredInterfaces`, which then are not empty
    // The sources of a session that filters them, as interfaces of an ACL.
    std::vector< Plix::IntfId > filteredInterfaces;
-   std::string destination; // a port or a port channel; span only
-   int queue = 0;           // 0 to 7
+   int unit = -1;                        // the chip that makes the copies; -1: none is known
+   std::string destination;              // a port or a port channel; span only
+   std::optional< TunnelConfig > tunnel; // erspan only
+   uint32_t rateKbps = 0;                // limit of its copies in kilobits per second; 0: none
+   int queue = 0;                        // 0 to 7
    // Why this agent cannot serve the session although it is well formed; the rest runs.
    std::optional< std::string > refused;
    Place place;
+   // Rules that limit match IPv4 headers only.
+   bool rateIsEnforced() const {
+      return rateKbps != 0 &&
+            ( !tunnel || tunnel->dstIp.family() == Plix::AddressFamily::ipv4 );
+   }
    bool operator==( const SessionConfig& ) const = default;
 };
 
@@ -133,10 +155,13 @@ struct Configuration {
    std::map< std::string, PortChannelConfig > portChannels;
    std::map< uint16_t, VlanConfig > vlans;
    std::map< std::pair< uint16_t, Plix::EthAddr >, FdbConfig > fdb;
+   RoutingConfig routing;
    std::map< std::string, SessionConfig > sessions; // served in this order
 
    // The interface's unit; -1 if there is no such port or port channel.
    int unitOf( const std::string& interface ) const;
+   // "Vlan10"; null if there is no such VLAN.
+   const VlanConfig* vlanNamed( std::string_view name ) const;
    // The port's channel; null if it is in none.
    const PortChannelConfig* channelOf( const std::string& port ) const;
    bool operator==( const Configuration& ) const = default;

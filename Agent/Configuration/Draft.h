@@ -4,6 +4,7 @@
 // up what the ones before have found. Steps say what is wrong and go on; what they could
 // not make sense of is left out of the configuration.
 
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -23,6 +24,18 @@ struct NamedInterface {
    uint16_t vlanId = 0; // the outer VLAN of a sub-interface; 0: all of it
 };
 
+// The rate and the burst of a policer of the chip are held in 32 bits, in kilobits of 1000 bits;
+// the burst is 3/2 of the rate.
+inline constexpr int64_t highestRateKbps =
+      std::numeric_limits< uint32_t >::max() / int64_t{ 3 } * 2;
+
+// What a POLICER asks for, as far as the chip's policers can do it.
+struct PolicerDraft {
+   uint32_t rateKbps = 0;               // 0: it limits nothing
+   std::optional< std::string > beyond; // why the chip cannot do it
+   std::string note;                    // what is worth knowing; empty: nothing
+};
+
 struct Draft {
    const Tables& tables;
    const std::string& defaultProfile;
@@ -36,6 +49,7 @@ struct Draft {
    std::map< std::string, std::string > channelByPort{}; // of the members
    std::map< std::string, uint16_t > vlanByInterface{};  // one of those it is in
    AclTableDrafts acls{};
+   std::map< std::string, PolicerDraft > policers{};
    // The sessions that an ACL mirrors to at egress, and a rule that asks for it.
    std::map< std::string, std::string > egressRuleBySession{};
 
@@ -63,7 +77,10 @@ void readVlans( Draft& draft );        // VLAN, VLAN_MEMBER
 void readFdb( Draft& draft );          // FDB
 void readAcls( Draft& draft );         // ACL_TABLE, and by the next one:
 void readAclRules( Draft& draft );     // ACL_RULE
-void readSessions( Draft& draft );     // MIRROR_SESSION
+// INTERFACE, PORTCHANNEL_INTERFACE, VLAN_INTERFACE, STATIC_ROUTE, NEIGH, DEVICE_METADATA
+void readRouting( Draft& draft );
+void readPolicers( Draft& draft ); // POLICER
+void readSessions( Draft& draft ); // MIRROR_SESSION
 // What a session mirrors of its sources and of the ACLs that feed it, when its type, sources
 // and destination are known. Why it cannot be served is appended to `reasons`.
 void readFilters( Draft& draft, EntryReader& reader, SessionConfig& session,

@@ -20,12 +20,18 @@ Names aclRuleFields() {
    return names;
 }
 
+Names interfaceFields() {
+   return { "vrf_name", "ipv6_use_link_local_only", "nat_zone", "mpls", "mac_addr",
+      "loopback_action", "proxy_arp", "grat_arp", "unnumbered", "vnet_name", "scope", "family",
+      "secondary", "acl", "static_anycast_gateway", "ip_interface_mode" };
+}
+
 const std::map< std::string_view, Names >& fieldsByTable() {
    static const std::map< std::string_view, Names > tables{
       { "CHIP", { "profile", "ports", "ingress_entries", "egress_entries" } },
       { "PORT",
-            { "chip_port", "lanes", "speed", "admin_status", "alias", "description", "mtu",
-                  "index", "tpid", "fec", "autoneg", "adv_speeds", "interface_type",
+            { "chip_port", "channel", "lanes", "speed", "admin_status", "alias", "description",
+                  "mtu", "index", "tpid", "fec", "autoneg", "adv_speeds", "interface_type",
                   "adv_interface_types", "link_training", "laser_freq", "tx_power", "pfc_asym",
                   "role", "mode", "macsec", "dhcp_rate_limit", "subport", "dom_polling",
                   "core_id", "core_port_id", "num_voq", "asic_port_name", "mux_cable", "coreId",
@@ -43,6 +49,17 @@ const std::map< std::string_view, Names >& fieldsByTable() {
                   "autostate" } },
       { "VLAN_MEMBER", { "tagging_mode" } },
       { "FDB", { "port", "type" } },
+      { "INTERFACE", interfaceFields() },
+      { "PORTCHANNEL_INTERFACE", interfaceFields() },
+      { "VLAN_INTERFACE", interfaceFields() },
+      { "STATIC_ROUTE",
+            { "nexthop", "ifname", "distance", "nexthop-vrf", "blackhole", "advertise", "bfd",
+                  "track", "name" } },
+      { "NEIGH", { "neigh", "family" } },
+      { "DEVICE_METADATA", { "mac" } },
+      { "POLICER",
+            { "meter_type", "mode", "cir", "cbs", "pir", "pbs", "color", "color_source",
+                  "green_packet_action", "yellow_packet_action", "red_packet_action" } },
       { "ACL_TABLE", { "type", "stage", "ports", "policy_desc", "services" } },
       { "ACL_TABLE_TYPE", {} }, // only its names count
       { "ACL_RULE", aclRuleFields() },
@@ -68,6 +85,10 @@ const Names& readTables() {
 }
 
 bool isReadTable( std::string_view table ) { return fieldsByTable().contains( table ); }
+
+bool isLookedAt( std::string_view table, std::string_view field ) {
+   return table != "DEVICE_METADATA" || field == "mac";
+}
 
 const Names& knownFields( std::string_view table ) {
    ZOL_ASSERT( isReadTable( table ) );

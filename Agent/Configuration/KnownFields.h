@@ -12,6 +12,10 @@ namespace Agent {
 const std::vector< std::string_view >& readTables();
 bool isReadTable( std::string_view table );
 
+// False for what may be anything: devices say much about themselves, and only the MAC address
+// has to do with mirroring.
+bool isLookedAt( std::string_view table, std::string_view field );
+
 // Of a table that the agent reads, its own fields included.
 const std::vector< std::string_view >& knownFields( std::string_view table );
 

@@ -60,6 +60,8 @@ LoadResult ConfigSource::State::validate( const Tables& candidate ) const {
    readVlans( draft );
    readFdb( draft );
    readAcls( draft );
+   readRouting( draft );
+   readPolicers( draft );
    readSessions( draft );
 
    LoadResult result;

@@ -161,6 +161,10 @@ void readPort(
    port.adminUp = reader.choice< bool >( "admin_status", { { "up", true }, { "down", false } } )
                         .value_or( true );
    port.alias = reader.text( "alias" );
+   constexpr int64_t highestChannel = 255;
+   if ( const auto channel = reader.number( "channel", 0, highestChannel ) ) {
+      port.channel = static_cast< int >( *channel );
+   }
    checkOthers( reader );
    numberings.at( port.unit ).takeExplicit( reader, port );
    draft.configuration.ports[ name ] = port;

@@ -153,7 +153,7 @@ class FilterReader {
       isFed_ = true;
       checkAbility( table );
       checkLoop( table );
-      add( table, onDestinationsChip( table ) );
+      add( table, onItsChip( table ) );
    }
 
    void checkAbility( const AclTableDraft& table ) {
@@ -162,9 +162,13 @@ class FilterReader {
       }
    }
 
-   // The copies are made inside a chip.
-   Interfaces onDestinationsChip( const AclTableDraft& table ) {
-      const int unit = draft_.configuration.unitOf( session_.destination );
+   // The copies are made inside a chip: the one of the destination port or of the sources; of a
+   // tunnel without sources the first one that the ports of a table are on.
+   Interfaces onItsChip( const AclTableDraft& table ) {
+      if ( session_.unit < 0 && session_.tunnel ) {
+         session_.unit = draft_.configuration.unitOf( table.interfaces.front().port() );
+      }
+      const int unit = session_.unit;
       Interfaces same;
       std::vector< std::string > others;
       for ( const Plix::IntfId& interface : table.interfaces ) {
@@ -175,10 +179,14 @@ class FilterReader {
          }
       }
       if ( !others.empty() ) {
-         reader_.warning( "dst_port",
-               session_.destination + " is on chip " + std::to_string( unit ) +
-                     ", so these ports of " + table.name +
-                     " on other chips are not mirrored to it: " + joined( others ) );
+         const std::string text = " is on chip " + std::to_string( unit ) +
+               ", so these ports of " + table.name +
+               " on other chips are not mirrored to it: " + joined( others );
+         if ( session_.tunnel ) {
+            reader_.warning( "the session" + text );
+         } else {
+            reader_.warning( "dst_port", session_.destination + text );
+         }
       }
       return same;
    }

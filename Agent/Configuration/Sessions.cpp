@@ -28,12 +28,16 @@ bool isSessionName( const std::string& name ) {
 constexpr std::string_view erspanFields[] = { "src_ip", "dst_ip", "gre_type", "dscp", "ttl",
    "gre_key", "sample_rate", "truncate_size" };
 
-enum class Family : uint8_t { none, ip4, ip6 };
-
-Family familyOf( const std::string& address ) {
-   return Plix::IpAddr::fromString( address )   ? Family::ip4
-         : Plix::Ip6Addr::fromString( address ) ? Family::ip6
-                                                : Family::none;
+bool isSender( const Plix::IpGenAddr& address ) {
+   if ( address.family() == Plix::AddressFamily::ipv4 ) {
+      const uint32_t value = address.v4Addr().value();
+      return value != 0 && value >> 24 != 127 && value < 0xe0000000; // RFC 1122, 3.2.1.3
+   }
+   const auto& bytes = address.v6Addr().bytes();
+   const bool isLoopback = bytes[ 15 ] == 1 &&
+         std::all_of( bytes.begin(), bytes.end() - 1, []( uint8_t b ) { return b == 0; } );
+   return address.family() == Plix::AddressFamily::ipv6 && !address.isZero() && !isLoopback &&
+         bytes[ 0 ] != 0xff;
 }
 
 class SessionReader {
@@ -54,8 +58,8 @@ class SessionReader {
    void checkLoop();
    void checkChip();
    void readTunnel();
-   Family readAddress( std::string_view field );
-   void readOthers();
+   Plix::IpGenAddr readAddress( std::string_view field );
+   void readRate();
    void refuse();
 
    // The port, or the port channel's members and the port channel.
@@ -83,7 +87,8 @@ void SessionReader::read() {
    readSources();
    readDestination();
    readTunnel();
-   readOthers();
+   readRate();
+   session_.queue = static_cast< int >( reader_.number( "queue", 0, 7 ).value_or( 0 ) );
    readFilters( draft_, reader_, session_, reasons_ );
    refuse();
    draft_.configuration.sessions[ session_.name ] = session_;
@@ -157,6 +162,10 @@ void SessionReader::readDestination() {
       if ( reader_.has( "dst_port" ) ) {
          reader_.error( "dst_port", "of no use to an ERSPAN session; allowed: with type SPAN" );
       }
+      if ( !session_.sources.empty() ) {
+         session_.unit = config().unitOf( draft_.find( session_.sources.front() )->base );
+      }
+      checkChip();
       return;
    }
    session_.destination = reader_.text( "dst_port" );
@@ -167,6 +176,7 @@ void SessionReader::readDestination() {
    } else if ( !draft_.isInterface( session_.destination ) ) {
       draft_.unknownInterface( reader_, "dst_port", session_.destination );
    } else {
+      session_.unit = config().unitOf( session_.destination );
       checkDestination();
       checkLoop();
       checkChip();
@@ -210,28 +220,32 @@ void SessionReader::checkLoop() {
 
 // The copies are made inside a chip.
 void SessionReader::checkChip() {
-   const int unit = config().unitOf( session_.destination );
+   const std::string end = session_.destination.empty()
+         ? session_.sources.empty() ? "" : session_.sources.front()
+         : "the destination " + session_.destination;
    for ( const std::string& source : session_.sources ) {
       const int sourceUnit = config().unitOf( draft_.find( source )->base );
-      if ( sourceUnit != unit ) {
-         reasons_.push_back( source + " is on chip " + std::to_string( sourceUnit ) +
-               ", the destination " + session_.destination + " on chip " +
-               std::to_string( unit ) );
+      if ( sourceUnit != session_.unit ) {
+         reasons_.push_back( source + " is on chip " + std::to_string( sourceUnit ) + ", " +
+               end + " on chip " + std::to_string( session_.unit ) );
          return;
       }
    }
 }
 
-Family SessionReader::readAddress( std::string_view field ) {
-   const Family family = familyOf( reader_.text( field ) );
+Plix::IpGenAddr SessionReader::readAddress( std::string_view field ) {
    if ( !reader_.has( field ) ) {
       reader_.error( field,
             "missing; allowed: an IPv4 or IPv6 address (an ERSPAN session "
             "needs src_ip and dst_ip, a SPAN session dst_port)" );
-   } else if ( family == Family::none ) {
-      reader_.error( field, "no address; allowed: an IPv4 or IPv6 address" );
+      return {};
    }
-   return family;
+   const auto address = Plix::IpGenAddr::fromString( reader_.text( field ) );
+   if ( !address || !isSender( *address ) ) {
+      reader_.notAllowed( field, "an IPv4 or IPv6 address of one station, not a loopback one" );
+      return {};
+   }
+   return *address;
 }
 
 void SessionReader::readTunnel() {
@@ -243,37 +257,68 @@ void SessionReader::readTunnel() {
       }
       return;
    }
-   const Family from = readAddress( "src_ip" );
-   const Family to = readAddress( "dst_ip" );
-   if ( from != Family::none && to != Family::none && from != to ) {
+   TunnelConfig tunnel;
+   tunnel.srcIp = readAddress( "src_ip" );
+   tunnel.dstIp = readAddress( "dst_ip" );
+   const auto unknown = Plix::AddressFamily::unknown;
+   if ( tunnel.srcIp.family() != unknown && tunnel.dstIp.family() != unknown &&
+         tunnel.srcIp.family() != tunnel.dstIp.family() ) {
       reader_.error( "dst_ip", "not of the family of src_ip; allowed: both IPv4 or both IPv6" );
    }
-   reader_.number( "gre_type", 0, 65535 );
-   reader_.number( "dscp", 0, 63 );
-   reader_.number( "ttl", 0, 255 );
-   reader_.number( "gre_key", 0, any32Bits );
+   if ( const auto type = reader_.number( "gre_type", 0, 65535 ) ) {
+      tunnel.greProtocol = static_cast< uint16_t >( *type );
+   }
+   tunnel.dscp = static_cast< uint8_t >( reader_.number( "dscp", 0, 63 ).value_or( 0 ) );
+   tunnel.ttl = static_cast< uint8_t >( reader_.number( "ttl", 0, 255 ).value_or( 255 ) );
+   if ( const auto key = reader_.number( "gre_key", 0, any32Bits ) ) {
+      tunnel.greKey = static_cast< uint32_t >( *key );
+   }
    reader_.number( "sample_rate", 0, any32Bits );
    reader_.number( "truncate_size", 0, any32Bits );
+   session_.tunnel = tunnel;
 }
 
-void SessionReader::readOthers() {
-   session_.queue = static_cast< int >( reader_.number( "queue", 0, 7 ).value_or( 0 ) );
-   reader_.number( "rate_kbps", 1, any32Bits );
+void SessionReader::readRate() {
+   session_.rateKbps = static_cast< uint32_t >(
+         reader_.number( "rate_kbps", 1, highestRateKbps ).value_or( 0 ) );
+   if ( reader_.has( "policer" ) ) {
+      const std::string name = reader_.text( "policer" );
+      const auto at = draft_.policers.find( name );
+      if ( reader_.has( "rate_kbps" ) ) {
+         reader_.error( "policer", "beside rate_kbps; allowed: one of them" );
+      } else if ( at == draft_.policers.end() ) {
+         reader_.error(
+               "policer", "there is no policer " + name + "; allowed: a policer of POLICER" );
+      } else if ( at->second.beyond ) {
+         reasons_.push_back( *at->second.beyond );
+      } else {
+         session_.rateKbps = at->second.rateKbps;
+         if ( !at->second.note.empty() ) {
+            reader_.warning( "policer", at->second.note );
+         }
+      }
+   }
+   if ( session_.rateKbps != 0 && !session_.rateIsEnforced() ) {
+      reader_.warning( reader_.has( "policer" ) ? "policer" : "rate_kbps",
+            "a rate cannot be enforced on an IPv6 tunnel: its copies are not limited" );
+   }
 }
 
 void SessionReader::refuse() {
-   if ( session_.type == SessionType::erspan ) {
-      reasons_.push_back( "ERSPAN sessions are not supported yet" );
-   }
    const std::pair< std::string_view, std::string_view > unsupported[] = {
-      { "policer", "policers are not supported yet" },
       { "sample_rate", "this chip cannot sample" },
       { "truncate_size", "this chip cannot truncate" },
-      { "rate_kbps", "a limit of the rate (rate_kbps) is not supported yet" },
    };
    for ( const auto& [ field, reason ] : unsupported ) {
       if ( reader_.has( field ) ) {
          reasons_.emplace_back( reason );
+      }
+   }
+   if ( session_.rateIsEnforced() && session_.unit >= 0 ) {
+      const ChipModel::ChipProfile& profile = draft_.profileOf( session_.unit );
+      if ( profile.policers == 0 ) {
+         reasons_.push_back( "chip profile " + std::string( profile.name ) +
+               " has no policers: it limits no rate" );
       }
    }
    if ( reasons_.empty() ) {

@@ -198,6 +198,9 @@ Entry Reader::readEntry( const EntryName& name, const JsonValue& value, const Pl
       Field field;
       field.name = fieldName( name.table, member.name );
       field.place = placeOf( member.line );
+      if ( !isLookedAt( name.table, field.name ) ) {
+         continue;
+      }
       const std::string where = name.toString() + ": " + field.name;
       if ( entry.find( field.name ) ) {
          error( field.place, where + ": the field is there twice; allowed: once" );

@@ -46,6 +46,20 @@ std::array< uint8_t, n > both(
 
 } // namespace
 
+std::optional< AddressWithLength > parseAddressWithLength( std::string_view text ) {
+   const Halves halves = split( text, '/' );
+   const auto address = Plix::IpGenAddr::fromString( halves.first );
+   if ( !address || address->family() == Plix::AddressFamily::unknown ) {
+      return std::nullopt;
+   }
+   const bool isIp4 = address->family() == Plix::AddressFamily::ipv4;
+   const auto length = prefixLength( halves, isIp4 ? 32 : 128 );
+   if ( !length ) {
+      return std::nullopt;
+   }
+   return AddressWithLength{ *address, static_cast< int >( *length ) };
+}
+
 std::optional< Masked< Plix::IpAddr > > parsePrefix( std::string_view text ) {
    const Halves halves = split( text, '/' );
    const auto address = Plix::IpAddr::fromString( halves.first );

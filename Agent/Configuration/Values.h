@@ -11,6 +11,7 @@
 #include "Platform/Plix/EthAddr.h"
 #include "Platform/Plix/Ip6Addr.h"
 #include "Platform/Plix/IpAddr.h"
+#include "Platform/Plix/IpGenAddr.h"
 
 namespace Agent {
 
@@ -25,6 +26,13 @@ struct Masked {
 std::optional< Masked< Plix::IpAddr > > parsePrefix( std::string_view text );
 // "2001:db8::/32", "2001:db8::1"
 std::optional< Masked< Plix::Ip6Addr > > parsePrefix6( std::string_view text );
+
+// "10.0.0.1/24", "2001:db8::1/64"; without a length all bits. The address keeps its host bits.
+struct AddressWithLength {
+   Plix::IpGenAddr address;
+   int length = 0;
+};
+std::optional< AddressWithLength > parseAddressWithLength( std::string_view text );
 
 // "46", "46/0x3f", value and mask up to `most`; without a mask the value is up to `whole`,
 // which is the mask then.

@@ -62,8 +62,48 @@ void Explainer::decided(
 void Explainer::lookedUp(
       const ChipModel::LookupKey& key, GroupChoice choice, int egressPort ) {
    if ( isWanted() ) {
-      lookups_.push_back( { key, choice, egressPort, {} } );
+      lookups_.push_back( { key, choice,
+            egressPort < 0 ? ""
+                           : "the copy that " + runtime_.portName( unit_, egressPort ) +
+                        " sends" } );
    }
+}
+
+void Explainer::lookedUpAtEgress(
+      const ChipModel::SentFrame& frame, const ChipModel::LookupKey& key ) {
+   if ( isWanted() ) {
+      const std::string what = frame.mirrorDestination < 0
+            ? "the frame"
+            : "the copy for mirror " + std::to_string( frame.mirrorDestination );
+      lookups_.push_back( { key, GroupChoice::destinationFree,
+            what + " that is to leave by " + runtime_.portName( frame.unit, frame.port ),
+            Shim::FieldStage::egress } );
+   }
+}
+
+void Explainer::matchedAtEgress( const ChipModel::Match& match, ChipModel::Color color ) {
+   if ( isWanted() ) {
+      lookups_.back().matches.push_back( match );
+      if ( color == ChipModel::Color::red ) {
+         lookups_.back().red.push_back( match.entry );
+      }
+   }
+}
+
+void Explainer::ended(
+      const ChipModel::SentFrame& frame, const ChipModel::Outcome& outcome ) {
+   using Kind = ChipModel::Outcome::Kind;
+   if ( !isWanted() || outcome.kind == Kind::sent ) {
+      return; // what is sent is told by the sink
+   }
+   std::string text( ChipModel::outcomeName( outcome.kind ) );
+   if ( outcome.entry != 0 ) {
+      text += " by entry " + std::to_string( outcome.entry );
+   }
+   if ( outcome.policer != 0 ) {
+      text += ", policer " + std::to_string( outcome.policer );
+   }
+   addCopy( frame, text );
 }
 
 void Explainer::matched( const ChipModel::Match& match, int ) {
@@ -73,11 +113,15 @@ void Explainer::matched( const ChipModel::Match& match, int ) {
 }
 
 void Explainer::sent( const ChipModel::SentFrame& frame ) {
-   if ( !isWanted() ) {
-      return;
+   if ( isWanted() ) {
+      addCopy( frame, "sent" );
    }
+}
+
+void Explainer::addCopy( const ChipModel::SentFrame& frame, const std::string& outcome ) {
    FrameCopy copy;
-   copy.port = runtime_.portName( frame.unit, frame.port );
+   copy.outcome = outcome;
+   copy.port = frame.port < 0 ? "no port" : runtime_.portName( frame.unit, frame.port );
    copy.mirror = frame.mirrorDestination;
    switch ( frame.kind ) {
    case ChipModel::CopyKind::forwarded: copy.what = "forwarded"; break;
@@ -109,7 +153,7 @@ void Explainer::arrived() {
 void Explainer::explainLookup( const Lookup& lookup ) {
    const bool wantBound = lookup.choice == GroupChoice::destinationBound;
    for ( const ChipModel::GroupView& group : chips_.at( unit_ ).groups ) {
-      if ( group.stage != Shim::FieldStage::ingress || group.installed == 0 ||
+      if ( group.stage != lookup.stage || group.installed == 0 ||
            group.destinationBound != wantBound ) {
          continue;
       }
@@ -125,6 +169,11 @@ void Explainer::explainGroup( const Lookup& lookup, int group, int winner ) {
       EntryVerdict won = verdict( winner, lookup );
       won.won = true;
       won.does = actionsText( runtime_, chip, entryOf( winner ).actions );
+      if ( entryOf( winner ).policer != 0 ) {
+         const bool isRed = std::find( lookup.red.begin(), lookup.red.end(), winner ) !=
+               lookup.red.end();
+         won.does += isRed ? "; its policer finds it red" : "; its policer finds it green";
+      }
       explanation_.entries.push_back( won );
    }
    const FieldProcessor& fields = runtime_.chips().chip( unit_ )->fields();
@@ -151,9 +200,7 @@ EntryVerdict Explainer::verdict( int entry, const Lookup& lookup ) const {
    result.priority = view.priority;
    result.name = view.name;
    result.matches = matchText( runtime_, chips_.at( unit_ ), view );
-   if ( lookup.egressPort >= 0 ) {
-      result.copy = runtime_.portName( unit_, lookup.egressPort );
-   }
+   result.copy = lookup.copy;
    return result;
 }
 

@@ -21,7 +21,7 @@ struct EntryVerdict {
    int entry = 0;
    int priority = 0;
    std::string name;     // who made it: session, ACL and rule
-   std::string copy;     // the egress port of the copy that was looked up; empty: the frame
+   std::string copy;     // what was looked up: "the copy that Ethernet4 sends"; empty: the frame
    bool won = false;     // it decided for its group
    std::string matches;  // what it looks at
    std::string does;     // if it won: its actions
@@ -34,7 +34,8 @@ struct FrameCopy {
    std::string what; // "forwarded", "copied as received", "copied as sent"
    int mirror = -1;
    std::string port;
-   std::string of; // copied as sent: the port whose sending was copied
+   std::string of;      // copied as sent: the port whose sending was copied
+   std::string outcome; // "sent", or why it was not
 };
 
 struct Explanation {
@@ -72,15 +73,22 @@ class Explainer final : public ArrivalObserver,
    void lookedUp( const ChipModel::LookupKey& key,
          ChipModel::FieldProcessor::GroupChoice choice, int egressPort ) override;
    void matched( const ChipModel::Match& match, int egressPort ) override;
+   void lookedUpAtEgress(
+         const ChipModel::SentFrame& frame, const ChipModel::LookupKey& key ) override;
+   void matchedAtEgress( const ChipModel::Match& match, ChipModel::Color color ) override;
+   void ended( const ChipModel::SentFrame& frame, const ChipModel::Outcome& outcome ) override;
    void sent( const ChipModel::SentFrame& frame ) override;
 
  private:
    struct Lookup {
       ChipModel::LookupKey key;
       ChipModel::FieldProcessor::GroupChoice choice{};
-      int egressPort = -1;
-      std::vector< ChipModel::Match > matches;
+      std::string copy; // empty: the frame as a whole
+      Shim::FieldStage stage = Shim::FieldStage::ingress;
+      std::vector< ChipModel::Match > matches{};
+      std::vector< int > red{}; // entries whose policer found it red
    };
+   void addCopy( const ChipModel::SentFrame& frame, const std::string& outcome );
    bool isWanted() const { return packet_ == 0 || packet_ == frames_; }
    void explainLookup( const Lookup& lookup );
    void explainGroup( const Lookup& lookup, int group, int winner );

@@ -54,7 +54,7 @@ std::string explanationText( const Explanation& frame ) {
          copy = entry.copy;
          misses = 0;
          text += "   group " + std::to_string( group ) +
-               ( copy.empty() ? "" : ", for the copy that " + copy + " sends" ) +
+               ( copy.empty() ? "" : ", for " + copy ) +
                ( entry.won ? "" : ": no entry matches" ) + "\n";
       }
       if ( entry.won || misses++ < shownMisses ) {
@@ -71,7 +71,9 @@ std::string explanationText( const Explanation& frame ) {
       }
       isMirrored = true;
       text += "   mirrored   " + out.what + ( out.of.empty() ? "" : " by " + out.of ) +
-            ", to mirror " + std::to_string( out.mirror ) + ", left by " + out.port + "\n";
+            ", to mirror " + std::to_string( out.mirror ) + ", " +
+            ( out.outcome == "sent" ? "left by " + out.port : "not sent: " + out.outcome ) +
+            "\n";
    }
    return text + ( isMirrored ? "\n" : "   mirrored   no\n\n" );
 }
@@ -95,10 +97,10 @@ std::vector< Report > explanationReports( const Explanation& frame ) {
                                       : "not matched",
          entry.matches, entry.does, entry.failed, entry.frameHas } );
    }
-   Report copies{ "copies", { "frame", "what", "mirror", "port", "of" }, {}, "" };
+   Report copies{ "copies", { "frame", "what", "mirror", "port", "of", "outcome" }, {}, "" };
    for ( const FrameCopy& copy : frame.copies ) {
       copies.rows.push_back(
-            { number, copy.what, int64_t( copy.mirror ), copy.port, copy.of } );
+            { number, copy.what, int64_t( copy.mirror ), copy.port, copy.of, copy.outcome } );
    }
    return { frames, entries, copies };
 }

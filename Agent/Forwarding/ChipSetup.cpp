@@ -12,21 +12,23 @@ Duolog::Handle trace( "ChipSetup" );
 
 } // namespace
 
-std::vector< std::string > ChipSetup::configurationIs( const Configuration& configuration ) {
+std::vector< std::string > ChipSetup::configurationIs(
+      const Configuration& configuration, const PortStates& states ) {
    problems_.clear();
-   const Wanted wanted = wantedOf( configuration );
+   const Wanted wanted = wantedOf( configuration, states );
    takeAway( wanted );
    putIn( wanted );
    return problems_;
 }
 
-ChipSetup::Wanted ChipSetup::wantedOf( const Configuration& configuration ) const {
+ChipSetup::Wanted ChipSetup::wantedOf(
+      const Configuration& configuration, const PortStates& states ) const {
    Wanted wanted;
    for ( const auto& [ name, port ] : configuration.ports ) {
       if ( port.unit == unit_ ) {
          const PortChannelConfig* channel = configuration.channelOf( name );
          wanted.ports[ port.chipPort ].enabled =
-               port.adminUp && ( !channel || channel->adminUp );
+               states.isUp( configuration, name ) && ( !channel || channel->adminUp );
       }
    }
    for ( const auto& [ name, channel ] : configuration.portChannels ) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Agent/Configuration/Configuration.h"
+#include "Agent/Forwarding/PortStates.h"
 #include "Platform/Shim/Types.h"
 
 namespace Agent {
@@ -19,7 +20,8 @@ class ChipSetup {
 
    // Makes the difference. What the chip refuses is told in one line each ("port Ethernet4
    // could not be enabled: ..."), and tried again at the next change.
-   std::vector< std::string > configurationIs( const Configuration& configuration );
+   std::vector< std::string > configurationIs(
+         const Configuration& configuration, const PortStates& states );
 
  private:
    struct Port {
@@ -46,7 +48,7 @@ class ChipSetup {
       std::map< AddressKey, Address > addresses;
    };
 
-   Wanted wantedOf( const Configuration& configuration ) const;
+   Wanted wantedOf( const Configuration& configuration, const PortStates& states ) const;
    void addInterface( const Configuration& configuration, const VlanMemberConfig& member,
          uint16_t vid, Wanted& wanted ) const;
    void takeAway( const Wanted& wanted );

@@ -4,6 +4,7 @@
 
 namespace Agent {
 
+using KarvelMirror::DstPort;
 using KarvelMirror::ProgramStatus;
 using KarvelMirror::SourcePort;
 
@@ -24,6 +25,10 @@ void becomes( const Wanted& wanted, Present present, Add add, Remove remove ) {
    for ( const auto& element : wanted ) {
       add( element );
    }
+}
+
+KarvelMirror::TunnelId tunnelOf( KarvelMirror::Mtp mtp ) {
+   return KarvelMirror::TunnelId( mtp.value() );
 }
 
 KarvelMirror::AclKey programKey( const Ixo::AclKey& key ) {
@@ -74,12 +79,14 @@ CentralPublisher::~CentralPublisher() {
    dropUnusedAcls();
 }
 
-void CentralPublisher::configurationIs( const Configuration& configuration ) {
+void CentralPublisher::configurationIs(
+      const Configuration& configuration, const PortStates& states ) {
+   const Resolver resolver( configuration, states );
    const std::map< Mtp, Use > before = uses_;
    choose( configuration );
    wanted_.clear();
    for ( const auto& [ mtp, use ] : uses_ ) {
-      wanted_[ mtp ] = wantedMtp( configuration, slice_.unit(), use );
+      wanted_[ mtp ] = wantedMtp( configuration, resolver, mtp, use );
    }
    for ( const auto& [ mtp, use ] : before ) {
       auto at = uses_.find( mtp );
@@ -104,7 +111,7 @@ void CentralPublisher::choose( const Configuration& configuration ) {
    std::set< Use > wanted;
    int taken = 0;
    for ( const auto& [ name, session ] : configuration.sessions ) {
-      if ( session.refused || configuration.unitOf( session.destination ) != slice_.unit() ) {
+      if ( session.refused || session.unit != slice_.unit() ) {
          continue;
       }
       const auto directions = directionsOf( session );
@@ -152,6 +159,7 @@ std::string CentralPublisher::holders(
 void CentralPublisher::withdraw( Mtp mtp ) {
    if ( auto info = programInfo_->lfMtpProgramInfo( slice_.logicalFap() ) ) {
       info->mtpProgramInfoDel( mtp );
+      info->tunnelDel( tunnelOf( mtp ) );
    }
    published_.erase( mtp );
    problems_.erase( mtp );
@@ -174,6 +182,7 @@ void CentralPublisher::publish() {
          continue;
       }
       publishRules( wanted );
+      publishTunnel( *info, mtp, wanted );
       auto program = info->mtpProgramInfoIs( mtp );
       program->sessionIs( use.session );
       program->directionIs( use.direction );
@@ -182,11 +191,26 @@ void CentralPublisher::publish() {
             wanted.sources, program->srcPort(),
             [ & ]( const SourcePort& port ) { program->srcPortIs( port ); },
             [ & ]( const SourcePort& port ) { program->srcPortDel( port ); } );
+      becomes(
+            wanted.dstPorts, program->dstPort(),
+            [ & ]( const DstPort& port ) { program->dstPortIs( port ); },
+            [ & ]( const DstPort& port ) { program->dstPortDel( port ); } );
       publishFilters( *program, wanted );
       published_[ mtp ] = wanted;
    }
    dropUnusedAcls();
    armRetry();
+}
+
+void CentralPublisher::publishTunnel(
+      KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp, const WantedMtp& wanted ) {
+   if ( wanted.tunnel ) {
+      auto tunnel = info.tunnelIs( tunnelOf( mtp ) );
+      tunnel->parametersIs( *wanted.tunnel );
+      tunnel->activeIs( wanted.target.has_value() );
+   } else {
+      info.tunnelDel( tunnelOf( mtp ) );
+   }
 }
 
 void CentralPublisher::publishFilters(
@@ -254,12 +278,15 @@ void CentralPublisher::dropUnusedAcls() {
 
 bool CentralPublisher::targetIs( Mtp mtp, const WantedMtp& wanted ) {
    auto present = targets_.find( mtp );
-   if ( present != targets_.end() && present->second == wanted.target ) {
-      return true;
-   }
    const int unit = slice_.unit();
    const int destination = mtp.value();
-   const Shim::MirrorDestination target = wanted.target;
+   if ( !wanted.target ) {
+      return present == targets_.end() || targetDel( mtp );
+   }
+   if ( present != targets_.end() && present->second == *wanted.target ) {
+      return true;
+   }
+   const Shim::MirrorDestination target = *wanted.target;
    Shim::Rc rc =
          KARVEL_SDK_CALL( trace, bcm_mirror_destination_set, ( unit, destination, target ) );
    if ( rc != Shim::Sdk::QX_BCM_E_NONE() ) {
@@ -269,6 +296,22 @@ bool CentralPublisher::targetIs( Mtp mtp, const WantedMtp& wanted ) {
    }
    problems_.erase( mtp );
    targets_[ mtp ] = target;
+   return true;
+}
+
+// A tunnel without a way must not send its copies the old one.
+bool CentralPublisher::targetDel( Mtp mtp ) {
+   const int unit = slice_.unit();
+   const int destination = mtp.value();
+   const Shim::Rc rc =
+         KARVEL_SDK_CALL( trace, bcm_mirror_destination_destroy, ( unit, destination ) );
+   if ( rc != Shim::Sdk::QX_BCM_E_NONE() && rc != Shim::Sdk::QX_BCM_E_NOT_FOUND() ) {
+      problems_[ mtp ] = std::string( "mirror destination could not be taken back: " ) +
+                         Shim::Sdk::bcm_errmsg( rc );
+      return false;
+   }
+   problems_.erase( mtp );
+   targets_.erase( mtp );
    return true;
 }
 
@@ -283,8 +326,11 @@ bool CentralPublisher::isFailed( Mtp mtp ) const {
    if ( !status ) {
       return false;
    }
+   const auto known = published_.find( mtp );
+   const auto limit = known == published_.end() ? std::nullopt : known->second.limit();
    for ( ProgramStatus programmed :
-         { status->programStatus( mtp ), status->ifpProgramStatus( mtp ) } ) {
+         { status->programStatus( mtp ), status->ifpProgramStatus( mtp ),
+               limit ? status->efpProgramStatus( *limit ) : ProgramStatus::unknown } ) {
       if ( programmed == ProgramStatus::failed ||
             programmed == ProgramStatus::resourceExhaustion ) {
          return true;

@@ -6,7 +6,8 @@
 //
 // A destination is used in one direction, so a session in both directions takes two. Sessions
 // are served in the order of their names; one that finds no destination free is refused, and
-// told who holds them. A session that stays keeps its numbers. A destination whose direction
+// told who holds them. A session that stays keeps its numbers. One whose tunnel has no way keeps
+// them, too, and mirrors when there is one. A destination whose direction
 // or user changes, or one of whose ACLs is edited, is withdrawn, and published anew in a later
 // turn of the event loop; so is one whose programming failed.
 
@@ -40,7 +41,7 @@ class CentralPublisher {
 
    // Follows a configuration. What leaves is withdrawn at once; what comes or changes is
    // published in the next turn of the event loop.
-   void configurationIs( const Configuration& configuration );
+   void configurationIs( const Configuration& configuration, const PortStates& states );
    // Starts the destinations afresh whose programming failed.
    void retryFailed();
 
@@ -50,16 +51,21 @@ class CentralPublisher {
    std::optional< std::string > refusal( const std::string& session ) const;
    // Why a destination, or one of its ACLs, could not be set up in the chip; none if it was.
    std::optional< std::string > problem( Mtp mtp ) const;
+   // What is wanted of a destination in use.
+   const WantedMtp& wanted( Mtp mtp ) const { return wanted_.at( mtp ); }
 
  private:
    void choose( const Configuration& configuration );
    std::string holders( const std::vector< std::pair< std::string, int > >& granted ) const;
    void withdraw( Mtp mtp );
    void publish();
+   void publishTunnel( KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp,
+         const WantedMtp& wanted );
    void publishFilters( KarvelMirror::MtpProgramInfo& program, const WantedMtp& wanted );
    void publishRules( const WantedMtp& wanted );
    void dropUnusedAcls();
    bool targetIs( Mtp mtp, const WantedMtp& wanted );
+   bool targetDel( Mtp mtp );
    bool isFailed( Mtp mtp ) const;
    std::optional< std::string > aclProblem( Mtp mtp ) const;
    void armRetry();

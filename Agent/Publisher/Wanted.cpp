@@ -11,13 +11,18 @@ namespace {
 
 class Deriver {
  public:
-   Deriver( const Configuration& configuration, int unit, const MtpUse& use )
-         : configuration_( configuration ),
-           session_( configuration.sessions.at( use.session ) ), unit_( unit ),
+   Deriver( const Configuration& configuration, const Resolver& resolver,
+         KarvelMirror::Mtp mtp, const MtpUse& use )
+         : configuration_( configuration ), resolver_( resolver ),
+           session_( configuration.sessions.at( use.session ) ), mtp_( mtp ),
            direction_( use.direction ) {}
 
    WantedMtp derive() {
-      target();
+      if ( session_.tunnel ) {
+         tunnel( *session_.tunnel );
+      } else {
+         target();
+      }
       if ( session_.mirrorsSources && mirrorsSourcesIn( direction_ ) ) {
          sources();
       }
@@ -44,14 +49,64 @@ class Deriver {
       auto channel = configuration_.portChannels.find( session_.destination );
       if ( channel != configuration_.portChannels.end() ) {
          wanted_.target = { Shim::MirrorDestination::Kind::trunk, channel->second.trunk };
+         addDstPorts( channel->second.members );
       } else {
          wanted_.target = { Shim::MirrorDestination::Kind::port,
             portNumber( session_.destination ) };
+         addDstPorts( { session_.destination } );
+      }
+   }
+
+   void tunnel( const TunnelConfig& tunnel ) {
+      KarvelMirror::TunnelParameters parameters;
+      parameters.srcIpIs( tunnel.srcIp );
+      parameters.dstIpIs( tunnel.dstIp );
+      parameters.greProtocolIs( tunnel.greProtocol );
+      parameters.dscpIs( tunnel.dscp );
+      parameters.ttlIs( tunnel.ttl );
+      wanted_.tunnel = parameters;
+      Resolution found = resolver_.wayTo( session_.unit, tunnel.dstIp );
+      if ( const std::string* why = std::get_if< std::string >( &found ) ) {
+         wanted_.way = *why;
+         return;
+      }
+      const Way& way = std::get< Way >( found );
+      wanted_.way = way.route + ", " + way.interface;
+      wanted_.target = { way.kind, way.id, headers( tunnel, way ) };
+      addDstPorts( way.ports );
+   }
+
+   Shim::MirrorTunnel headers( const TunnelConfig& tunnel, const Way& way ) const {
+      Shim::MirrorTunnel result;
+      result.srcMac = configuration_.routing.routerMac.value_or( ownMac() );
+      result.dstMac = way.nextHop;
+      result.vid = way.vid;
+      result.srcIp = tunnel.srcIp;
+      result.dstIp = tunnel.dstIp;
+      result.trafficClass = static_cast< uint8_t >( tunnel.dscp << 2 );
+      result.ttl = tunnel.ttl;
+      result.greProtocol = tunnel.greProtocol;
+      result.greKey = tunnel.greKey;
+      return result;
+   }
+   // Locally administered (IEEE 802, 8.2), one for each chip.
+   Plix::EthAddr ownMac() const {
+      return Plix::EthAddr( { 0x02, 0, 0, 0, 0, static_cast< uint8_t >( session_.unit ) } );
+   }
+
+   void addDstPorts( const std::vector< std::string >& ports ) {
+      for ( const std::string& name : ports ) {
+         KarvelMirror::DstPort port;
+         port.portIs( KarvelTypes::KarvelPort(
+               static_cast< uint32_t >( session_.unit ), portNumber( name ) ) );
+         port.tunnelIdxIs( session_.tunnel ? mtp_.value() : -1 );
+         port.rateIs( session_.rateIsEnforced() ? session_.rateKbps : 0 );
+         wanted_.dstPorts.insert( port );
       }
    }
 
    void sources() {
-      const auto modId = static_cast< uint32_t >( unit_ );
+      const auto modId = static_cast< uint32_t >( session_.unit );
       for ( const std::string& source : session_.sources ) {
          auto channel = configuration_.portChannels.find( source );
          if ( channel == configuration_.portChannels.end() ) {
@@ -86,8 +141,9 @@ class Deriver {
    }
 
    const Configuration& configuration_;
+   const Resolver& resolver_;
    const SessionConfig& session_;
-   const int unit_;
+   const KarvelMirror::Mtp mtp_;
    const Direction direction_;
    WantedMtp wanted_;
 };
@@ -103,8 +159,16 @@ bool WantedMtp::editsAclOf( const WantedMtp& before ) const {
    } );
 }
 
-WantedMtp wantedMtp( const Configuration& configuration, int unit, const MtpUse& use ) {
-   return Deriver( configuration, unit, use ).derive();
+std::optional< KarvelMirror::RateLimitKind > WantedMtp::limit() const {
+   if ( dstPorts.empty() || dstPorts.begin()->rate() == 0 ) {
+      return {};
+   }
+   return tunnel ? KarvelMirror::RateLimitKind::gre : KarvelMirror::RateLimitKind::port;
+}
+
+WantedMtp wantedMtp( const Configuration& configuration, const Resolver& resolver,
+      KarvelMirror::Mtp mtp, const MtpUse& use ) {
+   return Deriver( configuration, resolver, mtp, use ).derive();
 }
 
 std::vector< Direction > directionsOf( const SessionConfig& session ) {

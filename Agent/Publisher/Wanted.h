@@ -1,11 +1,14 @@
 #pragma once
 
 // What the chip and the slice are to know of one mirror destination, derived from the
-// configuration.
+// configuration and the ways of tunnels.
 
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "Agent/Configuration/Configuration.h"
+#include "Agent/Routing/Resolver.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
 #include "Platform/Shim/Types.h"
 
@@ -19,7 +22,10 @@ struct MtpUse {
 };
 
 struct WantedMtp {
-   Shim::MirrorDestination target;
+   std::optional< Shim::MirrorDestination > target; // none: its tunnel has no way
+   std::optional< KarvelMirror::TunnelParameters > tunnel;
+   std::string way;                             // of the tunnel, or why it has none
+   Zol::Set< KarvelMirror::DstPort > dstPorts;  // that copies may leave by
    Zol::Set< KarvelMirror::SourcePort > sources; // mirrored as a whole
    std::vector< SessionAcl > acls;               // ingress only, as what follows
    Zol::Set< KarvelMirror::IpMatch > matches;
@@ -28,10 +34,13 @@ struct WantedMtp {
    bool operator==( const WantedMtp& ) const = default;
    // Whether one of the ACLs says something else than it did before.
    bool editsAclOf( const WantedMtp& before ) const;
+   // What limits it in rate; none if nothing does.
+   std::optional< KarvelMirror::RateLimitKind > limit() const;
 };
 
-// Of a session that is not refused, for the chip with this unit.
-WantedMtp wantedMtp( const Configuration& configuration, int unit, const MtpUse& use );
+// Of a session that is not refused, for its chip. A tunnel has the number of its destination.
+WantedMtp wantedMtp( const Configuration& configuration, const Resolver& resolver,
+      KarvelMirror::Mtp mtp, const MtpUse& use );
 
 // The mirroring directions that a session needs a destination for.
 std::vector< KarvelMirror::Direction > directionsOf( const SessionConfig& session );

@@ -21,7 +21,7 @@ class AclReporter {
 
    std::vector< Report > report() {
       for ( const auto& [ name, session ] : runtime_.configuration().sessions ) {
-         const int unit = runtime_.configuration().unitOf( session.destination );
+         const int unit = session.unit;
          const bool isFiltered = !session.acls.empty() || !session.matches.empty();
          if ( session.refused || unit < 0 || !isFiltered ) {
             continue;

@@ -13,6 +13,7 @@ namespace {
 const char* phaseName( SessionPhase phase ) {
    switch ( phase ) {
    case SessionPhase::active: return "active";
+   case SessionPhase::inactive: return "inactive";
    case SessionPhase::refused: return "refused";
    case SessionPhase::failed: return "failed";
    default: return "pending";
@@ -39,24 +40,47 @@ std::string filtersOf( const SessionConfig& session ) {
    return joined( texts );
 }
 
+std::string destinationOf( const SessionConfig& session ) {
+   return session.tunnel ? "tunnel to " + session.tunnel->dstIp.toString()
+                         : session.destination;
+}
+
+std::string limitOf( const SessionConfig& session ) {
+   return session.rateIsEnforced() ? std::to_string( session.rateKbps ) + " kbit/s" : "";
+}
+
 Report sessionsReport( Runtime& runtime ) {
    Report report{ "sessions",
-      { "session", "direction", "sources", "filters", "destination", "state", "chip", "mirror",
-            "reason" },
+      { "session", "direction", "sources", "filters", "destination", "limit", "state", "chip",
+            "mirror", "reason" },
       {}, "no mirror sessions are configured" };
    for ( const SessionState& session : runtime.sessions() ) {
       std::vector< std::string > numbers;
       for ( const HeldDestination& held : session.held ) {
          numbers.push_back( held.mtp.toString() );
       }
-      const int unit = runtime.configuration().unitOf( session.config->destination );
+      const int unit = session.config->unit;
       report.rows.push_back( { session.config->name, directionName( session.config->direction ),
          joined( session.config->sources ), filtersOf( *session.config ),
-         session.config->destination,
-         phaseName( session.phase ), unit < 0 ? "" : std::to_string( unit ), joined( numbers ),
+         destinationOf( *session.config ), limitOf( *session.config ), phaseName( session.phase ), unit < 0 ? "" : std::to_string( unit ), joined( numbers ),
          session.reason } );
    }
    return report;
+}
+
+Report ratesReport( Runtime& runtime ) {
+   Report rates{ "rates", { "slice", "limits", "status" }, {}, "nothing is limited in rate" };
+   for ( int unit : runtime.units() ) {
+      const auto status = runtime.programStatus( unit );
+      const auto& all = status->efpProgramStatus();
+      for ( auto iter = all.begin(); iter != all.end(); ++iter ) {
+         rates.rows.push_back( { "slice" + std::to_string( unit ),
+            iter.key() == KarvelMirror::RateLimitKind::gre ? "copies through tunnels"
+                                                           : "copies by port",
+            Zol::toString( iter.value() ) } );
+      }
+   }
+   return rates;
 }
 
 std::vector< Report > statusReports( Runtime& runtime ) {
@@ -89,7 +113,7 @@ std::vector< Report > statusReports( Runtime& runtime ) {
                   : "none" } );
       }
    }
-   return { slices, status };
+   return { slices, status, ratesReport( runtime ) };
 }
 
 Report countersReport( Runtime& runtime ) {
@@ -144,6 +168,12 @@ std::vector< Report > reportsOf( Runtime& runtime, const std::string& name ) {
    }
    if ( name == "tcam" ) {
       return { tcamReport( runtime ), tcamCapacityReport( runtime ) };
+   }
+   if ( name == "policers" ) {
+      return { policersReport( runtime ) };
+   }
+   if ( name == "tunnels" ) {
+      return { tunnelsReport( runtime ) };
    }
    if ( name == "tables" ) {
       return tableReports( runtime );

@@ -21,4 +21,8 @@ std::vector< Report > tableReports( Runtime& runtime );
 // The ACLs of sessions, their rules, and the entries that each became.
 std::vector< Report > aclReports( Runtime& runtime );
 
+// What limits copies in rate, and the tunnels that copies are sent through.
+Report policersReport( Runtime& runtime );
+Report tunnelsReport( Runtime& runtime );
+
 } // namespace Agent

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "Agent/Configuration/Names.h"
+#include "ChipModel/EgressKey.h"
 #include "ChipModel/FieldNames.h"
 #include "Platform/Plix/Ip6Addr.h"
 #include "Platform/Plix/IpAddr.h"
@@ -168,6 +169,9 @@ FrameField frameField( const Runtime& runtime, int unit, Qualifier qualifier,
    case Qualifier::mplsLabel: return { validMpls, plain( Key::mplsLabel ) };
    case Qualifier::mplsInnerLabel: return { validMplsInner, plain( Key::mplsInnerLabel ) };
    case Qualifier::dstClassL2: return { 0, plain( Key::dstClassL2 ) };
+   case Qualifier::outPort:
+      return { 0, runtime.portName( unit, static_cast< int >( key.get( Key::outPort ) ) ) };
+   case Qualifier::mirrorCopy: return { 0, key.get( Key::mirrorCopy ) ? "a copy" : "no copy" };
    default:
       return { validPorts, plain( Key::l4SrcPort ) + " > " + plain( Key::l4DstPort ) };
    }
@@ -228,9 +232,11 @@ std::string mirrorTargetName(
       const Runtime& runtime, const ChipState& chip, uint32_t destination ) {
    for ( const auto& mirror : chip.mirrorDestinations ) {
       if ( mirror.destination == static_cast< int >( destination ) && mirror.value ) {
-         return mirror.value->kind == Shim::MirrorDestination::Kind::trunk
-               ? trunkName( runtime, chip.unit, mirror.value->id )
-               : runtime.portName( chip.unit, mirror.value->id );
+         const Shim::MirrorDestination& target = *mirror.value;
+         return ( target.tunnel ? "tunnel to " + target.tunnel->dstIp.toString() + " by " : "" ) +
+               ( target.kind == Shim::MirrorDestination::Kind::trunk
+                           ? trunkName( runtime, chip.unit, target.id )
+                           : runtime.portName( chip.unit, target.id ) );
       }
    }
    return "not set";
@@ -277,6 +283,9 @@ std::string qualifierText(
    case Qualifier::mplsInnerLabel:
       return "inner MPLS label " + number( value, 0xfffff, false );
    case Qualifier::dstClassL2: return "L2 class " + number( value, 0x3ff, false );
+   case Qualifier::outPort:
+      return "out " + runtime.portName( chip.unit, static_cast< int >( data( 0 ) ) );
+   case Qualifier::mirrorCopy: return data( 0 ) ? "mirror copies" : "no mirror copies";
    case Qualifier::rangeCheck: return rangesText( chip, data( 0 ) );
    default: return std::string( ChipModel::qualifierName( value.qualifier ) );
    }
@@ -310,6 +319,23 @@ std::string actionsText( const Runtime& runtime, const ChipState& chip,
       case Shim::FieldAction::mirrorIngress: copy( "received", action.param1 ); break;
       case Shim::FieldAction::mirrorIngressTo: copy( "received", action.param0 ); break;
       case Shim::FieldAction::mirrorEgress: copy( "sent", action.param1 ); break;
+      case Shim::FieldAction::rpDrop: texts.emplace_back( "drop red" ); break;
+      case Shim::FieldAction::svtagEnable: texts.emplace_back( "insert source tag" ); break;
+      case Shim::FieldAction::svtagSignature:
+         texts.push_back( "tag signature " + hex( action.param0 ) );
+         break;
+      case Shim::FieldAction::svtagPrio:
+         texts.push_back( "tag priority " + std::to_string( action.param0 ) );
+         break;
+      case Shim::FieldAction::svtagDeviceId:
+         texts.push_back( "tag device " + std::to_string( action.param0 ) );
+         break;
+      case Shim::FieldAction::svtagOffset:
+         texts.push_back( "tag at byte " + std::to_string( action.param0 ) );
+         break;
+      case Shim::FieldAction::svtagSubportNum:
+         texts.push_back( "tag channel " + std::to_string( action.param0 ) );
+         break;
       case Shim::FieldAction::cosQCpuNew:
          texts.push_back( "to CPU queue " + std::to_string( action.param0 ) );
          break;

@@ -75,6 +75,12 @@ void ScriptRunner::step( const FailStep& fault, unsigned line ) {
    }
 }
 
+void ScriptRunner::step( const PortStep& port, unsigned line ) {
+   if ( auto error = runtime_.linkIs( port.port, port.isUp ) ) {
+      fail( line, *error );
+   }
+}
+
 void ScriptRunner::step( const CapacityStep& capacity, unsigned line ) {
    if ( auto error = runtime_.capacity( capacity.what, static_cast< int >( capacity.count ) ) ) {
       fail( line, *error );

@@ -37,6 +37,7 @@ class ScriptRunner {
    void step( const WaitStep& step, unsigned line );
    void step( const ShowStep& step, unsigned line );
    void step( const FailStep& step, unsigned line );
+   void step( const PortStep& port, unsigned line );
    void step( const CapacityStep& step, unsigned line );
    void report( const LoadResult& result );
    [[noreturn]] void fail( unsigned line, const std::string& what ) const;

@@ -20,6 +20,9 @@ namespace {
 const Zol::String mtpProgramInfoPath =
       "hardware/karvel/centralStatus/feature/KarvelMirror/mtpProgramInfo";
 
+// More than all ports of a chip in all of its mirror destinations.
+constexpr int egressEntriesPerFeature = 4096;
+
 // One chip with all that the agent keeps for it, in the order in which it is built.
 struct Slice {
    Slice( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
@@ -51,6 +54,7 @@ struct Runtime::State {
    Hubdb::Store store;
    ConfigSource source;
    Configuration configuration;
+   PortStates portStates;
    Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo;
    Zol::Ptr< Acl::Input::Config > aclInput;
    Zol::Ptr< AgentServices::TcamGroupManager > groupManager;
@@ -120,8 +124,9 @@ void Runtime::State::makeSlices() {
       if ( chip.egressEntries ) {
          (void)chips.control().capacityIs( unit, "egress-entries", *chip.egressEntries );
       }
-      groupManager->unitIs(
-            static_cast< uint32_t >( unit ), { profile.aclGroup, profile.portClassBits } );
+      groupManager->unitIs( static_cast< uint32_t >( unit ),
+            { profile.aclGroup, profile.portClassBits,
+                  profile.policers > 0 ? egressEntriesPerFeature : 0 } );
       Slice& slice = slices
                            .try_emplace( unit, unit, profile, store, chipTable,
                                  groupManager, programInfo, aclInput )
@@ -139,11 +144,11 @@ void Runtime::State::apply( const Configuration& wanted ) {
    }
    problems.clear();
    for ( auto& [ unit, slice ] : slices ) {
-      for ( std::string& problem : slice.setup.configurationIs( configuration ) ) {
+      for ( std::string& problem : slice.setup.configurationIs( configuration, portStates ) ) {
          problems.push_back( std::move( problem ) );
       }
       slice.host.configurationIs( configuration );
-      slice.publisher.configurationIs( configuration );
+      slice.publisher.configurationIs( configuration, portStates );
    }
    Zol::activityManager().runUntilIdle();
 }
@@ -213,7 +218,7 @@ void Runtime::receive( int unit, int chipPort, const ChipModel::FrameView& frame
 // --- Looking in ---------------------------------------------------------------------------
 
 const Slice* Runtime::State::sliceOf( const SessionConfig& session ) const {
-   auto at = slices.find( configuration.unitOf( session.destination ) );
+   auto at = slices.find( session.unit );
    return at == slices.end() ? nullptr : &at->second;
 }
 
@@ -230,11 +235,27 @@ KarvelMirror::ProgramStatus combined(
    return ports == KarvelMirror::ProgramStatus::success ? filtered : ports;
 }
 
+// Why copies are not limited as they should be; none if they are.
+std::optional< std::string > rateProblem( const Slice& slice, const WantedMtp& wanted ) {
+   using KarvelMirror::ProgramStatus;
+   const auto limit = wanted.limit();
+   const ProgramStatus status =
+         limit ? slice.host.programStatus()->efpProgramStatus( *limit ) : ProgramStatus::success;
+   const std::string what = "its rate is not limited: ";
+   switch ( status ) {
+   case ProgramStatus::resourceExhaustion:
+      return what + "the chip has no TCAM entries left for it";
+   case ProgramStatus::failed: return what + "the chip refused its TCAM entries or policers";
+   default: return {};
+   }
+}
+
 // Adds what there is to say of one destination.
 void judge( const Slice& slice, KarvelMirror::Mtp mtp, const MtpUse& use, SessionState& state ) {
    using KarvelMirror::ProgramStatus;
    const ProgramStatus programmed = combined( *slice.host.programStatus(), mtp );
-   state.held.push_back( { slice.host.unit(), mtp, use.direction, programmed } );
+   const WantedMtp& wanted = slice.publisher.wanted( mtp );
+   state.held.push_back( { slice.host.unit(), mtp, use.direction, programmed, wanted.way } );
    auto failed = [ & ]( const std::string& reason ) {
       state.phase = SessionPhase::failed;
       state.reason = reason;
@@ -245,6 +266,11 @@ void judge( const Slice& slice, KarvelMirror::Mtp mtp, const MtpUse& use, Sessio
       failed( "the chip has no TCAM entries left for it" );
    } else if ( programmed == ProgramStatus::failed ) {
       failed( "the chip refused its TCAM entries" );
+   } else if ( auto unlimited = rateProblem( slice, wanted ) ) {
+      failed( *unlimited );
+   } else if ( !wanted.target && state.phase != SessionPhase::failed ) {
+      state.phase = SessionPhase::inactive;
+      state.reason = wanted.way;
    } else if ( programmed == ProgramStatus::unknown && state.phase == SessionPhase::active ) {
       state.phase = SessionPhase::pending;
    }
@@ -271,8 +297,8 @@ SessionState Runtime::State::sessionState( const SessionConfig& session ) const 
          judge( *slice, mtp, use, result );
       }
    }
-   const auto port = configuration.ports.find( session.destination );
-   if ( result.reason.empty() && port != configuration.ports.end() && !port->second.adminUp ) {
+   if ( result.reason.empty() && configuration.ports.contains( session.destination ) &&
+         !portStates.isUp( configuration, session.destination ) ) {
       result.reason = session.destination + " is down: its copies are dropped";
    }
    return result;
@@ -333,6 +359,20 @@ std::optional< std::string > Runtime::fail(
    fault.first = first;
    fault.last = last;
    state_->chips.control().gate().faultAdd( fault );
+   return {};
+}
+
+std::optional< std::string > Runtime::linkIs( const std::string& port, bool isUp ) {
+   if ( !state_->configuration.ports.contains( port ) ) {
+      return port + ": no such port; allowed: a port of PORT";
+   }
+   Zol::ActivityLockHolder lock;
+   if ( isUp ) {
+      state_->portStates.down.erase( port );
+   } else {
+      state_->portStates.down.insert( port );
+   }
+   state_->apply( Configuration( state_->configuration ) );
    return {};
 }
 

@@ -32,6 +32,7 @@ struct RuntimeOptions {
 // What became of a session.
 enum class SessionPhase : uint8_t {
    active,  // in the chip
+   inactive, // its tunnel has no way now; see reason
    refused, // this agent or chip cannot serve it; see reason
    failed,  // programming failed; it is tried again when something changes, and every 10 s
    pending, // published, no answer yet
@@ -43,6 +44,7 @@ struct HeldDestination {
    KarvelMirror::Mtp mtp;
    KarvelMirror::Direction direction{};
    KarvelMirror::ProgramStatus status{}; // as the slice reports it
+   std::string way;                      // of a tunnel, or why it has none
 };
 
 struct SessionState {
@@ -94,8 +96,11 @@ class Runtime {
    // Refuses the first to last next calls of a kind ("bcm_field_entry_create"). What is wrong
    // with the request comes back, in one line.
    std::optional< std::string > fail( std::string_view call, uint64_t first, uint64_t last );
-   // "ingress-entries" or "egress-entries", on every chip. Sessions that failed are tried again.
+   // "ingress-entries", "egress-entries" or "policers", on every chip. Sessions that failed are
+   // tried again.
    std::optional< std::string > capacity( std::string_view what, int value );
+   // The link of a port comes up or goes down.
+   std::optional< std::string > linkIs( const std::string& port, bool isUp );
 
  private:
    struct State;

@@ -201,6 +201,18 @@ StepAction parseCapacity( std::string_view body ) {
    return step;
 }
 
+StepAction parsePort( std::string_view body ) {
+   PortStep step;
+   step.port = takeNeeded( body, "PORT" );
+   std::string state = takeNeeded( body, "up or down" );
+   expectEnd( body );
+   if ( state != "up" && state != "down" ) {
+      throw Wrong{ inQuotes( state ) + " is no state of a link" };
+   }
+   step.isUp = state == "up";
+   return step;
+}
+
 struct Verb {
    std::string_view name;
    const char* allowed;
@@ -216,6 +228,7 @@ constexpr std::array verbs{
    Verb{ "show", "show WHAT[,WHAT...]", parseShow },
    Verb{ "fail", "fail CALL N[..M], counted from 1, M not below N", parseFail },
    Verb{ "capacity", "capacity WHAT N, N from 0 to 4294967295", parseCapacity },
+   Verb{ "port", "port PORT up, port PORT down", parsePort },
 };
 
 const Verb& findVerb( std::string_view name ) {

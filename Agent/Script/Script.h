@@ -9,6 +9,7 @@
 //    show WHAT[,WHAT...]      print a report
 //    fail CALL N[..M]         the n-th (to m-th) next SDK call of this kind is refused
 //    capacity WHAT N          the chip has room for N
+//    port PORT up|down        its link comes up or goes down
 //
 // '#' begins a comment at the start of a line and after white space, but not within the
 // braces of the JSON text. Blank lines mean nothing; lines may end in CR LF.
@@ -63,8 +64,13 @@ struct CapacityStep {
    uint32_t count = 0;
 };
 
-using StepAction =
-      std::variant<SetStep, DelStep, InStep, WaitStep, ShowStep, FailStep, CapacityStep>;
+struct PortStep {
+   std::string port;
+   bool isUp = false;
+};
+
+using StepAction = std::variant<SetStep, DelStep, InStep, WaitStep, ShowStep, FailStep,
+      CapacityStep, PortStep>;
 
 struct Step {
    unsigned line = 0; // counted from 1

@@ -22,6 +22,19 @@ KarvelCentral::ChipAttributes attributesOf( const ChipModel::ChipProfile& profil
    return attributes;
 }
 
+// Source tags stand behind the addresses of the outer header, and look like a header of
+// experimental type to who does not know them.
+Karvel::SourceTag sourceTagOf( int unit ) {
+   constexpr uint16_t localExperimentalType2 = 0x88b6; // IEEE 802
+   constexpr uint8_t behindAddresses = 12;
+   constexpr int deviceIds = 32;
+   Karvel::SourceTag tag;
+   tag.signatureIs( localExperimentalType2 );
+   tag.deviceIdIs( static_cast< uint8_t >( unit % deviceIds ) );
+   tag.offsetIs( behindAddresses );
+   return tag;
+}
+
 template < typename T >
 Zol::Ptr< T > makeByName( const char* typeName, const Zol::String& name ) {
    Zol::Ptr< T > made = Zol::dynamicCast< T >( Zol::TypeRegistry::make( typeName, name ) );
@@ -43,6 +56,7 @@ SliceHost::SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::St
    scsd_->logicalFapIdIs( LogicalFap::LogicalFapId( number ) );
    scsd_->chipTableIs( chipTable );
    scsd_->karvelModIdIs( unit, number );
+   scsd_->sourceTagIs( sourceTagOf( unit ) );
    for ( int port = 1; port <= profile.ports; ++port ) {
       scsd_->chipPortIs( port );
    }
@@ -124,10 +138,31 @@ void SliceHost::portsAre( const Configuration& configuration ) {
          scsd_->intfToPortDel( intf );
       }
    }
+   channelsAre( configuration );
    for ( const auto& [ port, intf ] : wanted ) {
       scsd_->karvelPortToIntfIs( port, intf );
       scsd_->intfToPortIs(
             intf, { unit_, static_cast< int32_t >( uint32_t( port.logicalPort() ) ) } );
+   }
+}
+
+void SliceHost::channelsAre( const Configuration& configuration ) {
+   std::map< KarvelTypes::KarvelPort, uint32_t > wanted;
+   for ( const auto& [ name, port ] : configuration.ports ) {
+      if ( port.unit == unit_ && port.channel ) {
+         wanted[ { static_cast< uint32_t >( unit_ ), port.chipPort } ] =
+               static_cast< uint32_t >( *port.channel );
+      }
+   }
+   for ( const KarvelTypes::KarvelPort& port : scsd_->portType().keys() ) {
+      if ( !wanted.contains( port ) ) {
+         scsd_->portTypeDel( port );
+         scsd_->karvelPortChannelDel( port );
+      }
+   }
+   for ( const auto& [ port, channel ] : wanted ) {
+      scsd_->karvelPortChannelIs( port, channel );
+      scsd_->portTypeIs( port, Karvel::PortType::channel );
    }
 }
 

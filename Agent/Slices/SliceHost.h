@@ -50,6 +50,7 @@ class SliceHost {
 
  private:
    void portsAre( const Configuration& configuration );
+   void channelsAre( const Configuration& configuration );
    void lagsAre( const Configuration& configuration );
 
    const int unit_;

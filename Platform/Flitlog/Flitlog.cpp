@@ -41,11 +41,11 @@ void Message::logTexts( const std::vector< std::string >& arguments ) const {
    Record record{ Zol::activityManager().now(), id_, severity_, {} };
    size_t used = 0;
    size_t from = 0;
-   for ( size_t at; ( at = format_.find( "{}", from ) ) != std::string::npos; from = at + 2 ) {
-      ZOL_ASSERT( used < arguments.size() && "an argument for each {}" );
+   for ( size_t at; ( at = format_.find( "%s", from ) ) != std::string::npos; from = at + 2 ) {
+      ZOL_ASSERT( used < arguments.size() && "an argument for each %s" );
       record.text.append( format_, from, at - from ).append( arguments[ used++ ] );
    }
-   ZOL_ASSERT( used == arguments.size() && "a {} for each argument" );
+   ZOL_ASSERT( used == arguments.size() && "a %s for each argument" );
    record.text.append( format_, from );
    state().records.push_back( record );
    if ( state().records.size() > maxRecords ) {

@@ -3,7 +3,7 @@
 // Log messages, registered once with all that an operator needs:
 //
 //    const Flitlog::Message tcamFull( "KARVEL_MIRRORING_TCAM_RESOURCE_FULL",
-//          Flitlog::Severity::error, "{} could not be programmed", "explanation", "action" );
+//          Flitlog::Severity::error, "%s could not be programmed", "explanation", "action" );
 //    tcamFull.log( sessionName );
 //
 // Severities are those of RFC 5424.
@@ -24,7 +24,7 @@ ZOL_ENUM( Severity, uint8_t, ( emergency, 0 ), ( alert, 1 ), ( critical, 2 ), ( 
 
 class Message {
  public:
-   // `format` has one {} for each argument. An identifier is registered once: asserted.
+   // `format` has one %s for each argument. An identifier is registered once: asserted.
    Message( std::string id, Severity severity, std::string format, std::string explanation,
          std::string action );
    ~Message();

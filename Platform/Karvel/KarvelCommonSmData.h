@@ -7,6 +7,7 @@
 #include "Platform/Karvel/SysPort.h"
 #include "Platform/KarvelCentral/ChipInfo.h"
 #include "Platform/LogicalFap/LogicalFapId.h"
+#include "Platform/Zol/Enum.h"
 
 namespace Karvel {
 
@@ -18,6 +19,15 @@ class UnitData : public Zol::Entity {
    explicit UnitData( uint16_t unit ) : unit_( unit ) {}
 };
 
+ZOL_ENUM( PortType, uint8_t, ( front, 0 ),
+      ( channel, 1 ) ); // one of several that share a front-panel port, told apart by channel
+
+// What the source tags of a slice's copies say besides the channel.
+class SourceTag : public Zol::Value {
+   ZOL_VALUE( Karvel, SourceTag, ( VAL, uint16_t, signature ), ( VAL, uint8_t, prio ),
+         ( VAL, uint8_t, deviceId ), ( VAL, uint8_t, offset ) );
+};
+
 class KarvelCommonSmData : public Zol::Entity {
    ZOL_ENTITY( Karvel, KarvelCommonSmData, Zol::Entity,
          ( COLL, uint16_t, UnitData, unit ),
@@ -27,6 +37,9 @@ class KarvelCommonSmData : public Zol::Entity {
          ( MAP, int32_t, uint32_t, karvelModId ), // unit to module id
          ( MAP, KarvelTypes::KarvelPort, Zol::String, karvelPortToIntf ),
          ( MAP, Zol::String, SysPort, intfToPort ),
+         ( MAP, KarvelTypes::KarvelPort, PortType, portType ), // front where it is not said
+         ( MAP, KarvelTypes::KarvelPort, uint32_t, karvelPortChannel ), // of channel ports
+         ( VAL, SourceTag, sourceTag ),
          ( SET, int32_t, chipPort ), // every front-panel port number of the slice's chip
          ( COLL, int32_t, Ixo::LagPortList, lagPortList ) );
 };

@@ -63,6 +63,34 @@ class KarvelUnboundedTcamEntryManager : public Zol::Entity {
    virtual Shim::Rc releaseEntry( uint32_t unit, EntryId entryId ) = 0;
 };
 
+// How a policer is attached to an entry.
+enum class PolicerAttach : uint8_t { single }; // it is the entry's only one
+
+// Gives entries of one feature on every chip, up to a bound for each. An entry belongs to who
+// asked for it.
+class KarvelBoundedTcamEntryManager : public Zol::Entity {
+   ZOL_ENTITY( Karvel, KarvelBoundedTcamEntryManager, Zol::Entity );
+
+ public:
+   // Creates an entry that counts; its slot is reserved from here on. 0 if there is none left. The
+   // name is for people: it is shown wherever the chip's entries are.
+   virtual EntryId getEntryWithStats(
+         uint32_t unit, const Zol::String& name, Shim::FieldStat counters ) = 0;
+   // Replaces the policer that the entry has. If it cannot be attached the entry must not be
+   // installed without it: installEntry() fails until it is.
+   virtual Shim::Rc attachPolicer(
+         uint32_t unit, EntryId entryId, uint32_t policerId, PolicerAttach flag ) = 0;
+   // An entry that had one is to be installed without.
+   virtual Shim::Rc detachPolicer( uint32_t unit, EntryId entryId ) = 0;
+   virtual Shim::Rc installEntry( uint32_t unit, EntryId entryId ) = 0;
+   // E_NOT_FOUND, without effect, for an id that this manager does not hold.
+   virtual Shim::Rc releaseEntry( uint32_t unit, EntryId entryId ) = 0;
+};
+
+// A feature with entries of its own in the egress stage: 143 limits copies by port, 144 those
+// of tunnels.
+using KarvelTcamFeature = Zol::Id< struct KarvelTcamFeatureTag, uint8_t >;
+
 // What a destination's mirroring group is for.
 struct MirroringAclGroup {
    KarvelMirror::Mtp mtp;
@@ -100,6 +128,16 @@ class KarvelTcamGroupManager : public Zol::Entity {
    // Says that the feature's group is a mirroring ACL's; without it there are no entries.
    virtual TcamStatus groupMirroringAclDataIs( uint32_t unit, KarvelAclFeature feature,
          const MirroringAclMetadata& metadata ) = 0;
+
+   // The entry manager of a feature, on all chips; null if no chip has the feature.
+   virtual Zol::Ptr< KarvelBoundedTcamEntryManager > boundedEntryManager(
+         KarvelTcamFeature feature ) = 0;
+   // Gives a policer, which the chip may get only when an entry is to have it: so there always is
+   // one for a configuration that the chip understands. False if it does not.
+   virtual bool createPolicer( uint32_t unit, const Shim::bcm_policer_config_s& config,
+         uint32_t* policerId ) = 0;
+   // It goes with the last entry that has it. E_NOT_FOUND, without effect, if there is none.
+   virtual Shim::Rc removePolicer( uint32_t unit, uint32_t policerId ) = 0;
 };
 
 } // namespace Karvel

@@ -4,6 +4,8 @@
 
 #include "Platform/Acl/Types.h"
 #include "Platform/KarvelMirror/Mtp.h"
+#include "Platform/KarvelMirror/TunnelParameters.h"
+#include "Platform/KarvelTypes/KarvelPort.h"
 #include "Platform/LogicalFap/LogicalFapId.h"
 #include "Platform/Plix/IntfId.h"
 #include "Platform/Plix/IpAddr.h"
@@ -59,6 +61,23 @@ class IpMatch : public Zol::Value {
          ( VAL, Plix::IpAddr, dstIpMask ) );
 };
 
+// A port that a destination's copies leave by.
+class DstPort : public Zol::Value {
+   ZOL_VALUE( KarvelMirror, DstPort, ( VAL, KarvelTypes::KarvelPort, port ),
+         ( VAL, int32_t, tunnelIdx, -1 ), // of the tunnel that they leave through; -1: none
+         ( VAL, uint32_t, rate ) );       // limit in kilobits per second; 0: none
+};
+
+// A mirror tunnel. Its ports are known only while it is active.
+class Tunnel : public Zol::Entity {
+   ZOL_ENTITY( KarvelMirror, Tunnel, Zol::Entity, ( CONST, TunnelId, tunnelId ),
+         ( VAL, TunnelParameters, parameters ),
+         ( VAL, bool, active ) ); // its way is known, and the chip sends copies through it
+
+ public:
+   explicit Tunnel( TunnelId tunnelId ) : tunnelId_( tunnelId ) {}
+};
+
 // What was decided for one destination. A destination is used in one direction; a change of
 // direction withdraws it and publishes it anew.
 class MtpProgramInfo : public Zol::Entity {
@@ -69,6 +88,7 @@ class MtpProgramInfo : public Zol::Entity {
          ( COLL, AclKey, AclPorts, aclPorts ), // on these interfaces
          ( SET, IpMatch, ipMatch ),            // mirrors what these match
          ( SET, Plix::IntfId, ipMatchIntf ),   // on these interfaces
+         ( SET, DstPort, dstPort ),            // a link aggregation stands as its members
          ( VAL, Zol::String, session ) );      // the session it serves: for people
 
  public:
@@ -78,7 +98,8 @@ class MtpProgramInfo : public Zol::Entity {
 class LogicalFapMtpProgramInfo : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, LogicalFapMtpProgramInfo, Zol::Entity,
          ( CONST, LogicalFap::LogicalFapId, logicalFap ),
-         ( COLL, Mtp, MtpProgramInfo, mtpProgramInfo ) );
+         ( COLL, Mtp, MtpProgramInfo, mtpProgramInfo ),
+         ( COLL, TunnelId, Tunnel, tunnel ) );
 
  public:
    explicit LogicalFapMtpProgramInfo( LogicalFap::LogicalFapId fap ) : logicalFap_( fap ) {}
@@ -104,12 +125,17 @@ class SliceCapability : public Zol::Entity {
 ZOL_ENUM( ProgramStatus, uint8_t, ( unknown, 0 ), ( success, 1 ), ( failed, 2 ),
       ( resourceExhaustion, 3 ) ); // the hardware ran out of entries
 
+// What is limited in rate.
+ZOL_ENUM( RateLimitKind, uint8_t, ( gre, 0 ), // copies that leave through tunnels
+      ( port, 1 ) );                           // copies that leave by a port
+
 // How programming went, per destination; a destination that has gone has no status, and one
 // without rules of a kind none of that kind.
 class SliceMtpProgramStatus : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, SliceMtpProgramStatus, Zol::Entity,
          ( MAP, Mtp, ProgramStatus, programStatus ),      // port mirroring
-         ( MAP, Mtp, ProgramStatus, ifpProgramStatus ) ); // filtered ingress mirroring
+         ( MAP, Mtp, ProgramStatus, ifpProgramStatus ),   // filtered ingress mirroring
+         ( MAP, RateLimitKind, ProgramStatus, efpProgramStatus ) ); // rates, of all destinations
 
  public:
    explicit SliceMtpProgramStatus( std::string_view = {} ) {}

@@ -21,6 +21,10 @@ class KarvelPort : public Zol::Value {
    KarvelPort() = default;
    KarvelPort( uint32_t modId, int64_t logicalPort )
          : modId_( modId ), logicalPort_( logicalPort ) {}
+
+   // As SDK calls take it.
+   uint32_t port() const { return logicalPort(); }
+   uint32_t sdkPort() const { return logicalPort(); }
 };
 
 } // namespace KarvelTypes

@@ -26,4 +26,8 @@ const char* Sdk::bcm_errmsg( Rc rc ) {
    }
 }
 
+void Sdk::bcm_policer_config_t_init( bcm_policer_config_s* config ) {
+   *config = {};
+}
+
 } // namespace Shim

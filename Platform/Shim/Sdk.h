@@ -36,6 +36,8 @@ class Sdk {
 
    // --- Chip family --------------------------------------------------------------------
    virtual bool QX_SOC_IS_TOMAHAWKX( int unit ) const = 0;
+   // How the chip's policers limit a single rate.
+   virtual PolicerMode QX_BCM_POLICER_MODE( int unit ) const = 0;
 
    // --- Field processor: groups --------------------------------------------------------
    virtual Rc bcm_field_group_create(
@@ -109,6 +111,10 @@ class Sdk {
          int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    // That a range checker finds its port in its range. An entry may ask several: all must.
    virtual Rc bcm_field_qualify_RangeCheck( int unit, int entry, int range ) = 0;
+   virtual Rc bcm_field_qualify_OutPort(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_MirrorCopy(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    virtual Rc bcm_field_qualifier_delete( int unit, int entry, Qualifier qualifier ) = 0;
 
    virtual Rc bcm_field_action_add(
@@ -125,6 +131,22 @@ class Sdk {
    virtual Rc bcm_field_range_create(
          int unit, FieldRange what, uint32_t min, uint32_t max, int* range ) = 0;
    virtual Rc bcm_field_range_destroy( int unit, int range ) = 0;
+
+   // --- Policers and counters of entries -------------------------------------------------
+   // All fields zero, mode committed.
+   static void bcm_policer_config_t_init( bcm_policer_config_s* config );
+   // Ids are 1 and up, never used again. E_RESOURCE when all are in use.
+   virtual Rc bcm_policer_create(
+         int unit, const bcm_policer_config_s& config, uint32_t* policer ) = 0;
+   // E_BUSY while an entry has it.
+   virtual Rc bcm_policer_destroy( int unit, uint32_t policer ) = 0;
+   // Takes effect with the next install, like all that an entry does. An entry has at most one
+   // policer (E_EXISTS), `level` is 0; destroying the entry detaches it.
+   virtual Rc bcm_field_entry_policer_attach(
+         int unit, int entry, int level, uint32_t policer ) = 0;
+   virtual Rc bcm_field_entry_policer_detach( int unit, int entry, int level ) = 0;
+   // From now on.
+   virtual Rc bcm_field_entry_stat_set( int unit, int entry, FieldStat stat ) = 0;
 
    // --- Mirror destinations ------------------------------------------------------------
    // A destination number is the index of the chip's mirror destination table (0 to 3).

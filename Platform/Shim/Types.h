@@ -5,9 +5,11 @@
 #include <array>
 #include <bitset>
 #include <cstdint>
+#include <optional>
 
 #include "Platform/Plix/EthAddr.h"
 #include "Platform/Plix/Ip6Addr.h"
+#include "Platform/Plix/IpGenAddr.h"
 
 namespace Shim {
 
@@ -50,6 +52,8 @@ enum class Qualifier : uint8_t {
    mplsInnerLabel,
    dstClassL2,
    rangeCheck,
+   outPort,    // the port that the frame leaves by: egress, not on Tomahawk chips
+   mirrorCopy, // egress: 1 for mirror copies, 0 for forwarded frames
    count_
 };
 using QualifierSet = std::bitset< static_cast< size_t >( Qualifier::count_ ) >;
@@ -87,16 +91,73 @@ enum class FieldAction : int32_t {
                     // at
    drop,            // do not forward; no parameters
    cosQCpuNew,      // copy to the CPU; param0 its queue
+   // Egress.
+   rpDrop,      // drop what the entry's policer finds red; no parameters
+   svtagEnable, // insert a source tag; param0 1. The others say what is in it, in param0:
+   svtagSignature,  // 16 bits, where a frame has its EtherType
+   svtagPrio,       // 3 bits
+   svtagDeviceId,   // 5 bits
+   svtagOffset,     // bytes from the start of the frame: 12 to 64, even
+   svtagSubportNum, // 8 bits
 };
 inline constexpr FieldAction bcmFieldActionCosQCpuNew = FieldAction::cosQCpuNew;
 inline constexpr FieldAction bcmFieldActionDrop = FieldAction::drop;
+inline constexpr FieldAction bcmFieldActionRpDrop = FieldAction::rpDrop;
+inline constexpr FieldAction bcmFieldActionSvtagEnable = FieldAction::svtagEnable;
+inline constexpr FieldAction bcmFieldActionSvtagSignature = FieldAction::svtagSignature;
+inline constexpr FieldAction bcmFieldActionSvtagPrio = FieldAction::svtagPrio;
+inline constexpr FieldAction bcmFieldActionSvtagDeviceId = FieldAction::svtagDeviceId;
+inline constexpr FieldAction bcmFieldActionSvtagOffset = FieldAction::svtagOffset;
+inline constexpr FieldAction bcmFieldActionSvtagSubportNum = FieldAction::svtagSubportNum;
 
 // What a range checker compares: layer-4 ports of TCP, UDP and SCTP.
 enum class FieldRange : uint32_t { srcPort = 0x1, dstPort = 0x2 };
 
+// What an entry counts besides the frames and bytes that it matches.
+enum class FieldStat : uint8_t {
+   none,
+   byColor, // green and red apart
+};
+
+// How a policer sorts frames into colours.
+enum class PolicerMode : uint8_t {
+   committed, // one token bucket: what finds its length in it is green, all else red
+};
+
+// Bits of bcm_policer_config_s::flags.
+inline constexpr uint32_t policerByBytes = 0x04;    // frames weigh their length; needed
+inline constexpr uint32_t policerColorBlind = 0x40; // no colour that a frame may have counts; needed
+
+// Kilobits are 1000 bits. A frame weighs its bytes on the wire without preamble and frame
+// check sequence, the same as counters count.
+struct bcm_policer_config_s {
+   uint32_t flags;
+   PolicerMode mode;
+   uint32_t ckbits_sec;   // committed rate, kilobits per second; at least 1
+   uint32_t ckbits_burst; // depth of its bucket, kilobits
+   uint32_t pkbits_sec;   // peak rate; 0: none
+   uint32_t pkbits_burst;
+};
+
 struct FieldGroupStatus {
    int32_t entriesUsed = 0;
    int32_t entriesFree = 0; // of the whole stage: groups share it
+};
+
+// The headers in front of a copy that is sent through a tunnel: Ethernet, IPv4 (RFC 791) or
+// IPv6 (RFC 8200), and GRE (RFC 2784, its key RFC 2890).
+struct MirrorTunnel {
+   Plix::EthAddr srcMac;
+   Plix::EthAddr dstMac;
+   uint16_t vid = 0;        // of an 802.1Q tag; 0: none
+   Plix::IpGenAddr srcIp;   // of one family
+   Plix::IpGenAddr dstIp;
+   uint8_t trafficClass = 0; // DSCP in the upper six bits
+   uint8_t ttl = 255;        // or hop limit
+   uint16_t greProtocol = 0x88be;
+   std::optional< uint32_t > greKey;
+
+   bool operator==( const MirrorTunnel& ) const = default;
 };
 
 // Where the copies of one mirror destination go.
@@ -104,6 +165,7 @@ struct MirrorDestination {
    enum class Kind : uint8_t { port, trunk };
    Kind kind = Kind::port;
    int32_t id = 0; // port number or trunk id
+   std::optional< MirrorTunnel > tunnel = {}; // none: copies leave as they are
 
    bool operator==( const MirrorDestination& ) const = default;
 };

@@ -27,8 +27,20 @@ void AclProgrammerSm::handleLogicalFap() {
       takeDown();
    }
    if ( info ) {
+      bringUpEfp( info );
       bringUpIfp( info );
    }
+}
+
+void AclProgrammerSm::bringUpEfp( Zol::Ptr< const LogicalFapMtpProgramInfo > info ) {
+   efpConfigIs();
+   efpSmConfigIs();
+   efpStatusIs();
+   efpSmStatusIs();
+   efpConfigSmIs( unit(), info, efpSmConfig(), efpSmStatus(), sliceMtpProgramStatus(), scsd(),
+         taskScheduler() );
+   efpSmIs( unit(), efpConfig(), efpSmConfig(), efpStatus(), efpSmStatus(), groupManager() );
+   efpProgrammerIs( unit(), groupManager(), efpConfig(), efpStatus() );
 }
 
 void AclProgrammerSm::bringUpIfp( Zol::Ptr< const LogicalFapMtpProgramInfo > info ) {
@@ -36,14 +48,17 @@ void AclProgrammerSm::bringUpIfp( Zol::Ptr< const LogicalFapMtpProgramInfo > inf
    ifpSmConfigIs();
    ifpStatusIs();
    ifpSmStatusIs();
-   ifpConfigSmIs( logicalFap(), info, ifpSmConfig(), ifpSmStatus(), sliceMtpProgramStatus(), scsd(), taskScheduler(),
-         aclConfig() );
+   ifpConfigSmIs( logicalFap(), info, ifpSmConfig(), ifpSmStatus(), sliceMtpProgramStatus(),
+         scsd(), taskScheduler(), aclConfig() );
    ifpSmIs( unit(), ifpConfig(), ifpSmConfig(), ifpStatus(), ifpSmStatus(), groupManager() );
    ifpProgrammerIs( unit(), ifpConfig(), ifpStatus(), groupManager(), aclSmPluginEntity(),
          scsd(), aclConfig() );
 }
 
 void AclProgrammerSm::takeDown() {
+   efpProgrammerDel();
+   efpSmDel();
+   efpConfigSmDel();
    ifpProgrammerDel();
    ifpSmDel();
    ifpConfigSmDel();

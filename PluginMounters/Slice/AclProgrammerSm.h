@@ -1,13 +1,16 @@
 #pragma once
 
-// Brings up the ingress field processor's machines of one chip while the logical FAP has program
-// information, and takes them down in the reverse order. The configuration and status collections
+// Brings up the machines of one chip's field processors, egress and ingress, while the logical FAP
+// has program information, and takes them down again. The configuration and status collections
 // stay.
 
 #include "Platform/Acl/Config.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
 #include "Platform/Orv/TaskScheduler.h"
+#include "PluginMounters/Slice/EfpProgrammer.h"
+#include "PluginMounters/Slice/EfpSm.h"
 #include "PluginMounters/Slice/IfpProgrammer.h"
+#include "PluginMounters/Slice/SliceMtpEfpConfigSm.h"
 #include "PluginMounters/Slice/SliceMtpIfpConfigSm.h"
 
 namespace KarvelMirror {
@@ -22,8 +25,12 @@ class AclProgrammerSm : public Zol::EntitySm {
          ( CONST, Zol::Ptr< const Acl::Config >, aclConfig ),
          ( CONST, Zol::Ptr< Karvel::AclSmPluginEntity >, aclSmPluginEntity ),
          ( CONST, Zol::Ptr< SliceMtpProgramStatus >, sliceMtpProgramStatus ),
-         ( OWN, Slice::IfpConfigColl, ifpConfig ), ( OWN, Slice::IfpSmConfigColl, ifpSmConfig ),
-         ( OWN, Slice::IfpStatusColl, ifpStatus ), ( OWN, Slice::IfpSmStatusColl, ifpSmStatus ),
+         ( OWN, Slice::EfpConfigColl, efpConfig ), ( OWN, Slice::EfpSmConfigColl, efpSmConfig ),
+         ( OWN, Slice::EfpStatusColl, efpStatus ), ( OWN, Slice::EfpSmStatusColl, efpSmStatus ),
+         ( OWN, Slice::MtpEfpConfigSm, efpConfigSm ), ( OWN, Slice::EfpSm, efpSm ),
+         ( OWN, Slice::EfpProgrammer, efpProgrammer ), ( OWN, Slice::IfpConfigColl, ifpConfig ),
+         ( OWN, Slice::IfpSmConfigColl, ifpSmConfig ), ( OWN, Slice::IfpStatusColl, ifpStatus ),
+         ( OWN, Slice::IfpSmStatusColl, ifpSmStatus ),
          ( OWN, Slice::MtpIfpConfigSm, ifpConfigSm ), ( OWN, Slice::IfpSm, ifpSm ),
          ( OWN, Slice::IfpProgrammer, ifpProgrammer ) );
 
@@ -46,6 +53,7 @@ class AclProgrammerSm : public Zol::EntitySm {
    void doInit() override;
    void doCleanup() override;
    void handleLogicalFap();
+   void bringUpEfp( Zol::Ptr< const LogicalFapMtpProgramInfo > info );
    void bringUpIfp( Zol::Ptr< const LogicalFapMtpProgramInfo > info );
    void takeDown();
 };

@@ -11,17 +11,13 @@
 
 #include "Platform/Karvel/TcamServices.h"
 #include "Platform/Zol/Sm.h"
+#include "PluginMounters/Slice/EntryIdSet.h"
 #include "PluginMounters/Slice/IfpStatus.h"
 
 namespace KarvelMirror::Slice {
 
 // The ACL feature of a destination: 0 to 3 are features 1 to 4.
 Karvel::KarvelAclFeature mtpToFeature( uint8_t mtp );
-
-// The TCAM entries of one rule.
-class EntryIdSet : public Zol::Value {
-   ZOL_VALUE( KarvelMirror::Slice, EntryIdSet, ( MAP, uint32_t, bool, entry ) );
-};
 
 // The expansion of one configured rule, by TCAM entry.
 class IfpRules : public Zol::Value {

@@ -8,8 +8,6 @@
 
 namespace KarvelMirror::Slice {
 
-using ProgramResult = TcamProgramStatus::TcamProgramStatus;
-
 class IfpStatus : public IfpUpdateBase {
    ZOL_ENTITY( KarvelMirror::Slice, IfpStatus, IfpUpdateBase, ( CONST, Mtp, mtp ),
          ( VAL, ProgramResult, status ) );

@@ -18,15 +18,6 @@ const Flitlog::Message tcamResourceFull( "KARVEL_MIRRORING_TCAM_RESOURCE_FULL",
       "Reconfigure the system to clear up hardware resources like removing egress ACLs. Reapply "
       "mirror configuration once hardware resources become available." );
 
-ProgramStatus toProgramStatus( ProgramResult result ) {
-   switch ( result ) {
-   case ProgramResult::success: return ProgramStatus::success;
-   case ProgramResult::entryAllocationFailure: return ProgramStatus::resourceExhaustion;
-   case ProgramResult::entryInstallFailure: return ProgramStatus::failed;
-   default: return ProgramStatus::unknown;
-   }
-}
-
 } // namespace
 
 // --- One destination's program information -------------------------------------------------

@@ -49,6 +49,9 @@ TEST( ScriptTest, StepsSayWhatIsWritten ) {
    auto capacity = parsed<CapacityStep>( "capacity policers 0" );
    EXPECT_EQ( capacity.what, "policers" );
    EXPECT_EQ( capacity.count, 0U );
+   EXPECT_EQ( parsed<PortStep>( "port Ethernet8 down # unplugged" ).port, "Ethernet8" );
+   EXPECT_FALSE( parsed<PortStep>( "port Ethernet8 down" ).isUp );
+   EXPECT_TRUE( parsed<PortStep>( "port Ethernet8 up" ).isUp );
 }
 
 TEST( ScriptTest, JsonReachesFromTheFirstBraceToTheOneThatClosesIt ) {
@@ -83,7 +86,7 @@ TEST( ScriptTest, EveryMistakeIsToldWithItsPlaceAndWhatIsAllowed ) {
    };
    for ( const Case& c : std::initializer_list<Case>{
                { "Set T|k {}", "\"Set\" is not a step; allowed: set, del, in, wait, show, "
-                               "fail, capacity" },
+                               "fail, capacity, port" },
                { "\x1b[2J\x7f", "\"\\x1b[2J\\x7f\" is not a step" },
                { "set", "TABLE|KEY is missing; allowed: set TABLE|KEY {json}" },
                { "set T {}", "\"T\" is not a table and a key" },
@@ -125,6 +128,10 @@ TEST( ScriptTest, EveryMistakeIsToldWithItsPlaceAndWhatIsAllowed ) {
                { "capacity x", "N is missing; allowed: capacity WHAT N" },
                { "capacity x -1", "\"-1\" is not such a number" },
                { "capacity x 1 2", "\"2\" is too much" },
+               { "port", "PORT is missing; allowed: port PORT up, port PORT down" },
+               { "port x", "up or down is missing" },
+               { "port x UP", "\"UP\" is no state of a link" },
+               { "port x up 1", "\"1\" is too much" },
          } ) {
       std::string error = errorOf( std::string( "wait 1\n\n" ) + c.line + "\r\nwait x" );
       EXPECT_TRUE( error.starts_with( std::string( "s:3: " ) + c.error ) ) << error;

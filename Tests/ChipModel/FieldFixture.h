@@ -1,8 +1,9 @@
 #pragma once
 
 // For tests of entries' matches and actions: a switch with one VLAN and two mirror destinations,
-// and groups that carry every qualifier.
+// and groups that carry every qualifier of their stage.
 
+#include "ChipModel/FieldRules.h"
 #include "Tests/ChipModel/Frames.h"
 
 namespace ChipModel::Test {
@@ -14,15 +15,15 @@ inline constexpr uint32_t mplsType = 0x8847;
 class FieldTest : public ChipTest {
  protected:
    // VLAN 10: ports 1 to 3 untagged. Mirror destinations 0 and 1: 7 and 8.
-   FieldTest() {
+   explicit FieldTest( const ChipProfile& profile = testProfile() ) : ChipTest( profile ) {
       vlan( 10, {}, { 1, 2, 3 } );
       destination( 0, 7 );
       destination( 1, 8 );
    }
-   int newGroup( int priority = 0 ) {
+   int newGroup( int priority = 0, Shim::FieldStage stage = Shim::FieldStage::ingress ) {
       int id = -1;
       ok( sdk().bcm_field_group_create(
-            0, Shim::FieldStage::ingress, Shim::QualifierSet().set(), priority, &id ) );
+            0, stage, stageQualifiers( box_.chip( 0 )->profile(), stage ), priority, &id ) );
       return id;
    }
    // Matches everything until it is qualified; not installed.
@@ -50,6 +51,19 @@ class FieldTest : public ChipTest {
          }
       }
       return {};
+   }
+   uint32_t policer( uint32_t kbits, uint32_t burst ) {
+      Shim::bcm_policer_config_s config;
+      Sdk::bcm_policer_config_t_init( &config );
+      config.flags = Shim::policerByBytes | Shim::policerColorBlind;
+      config.ckbits_sec = kbits;
+      config.ckbits_burst = burst;
+      uint32_t id = 0;
+      ok( sdk().bcm_policer_create( 0, config, &id ) );
+      return id;
+   }
+   void attach( int id, uint32_t to ) {
+      ok( sdk().bcm_field_entry_policer_attach( 0, id, 0, to ) );
    }
    int range( Shim::FieldRange what, uint32_t min, uint32_t max ) {
       int id = -1;

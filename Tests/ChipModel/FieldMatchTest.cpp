@@ -26,9 +26,9 @@ class FieldMatchTest : public ChipTest {
    // One entry, which copies what it matches to mirror destination 0.
    FieldMatchTest() {
       destination( 0, 7 );
-      Shim::QualifierSet all;
-      all.set();
-      ok( sdk().bcm_field_group_create( 0, Shim::FieldStage::ingress, all, 0, &group_ ) );
+      constexpr auto ingress = Shim::FieldStage::ingress;
+      ok( sdk().bcm_field_group_create(
+            0, ingress, stageQualifiers( testProfile(), ingress ), 0, &group_ ) );
       ok( sdk().bcm_field_entry_create( 0, group_, &entry_ ) );
       ok( sdk().bcm_field_action_add( 0, entry_, Shim::FieldAction::mirrorIngressTo, 0, 99 ) );
    }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ChipModel/ChipProfile.h"
+#include "ChipModel/FieldRules.h"
 
 namespace {
 
@@ -60,8 +61,10 @@ LookupKey frame( uint32_t inPort, uint32_t vid = 0, uint32_t dstPort = 0 ) {
 
 class FieldProcessorTest : public testing::Test {
  protected:
-   int group( FieldStage stage = ingress, int priority = 0,
-         QualifierSet set = QualifierSet().set() ) {
+   int group( FieldStage stage = ingress, int priority = 0 ) {
+      return group( stage, priority, stageQualifiers( *chipProfile( "trident3" ), stage ) );
+   }
+   int group( FieldStage stage, int priority, QualifierSet set ) {
       int id = 0;
       EXPECT_EQ( fp.groupCreate( stage, set, priority, &id ), Sdk::QX_BCM_E_NONE() );
       return id;
@@ -341,7 +344,9 @@ TEST_F( FieldProcessorTest, EveryGroupAnswersForItself ) {
    int low = group( ingress, 1 ), high = group( ingress, 5 ), out = group( egress );
    int inLow = mirrored( low, 1 );
    int inHigh = mirrored( high, 1, 2 );
-   int inOut = mirrored( out, 1 );
+   int inOut = entry( out );
+   fp.qualifyOuterVlanId( inOut, 7, exact );
+   fp.entryInstall( inOut );
    int catchAll = entry( high );
    fp.entryPrioSet( catchAll, -1 );
    fp.entryInstall( catchAll );
@@ -354,7 +359,7 @@ TEST_F( FieldProcessorTest, EveryGroupAnswersForItself ) {
    EXPECT_EQ( found[ 1 ].group, low );
    ASSERT_EQ( matches( frame( 2 ) ).size(), 1U );
    EXPECT_EQ( matches( frame( 2 ) )[ 0 ].entry, catchAll );
-   EXPECT_EQ( matches( frame( 1 ), egress ).at( 0 ).entry, inOut );
+   EXPECT_EQ( matches( frame( 1, 7 ), egress ).at( 0 ).entry, inOut );
    EXPECT_TRUE( matches( frame( 2 ), egress ).empty() );
    EXPECT_EQ(
          matches( frame( 1 ), ingress, FieldProcessor::GroupChoice::destinationFree, 1 )

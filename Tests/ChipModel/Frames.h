@@ -113,6 +113,7 @@ inline ChipProfile testProfile() {
    profile.groupsPerStage = 8;
    profile.portClassBits = 12;
    profile.rangeCheckers = 4;
+   profile.policers = 3;
    profile.mirrorDestinations = 4;
    profile.trunks = 16;
    profile.trunkMembers = 8;
@@ -171,7 +172,7 @@ class ChipTest : public ::testing::Test, public FrameSink {
       std::ranges::copy( bytes, block.get() );
       sent_.clear();
       const auto error = box_.control().inject(
-            0, port, { 7, block.get(), static_cast< uint32_t >( bytes.size() ), wireLength } );
+            0, port, { now_, block.get(), static_cast< uint32_t >( bytes.size() ), wireLength } );
       EXPECT_EQ( error, std::nullopt );
       return sent_;
    }
@@ -199,6 +200,7 @@ class ChipTest : public ::testing::Test, public FrameSink {
 
    Switch box_;
    std::vector< Sent > sent_;
+   uint64_t now_ = 7; // when frames arrive, in ns
 };
 
 } // namespace ChipModel::Test

@@ -89,6 +89,8 @@ TEST_F( SdkModelTest, EveryCallPassesTheGateUnderItsNameAndWantsAKnownUnit ) {
       CALL( bcm_field_qualify_IpType, 0, Shim::FieldIpType::ip ),
       CALL( bcm_field_qualify_IpFrag, 0, Shim::FieldIpFrag::any ),
       CALL( bcm_field_qualify_RangeCheck, 0, 1 ),
+      CALL( bcm_field_qualify_OutPort, 0, 0, 0 ),
+      CALL( bcm_field_qualify_MirrorCopy, 0, 0, 0 ),
       CALL( bcm_field_qualifier_delete, 0, Qualifier::drop ),
       CALL( bcm_field_action_add, 0, FieldAction::mirrorIngress, 0, 0 ),
       CALL( bcm_field_action_remove, 0, FieldAction::mirrorIngress ),
@@ -96,6 +98,11 @@ TEST_F( SdkModelTest, EveryCallPassesTheGateUnderItsNameAndWantsAKnownUnit ) {
       CALL( bcm_field_action_get, 0, FieldAction::drop, &value, &value ),
       CALL( bcm_field_range_create, Shim::FieldRange::srcPort, 1, 2, &id ),
       CALL( bcm_field_range_destroy, 1 ),
+      CALL( bcm_policer_create, {}, &value ),
+      CALL( bcm_policer_destroy, 1 ),
+      CALL( bcm_field_entry_policer_attach, 0, 0, 1 ),
+      CALL( bcm_field_entry_policer_detach, 0, 0 ),
+      CALL( bcm_field_entry_stat_set, 0, Shim::FieldStat::none ),
       CALL( bcm_mirror_destination_set, 0, {} ),
       CALL( bcm_mirror_destination_destroy, 0 ),
       CALL( bcm_port_enable_set, 1, true ),
@@ -397,7 +404,7 @@ TEST_F( SdkModelTest, ControlRefusesWhatDoesNotExistInOneLine ) {
    EXPECT_EQ( control.inject( 3, 1, {} ), "unit 3: no such chip" );
    EXPECT_EQ( control.inject( 0, 65, {} ), "port 65: unit 0 has ports 0 to 64" );
    EXPECT_EQ( control.capacityIs( 0, "entries", 1 ),
-         "capacity 'entries': unknown; it is ingress-entries or egress-entries" );
+         "capacity 'entries': unknown; it is ingress-entries, egress-entries or policers" );
    EXPECT_EQ( control.capacityIs( 0, "egress-entries", -1 ),
          "egress-entries: -1 is not within 0 to 1000000" );
    const int group = newGroup();

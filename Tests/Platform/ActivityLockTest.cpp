@@ -33,6 +33,7 @@ class FakeSdk : public Shim::Sdk {
    using Mac = Plix::EthAddr;
    using Ip6 = Plix::Ip6Addr;
    bool QX_SOC_IS_TOMAHAWKX( int ) const override { return false; }
+   Shim::PolicerMode QX_BCM_POLICER_MODE( int ) const override { return {}; }
 #define NOT_HERE( name, ... )                                                              \
    Rc name( __VA_ARGS__ ) override { return QX_BCM_E_UNAVAIL(); }
    NOT_HERE( bcm_field_group_create, int, Shim::FieldStage, Shim::QualifierSet, int, int* )
@@ -66,6 +67,13 @@ class FakeSdk : public Shim::Sdk {
    NOT_HERE( bcm_field_qualify_IpType, int, int, Shim::FieldIpType )
    NOT_HERE( bcm_field_qualify_IpFrag, int, int, Shim::FieldIpFrag )
    NOT_HERE( bcm_field_qualify_RangeCheck, int, int, int )
+   NOT_HERE( bcm_field_qualify_OutPort, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_field_qualify_MirrorCopy, int, int, uint32_t, uint32_t )
+   NOT_HERE( bcm_policer_create, int, const Shim::bcm_policer_config_s&, uint32_t* )
+   NOT_HERE( bcm_policer_destroy, int, uint32_t )
+   NOT_HERE( bcm_field_entry_policer_attach, int, int, int, uint32_t )
+   NOT_HERE( bcm_field_entry_policer_detach, int, int, int )
+   NOT_HERE( bcm_field_entry_stat_set, int, int, Shim::FieldStat )
    NOT_HERE( bcm_field_action_remove_all, int, int )
    NOT_HERE( bcm_field_action_get, int, int, Shim::FieldAction, uint32_t*, uint32_t* )
    NOT_HERE( bcm_field_range_create, int, Shim::FieldRange, uint32_t, uint32_t, int* )

@@ -1,0 +1,283 @@
+// What a configuration says of tunnels, rates and routes, and what is said about mistakes in it.
+
+#include "Tests/Agent/ConfigurationBed.h"
+
+namespace Agent {
+namespace {
+
+class TunnelFieldsTest : public ConfigurationBed {
+ protected:
+   static std::string erspan( const std::string& more = "" ) {
+      return R"("src_port": "E0", "src_ip": "10.0.0.1", "dst_ip": "10.2.0.1")" + more;
+   }
+   // Session m, with the policer p and what it may need.
+   SessionConfig limited( const std::string& policer, const std::string& session = "" ) {
+      const LoadResult result = load( with( R"("POLICER|p": {)" + policer +
+            R"(}, "MIRROR_SESSION|m": {"policer": "p", )" +
+            ( session.empty() ? R"("dst_port": "E16", "src_port": "E0")" : session ) + "}" ) );
+      EXPECT_EQ( said( result.errors ), "" ) << policer;
+      warnings_ = said( result.warnings );
+      return result.configuration.sessions.at( "m" );
+   }
+   // Each of `cases` is one error, about `what`.
+   void expectErrors( const std::vector< std::pair< std::string, std::string > >& cases ) {
+      for ( const auto& [ more, expected ] : cases ) {
+         const LoadResult result = load( with( more ) );
+         EXPECT_EQ( result.errors.size(), 1u ) << more << "\n" << said( result.errors );
+         EXPECT_NE( said( result.errors ).find( expected ), std::string::npos )
+               << said( result.errors ) << "expected: " << expected;
+      }
+   }
+
+   std::string warnings_;
+};
+
+TEST_F( TunnelFieldsTest, ErspanSessionsHaveATunnel ) {
+   LoadResult result = load( withSession( erspan() ) );
+   EXPECT_EQ( said( result.errors ) + said( result.warnings ), "" );
+   SessionConfig session = result.configuration.sessions.at( "m" );
+   TunnelConfig tunnel{ Plix::IpAddr( 0x0a000001 ), Plix::IpAddr( 0x0a020001 ), 0x88be, 0, 255,
+      std::nullopt };
+   EXPECT_EQ( session.tunnel, tunnel );
+   EXPECT_EQ( session.unit, 0 );
+   EXPECT_EQ( session.refused, std::nullopt );
+   EXPECT_EQ( session.rateKbps, 0u );
+
+   result = load( withSession(
+         R"("src_port": "E0", "src_ip": "2001:db8::1", "dst_ip": "2001:db8::2", "dscp": "63",
+            "ttl": "0", "gre_type": "0x6558", "gre_key": "0xffffffff", "rate_kbps": "9")" ) );
+   session = result.configuration.sessions.at( "m" );
+   tunnel = { *Plix::Ip6Addr::fromString( "2001:db8::1" ),
+      *Plix::Ip6Addr::fromString( "2001:db8::2" ), 0x6558, 63, 0, 0xffffffff };
+   EXPECT_EQ( session.tunnel, tunnel );
+   EXPECT_EQ( session.refused, std::nullopt );
+   EXPECT_FALSE( session.rateIsEnforced() );
+   EXPECT_EQ( said( result.errors ) + said( result.warnings ),
+         "9: MIRROR_SESSION|m: rate_kbps: a rate cannot be enforced on an IPv6 tunnel: its "
+         "copies are not limited\n" );
+
+   for ( const char* address : { "0.0.0.0", "127.0.0.1", "224.0.0.1", "255.255.255.255",
+               "::", "::1", "ff02::1", "", "10.0.0.0/8" } ) {
+      const bool isIp6 = std::string_view( address ).find( ':' ) != std::string_view::npos;
+      const std::string other = isIp6 ? "2001:db8::1" : "10.0.0.1";
+      for ( const char* field : { "src_ip", "dst_ip" } ) {
+         const std::string counterpart =
+               std::string_view( field ) == "src_ip" ? "dst_ip" : "src_ip";
+         const std::string text = "\"" + std::string( field ) + "\": \"" + address + "\", \"" +
+               counterpart + "\": \"" + other + "\", \"src_port\": \"E0\"";
+         EXPECT_EQ( said( load( withSession( text ) ).errors ),
+               "8: MIRROR_SESSION|m: " + std::string( field ) + ": '" + address +
+                     "'; allowed: an IPv4 or IPv6 address of one station, not a loopback "
+                     "one\n" );
+      }
+   }
+}
+
+TEST_F( TunnelFieldsTest, ATunnelsChipIsThatOfItsSources ) {
+   const std::string chips = R"("CHIP": {"0": {}, "1": {"ports": "E4,E16"}}, )";
+   const std::string ends = R"("src_ip": "10.0.0.1", "dst_ip": "10.2.0.1", "src_port": )";
+   const Configuration config =
+         load( with( chips + R"("MIRROR_SESSION|a": {)" + ends +
+                     R"("E16"}, "MIRROR_SESSION|b": {)" + ends + R"("E4,E0"})" ) )
+               .configuration;
+   EXPECT_EQ( config.sessions.at( "a" ).unit, 1 );
+   EXPECT_EQ( config.sessions.at( "a" ).refused, std::nullopt );
+   EXPECT_EQ( config.sessions.at( "b" ).refused, "E0 is on chip 0, E4 on chip 1" );
+
+   const LoadResult fed = load( with( chips + R"(
+      "MIRROR_SESSION|m": {"src_ip": "10.0.0.1", "dst_ip": "10.2.0.1"},
+      "ACL_TABLE|T": {"type": "L3", "ports": "E0,E4"},
+      "ACL_RULE|T|a": {"PRIORITY": "1", "MIRROR_ACTION": "m"})" ) );
+   EXPECT_EQ( fed.configuration.sessions.at( "m" ).unit, 0 );
+   EXPECT_EQ( said( fed.errors ) + said( fed.warnings ),
+         "9: MIRROR_SESSION|m: the session is on chip 0, so these ports of T on other chips "
+         "are "
+         "not mirrored to it: E4\n" );
+}
+
+TEST_F( TunnelFieldsTest, RatesAreWhatThePolicersOfTheChipCanDo ) {
+   const std::string span = R"("dst_port": "E16", "src_port": "E0", "rate_kbps": )";
+   for ( uint32_t rate : { 1u, 2863311530u } ) {
+      const SessionConfig session = load( withSession( span + std::to_string( rate ) ) )
+                                          .configuration.sessions.at( "m" );
+      EXPECT_EQ( session.rateKbps, rate );
+      EXPECT_TRUE( session.rateIsEnforced() );
+   }
+   expectErrors( {
+         { "\"MIRROR_SESSION|m\": {" + span + "0}", "'0'; allowed: 1 to 2863311530" },
+         { "\"MIRROR_SESSION|m\": {" + span + "2863311531}", "allowed: 1 to 2863311530" },
+         { "\"MIRROR_SESSION|m\": {" + span + R"(1, "policer": "p"})",
+               "policer: beside rate_kbps; allowed: one of them" },
+         { R"("MIRROR_SESSION|m": {"dst_port": "E16", "src_port": "E0", "policer": "p"})",
+               "policer: there is no policer p; allowed: a policer of POLICER" },
+   } );
+   EXPECT_EQ(
+         load( withSession( span + "1" ), "helix4" ).configuration.sessions.at( "m" ).refused,
+         "chip profile helix4 has no policers: it limits no rate" );
+}
+
+TEST_F( TunnelFieldsTest, PolicersBecomeRates ) {
+   const std::string drops = R"("meter_type": "bytes", "red_packet_action": "drop", )";
+   const std::pair< std::string, uint32_t > rates[] = { { "1", 1 }, { "187", 1 }, { "188", 2 },
+      { "125000", 1000 }, { "357913941250", 2863311530 }, { "357913941312", 2863311530 } };
+   for ( const auto& [ cir, rate ] : rates ) {
+      for ( const char* mode : { "sr_tcm", "STORM" } ) {
+         const SessionConfig session =
+               limited( drops + "\"mode\": \"" + mode + "\", \"cir\": \"" + cir + "\"" );
+         EXPECT_EQ( session.rateKbps, rate ) << cir;
+         EXPECT_EQ( session.refused, std::nullopt );
+         EXPECT_EQ( warnings_, "" );
+      }
+   }
+   const std::string plain = drops + R"("mode": "sr_tcm", "cir": "125000", "color": "blind")";
+   limited( plain + R"(, "cbs": "187500", "pir": "0")" );
+   EXPECT_EQ( warnings_, "" ) << "that is the chip's burst";
+   EXPECT_EQ( limited( plain + R"(, "cbs": "200000")" ).rateKbps, 1000u );
+   EXPECT_EQ( warnings_,
+         "8: MIRROR_SESSION|m: policer: policer p: the burst is 187500 bytes, whatever cbs "
+         "says: the chip's is 3/2 of the rate\n" );
+
+   for ( const char* red : { "", R"(, "red_packet_action": "FORWARD")" } ) {
+      const SessionConfig session =
+            limited( R"("meter_type": "bytes", "mode": "sr_tcm", "cir": "125000")" +
+                  std::string( red ) );
+      EXPECT_EQ( session.rateKbps, 0u );
+      EXPECT_EQ( session.refused, std::nullopt ) << "it runs, without a limit";
+      EXPECT_NE( warnings_.find( "so it limits nothing" ), std::string::npos ) << warnings_;
+   }
+}
+
+TEST_F( TunnelFieldsTest, PolicersBeyondTheChipRefuseTheSession ) {
+   const std::string two = "has two rates or bursts; the chip's policers have one (cir)";
+   const std::string traps = "traps packets; the chip's policers drop them";
+   // In place of "meter_type": bytes, "mode": sr_tcm and "cir".
+   const std::tuple< std::string, std::string, std::string, std::string > cases[] = {
+      { "packets", "sr_tcm", R"("cir": "9")",
+            "meters packets; the chip's policers meter bits" },
+      { "bytes", "tr_tcm", R"("cir": "125000")", two },
+      { "bytes", "sr_tcm", R"("cir": "125000", "pir": "250000")", two },
+      { "bytes", "sr_tcm", R"("cir": "125000", "yellow_packet_action": "drop")", two },
+      { "bytes", "sr_tcm", R"("cir": "125000", "green_packet_action": "deny")",
+            "drops what is green, so nothing would pass" },
+      { "bytes", "sr_tcm", R"("cir": "125000", "yellow_packet_action": "trap")", traps },
+      { "bytes", "storm", R"("pbs": "0")", "has no cir, so nothing would pass" },
+      { "bytes", "sr_tcm", R"("cir": "357913941313")",
+            "has a cir beyond 2863311530 kbit/s, the most that the chip's policers do" },
+   };
+   for ( const auto& [ meter, mode, more, reason ] : cases ) {
+      const SessionConfig session = limited( "\"meter_type\": \"" + meter + "\", \"mode\": \"" +
+            mode + R"(", "red_packet_action": "drop", )" + more );
+      EXPECT_EQ( session.refused, "policer p " + reason ) << more;
+      EXPECT_EQ( session.rateKbps, 0u );
+   }
+   const std::string whole = R"("POLICER|p": {"meter_type": "bytes", "mode": "sr_tcm")";
+   expectErrors( {
+         { R"("POLICER|p": {"mode": "sr_tcm"})",
+               "meter_type: missing; allowed: bytes, packets" },
+         { R"("POLICER|p": {"meter_type": "bytes"})", "mode: missing" },
+         { whole + R"(, "cir": "9", "cbs": "8"})", "cbs: 8 is below cir" },
+         { whole + R"(, "color": "red"})", "color: 'red'; allowed: aware, blind" },
+         { whole + R"(, "red_packet_action": "slow"})",
+               "red_packet_action: 'slow'; allowed: " },
+   } );
+}
+
+TEST_F( TunnelFieldsTest, RoutesAreReadAsTheConventionWritesThem ) {
+   const LoadResult result = load( with( R"("INTERFACE": {"E16": {}, "E16|10.0.0.1/24": {}},
+      "PORTCHANNEL_INTERFACE|PortChannel1|FC00::71/126": {"scope": "global"},
+      "VLAN_INTERFACE|Vlan10|10.1.0.1/16": {}, "LOOPBACK_INTERFACE|Loopback0|10.9.9.9/32": {},
+      "STATIC_ROUTE|default|10.2.1.1/16": {"nexthop": "10.0.0.9,0.0.0.0", "ifname": ",Vlan10",
+         "distance": "0,0", "blackhole": "false,False", "nexthop-vrf": ",default"},
+      "STATIC_ROUTE|10.3.0.0/16": {"nexthop": "10.0.0.7,10.0.0.8,", "distance": "20,10,30",
+         "blackhole": "false,false,true"},
+      "STATIC_ROUTE|::/0": {"nexthop": "", "ifname": "", "blackhole": "true", "distance": "0"},
+      "NEIGH|E16|10.0.0.9": {"neigh": "02:00:00:00:00:09", "family": "ipv4"},
+      "NEIGH|PortChannel1|fc00::72": {"neigh": "02-00-00-00-00-72"},
+      "NEIGH|Vlan10|10.1.0.2": {"family": "IPv4"},
+      "DEVICE_METADATA|localhost": {"mac": "02:00:00:00:01:00", "hwsku": {},
+         "hwsku": "of no matter"},
+      "PORT|E24": {"channel": "0xff"})" ) );
+   ASSERT_EQ( said( result.errors ) + said( result.warnings ), "" );
+   std::string routes;
+   for ( const StaticRoute& route : result.configuration.routing.routes ) {
+      routes += route.prefix.toString() + " " + std::to_string( route.distance ) +
+            ( route.isBlackhole ? " blackhole" : "" );
+      for ( const NextHop& hop : route.nextHops ) {
+         routes += " " + hop.address.toString() + "@" + hop.interface;
+      }
+      routes += "; ";
+   }
+   EXPECT_EQ( routes,
+         "10.3.0.0/16 10 10.0.0.8@; 10.3.0.0/16 20 10.0.0.7@; 10.3.0.0/16 30 blackhole; "
+         "::/0 0 blackhole; 10.2.0.0/16 0 10.0.0.9@ @Vlan10; " );
+   std::string addresses;
+   for ( const InterfaceAddress& own : result.configuration.routing.addresses ) {
+      addresses += own.interface + " " + own.address.toString() + " in " +
+            own.subnet.toString() + "; ";
+   }
+   EXPECT_EQ( addresses,
+         "E16 10.0.0.1 in 10.0.0.0/24; PortChannel1 fc00::71 in fc00::70/126; "
+         "Vlan10 10.1.0.1 in 10.1.0.0/16; " );
+   EXPECT_EQ( result.configuration.routing.neighbours.size(), 2u );
+   EXPECT_EQ( result.configuration.routing.routerMac, Plix::EthAddr( { 2, 0, 0, 0, 1, 0 } ) );
+   const LoadResult group =
+         load( with( R"("DEVICE_METADATA|localhost": {"mac": "1d:34:db:16:a6:00"})" ) );
+   EXPECT_EQ( said( group.errors ), "" );
+   EXPECT_EQ( said( group.warnings ),
+         "8: DEVICE_METADATA|localhost: mac: ignored: 1d:34:db:16:a6:00 is not the address of "
+         "a "
+         "station\n" );
+   EXPECT_EQ( group.configuration.routing.routerMac, std::nullopt );
+   EXPECT_EQ( result.configuration.ports.at( "E24" ).channel, 255 );
+   EXPECT_EQ( result.configuration.ports.at( "E0" ).channel, std::nullopt );
+}
+
+TEST_F( TunnelFieldsTest, OtherVrfsAreLeftAlone ) {
+   const LoadResult result = load( with( R"("INTERFACE|E16": {"vrf_name": "Vrf1"},
+      "INTERFACE|E16|10.0.0.1/24": {},
+      "STATIC_ROUTE|Vrf1|10.2.0.0/16": {"nexthop": "10.0.0.9", "ifname": "Loopback7"},
+      "STATIC_ROUTE|10.2.0.0/16": {"nexthop": "10.0.0.9", "nexthop-vrf": "Vrf1"})" ) );
+   EXPECT_EQ( said( result.errors ), "" );
+   const std::string ignored = ": ignored: tunnels are routed in the VRF default\n";
+   EXPECT_EQ( said( result.warnings ),
+         "9: INTERFACE|E16|10.0.0.1/24" + ignored + "10: STATIC_ROUTE|Vrf1|10.2.0.0/16" +
+               ignored + "11: STATIC_ROUTE|10.2.0.0/16" + ignored );
+   EXPECT_EQ( result.configuration.routing, RoutingConfig() );
+}
+
+TEST_F( TunnelFieldsTest, SaysWhatIsWrongWithRoutes ) {
+   expectErrors( {
+         { R"("INTERFACE|E5|10.0.0.1/24": {})", "INTERFACE|E5|10.0.0.1/24: there is no E5" },
+         { R"("VLAN_INTERFACE|Vlan11": {})", "there is no Vlan11" },
+         { R"("INTERFACE|E16|10.0.0.1/33": {})", "'10.0.0.1/33' is no interface's address" },
+         { R"("INTERFACE|E16|224.0.0.1/24": {})", "is no interface's address" },
+         { R"("INTERFACE|E16|": {})", "'' is no interface's address" },
+         { R"("STATIC_ROUTE|default|10.2.0.0.0/16": {"ifname": "E16"})", "is no prefix" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"nexthop": "10.0.0.256"})",
+               "nexthop: '10.0.0.256'; allowed: unicast addresses of the prefix's family" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"nexthop": "fc00::1"})", "of the prefix's family" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"ifname": "E5"})", "there is no E5" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"nexthop": "10.0.0.9,10.0.0.8", "ifname": "E16"})",
+               "ifname: there are 1 for 2 next hops; allowed: as many, or none" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"ifname": "E16", "distance": "1,2"})",
+               "distance: there are 2 for 1 next hops; allowed: as many, or one" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"ifname": "E16", "distance": "256"})",
+               "distance: '256'; allowed: 0 to 255" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"blackhole": "yes"})", "allowed: true, false" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"nexthop": "0.0.0.0"})",
+               "leads nowhere; allowed: a nexthop, an ifname or blackhole true" },
+         { R"("NEIGH|E5|10.0.0.9": {"neigh": "02:00:00:00:00:09"})", "there is no E5" },
+         { R"("NEIGH|E16|10.0.0": {})", "'10.0.0' is no neighbour's address" },
+         { R"("NEIGH|E16|10.0.0.9": {"neigh": "03:00:00:00:00:09"})", "a unicast MAC address" },
+         { R"("NEIGH|E16|10.0.0.9": {"family": "IPv6"})", "family: 'IPv6'; allowed: that of" },
+         { R"("NEIGH|E16|fc00::1": {"neigh": "02:00:00:00:00:09"},
+              "NEIGH|E16|FC00::1": {"neigh": "02:00:00:00:00:08"})",
+               "there twice" },
+         { R"("DEVICE_METADATA|localhost": {"mac": "1d:34:db"})",
+               "mac: '1d:34:db'; allowed: " },
+         { R"("PORT|E24": {"channel": "256"})", "channel: '256'; allowed: 0 to 255" },
+   } );
+}
+
+} // namespace
+} // namespace Agent

@@ -1,0 +1,314 @@
+// The egress stage: what is looked up there and how, which frames are limited, and what is
+// counted, said and read back.
+
+#include "Tests/ChipModel/FieldFixture.h"
+
+namespace ChipModel::Test {
+
+namespace {
+
+using Shim::FieldAction;
+using Shim::FieldStage;
+using Shim::Qualifier;
+using Shim::Rc;
+
+constexpr FieldStage egress = FieldStage::egress;
+constexpr uint64_t ms = 1'000'000; // ns
+
+Shim::QualifierSet only( Qualifier qualifier ) {
+   return Shim::QualifierSet().set( static_cast< size_t >( qualifier ) );
+}
+
+class EgressTest : public FieldTest {
+ protected:
+   // What comes in at port 1 is copied to mirror destination 0; nobody looks at headers.
+   explicit EgressTest( const ChipProfile& profile = testProfile() ) : FieldTest( profile ) {
+      int group = -1;
+      ok( sdk().bcm_field_group_create(
+            0, FieldStage::ingress, only( Qualifier::inPorts ), 0, &group ) );
+      mirroring_ = newEntry( group, FieldAction::mirrorIngressTo, 0 );
+      ok( sdk().bcm_field_qualify_InPorts(
+            0, mirroring_, bitmap( { 1 } ), ~Shim::PortBitmap() ) );
+      installed( mirroring_ );
+   }
+   int newEgressGroup( int priority = 0 ) { return newGroup( priority, egress ); }
+   // An entry that drops what its policer finds red, and counts by colour.
+   int limit( int in, uint32_t to, uint32_t mirrorCopy = 1 ) {
+      const int id = newEntry( in, FieldAction::rpDrop );
+      ok( sdk().bcm_field_qualify_MirrorCopy( 0, id, mirrorCopy, 1 ) );
+      ok( sdk().bcm_field_entry_stat_set( 0, id, Shim::FieldStat::byColor ) );
+      attach( id, to );
+      return id;
+   }
+   MirrorCounters mirrored( size_t to = 0 ) {
+      return state().mirrorDestinations[ to ].counters;
+   }
+   // How many copies of `frames` frames leave, one each millisecond, beginning with the next.
+   int copies( const Bytes& bytes, int frames ) {
+      int count = 0;
+      for ( int i = 0; i < frames; ++i ) {
+         now_ += ms;
+         for ( const Sent& out : receive( 1, bytes ) ) {
+            count += out.kind == CopyKind::ingressMirror;
+         }
+      }
+      return count;
+   }
+   // 10 kbit of UDP over IPv4.
+   static Bytes frame10( uint8_t tos = 0 ) {
+      return ethernet( ip4Type, ip4( 17, Bytes( 1216, 1 ), 0, {}, tos ) );
+   }
+   static ColorCounters colors( uint64_t green, uint64_t red ) {
+      return { { green, green * 1250 }, { red, red * 1250 } };
+   }
+
+   int mirroring_ = -1;
+};
+
+class OutPortTest : public EgressTest {
+ protected:
+   static ChipProfile profile() {
+      ChipProfile result = testProfile();
+      result.tomahawkFamily = false;
+      return result;
+   }
+   OutPortTest() : EgressTest( profile() ) {}
+};
+
+// 1 Mbit/s, 40 kbit: four frames at once, then one each ten milliseconds.
+TEST_F( EgressTest, CopiesAreLimitedAndNeverTheFrameItself ) {
+   destination( 0, 2 ); // where the frame goes, too
+   const int entry = limit( newEgressGroup(), policer( 1000, 40 ) );
+   toChipPort( entry, 2 );
+   EXPECT_EQ( copies( frame10(), 5 ), 5 ); // not installed
+   installed( entry );
+   now_ = 1000 * ms;
+   EXPECT_EQ( copies( frame10(), 4 ), 4 );
+   EXPECT_EQ( copies( frame10(), 6 ), 0 ); // 3 + 6 kbit have come
+   EXPECT_EQ( copies( frame10(), 1000 ), 100 );
+   EXPECT_EQ( mirrored(),
+         ( MirrorCounters{ .frames = 109,
+               .bytes = 109 * 1250,
+               .policedFrames = 906,
+               .policedBytes = 906 * 1250 } ) );
+   EXPECT_EQ( view( entry ).packets, 1010u );
+   EXPECT_EQ( view( entry ).colors, colors( 104, 906 ) );
+   EXPECT_EQ( state().policers[ 0 ].counters, colors( 104, 906 ) );
+   EXPECT_EQ( state().ports[ 2 ].counters.txFrames, 1015u );
+   EXPECT_EQ( state().ports[ 2 ].counters.txMirrorFrames, 109u );
+   destination( 0, 3 ); // by another port there is no limit
+   EXPECT_EQ( copies( frame10(), 50 ), 50 );
+   EXPECT_EQ( view( entry ).packets, 1010u );
+}
+
+TEST_F( EgressTest, EveryGroupMetersAndEntriesMayShareAPolicer ) {
+   const uint32_t shared = policer( 1, 30 );
+   const int group = newEgressGroup( 1 );
+   const int a = limit( group, shared ), b = limit( group, shared );
+   ok( sdk().bcm_field_qualify_DSCP( 0, a, 0x20, 0xfc ) );
+   ok( sdk().bcm_field_qualify_DSCP( 0, b, 0x40, 0xfc ) );
+   installed( a );
+   installed( b );
+   EXPECT_EQ( copies( frame10( 0x23 ), 2 ), 2 );
+   EXPECT_EQ( copies( frame10( 0x60 ), 20 ), 20 );
+   EXPECT_EQ( copies( frame10( 0x40 ), 2 ), 1 );
+   EXPECT_EQ( copies( frame10( 0x20 ), 1 ), 0 );
+   EXPECT_EQ( view( a ).colors, colors( 2, 1 ) );
+   EXPECT_EQ( view( b ).colors, colors( 1, 1 ) );
+   EXPECT_EQ( state().policers[ 0 ].counters, colors( 3, 2 ) );
+
+   const int late = installed( limit( newEgressGroup(), policer( 1, 20 ) ) );
+   EXPECT_EQ( copies( frame10( 0x20 ), 3 ), 0 ); // the other group's policer finds them green
+   EXPECT_EQ( view( late ).colors, colors( 2, 1 ) );
+   EXPECT_EQ( copies( frame10( 0x60 ), 1 ), 0 );
+   ok( sdk().bcm_field_entry_policer_detach( 0, late, 0 ) );
+   EXPECT_EQ( copies( frame10( 0x60 ), 1 ), 0 ); // not before the install
+   installed( late );
+   EXPECT_EQ( copies( frame10( 0x60 ), 1 ), 1 );
+   attach( late, 2 );
+   EXPECT_EQ( copies( frame10( 0x60 ), 1 ), 1 );
+   EXPECT_EQ( view( late ).colors, colors( 4, 3 ) ); // without a policer all is green
+   ok( sdk().bcm_field_entry_policer_detach( 0, late, 0 ) );
+   // Red is dropped only if the entry says so.
+   ok( sdk().bcm_field_action_remove( 0, a, FieldAction::rpDrop ) );
+   installed( a );
+   EXPECT_EQ( copies( frame10( 0x20 ), 1 ), 1 );
+   EXPECT_EQ( view( a ).colors, colors( 2, 5 ) );
+}
+
+TEST_F( EgressTest, ForwardedFramesAreLimitedWhereAnEntryIsForThem ) {
+   installed( newEntry( newGroup(), FieldAction::mirrorEgress, 0, 1 ) );
+   const int entry = limit( newEgressGroup(), policer( 1, 10 ), 0 );
+   toChipPort( entry, 2 );
+   installed( entry );
+   EXPECT_EQ( leaves( 1, frame10() ), "mi0>7 2 me1>8(2) 3 me1>8(3)" );
+   EXPECT_EQ( leaves( 1, frame10() ), "mi0>7 3 me1>8(3)" ); // nothing sent, nothing copied
+   EXPECT_EQ( state().ports[ 2 ].counters.txKeptBack, 1u );
+   EXPECT_EQ( state().ports[ 2 ].counters.txFrames, 1u );
+   // An entry that does not ask sees both kinds.
+   const int both = newEntry( newEgressGroup(), FieldAction::drop );
+   toChipPort( both, 3 );
+   installed( both );
+   destination( 0, 3 );
+   EXPECT_EQ( leaves( 1, frame10() ), "" );
+   EXPECT_EQ( mirrored().filtered, 1u );
+   ok( sdk().bcm_field_entry_destroy( 0, entry ) );
+   ok( sdk().bcm_field_entry_destroy( 0, both ) );
+   EXPECT_EQ( leaves( 1, frame10() ), "mi0>3 2 me1>8(2) 3 me1>8(3)" );
+}
+
+// Says what the egress stage did with each frame.
+struct Listener : PipelineObserver {
+   void decided( int, const FrameView&, const Decision& ) override {}
+   void lookedUp( const LookupKey&, FieldProcessor::GroupChoice, int ) override {}
+   void matched( const Match&, int ) override {}
+   void lookedUpAtEgress( const SentFrame& frame, const LookupKey& ) override {
+      text << "[" << frame.port << " " << frame.frame.length;
+   }
+   void matchedAtEgress( const Match& match, Color color ) override {
+      text << " " << match.entry << ( color == Color::red ? " red" : "" );
+   }
+   void ended( const SentFrame& frame, const Outcome& outcome ) override {
+      text << "] " << frame.port << " " << outcomeName( outcome.kind ) << " " << outcome.entry
+           << " " << outcome.policer;
+   }
+   std::ostringstream text;
+};
+
+// Whoever else wants headers: nobody, a listener, or the ingress stage.
+TEST_F( EgressTest, KeysDescribeTheCopyAsItLeaves ) {
+   vlan( 20, { 1, 4 }, { 5 } );
+   ok( sdk().bcm_field_action_add( 0, mirroring_, FieldAction::mirrorEgress, 0, 1 ) );
+   installed( mirroring_ );
+   const int entry = newEntry( newEgressGroup(), FieldAction::rpDrop );
+   Sdk& s = sdk();
+   // Of three tags the parser sees two, so IP is in sight only without the outermost one.
+   const Bytes inner = ip4( 6, tcp( 9, 80 ), 0, {}, 0x20 );
+   const Bytes tagged = ethernet( ip4Type, inner, tag( 20 ) );
+   const Bytes triple = ethernet( ip4Type, inner, tag( 20 ) + tag( 30 ) + tag( 40 ) );
+   Shim::MirrorTunnel tunnel; // of what is copied as received
+   tunnel.vid = 100;
+   tunnel.srcIp = tunnel.dstIp = Plix::IpAddr( 0x0b000002 );
+   tunnel.trafficClass = 0x80;
+   Listener listener;
+   // How many match: frame tagged, with three tags, and tagged, its first copy in the tunnel.
+   // Frames and copies are five in all.
+   const auto expect = [ & ]( Rc rc, const std::vector< uint64_t >& counts ) {
+      ok( rc );
+      installed( entry );
+      std::vector< uint64_t > matched;
+      const auto match = [ & ]( const Bytes& bytes ) {
+         const uint64_t before = view( entry ).packets;
+         EXPECT_EQ( leaves( 1, bytes ), "mi0>7 4 me1>8(4) 5 me1>8(5)" );
+         matched.push_back( view( entry ).packets - before );
+      };
+      match( tagged );
+      match( triple );
+      ok( s.bcm_mirror_destination_set( 0, 0, { {}, 7, tunnel } ) );
+      match( tagged );
+      destination( 0, 7 );
+      EXPECT_EQ( matched, counts );
+      for ( size_t i = 0; i < static_cast< size_t >( Qualifier::count_ ); ++i ) {
+         s.bcm_field_qualifier_delete( 0, entry, static_cast< Qualifier >( i ) );
+      }
+   };
+   for ( int round = 0; round < 3; ++round ) {
+      box_.control().observerIs( round == 1 ? &listener : nullptr );
+      if ( round == 2 ) {
+         installed( newEntry( newGroup(), FieldAction::cosQCpuNew ) );
+      }
+      expect( s.bcm_field_qualify_MirrorCopy( 0, entry, 0, 1 ), { 2, 2, 2 } );
+      expect( s.bcm_field_qualify_MirrorCopy( 0, entry, 1, 1 ), { 3, 3, 3 } );
+      expect( s.bcm_field_qualify_DstPort( 0, entry, 0, 0xff, 8, 0xff ), { 2, 2, 2 } );
+      expect( s.bcm_field_qualify_DstPort( 0, entry, 1, 0xff, 8, 0xff ), { 0, 0, 0 } );
+      expect( s.bcm_field_qualify_OuterVlanId( 0, entry, 20, 0xfff ), { 3, 3, 2 } );
+      expect( s.bcm_field_qualify_OuterVlanId( 0, entry, 30, 0xfff ), { 0, 2, 0 } );
+      expect( s.bcm_field_qualify_OuterVlanId( 0, entry, 100, 0xfff ), { 0, 0, 1 } );
+      expect( s.bcm_field_qualify_DSCP( 0, entry, 0x20, 0xff ), { 5, 2, 4 } );
+      expect( s.bcm_field_qualify_DSCP( 0, entry, 0x80, 0xff ), { 0, 0, 1 } );
+      expect( s.bcm_field_qualify_L4DstPort( 0, entry, 80, 0xffff ), { 5, 2, 4 } );
+      expect( s.bcm_field_qualify_IpProtocol( 0, entry, 47, 0xff ), { 0, 0, 1 } );
+      expect( s.bcm_field_qualify_EtherType( 0, entry, 0x8100, exact ), { 0, 3, 0 } );
+   }
+}
+
+TEST_F( EgressTest, AnObserverHearsWhatBecameOfEveryCopy ) {
+   const int entry = limit( newEgressGroup(), policer( 1, 10 ) );
+   const int other = newEntry( newEgressGroup(), FieldAction::drop );
+   ok( sdk().bcm_field_qualify_MirrorCopy( 0, other, 1, 1 ) );
+   const std::string first = std::to_string( entry ), last = std::to_string( other );
+   Listener listener;
+   box_.control().observerIs( &listener );
+   const auto told = [ & ]( uint32_t wireLength = 0 ) {
+      listener.text.str( "" );
+      receive( 1, frame10(), wireLength );
+      return listener.text.str();
+   };
+   EXPECT_EQ( told(), "] 7 sent 0 0" ); // nothing to look up
+   installed( entry );
+   EXPECT_EQ( told(), "[7 1250 " + first + "] 7 sent 0 0" );
+   installed( other );
+   EXPECT_EQ( told(), "[7 1250 " + first + " red " + last + "] 7 policed " + first + " 1" );
+   ok( sdk().bcm_field_entry_remove( 0, entry ) );
+   Shim::MirrorTunnel tunnel;
+   tunnel.srcIp = tunnel.dstIp = Plix::IpAddr( 1 );
+   ok( sdk().bcm_mirror_destination_set( 0, 0, { {}, 7, tunnel } ) );
+   EXPECT_EQ( told(), "[7 1288 " + last + "] 7 filtered " + last + " 0" );
+   EXPECT_EQ( told( 65'530 ), "] 7 too long 0 0" );
+   ok( sdk().bcm_port_enable_set( 0, 7, false ) );
+   EXPECT_EQ( told(), "] -1 no port to leave by 0 0" );
+}
+
+TEST_F( OutPortTest, StagesAndFamiliesHaveTheirOwnQualifiersAndActions ) {
+   const int out = newEntry( newEgressGroup(), FieldAction::drop );
+   ok( sdk().bcm_field_qualify_OutPort( 0, out, 7, 0xff ) );
+   installed( out );
+   EXPECT_EQ( leaves( 1, web_ ), "2 3" );
+   destination( 0, 8 );
+   EXPECT_EQ( leaves( 1, web_ ), "mi0>8 2 3" );
+
+   box_.addChip( 1, testProfile() ); // of the Tomahawk family
+   const auto create = [ & ]( int unit, FieldStage stage, Qualifier qualifier ) {
+      int group = 0;
+      return sdk().bcm_field_group_create( unit, stage, only( qualifier ), 0, &group );
+   };
+   for ( Rc rc : { create( 0, egress, Qualifier::dstPort ),
+               create( 1, egress, Qualifier::outPort ), create( 0, egress, Qualifier::inPorts ),
+               create( 0, FieldStage::ingress, Qualifier::outPort ),
+               create( 0, FieldStage::ingress, Qualifier::mirrorCopy ) } ) {
+      EXPECT_EQ( rc, Sdk::QX_BCM_E_UNAVAIL() );
+   }
+   const int in = newEntry( newGroup(), FieldAction::drop );
+   const auto add = [ & ]( int entry, FieldAction action, uint32_t value ) {
+      return sdk().bcm_field_action_add( 0, entry, action, value, 0 );
+   };
+   for ( Rc rc : { add( in, FieldAction::rpDrop, 0 ), add( in, FieldAction::svtagPrio, 0 ),
+               add( out, FieldAction::mirrorEgress, 0 ), add( out, FieldAction::cosQCpuNew, 0 ),
+               add( out, FieldAction::svtagEnable, 0 ), add( out, FieldAction::svtagPrio, 8 ),
+               add( out, FieldAction::svtagSignature, 0x10000 ),
+               add( out, FieldAction::svtagOffset, 10 ),
+               add( out, FieldAction::svtagOffset, 13 ),
+               add( out, FieldAction::svtagOffset, 66 ) } ) {
+      EXPECT_EQ( rc, Sdk::QX_BCM_E_PARAM() );
+   }
+}
+
+// By what they are, whatever their ids: an agent that starts anew gets others.
+TEST_F( EgressTest, ReadBacksNamePolicersByTheirRate ) {
+   const int group = newEgressGroup();
+   const auto program = [ & ] { return installed( limit( group, policer( 64, 96 ) ) ); };
+   const int first = program();
+   const ChipState before = state();
+   ok( sdk().bcm_field_entry_destroy( 0, first ) );
+   ok( sdk().bcm_policer_destroy( 0, 1 ) );
+   const int second = program();
+   receive( 1, web_ );
+   EXPECT_TRUE( differences( before, state(), ReadBackScope::programmed ).empty() );
+   ok( sdk().bcm_field_entry_policer_detach( 0, second, 0 ) );
+   EXPECT_EQ( differences( before, state(), ReadBackScope::programmed ).back(),
+         "entry '' #2 policer: policer 64 kbit/s, burst 96 kbit before, nothing after" );
+}
+
+} // namespace
+
+} // namespace ChipModel::Test

@@ -1,0 +1,347 @@
+// The egress machines: which entries and policers they keep, give back and try again, and what
+// they say.
+
+#include "Tests/PluginMounters/SliceBed.h"
+
+namespace KarvelMirror::Slice {
+
+using ChipModel::EntryView;
+using ChipModel::SdkCall;
+using Shim::Qualifier;
+
+namespace {
+
+constexpr auto gre = TcamFeature::EfpFeature::efpGreRateLimit;
+constexpr auto portRate = TcamFeature::EfpFeature::efpPortRateLimit;
+
+Plix::IpAddr address( std::string_view text ) { return *Plix::IpAddr::fromString( text ); }
+
+} // namespace
+
+class EfpBed : public SliceBed {
+ protected:
+   static DstPort dstPort( int64_t port, uint32_t rate, int32_t tunnel = -1 ) {
+      DstPort result;
+      result.portIs( KarvelTypes::KarvelPort( 0, port ) );
+      result.rateIs( rate );
+      result.tunnelIdxIs( tunnel );
+      return result;
+   }
+   // A destination with these ports and no others.
+   void destination( uint8_t mtp, std::initializer_list< DstPort > ports ) {
+      Zol::Batch batch;
+      auto made = info()->mtpProgramInfoIs( Mtp( mtp ) );
+      made->dstPortDelAll();
+      for ( const DstPort& port : ports ) {
+         made->dstPortIs( port );
+      }
+   }
+   Zol::Ptr< Tunnel > tunnel( uint8_t id, Plix::IpGenAddr from, Plix::IpGenAddr to,
+         uint32_t dscp, bool active = true ) {
+      auto made = info()->tunnelIs( TunnelId( id ) );
+      TunnelParameters parameters;
+      parameters.srcIpIs( from );
+      parameters.dstIpIs( to );
+      parameters.dscpIs( dscp );
+      made->parametersIs( parameters );
+      made->activeIs( active );
+      return made;
+   }
+   Zol::Ptr< Tunnel > tunnel( uint8_t id, bool active = true ) {
+      return tunnel( id, address( "10.0.0.1" ), address( "10.9.0.1" ), 46, active );
+   }
+
+   size_t policers() { return box.control().state( 0 ).policers.size(); }
+   static const ChipModel::QualifierValue* find( const EntryView& entry, Qualifier qualifier ) {
+      for ( const ChipModel::QualifierValue& value : entry.qualifiers ) {
+         if ( value.qualifier == qualifier ) {
+            return &value;
+         }
+      }
+      return nullptr;
+   }
+   static uint32_t valueOf( const EntryView& entry, Qualifier qualifier ) {
+      const auto* value = find( entry, qualifier );
+      return value != nullptr ? value->data.at( 0 ) : ~0U;
+   }
+   static bool hasAction( const EntryView& entry, Shim::FieldAction action ) {
+      return std::any_of( entry.actions.begin(), entry.actions.end(),
+            [ action ]( const auto& one ) { return one.action == action; } );
+   }
+   static std::vector< std::string > logged() {
+      std::vector< std::string > ids;
+      for ( const Flitlog::Record& record : Flitlog::records() ) {
+         ids.push_back( record.id );
+      }
+      return ids;
+   }
+   using Ids = std::vector< std::string >;
+   const Ids rateFull{ "KARVEL_MIRRORING_RATELIMIT_HW_RESOURCE_FULL" };
+   const Ids tcamFull{ "KARVEL_MIRRORING_GRE_TCAM_RESOURCE_FULL" };
+};
+
+TEST_F( EfpBed, APolicerIsSharedByItsRateAndGoesWithItsLastUser ) {
+   auto slice = programmer();
+   destination(
+         0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ), dstPort( 3, 3000 ), dstPort( 4, 0 ) } );
+   run();
+   const auto all = entries();
+   ASSERT_EQ( all.size(), 3U ) << "none for the port without a rate";
+   EXPECT_EQ( all[ 1 ].id, all[ 0 ].id + 1 );
+   EXPECT_EQ( all[ 2 ].id, all[ 1 ].id + 1 );
+   EXPECT_EQ( all[ 0 ].policer, all[ 1 ].policer );
+   EXPECT_NE( all[ 0 ].policer, all[ 2 ].policer );
+   EXPECT_EQ( valueOf( all[ 2 ], Qualifier::outPort ), 3U );
+   EXPECT_TRUE( hasAction( all[ 2 ], Shim::FieldAction::rpDrop ) );
+   const auto limits = box.control().state( 0 ).policers;
+   ASSERT_EQ( limits.size(), 2U );
+   EXPECT_EQ( limits[ 1 ].config.ckbits_sec, 3000U );
+   EXPECT_EQ( limits[ 1 ].config.ckbits_burst, 4500U );
+   EXPECT_EQ( programStatus->efpProgramStatus( RateLimitKind::port ), ProgramStatus::success );
+
+   destination( 0, { dstPort( 2, 1000 ), dstPort( 3, 3000 ) } );
+   run();
+   ASSERT_EQ( entries().size(), 2U );
+   EXPECT_EQ( entries()[ 0 ].id, all[ 1 ].id ) << "an entry stays with its port";
+   EXPECT_EQ( policers(), 2U );
+   destination( 0, { dstPort( 3, 3000 ) } );
+   run();
+   EXPECT_EQ( policers(), 1U );
+   destination( 0, {} );
+   run();
+   EXPECT_TRUE( entries( false ).empty() );
+   EXPECT_EQ( policers(), 0U );
+   EXPECT_FALSE( slice->efpSmConfig()->configHas( EfpKey( portRate ) ) );
+   EXPECT_FALSE( programStatus->efpProgramStatusHas( RateLimitKind::port ) );
+}
+
+TEST_F( EfpBed, ATunnelIsLimitedAtTheHighestRateThatIsAskedForIt ) {
+   auto slice = programmer();
+   auto first = tunnel( 0, false );
+   auto second = tunnel( 1, false );
+   destination( 0, { dstPort( 1, 1000, 0 ) } );
+   destination( 1, { dstPort( 1, 5000, 1 ) } );
+   run();
+   EXPECT_TRUE( entries( false ).empty() ) << "neither tunnel is active";
+   first->activeIs( true );
+   run();
+   ASSERT_EQ( entries().size(), 1U );
+   EXPECT_EQ( box.control().state( 0 ).policers[ 0 ].config.ckbits_sec, 1000U );
+   second->activeIs( true );
+   run();
+   ASSERT_EQ( entries().size(), 1U );
+   const EntryView entry = entries()[ 0 ];
+   ASSERT_EQ( policers(), 1U );
+   EXPECT_EQ( box.control().state( 0 ).policers[ 0 ].config.ckbits_sec, 5000U );
+   EXPECT_EQ( valueOf( entry, Qualifier::outPort ), 1U );
+   EXPECT_EQ( valueOf( entry, Qualifier::mirrorCopy ), 1U );
+   EXPECT_EQ( valueOf( entry, Qualifier::srcIp ), address( "10.0.0.1" ).value() );
+   EXPECT_EQ( valueOf( entry, Qualifier::dstIp ), address( "10.9.0.1" ).value() );
+   EXPECT_EQ( valueOf( entry, Qualifier::ipProtocol ), 47U );
+   ASSERT_NE( find( entry, Qualifier::dscp ), nullptr );
+   EXPECT_EQ( find( entry, Qualifier::dscp )->data[ 0 ], 184U );
+   EXPECT_EQ( find( entry, Qualifier::dscp )->mask[ 0 ], 252U );
+   EXPECT_EQ( entry.name, "EFP GRE Rate Limit" );
+
+   // Another DSCP is another tunnel, and so is another port of one; IPv6 has no rules.
+   tunnel( 1, address( "10.0.0.1" ), address( "10.9.0.1" ), 0 );
+   tunnel( 2, *Plix::Ip6Addr::fromString( "fc00::1" ), *Plix::Ip6Addr::fromString( "fc00::2" ),
+         0 );
+   destination( 2, { dstPort( 4, 700, 2 ) } );
+   destination( 0, { dstPort( 1, 1000, 0 ), dstPort( 2, 1000, 0 ) } );
+   run();
+   EXPECT_EQ( entries().size(), 3U );
+   EXPECT_EQ( policers(), 2U );
+   info()->tunnelDel( TunnelId( 0 ) );
+   run();
+   EXPECT_EQ( entries().size(), 1U );
+}
+
+TEST_F( EfpBed, CopiesOfAChannelPortGetItsTag ) {
+   Karvel::SourceTag tag;
+   tag.signatureIs( 0x88b6 );
+   tag.prioIs( 5 );
+   tag.deviceIdIs( 3 );
+   tag.offsetIs( 12 );
+   scsd->sourceTagIs( tag );
+   scsd->portTypeIs( KarvelTypes::KarvelPort( 0, 2 ), Karvel::PortType::channel );
+   scsd->karvelPortChannelIs( KarvelTypes::KarvelPort( 0, 2 ), 9 );
+   auto slice = programmer();
+   tunnel( 0 );
+   destination( 0, { dstPort( 1, 0, 0 ), dstPort( 2, 0, 0 ) } );
+   run();
+   ASSERT_EQ( entries().size(), 1U ) << "the other port has nothing to be done to it";
+   const EntryView plain = entries()[ 0 ];
+   EXPECT_EQ( plain.name, "EFP GRE" );
+   EXPECT_EQ( plain.policer, 0U );
+   std::map< Shim::FieldAction, uint32_t > actions;
+   for ( const ChipModel::ActionValue& action : plain.actions ) {
+      actions[ action.action ] = action.param0;
+   }
+   using Shim::FieldAction;
+   const std::map< FieldAction, uint32_t > wanted{ { FieldAction::svtagEnable, 1 },
+      { FieldAction::svtagSignature, 0x88b6 }, { FieldAction::svtagPrio, 5 },
+      { FieldAction::svtagDeviceId, 3 }, { FieldAction::svtagOffset, 12 },
+      { FieldAction::svtagSubportNum, 9 } };
+   EXPECT_EQ( actions, wanted );
+   // A rate comes and goes: the entry stays, and holds no more than the rule says.
+   destination( 0, { dstPort( 2, 800, 0 ) } );
+   run();
+   ASSERT_EQ( entries().size(), 1U );
+   EXPECT_EQ( entries()[ 0 ].id, plain.id );
+   EXPECT_TRUE( hasAction( entries()[ 0 ], FieldAction::rpDrop ) );
+   EXPECT_TRUE( hasAction( entries()[ 0 ], FieldAction::svtagEnable ) );
+   destination( 0, { dstPort( 2, 0, 0 ) } );
+   run();
+   EXPECT_EQ( entries()[ 0 ].id, plain.id );
+   EXPECT_FALSE( hasAction( entries()[ 0 ], FieldAction::rpDrop ) );
+   EXPECT_EQ( entries()[ 0 ].policer, 0U );
+   EXPECT_EQ( policers(), 0U );
+}
+
+TEST_F( EfpBed, AnExactlyFullTcamHoldsWhatShrinksOrIsRenumbered ) {
+   auto slice = programmer();
+   ASSERT_FALSE( box.control().capacityIs( 0, "egress-entries", 4 ) );
+   // Rules are numbered by rate: 1000 is the first, with one port; 2000 the second, with three.
+   destination( 0,
+         { dstPort( 1, 1000 ), dstPort( 2, 2000 ), dstPort( 3, 2000 ), dstPort( 4, 2000 ) } );
+   run();
+   ASSERT_EQ( entries().size(), 4U );
+   // The first rule's number goes to the three.
+   destination( 0, { dstPort( 2, 2000 ), dstPort( 3, 2000 ), dstPort( 4, 2000 ) } );
+   run();
+   EXPECT_EQ( entries().size(), 3U );
+   destination(
+         0, { dstPort( 1, 500 ), dstPort( 2, 2000 ), dstPort( 3, 2000 ), dstPort( 4, 900 ) } );
+   run();
+   EXPECT_EQ( entries().size(), 4U );
+   EXPECT_EQ( policers(), 3U );
+   EXPECT_TRUE( logged().empty() );
+}
+
+TEST_F( EfpBed, AFullTcamTakesNothingAndTheNextGenerationTriesAgain ) {
+   auto slice = programmer();
+   destination( 0, { dstPort( 1, 1000 ) } );
+   run();
+   ASSERT_FALSE( box.control().capacityIs( 0, "egress-entries", 2 ) );
+   destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ), dstPort( 3, 3000 ) } );
+   run();
+   EXPECT_TRUE( entries( false ).empty() ) << "the entry that there was goes, too";
+   EXPECT_EQ( policers(), 0U );
+   auto status = slice->efpSmStatus()->status( EfpKey( portRate ) );
+   EXPECT_EQ( status->status(), ProgramResult::entryAllocationFailure );
+   EXPECT_EQ(
+         status->updateId(), slice->efpSmConfig()->config( EfpKey( portRate ) )->updateId() );
+   EXPECT_TRUE( status->rules().empty() );
+   EXPECT_EQ( programStatus->efpProgramStatus( RateLimitKind::port ),
+         ProgramStatus::resourceExhaustion );
+   EXPECT_EQ( logged(), tcamFull );
+   ASSERT_FALSE( box.control().capacityIs( 0, "egress-entries", 3 ) );
+   slice->efpSmConfig()->config( EfpKey( portRate ) )->updateIdIs( Orv::UniqueId::fresh() );
+   EXPECT_EQ( status->status(), ProgramResult::success );
+   EXPECT_EQ( entries().size(), 3U );
+   EXPECT_EQ( policers(), 2U );
+   EXPECT_EQ( logged(), tcamFull );
+}
+
+TEST_F( EfpBed, ARefusedInstallTakesAllBackOnceAndSaysThatRatesWereInvolved ) {
+   auto slice = programmer();
+   tunnel( 0 );
+   refuse( SdkCall::bcm_field_entry_install, 3 );
+   destination( 0,
+         { dstPort( 1, 1000, 0 ), dstPort( 2, 1000, 0 ), dstPort( 3, 1000, 0 ),
+               dstPort( 4, 1000, 0 ) } );
+   run();
+   EXPECT_TRUE( entries( false ).empty() );
+   EXPECT_EQ( policers(), 0U );
+   auto status = slice->efpSmStatus()->status( EfpKey( gre ) );
+   EXPECT_EQ( status->status(), ProgramResult::entryInstallFailure );
+   EXPECT_EQ( status->ruless(), 4U );
+   EXPECT_TRUE( slice->efpConfig()->config( gre )->rules().empty() );
+   EXPECT_EQ( logged(), rateFull );
+   slice->efpSmConfig()->config( EfpKey( gre ) )->updateIdIs( Orv::UniqueId::fresh() );
+   EXPECT_EQ( status->status(), ProgramResult::success );
+   EXPECT_EQ( entries().size(), 4U );
+   EXPECT_EQ( policers(), 1U );
+}
+
+TEST_F( EfpBed, WithoutAPolicerNothingIsInstalled ) {
+   auto slice = programmer();
+   ASSERT_FALSE( box.control().capacityIs( 0, "policers", 1 ) );
+   destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 2000 ) } );
+   run();
+   EXPECT_TRUE( entries( false ).empty() );
+   EXPECT_EQ( policers(), 0U );
+   EXPECT_EQ( logged(), rateFull );
+   destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ) } );
+   run();
+   EXPECT_EQ( entries().size(), 2U );
+   EXPECT_EQ( logged(), rateFull );
+   // A rate that changes needs a second policer for a moment, so a full chip takes two turns.
+   refuse( SdkCall::bcm_policer_destroy, 1 );
+   destination( 0, {} );
+   run();
+   EXPECT_EQ( policers(), 1U );
+   Zol::activityManager().advance( 2 );
+   EXPECT_EQ( policers(), 0U );
+}
+
+TEST_F( EfpBed, ARefusedQualifierDoesNotStopTheOthers ) {
+   auto slice = programmer();
+   refuse( SdkCall::bcm_field_qualify_OutPort, 1 );
+   destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ) } );
+   run();
+   ASSERT_EQ( entries().size(), 2U );
+   EXPECT_EQ( find( entries()[ 0 ], Qualifier::mirrorCopy ), nullptr );
+   EXPECT_NE( find( entries()[ 1 ], Qualifier::mirrorCopy ), nullptr );
+   EXPECT_EQ( programStatus->efpProgramStatus( RateLimitKind::port ), ProgramStatus::success );
+}
+
+TEST_F( EfpBed, InformationThatGoesTakesEverythingAlongAndComesBackWhole ) {
+   auto slice = programmer();
+   tunnel( 0 );
+   destination( 0, { dstPort( 1, 1000, 0 ), dstPort( 2, 2000 ) } );
+   run();
+   ASSERT_EQ( entries().size(), 2U );
+   programInfo->lfMtpProgramInfoDel( LogicalFap::LogicalFapId( 0 ) );
+   run();
+   EXPECT_TRUE( entries( false ).empty() );
+   EXPECT_EQ( policers(), 0U );
+   EXPECT_TRUE( box.control().state( 0 ).groups.empty() );
+   EXPECT_TRUE( slice->efpConfig() && slice->efpSmConfig() && slice->efpStatus() &&
+         slice->efpSmStatus() );
+   EXPECT_TRUE( programStatus->efpProgramStatus().empty() );
+   tunnel( 0 );
+   destination( 0, { dstPort( 1, 1000, 0 ), dstPort( 2, 2000 ) } );
+   run();
+   EXPECT_EQ( entries().size(), 2U );
+   slice = nullptr;
+   EXPECT_TRUE( entries( false ).empty() );
+   EXPECT_EQ( policers(), 0U );
+}
+
+using EfpDeathTest = EfpBed;
+
+TEST_F( EfpDeathTest, BrokenInvariantsStopTheAgent ) {
+   auto slice = programmer();
+   tunnel( 0 );
+   scsd->portTypeIs( KarvelTypes::KarvelPort( 0, 2 ), Karvel::PortType::channel );
+   EXPECT_DEATH(
+         {
+            destination( 0, { dstPort( 2, 0, 0 ) } );
+            run();
+         },
+         "channelId" );
+   destination( 0, { dstPort( 1, 1000 ) } );
+   run();
+   EXPECT_DEATH(
+         {
+            auto config = slice->efpConfig()->config( portRate );
+            EfpRuleData rule( config->rules().begin().key() );
+            config->rulesIs( rule );
+            config->updateIdIs( Orv::UniqueId::fresh() );
+         },
+         "rule.outPorts\\(\\) == 1" );
+}
+
+} // namespace KarvelMirror::Slice

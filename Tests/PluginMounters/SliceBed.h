@@ -1,0 +1,85 @@
+#pragma once
+
+// The field processors' machines on a chip of the model, with the agent's real services.
+
+#include <gtest/gtest.h>
+
+#include "AgentServices/AclHelper.h"
+#include "ChipModel/Switch.h"
+#include "Platform/Flitlog/Flitlog.h"
+#include "PluginMounters/Slice/AclProgrammerSm.h"
+
+namespace KarvelMirror::Slice {
+
+class SliceBed : public ::testing::Test {
+ protected:
+   SliceBed() {
+      Zol::activityManager().timeSourceIs( Zol::TimeSource::virtualTime );
+      box.addChip( 0, *ChipModel::chipProfile( "trident3" ) );
+      ::Shim::sdk_ = &box.sdk();
+      scsd->unitIs( 0 );
+      for ( int port = 1; port <= 4; ++port ) {
+         scsd->intfToPortIs( "E" + std::to_string( port ), { 0, port } );
+         scsd->chipPortIs( port );
+      }
+      groups->unitIs( 0, { true, 32, 64 } );
+      helper = Zol::make< AgentServices::AclHelper >( groups );
+      helper->unitIs( 0, scsd );
+      auto aclSm = Zol::make< Ixo::AclSm >();
+      aclSm->aclHelperIs( Zol::Ptr< Karvel::AclHelper >( helper ) );
+      plugin->aclSmIs( aclSm );
+      for ( Acl::AclType type : { Acl::ip(), Acl::ipv6(), Acl::mac() } ) {
+         aclConfig->aclTypeConfigIs( type );
+      }
+      Flitlog::recordsDelAll();
+   }
+
+   // The machines as the slice has them.
+   Zol::Ptr< AclProgrammerSm > programmer() {
+      AclProgrammerSm::Context context;
+      context.lfMtpProgramInfoColl = programInfo;
+      context.sliceMtpProgramStatus = programStatus;
+      context.groupManager = groups;
+      context.aclSmPluginEntity = plugin;
+      context.taskScheduler = Orv::TaskSchedulerRoot::findOrCreateScheduler();
+      context.scsd = scsd;
+      auto made = Zol::make< AclProgrammerSm >( context, aclConfig );
+      made->zolStart();
+      run();
+      return made;
+   }
+   Zol::Ptr< LogicalFapMtpProgramInfo > info( uint16_t fap = 0 ) {
+      return programInfo->lfMtpProgramInfoIs( LogicalFap::LogicalFapId( fap ) );
+   }
+   void run() { Zol::activityManager().runUntilIdle(); }
+
+   std::vector< ChipModel::EntryView > entries( bool installedOnly = true ) {
+      std::vector< ChipModel::EntryView > result;
+      for ( const ChipModel::EntryView& entry : box.control().state( 0 ).entries ) {
+         if ( entry.installed || !installedOnly ) {
+            result.push_back( entry );
+         }
+      }
+      return result;
+   }
+   void refuse( ChipModel::SdkCall call, uint64_t nth ) {
+      ChipModel::Fault fault;
+      fault.call = call;
+      fault.first = nth;
+      fault.last = nth;
+      box.control().gate().faultAdd( fault );
+   }
+
+   ChipModel::Switch box;
+   Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
+   Zol::Ptr< AgentServices::TcamGroupManager > groups =
+         Zol::make< AgentServices::TcamGroupManager >();
+   Zol::Ptr< AgentServices::AclHelper > helper;
+   Zol::Ptr< Karvel::AclSmPluginEntity > plugin = Zol::make< Karvel::AclSmPluginEntity >();
+   Zol::Ptr< Acl::Config > aclConfig = Zol::make< Acl::Config >( "acl/config/cli" );
+   Zol::Ptr< LogicalFapMtpProgramInfoColl > programInfo =
+         Zol::make< LogicalFapMtpProgramInfoColl >();
+   Zol::Ptr< SliceMtpProgramStatus > programStatus = Zol::make< SliceMtpProgramStatus >();
+};
+
+} // namespace KarvelMirror::Slice
