@@ -98,6 +98,11 @@ AclCreateError AclHelper::commitAcl( KarvelAclData& acl, uint32_t unit ) {
    return error;
 }
 
+void AclHelper::aclProblemIs(
+      KarvelAclData& acl, uint32_t unit, AclCreateError error ) {
+   noted( live( acl ), unit, error );
+}
+
 void AclHelper::withdrawAcl( KarvelAclData& acl ) { live( acl ).withdraw(); }
 
 LiveAcl& AclHelper::live( KarvelAclData& acl ) const {

@@ -55,6 +55,8 @@ class AclHelper : public Karvel::AclHelper {
    // Goes on with the other units after an error, and returns the first.
    Ixo::AclCreateError updateAclPortsInUnits( Karvel::KarvelAclData& acl ) override;
    Ixo::AclCreateError commitAcl( Karvel::KarvelAclData& acl, uint32_t unit ) override;
+   void aclProblemIs(
+         Karvel::KarvelAclData& acl, uint32_t unit, Ixo::AclCreateError error ) override;
    void withdrawAcl( Karvel::KarvelAclData& acl ) override;
 
    // --- For reports ----------------------------------------------------------------------

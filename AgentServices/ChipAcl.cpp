@@ -237,6 +237,7 @@ void ChipAcl::uninstallAll() {
 bool ChipAcl::withdraw() {
    while ( !entries_.empty() ) {
       if ( group_->entryDel( { .id = entries_.back().id } ) != Sdk::QX_BCM_E_NONE() ) {
+         uninstallAll(); // what cannot go must match no more
          return false;
       }
       entries_.pop_back();

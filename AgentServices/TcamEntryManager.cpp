@@ -99,6 +99,25 @@ Rc TcamEntryManager::installEntry( uint32_t unit, EntryId entryId ) {
    return rc;
 }
 
+Rc TcamEntryManager::uninstallEntry( uint32_t unit, EntryId entryId ) {
+   ZOL_ASSERT( unit == group_->unit() );
+   TcamEntry* const found = entries_.find( entryId );
+   if ( !found ) {
+      return Sdk::QX_BCM_E_NOT_FOUND();
+   }
+   const Rc rc = KARVEL_SDK_CALL_AS(
+         quiet, trace, bcm_field_entry_remove, ( group_->sdkUnit(), found->sdkId() ) );
+   if ( rc != Sdk::QX_BCM_E_NONE() && rc != Sdk::QX_BCM_E_NOT_FOUND() ) {
+      Karvel::reportSdkError( trace, "bcm_field_entry_remove", rc );
+      return rc;
+   }
+   const uint32_t before = std::exchange( found->installedClassBit, 0 );
+   if ( before != 0 && before != found->classBit ) {
+      group_->classes()->release( before );
+   }
+   return Sdk::QX_BCM_E_NONE();
+}
+
 Rc TcamEntryManager::releaseEntry( uint32_t unit, EntryId entryId ) {
    ZOL_ASSERT( unit == group_->unit() );
    const TcamEntry* const found = entries_.find( entryId );

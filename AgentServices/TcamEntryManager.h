@@ -29,6 +29,7 @@ class TcamEntryManager : public Karvel::KarvelUnboundedTcamEntryManager {
    Shim::Rc addInPortsForEntry( uint32_t unit, Karvel::EntryId entryId,
          const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) override;
    Shim::Rc installEntry( uint32_t unit, Karvel::EntryId entryId ) override;
+   Shim::Rc uninstallEntry( uint32_t unit, Karvel::EntryId entryId ) override;
    // The entry is released also when the chip refuses to destroy it: the group sees to it then.
    Shim::Rc releaseEntry( uint32_t unit, Karvel::EntryId entryId ) override;
 

@@ -65,6 +65,9 @@ class AclHelper : public Zol::Entity {
    virtual Ixo::AclCreateError updateAclPortsInUnits( KarvelAclData& acl ) = 0;
    // Installs all entries, or none.
    virtual Ixo::AclCreateError commitAcl( KarvelAclData& acl, uint32_t unit ) = 0;
+   // Notes what whoever builds the ACL has met itself, so that it is reported and tried again.
+   virtual void aclProblemIs(
+         KarvelAclData& acl, uint32_t unit, Ixo::AclCreateError error ) = 0;
    // Takes everything of the ACL off the chips.
    virtual void withdrawAcl( KarvelAclData& acl ) = 0;
 };

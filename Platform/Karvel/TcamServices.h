@@ -59,6 +59,8 @@ class KarvelUnboundedTcamEntryManager : public Zol::Entity {
    virtual Shim::Rc addInPortsForEntry( uint32_t unit, EntryId entryId,
          const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) = 0;
    virtual Shim::Rc installEntry( uint32_t unit, EntryId entryId ) = 0;
+   // It matches no more, and stays held. One that is not installed is as it was.
+   virtual Shim::Rc uninstallEntry( uint32_t unit, EntryId entryId ) = 0;
    // E_NOT_FOUND, without effect, for an id that this manager does not hold.
    virtual Shim::Rc releaseEntry( uint32_t unit, EntryId entryId ) = 0;
 };

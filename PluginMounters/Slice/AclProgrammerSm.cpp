@@ -1,6 +1,14 @@
 #include "PluginMounters/Slice/AclProgrammerSm.h"
 
+#include "Platform/Duolog/Duolog.h"
+
 namespace KarvelMirror {
+
+namespace {
+
+Duolog::Handle trace( "AclProgrammerSm" );
+
+} // namespace
 
 AclProgrammerSm::AclProgrammerSm(
       const Context& context, Zol::Ptr< const Acl::Config > aclConfig )
@@ -22,6 +30,9 @@ void AclProgrammerSm::doCleanup() { takeDown(); }
 void AclProgrammerSm::handleLogicalFap() {
    Zol::Ptr< const LogicalFapMtpProgramInfo > info =
          lfMtpProgramInfoColl()->lfMtpProgramInfo( logicalFap() );
+   DUOLOG( trace, 1,
+         "AclProgrammerSm::handleLogicalFap" << " unit: " << unit() << " add: "
+                                             << bool( info ) );
    // Information that went and came back within one batch is seen once, as another entity.
    if ( ifpConfigSm() && ifpConfigSm()->lfMtpProgramInfo() != info ) {
       takeDown();

@@ -22,7 +22,7 @@ void IfpFeatureSm::doInit() {
    // The id is watched too: a generation with the same rules wants an answer of its own, and
    // is the way to try again after a failure.
    react< &IfpFeatureSm::updateRules, IfpSmConfig::Attr::rules >( ifpSmConfig() );
-   react< &IfpFeatureSm::updateRules, IfpUpdateBase::Attr::updateId >( ifpSmConfig() );
+   react< &IfpFeatureSm::handleUpdateId, IfpUpdateBase::Attr::updateId >( ifpSmConfig() );
    react< &IfpFeatureSm::handleStatusUpdateId, IfpUpdateBase::Attr::updateId >( ifpStatus() );
    updateRules();
 }
@@ -43,8 +43,16 @@ IfpRules IfpFeatureSm::getExpandedRules(
    return result;
 }
 
+// Rules and id of one batch come as two notifications: one pass is enough for both.
+void IfpFeatureSm::handleUpdateId() {
+   if ( ifpSmConfig()->updateId() != reviewedId() ) {
+      updateRules();
+   }
+}
+
 void IfpFeatureSm::updateRules() {
    DUOLOG( trace, 1, "IfpFeatureSm::updateRules" << " MTP: " << mtp() );
+   reviewedIdIs( ifpSmConfig()->updateId() );
    cachedStatusIs( ProgramResult::success );
    Pass pass;
    for ( auto iter = ifpSmConfig()->rules().begin(); iter != ifpSmConfig()->rules().end();

@@ -142,7 +142,6 @@ void IfpProgrammerMtpSm::handleUpdate() {
       if ( status != ProgramResult::success ) {
          break;
       }
-      entryIdCacheIs( id );
    }
    if ( status != ProgramResult::success ) {
       doCleanup();
@@ -158,12 +157,31 @@ ProgramResult IfpProgrammerMtpSm::programRule( const IfpRuleData& rule ) {
          "IfpProgrammerMtpSm::handleUpdate" << " iterateRule: " << rule.entryId() << " ruleDesc "
                                             << rule.ruleDesc() << " aclKey " << rule.aclKey() );
    if ( !( rule.aclKey() == Ixo::AclKey() ) ) {
+      // The rule's own entry holds nothing. It may have been a plain rule's.
+      if ( !emptyEntry( rule.entryId() ) ) {
+         return ProgramResult::entryInstallFailure;
+      }
       addMirroringSessionAcls( rule.ruleDesc(), rule );
       return ProgramResult::success;
    }
-   const bool isProgrammed =
-         succeeded( qualifyEntry( rule ) ) && succeeded( installEntry( rule.entryId() ) );
-   return isProgrammed ? ProgramResult::success : ProgramResult::entryInstallFailure;
+   if ( !succeeded( qualifyEntry( rule ) ) || !succeeded( installEntry( rule.entryId() ) ) ) {
+      return ProgramResult::entryInstallFailure;
+   }
+   entryIdCacheIs( rule.entryId() );
+   return ProgramResult::success;
+}
+
+// False if the chip refuses.
+bool IfpProgrammerMtpSm::emptyEntry( uint32_t entryId ) {
+   if ( !entryIdCacheHas( entryId ) ) {
+      return true;
+   }
+   if ( !succeeded( entryManager()->uninstallEntry( unit(), entryId ) ) ) {
+      return false;
+   }
+   clearEntry( static_cast< int >( entryId ) );
+   entryIdCacheDel( entryId );
+   return true;
 }
 
 void IfpProgrammerMtpSm::forgetReleasedEntries() {
@@ -225,7 +243,10 @@ Shim::Rc IfpProgrammerMtpSm::qualifyPorts( const IfpRuleData& rule ) {
          continue; // simulated interfaces have no chip port
       }
       ZOL_ASSERT( KarvelTcam::intfToPortHas( scsd(), intf ) );
-      pbmp.set( static_cast< size_t >( KarvelTcam::intfToPort( scsd(), intf ).port() ) );
+      const Karvel::SysPort port = KarvelTcam::intfToPort( scsd(), intf );
+      if ( port.unit() == static_cast< int32_t >( unit() ) ) {
+         pbmp.set( static_cast< size_t >( port.port() ) );
+      }
    }
    if ( entryManager()->supportsAclGroup() ) {
       // Classes are few and shared with other features: that none is left is no broken invariant.

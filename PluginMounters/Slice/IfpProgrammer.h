@@ -104,6 +104,7 @@ class IfpProgrammerMtpSm : public Zol::EntitySm {
    // invariant: the entry is there and the values are checked.
    Shim::Rc qualifyEntry( const IfpRuleData& ifpRule );
    void clearEntry( int entryId );
+   bool emptyEntry( uint32_t entryId );
    Shim::Rc qualifyPorts( const IfpRuleData& rule );
    void qualifyV4( const IfpRuleData& ifpRule );
    // 0 on success.
@@ -144,7 +145,23 @@ class IfpProgrammerMtpSm : public Zol::EntitySm {
    void tryAddingVlanQualifier(
          const Karvel::KarvelAclUnitData& unitData, const Plix::IntfId& intf );
 
+   AclCreateError addOuterVlan(
+         const AclBuild& build, uint32_t ruleNum, uint32_t subRuleNum, uint16_t vlanId );
+   void noteProblem( const AclBuild& build );
+
+   enum class Presence : uint8_t { absent, present, unknown };
+   static Presence presence( Shim::Rc rc );
+   // How the entries of the ACL in hand got their actions, the worst of them.
+   enum class ActionState : uint8_t {
+      done,
+      incomplete,   // it may mirror less than it should
+      dropsTraffic, // it must not be installed
+   };
+   void actionStateIs( ActionState state );
+
    Karvel::KarvelAclFeature feature() const { return mtpToFeature( mtp().value() ); }
+
+   ActionState actionState_ = ActionState::done;
 };
 
 class IfpProgrammer : public Zol::EntitySm {

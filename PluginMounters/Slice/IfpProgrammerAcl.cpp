@@ -18,6 +18,7 @@ using Shim::bcmFieldActionDrop;
 using Shim::bcmFieldQualifyDstClassL2;
 
 constexpr uint32_t vlanIdBits = 0xfff;
+constexpr uint32_t anyLength = 0; // rules do not look at the length of a packet
 
 bool succeeded( Shim::Rc rc ) { return rc == ::Shim::sdk_->QX_BCM_E_NONE(); }
 
@@ -77,10 +78,17 @@ bool IfpProgrammerMtpSm::addMirroringSessionAcls(
    const AclCreateError err = addMirrorDestinationToAcl(
          *build.aclData, build.karvelAclData.get(), rule.actions().param0() );
    ZOL_ASSERT( err == Ixo::aclCreateErrorNone() );
-   if ( applyAcl( build ) != Ixo::aclCreateErrorNone() ) {
+   const bool isApplied = actionState_ != ActionState::dropsTraffic &&
+         applyAcl( build ) == Ixo::aclCreateErrorNone();
+   if ( actionState_ != ActionState::done ) {
+      noteProblem( build );
+   }
+   if ( !isApplied ) {
+      DUOLOG( trace, 0, "There was an error while applying acl " << key.aclName() );
       withdrawAcl( key );
       return false;
    }
+   DUOLOG( trace, 3, "sacl Key " << key );
    mirroringAclCurrConfigIs( key, rules );
    return true;
 }
@@ -94,7 +102,6 @@ IfpProgrammerMtpSm::AclBuild IfpProgrammerMtpSm::startAcl(
    build.aclData->fragMapIs()->infoDelAll();
    build.karvelAclData = karvelAclHelper()->karvelAclDataNew( key, feature() );
    mirroringKarvelAclDataIs( key, build.karvelAclData );
-   DUOLOG( trace, 3, "sacl Key " << key );
    build.unitData = build.karvelAclData->unitDataIs( unit() );
    build.udfData.keyIs( key );
    Zol::Set< uint16_t > vlanIds;
@@ -222,17 +229,20 @@ IfpProgrammerMtpSm::createMirroringIpAclRuleHelper( AclBuild& build,
                        << "ecnMask:" << uint32_t{ ruleData.ecnMask }
                        << "sport:" << ruleData.filter.srcPort()
                        << "dport:" << ruleData.filter.dstPort() << "tcpFlag:"
-                       << uint32_t{ ruleData.filter.tcpFlags() } << "subIntf:" << vlanId );
+                       << uint32_t{ ruleData.filter.tcpFlags() } << "ipLen:" << anyLength
+                       << "subIntf:" << vlanId );
       AclCreateError error = karvelAclHelper()->createIpAclRule(
             *build.karvelAclData, unit(), ruleNum, subRuleNum, ruleData, name );
       if ( error == Ixo::aclCreateErrorNone() && vlanId != 0 ) {
-         error = maybeAddOuterVlanIdQualifier(
-               *build.unitData, ruleNum, subRuleNum, vlanId, vlanIdBits );
+         error = addOuterVlan( build, ruleNum, subRuleNum, vlanId );
       }
       tryAddingUdfQualifiers( *build.unitData, build.udfData, ruleNum, subRuleNum );
       result.errorIs( error );
+      if ( error != Ixo::aclCreateErrorNone() ) {
+         return false;
+      }
       result.rulesProgrammedIs( result.rulesProgrammed() + 1 );
-      return error == Ixo::aclCreateErrorNone();
+      return true;
    };
    if ( !build.ports.intf().empty() && !create( 0, 0 ) ) {
       return result;
@@ -296,9 +306,18 @@ Ixo::AclCreateError IfpProgrammerMtpSm::createMirroringMacAclRule(
       error = karvelAclHelper()->createMacAclRule(
             *build.karvelAclData, unit(), ruleNum, iter.key(), ruleConfig, name );
       if ( error == Ixo::aclCreateErrorNone() ) {
-         error = maybeAddOuterVlanIdQualifier(
-               *build.unitData, ruleNum, iter.key(), iter.value(), vlanIdBits );
+         error = addOuterVlan( build, ruleNum, iter.key(), iter.value() );
       }
+   }
+   return error;
+}
+
+Ixo::AclCreateError IfpProgrammerMtpSm::addOuterVlan(
+      const AclBuild& build, uint32_t ruleNum, uint32_t subRuleNum, uint16_t vlanId ) {
+   const AclCreateError error = maybeAddOuterVlanIdQualifier(
+         *build.unitData, ruleNum, subRuleNum, vlanId, vlanIdBits );
+   if ( error != Ixo::aclCreateErrorNone() ) {
+      noteProblem( build );
    }
    return error;
 }
@@ -337,6 +356,7 @@ Ixo::AclCreateError IfpProgrammerMtpSm::addMirrorDestinationToAcl( const Ixo::Ac
          "IfpProgrammerMtpSm::addMirrorDestinationToAcl" << " Mirror dest Id: "
                                                          << mirrorDestId );
    ZOL_ASSERT( saclData != __null );
+   actionState_ = ActionState::done;
    Zol::Ptr< const Karvel::KarvelAclUnitData > unitData = saclData->unitData( unit() );
    if ( unitData ) {
       for ( const Karvel::AclEntry& entryIter : unitData->entries().all() ) {
@@ -350,38 +370,47 @@ Ixo::AclCreateError IfpProgrammerMtpSm::addMirrorDestinationToAcl( const Ixo::Ac
 
 void IfpProgrammerMtpSm::mirrorByEntry( const Ixo::AclKey& acl, uint32_t unit,
       const Karvel::AclEntry& entryIter, uint32_t mirrorDestId ) {
-   // Whether the entry has these actions is a question, not a failure.
    uint32_t newQ = 0;
    uint32_t utemp = 0;
-   const bool goesToCpu = succeeded( KARVEL_SDK_CALL_AS( quiet, trace, bcm_field_action_get,
-                                ( unit, entryIter.key(), bcmFieldActionCosQCpuNew, &newQ, &utemp ) ) ) &&
-         newQ == 0;
-   const bool drops = succeeded( KARVEL_SDK_CALL_AS( quiet, trace, bcm_field_action_get,
+   const Presence cpu = presence( KARVEL_SDK_CALL_AS( quiet, trace, bcm_field_action_get,
+         ( unit, entryIter.key(), bcmFieldActionCosQCpuNew, &newQ, &utemp ) ) );
+   const Presence drop = presence( KARVEL_SDK_CALL_AS( quiet, trace, bcm_field_action_get,
          ( unit, entryIter.key(), bcmFieldActionDrop, &utemp, &utemp ) ) );
    auto describe = [ & ]( const char* what ) {
       return Zol::String( what ) + acl.aclName() + " acl entry " +
             std::to_string( entryIter.key() ) + " mirror dest Id " +
             std::to_string( mirrorDestId );
    };
+   // What the agent traps for itself on its lowest queue is no traffic to be mirrored. Nor is
+   // anything by an entry of which it is not known whether it denies.
+   const bool goesToCpu = cpu == Presence::present && newQ == 0;
+   const bool isKnown = cpu != Presence::unknown && drop != Presence::unknown;
+   const bool mirrors = isKnown && !goesToCpu && drop == Presence::absent;
    if ( goesToCpu ) {
-      // What the agent traps for itself on its lowest queue is no traffic to be mirrored.
       DUOLOG( trace, 2, describe( "CPU entry: no mirror action for acl " ) );
-   } else if ( drops ) {
+   } else if ( drop == Presence::present ) {
       DUOLOG( trace, 2, "Drop entry: Remove drop, no mirror action for acl " << acl.aclName() );
-   } else {
+   } else if ( mirrors ) {
       DUOLOG( trace, 2, describe( "Add ingress mirror action for acl " ) );
+   } else {
+      actionStateIs( ActionState::incomplete );
    }
    Shim::Rc rc = KARVEL_SDK_CALL_AS(
          rv, trace, bcm_field_action_remove_all, ( unit, entryIter.key() ) );
    if ( !succeeded( rc ) ) {
       DUOLOG( trace, 0, describe( "ERROR removing all forwarding actions for acl " ) );
+      const bool mayDrop = drop != Presence::absent &&
+            !succeeded( KARVEL_SDK_CALL_AS( rv, trace, bcm_field_action_remove,
+                  ( unit, entryIter.key(), bcmFieldActionDrop ) ) );
+      actionStateIs( mayDrop ? ActionState::dropsTraffic : ActionState::incomplete );
    }
    rc = KARVEL_SDK_CALL_AS( rv, trace, bcm_field_qualifier_delete,
          ( unit, entryIter.key(), bcmFieldQualifyDstClassL2 ) );
    if ( !succeeded( rc ) ) {
       DUOLOG( trace, 0, describe( "ERROR removing DstClassL2 for acl " ) );
+      actionStateIs( ActionState::incomplete );
    }
-   if ( drops || goesToCpu ) {
+   if ( !mirrors ) {
       return;
    }
    const Shim::FieldAction action = getMirrorIngressAction( true );
@@ -391,7 +420,30 @@ void IfpProgrammerMtpSm::mirrorByEntry( const Ixo::AclKey& acl, uint32_t unit,
          ( unit, entryIter.key(), action, param0, param1 ) );
    if ( !succeeded( rc ) ) {
       DUOLOG( trace, 0, describe( "ERROR adding ingress mirror action for acl " ) );
+      actionStateIs( ActionState::incomplete );
    }
+}
+
+// Whether an entry has an action is a question: that it has not is no failure.
+IfpProgrammerMtpSm::Presence IfpProgrammerMtpSm::presence( Shim::Rc rc ) {
+   if ( succeeded( rc ) ) {
+      return Presence::present;
+   }
+   if ( rc == ::Shim::sdk_->QX_BCM_E_NOT_FOUND() ) {
+      return Presence::absent;
+   }
+   Karvel::reportSdkError( trace, "bcm_field_action_get", rc, Karvel::SdkErrorForm::rv );
+   return Presence::unknown;
+}
+
+void IfpProgrammerMtpSm::actionStateIs( ActionState state ) {
+   actionState_ = std::max( actionState_, state );
+}
+
+// Who makes the ACL's entries knows of its own errors, and not of ours.
+void IfpProgrammerMtpSm::noteProblem( const AclBuild& build ) {
+   karvelAclHelper()->aclProblemIs(
+         *build.karvelAclData, unit(), AclCreateError::aclCreateErrorHardware );
 }
 
 } // namespace KarvelMirror::Slice

@@ -33,6 +33,7 @@ class IfpFeatureSm : public Zol::EntitySm {
          ( CONST, Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager >, entryManager ),
          ( CONST, Zol::Ptr< Karvel::KarvelTcamGroupManager >, groupManager ),
          ( VAL, ProgramResult, cachedStatus ), // of the last updateRules()
+         ( VAL, Orv::UniqueId, reviewedId ),   // likewise
          ( MAP, uint32_t, EntryIdSet, smEntryToSdkEntry ) );
 
  public:
@@ -47,6 +48,7 @@ class IfpFeatureSm : public Zol::EntitySm {
    void doCleanup() override;
 
    void updateRules();
+   void handleUpdateId();
    void handleStatusUpdateId();
 
    // What one pass over the rules has come to.

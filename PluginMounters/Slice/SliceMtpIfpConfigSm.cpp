@@ -66,12 +66,14 @@ void MtpIfpInfoSm::handleChange() { configSm_.backlogAdd( MtpIfpBacklog::recompu
 void MtpIfpStatusSm::doInit() {
    react< &MtpIfpStatusSm::handleIfpSmStatus, IfpSmStatusColl::Attr::status >(
          ifpSmStatusColl() );
+   react< &MtpIfpStatusSm::handleUpdateId, IfpUpdateBase::Attr::updateId >( ifpSmConfig() );
    handleIfpSmStatus( key() );
 }
 
 void MtpIfpStatusSm::doCleanup() { programStatus()->ifpProgramStatusDel( key().mtp() ); }
 
 void MtpIfpStatusSm::handleIfpSmStatus( const IfpKey& changed ) {
+   DUOLOG( trace, 2, "MtpIfpStatusSm::handleIfpSmStatus" << " MTP: " << changed.mtp() );
    Zol::Ptr< const IfpSmStatus > present = ifpSmStatusColl()->status( key() );
    if ( changed != key() || present == ifpSmStatus() ) {
       return;
@@ -81,17 +83,24 @@ void MtpIfpStatusSm::handleIfpSmStatus( const IfpKey& changed ) {
    }
    ifpSmStatusIs( present );
    if ( present ) {
+      // Within a generation the status may change without a new id.
+      react< &MtpIfpStatusSm::handleUpdateId, IfpSmStatus::Attr::status >( present );
       react< &MtpIfpStatusSm::handleUpdateId, IfpUpdateBase::Attr::updateId >( present );
    }
 }
 
 void MtpIfpStatusSm::handleUpdateId() {
    DUOLOG( trace, 1, "MtpIfpStatusSm::handleUpdateId" << " MTP: " << key().mtp() );
-   if ( ifpSmStatus()->updateId() != ifpSmConfig()->updateId() ) {
+   if ( !ifpSmStatus() || ifpSmStatus()->updateId() != ifpSmConfig()->updateId() ) {
       DUOLOG( trace, 1, "MtpIfpStatusSm::handleUpdateId" << " programming not yet complete" );
       return;
    }
    const ProgramResult status = ifpSmStatus()->status();
+   if ( judgedId() == ifpSmStatus()->updateId() && judgedStatus() == status ) {
+      return;
+   }
+   judgedIdIs( ifpSmStatus()->updateId() );
+   judgedStatusIs( status );
    programStatus()->ifpProgramStatusIs( key().mtp(), toProgramStatus( status ) );
    if ( status != ProgramResult::unknown && status != ProgramResult::success ) {
       DUOLOG( trace, 0, "MtpIfpStatusSm::handleUpdateId" << " programming status: " << status );
@@ -173,6 +182,8 @@ void MtpIfpHelper::writeRule( Mtp mtp, const IfpRuleData& rule ) {
 }
 
 void MtpIfpHelper::updateFeatureConfig( Mtp mtp, uint32_t count ) {
+   DUOLOG( trace, 2,
+         "MtpIfpHelper::" << "updateFeatureConfig" << " mtp " << mtp << " count " << count );
    Zol::Ptr< IfpSmConfig > config = ifpSmConfigColl_->config( IfpKey( mtp ) );
    if ( !config ) {
       DUOLOG( trace, 2, "MtpIfpHelper::" << "updateFeatureConfig" << " no mtp" );
@@ -221,6 +232,7 @@ void MtpIfpConfigSm::doCleanup() {
 }
 
 void MtpIfpConfigSm::handleInitialized() {
+   DUOLOG( trace, 1, "MtpIfpConfigSm::handleInitialized" );
    ZOL_ASSERT( aclConfig() );
    for ( Mtp mtp : lfMtpProgramInfo()->mtpProgramInfo().keys() ) {
       mtpSmIs( mtp, lfMtpProgramInfo()->mtpProgramInfo( mtp ), *this );
@@ -250,6 +262,7 @@ void MtpIfpConfigSm::deleteMtp( Mtp mtp ) {
 }
 
 void MtpIfpConfigSm::handleIfp( const IfpKey& key ) {
+   DUOLOG( trace, 2, "MtpIfpConfigSm::handleIfp" << " Mtp: " << key.mtp() );
    Zol::Ptr< const IfpSmConfig > config = ifpSmConfigColl()->config( key );
    Zol::Ptr< const MtpIfpStatusSm > present = ifpStatusSm( key );
    if ( present && present->ifpSmConfig() != config ) {

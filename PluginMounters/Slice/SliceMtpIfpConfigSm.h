@@ -51,7 +51,9 @@ class MtpIfpStatusSm : public Zol::EntitySm {
          ( CONST, Zol::Ptr< const IfpSmConfig >, ifpSmConfig ),
          ( CONST, Zol::Ptr< const IfpSmStatusColl >, ifpSmStatusColl ),
          ( CONST, Zol::Ptr< SliceMtpProgramStatus >, programStatus ),
-         ( VAL, Zol::Ptr< const IfpSmStatus >, ifpSmStatus ) );
+         ( VAL, Zol::Ptr< const IfpSmStatus >, ifpSmStatus ),
+         ( VAL, Orv::UniqueId, judgedId ), // the generation and outcome that were reported last
+         ( VAL, ProgramResult, judgedStatus ) );
 
  public:
    MtpIfpStatusSm( const IfpKey& key, Zol::Ptr< const IfpSmConfig > ifpSmConfig,

@@ -64,10 +64,6 @@ class EfpBed : public SliceBed {
       const auto* value = find( entry, qualifier );
       return value != nullptr ? value->data.at( 0 ) : ~0U;
    }
-   static bool hasAction( const EntryView& entry, Shim::FieldAction action ) {
-      return std::any_of( entry.actions.begin(), entry.actions.end(),
-            [ action ]( const auto& one ) { return one.action == action; } );
-   }
    static std::vector< std::string > logged() {
       std::vector< std::string > ids;
       for ( const Flitlog::Record& record : Flitlog::records() ) {

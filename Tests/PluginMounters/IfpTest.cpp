@@ -4,6 +4,7 @@
 
 namespace KarvelMirror::Slice {
 
+using ChipModel::EntryView;
 using ChipModel::SdkCall;
 using Names = std::vector< std::string >;
 
@@ -106,6 +107,44 @@ TEST_F( IfpBed, ARefusedInstallTakesAllBackOnceAndSaysSo ) {
    EXPECT_EQ( entries().size(), 3U );
 }
 
+TEST_F( IfpBed, ARuleThatBecomesAnAclsLeavesNothingOfItselfInTheChip ) {
+   setAcl( "A", { Acl::RuleAction::permit } );
+   auto slice = programmer();
+   auto mtp = matching( Mtp( 0 ), { 1 } );
+   run();
+   const auto plain = entries();
+   ASSERT_EQ( plain.size(), 1U );
+   addAcl( mtp, "A" ); // ACLs are numbered first: its rule takes the match's number and entry
+   run();
+   EXPECT_EQ( entries().size(), 2U ) << "the ACL's entry, and the match's in another place";
+   mtp->ipMatchDel( to( 1 ) );
+   run();
+   ASSERT_EQ( entries().size(), 1U );
+   EXPECT_NE( entries()[ 0 ].id, plain[ 0 ].id );
+   mtp->aclDel( aclKey( "A" ) );
+   mtp->ipMatchIs( to( 2 ) );
+   run();
+   ASSERT_EQ( entries().size(), 1U );
+   EXPECT_EQ( entries()[ 0 ].actions.size(), 1U );
+}
+
+TEST_F( IfpBed, AChangeThatFailsIsTriedOnceAndSaidOnce ) {
+   auto slice = programmer();
+   auto mtp = matching( Mtp( 0 ), { 1 } );
+   run();
+   refuse( SdkCall::bcm_field_entry_install, 2 );
+   {
+      Zol::Batch batch;
+      mtp->ipMatchIs( to( 2 ) );
+      mtp->ipMatchIs( to( 3 ) );
+   }
+   run();
+   EXPECT_EQ( slice->ifpSmStatus()->status( key0 )->status(), ProgramResult::entryInstallFailure );
+   EXPECT_EQ( programStatus->ifpProgramStatus( Mtp( 0 ) ), ProgramStatus::failed );
+   EXPECT_TRUE( entries( false ).empty() );
+   EXPECT_EQ( Flitlog::records().size(), 1U );
+}
+
 TEST_F( IfpBed, ManyRulesOfOneGenerationCostOnePass ) {
    auto slice = programmer();
    std::vector< IpMatch > matches;
@@ -155,6 +194,43 @@ TEST_F( IfpBed, OfAnAclOnlyPermittingEntriesMirrorAndNoneDropsAtAnyTime ) {
    EXPECT_EQ( entries().size(), 2U );
    info()->mtpProgramInfoDel( Mtp( 2 ) );
    EXPECT_TRUE( entries( false ).empty() );
+}
+
+// The deny entry is the second one: it is asked for its drop action, and loses all of its actions.
+TEST_F( IfpBed, ADenyEntryNeverDropsAndNeverMirrorsWhateverTheChipRefuses ) {
+   const Karvel::KarvelAclFeature feature( 1 );
+   struct Case {
+      std::vector< std::pair< SdkCall, uint64_t > > refused;
+      size_t installed;
+   };
+   const Case cases[] = {
+      { { { SdkCall::bcm_field_action_get, 4 } }, 2 },
+      { { { SdkCall::bcm_field_action_remove_all, 2 } }, 2 },
+      { { { SdkCall::bcm_field_action_remove_all, 2 }, { SdkCall::bcm_field_action_remove, 1 } },
+            0 },
+   };
+   setAcl( "A", { Acl::RuleAction::permit, Acl::RuleAction::deny } );
+   auto slice = programmer();
+   for ( const Case& one : cases ) {
+      for ( const auto& [ call, nth ] : one.refused ) {
+         refuse( call, nth );
+      }
+      addAcl( info()->mtpProgramInfoIs( Mtp( 0 ) ), "A" );
+      run();
+      EXPECT_EQ( entries().size(), one.installed );
+      size_t mirroring = 0;
+      for ( const EntryView& entry : entries() ) {
+         mirroring += hasAction( entry, Shim::FieldAction::mirrorIngressTo );
+         EXPECT_FALSE( hasAction( entry, Shim::FieldAction::drop ) );
+      }
+      EXPECT_EQ( mirroring, one.installed / 2 );
+      EXPECT_EQ( helper->problem( 0, feature, { "A", Acl::ip() } ),
+            Ixo::AclCreateError::aclCreateErrorHardware );
+      EXPECT_EQ( slice->ifpSmStatus()->status( key0 )->status(), ProgramResult::success );
+      info()->mtpProgramInfoDel( Mtp( 0 ) );
+      run();
+      EXPECT_TRUE( entries( false ).empty() );
+   }
 }
 
 TEST_F( IfpBed, AnAclThatCannotBeMadeIsNotAppliedAndChangesNoStatus ) {
@@ -248,8 +324,8 @@ TEST_F( IfpBed, AStaleStatusIsNotBelieved ) {
    EXPECT_EQ( smStatus->updateId(), answered );
    EXPECT_EQ( entries().size(), 1U );
    // The watcher of the feature's status does not believe such a one either.
-   smStatus->statusIs( ProgramResult::entryInstallFailure );
    smStatus->updateIdIs( Orv::UniqueId::fresh() );
+   smStatus->statusIs( ProgramResult::entryInstallFailure );
    EXPECT_TRUE( Flitlog::records().empty() );
    smStatus->updateIdIs( answered );
    EXPECT_EQ( Flitlog::records().size(), 1U );

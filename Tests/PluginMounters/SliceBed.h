@@ -62,6 +62,10 @@ class SliceBed : public ::testing::Test {
       }
       return result;
    }
+   static bool hasAction( const ChipModel::EntryView& entry, Shim::FieldAction action ) {
+      return std::any_of( entry.actions.begin(), entry.actions.end(),
+            [ action ]( const auto& one ) { return one.action == action; } );
+   }
    void refuse( ChipModel::SdkCall call, uint64_t nth ) {
       ChipModel::Fault fault;
       fault.call = call;

@@ -133,6 +133,32 @@ TEST_F( SliceSmTest, reviewWithoutDifferenceHandsNothingOver ) {
    EXPECT_EQ( op(), before );
 }
 
+TEST_F( SliceSmTest, watchersOfAclsAskForNothing ) {
+   auto info = publish( Direction::ingress, { 1 } );
+   const auto before = op();
+   auto sm = root->mtpSm( mtp );
+   auto config = Zol::make< Acl::AclTypeConfig >( Acl::ip() );
+   AclKey key;
+   key.aclNameIs( "A" );
+   auto ports = info->aclPortsIs( key );
+   sm->expectedAclConfigIs()->aclIs( "A" );
+   sm->aclTypeConfigSmIs( Acl::ip(), config )
+         ->aclConfigSmIs( "A", Acl::ip(), config->aclIs( "A" ) );
+   sm->aclPortSmIs( key, ports, sm->codefConfig() );
+   config->acl( "A" )->currCfgIs(
+         Zol::make< const Acl::RuleList >( std::vector< Acl::RuleConfig >( 1 ) ) );
+   config->aclIs( "B" );
+   ports->intfIs( Plix::IntfId( "Ethernet1" ) );
+   sm->expectedAclConfig()->aclIs( "B" );
+   Zol::activityManager().runUntilIdle();
+   EXPECT_EQ( op(), before );
+   sm->aclPortSmDel( key );
+   sm->aclTypeConfigSmDel( Acl::ip() );
+   sm->expectedAclConfigDel();
+   Zol::activityManager().runUntilIdle();
+   EXPECT_EQ( op(), before );
+}
+
 TEST_F( SliceSmTest, emptinessChangesReprogramInFull ) {
    auto info = publish( Direction::ingress, { 1 } );
    info->aclPortMirroringIs( false );
