@@ -12,6 +12,7 @@
 
 #include "ChipModel/ChipProfile.h"
 #include "ChipModel/FieldProcessor.h"
+#include "ChipModel/FieldRules.h"
 #include "ChipModel/LookupEngine.h"
 #include "Platform/Zol/Assert.h"
 
@@ -180,7 +181,8 @@ void programEntries( benchmark::State& state ) {
       processor.capacityIs( Shim::FieldStage::ingress, count );
       int group = 0;
       failed |= processor.groupCreate(
-            Shim::FieldStage::ingress, Shim::QualifierSet().set(), 0, &group );
+            Shim::FieldStage::ingress,
+            stageQualifiers( chipProfiles().front(), Shim::FieldStage::ingress ), 0, &group );
       for ( int i = 0; i < count; ++i ) {
          int entry = 0;
          uint32_t number = static_cast< uint32_t >( i );

@@ -8,18 +8,13 @@
 //    if ( engine.find( key ) == slot ) ...
 //    engine.remove( slot, rule );
 //
-// A bit vector scheme over the bytes of the key (Lakshman and Stiliadis, SIGCOMM 1998, with
-// the aggregated vectors of Baboescu and Varghese, SIGCOMM 2001). Every rule has a slot.
-// For each key byte that some rule cares about there is a column: per byte value one vector
-// over the slots that accept it, and one vector of the slots that care at all. A rule that
-// does not care about a byte leaves no trace in its column, so an update costs as much as
-// the rule has terms, whatever the size of the table. A lookup ANDs one vector per column.
+// A decision tree over the bytes of the key (LookupTree.h). Which bytes it asks first is planned
+// from the rules that are there; records of the rules, masks and values over windows of the key,
+// settle what is left in a leaf. An update touches the nodes of its rule alone.
 //
-// Slots are in no particular order: the winner is found by rank, and words whose best rule
-// cannot win any more are passed over. Filled in falling priority or rising id, which is
-// the ordinary way, the first word that matches ends the search.
+// Slots are in no particular order: the winner is found by rank.
 //
-// Limits: key bytes 0 to 127; memory is 32 bytes per slot and byte column at the most.
+// Limits: key bytes 0 to 127.
 
 #include <array>
 #include <cstddef>

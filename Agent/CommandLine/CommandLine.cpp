@@ -64,7 +64,7 @@ void addConfig( CLI::App& verb, Command& command, bool& strict ) {
 
 const std::vector< std::string >& reportNames() {
    static const std::vector< std::string > names{ "sessions", "acls", "tcam", "policers",
-      "tunnels", "tables",
+      "rates", "tunnels", "tables",
       "status", "counters", "log" };
    return names;
 }

@@ -1,5 +1,7 @@
 #include "Agent/Replay/Replay.h"
 
+#include <cstdio>
+#include <fstream>
 #include <stdexcept>
 
 #include "Agent/Packets/CaptureMerge.h"
@@ -55,6 +57,29 @@ CaptureWriter& Outlet::fetch(
 
 void Outlet::commit() {
    files_->commit();
+   writePlots();
+}
+
+// Beside the captures, one for each session that is limited in rate.
+void Outlet::writePlots() const {
+   constexpr size_t mostIntervals = 120;
+   const RateHistory& history = runtime_.rateHistory();
+   for ( const std::string& name : history.sessions() ) {
+      const auto session = runtime_.configuration().sessions.find( name );
+      const auto intervals = history.intervals( name, mostIntervals );
+      if ( session == runtime_.configuration().sessions.end() || intervals.empty() ) {
+         continue;
+      }
+      const std::string path = files_->path() + "/" + name + ".rate.svg";
+      const std::string draft = path + ".new";
+      std::ofstream out( draft );
+      out << ratePlot( name, session->second.rateKbps, intervals );
+      out.close();
+      if ( !out || std::rename( draft.c_str(), path.c_str() ) != 0 ) {
+         std::remove( draft.c_str() );
+         throw CaptureError( path + ": cannot be written" );
+      }
+   }
 }
 
 void replay(
@@ -76,11 +101,14 @@ void replay(
                   at->second.chipPort } );
       merge.add( input.port, CaptureReader( input.file ) );
    }
+   uint64_t lastNs = 0;
    for ( Arrival arrival; merge.next( arrival ); ) {
       const Port& port = ports[ arrival.input ];
       const CaptureFrame& frame = arrival.frame;
       const ChipModel::FrameView view{ frame.timeNs, frame.data, frame.length,
          frame.wireLength };
+      lastNs = frame.timeNs;
+      runtime.sampleRates( lastNs );
       if ( observer ) {
          observer->arriving( merge.port( arrival.input ), port.unit, view );
       }
@@ -88,6 +116,9 @@ void replay(
       if ( observer ) {
          observer->arrived();
       }
+   }
+   if ( lastNs != 0 ) {
+      runtime.sampleRatesAtEnd( lastNs );
    }
 }
 

@@ -14,7 +14,8 @@
 namespace Agent {
 
 // Writes every frame that leaves a port to PORT.pcap, and mirror copies also to
-// PORT.mirror.pcap.
+// PORT.mirror.pcap. Of each session that is limited in rate SESSION.rate.svg shows what passed over
+// time.
 class Outlet : public ChipModel::FrameSink {
  public:
    // Takes over the sink of the runtime's chips for its lifetime. `inputs` are the captures of
@@ -28,6 +29,7 @@ class Outlet : public ChipModel::FrameSink {
    void commit();
 
  private:
+   void writePlots() const;
    // The writers of a port, fetched when it first sends.
    struct PortFiles {
       CaptureWriter* all = nullptr;

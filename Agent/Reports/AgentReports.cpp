@@ -69,7 +69,7 @@ Report sessionsReport( Runtime& runtime ) {
 }
 
 Report ratesReport( Runtime& runtime ) {
-   Report rates{ "rates", { "slice", "limits", "status" }, {}, "nothing is limited in rate" };
+   Report rates{ "limits", { "slice", "limits", "status" }, {}, "nothing is limited in rate" };
    for ( int unit : runtime.units() ) {
       const auto status = runtime.programStatus( unit );
       const auto& all = status->efpProgramStatus();
@@ -171,6 +171,9 @@ std::vector< Report > reportsOf( Runtime& runtime, const std::string& name ) {
    }
    if ( name == "policers" ) {
       return { policersReport( runtime ) };
+   }
+   if ( name == "rates" ) {
+      return { rateHistoryReport( runtime ) };
    }
    if ( name == "tunnels" ) {
       return { tunnelsReport( runtime ) };

@@ -24,5 +24,7 @@ std::vector< Report > aclReports( Runtime& runtime );
 // What limits copies in rate, and the tunnels that copies are sent through.
 Report policersReport( Runtime& runtime );
 Report tunnelsReport( Runtime& runtime );
+// What became of the copies of limited sessions over time.
+Report rateHistoryReport( Runtime& runtime );
 
 } // namespace Agent

@@ -1,5 +1,7 @@
 // Tunnels and the policers that limit copies, with who uses them.
 
+#include <cstdio>
+
 #include "Agent/Configuration/Names.h"
 #include "Agent/Reports/AgentReports.h"
 #include "Agent/Reports/FieldText.h"
@@ -58,10 +60,37 @@ Report policersReport( Runtime& runtime ) {
       for ( const ChipModel::PolicerView& policer : chip.policers ) {
          const ChipModel::ColorCounters& counters = policer.counters;
          report.rows.push_back( { int64_t( unit ), int64_t( policer.id ),
-            int64_t( policer.config.ckbits_sec ),
-            policer.config.ckbits_burst * bytesPerKilobit, cell( counters.green.packets ),
-            cell( counters.green.bytes ), cell( counters.red.packets ),
-            cell( counters.red.bytes ), usersOf( runtime, chip, policer ) } );
+               int64_t( policer.config.ckbits_sec ),
+               policer.config.ckbits_burst * bytesPerKilobit, cell( counters.green.packets ),
+               cell( counters.green.bytes ), cell( counters.red.packets ),
+               cell( counters.red.bytes ), usersOf( runtime, chip, policer ) } );
+      }
+   }
+   return report;
+}
+
+Report rateHistoryReport( Runtime& runtime ) {
+   constexpr size_t mostRows = 24;
+   Report report{ "rates",
+      { "session", "from s", "to s", "offered", "offered kbit/s", "passed", "passed kbit/s",
+            "policed", "policed kbit/s" },
+      {}, "no copies of a limited session" };
+   const RateHistory& history = runtime.rateHistory();
+   for ( const std::string& session : history.sessions() ) {
+      for ( const RateInterval& interval : history.intervals( session, mostRows ) ) {
+         auto seconds = []( uint64_t ns ) {
+            char text[ 32 ];
+            std::snprintf( text, sizeof text, "%.3f", static_cast< double >( ns ) * 1e-9 );
+            return std::string( text );
+         };
+         auto rate = [ & ]( const CopyCount& count ) {
+            return static_cast< int64_t >( interval.kbps( count ) + 0.5 );
+         };
+         const CopyCount offered = interval.offered();
+         report.rows.push_back( { session, seconds( interval.fromNs ), seconds( interval.toNs ),
+               cell( offered.packets ), rate( offered ), cell( interval.passed.packets ),
+               rate( interval.passed ), cell( interval.policed.packets ),
+               rate( interval.policed ) } );
       }
    }
    return report;
@@ -81,11 +110,11 @@ Report tunnelsReport( Runtime& runtime ) {
          const ChipState chip = runtime.chips().control().state( held.unit );
          const ChipModel::MirrorDestinationState& mirror = mirrorOf( chip, held );
          report.rows.push_back( { session.config->name, held.mtp.toString(),
-            mirror.value ? "active" : "inactive", tunnel.srcIp.toString(),
-            tunnel.dstIp.toString(), int64_t( tunnel.dscp ), int64_t( tunnel.ttl ),
-            greText( tunnel ), held.way, linkText( mirror.value ),
-            cell( mirror.counters.frames ), cell( mirror.counters.bytes ),
-            cell( mirror.counters.policedFrames ), cell( mirror.counters.tooLong ) } );
+               mirror.value ? "active" : "inactive", tunnel.srcIp.toString(),
+               tunnel.dstIp.toString(), int64_t( tunnel.dscp ), int64_t( tunnel.ttl ),
+               greText( tunnel ), held.way, linkText( mirror.value ),
+               cell( mirror.counters.frames ), cell( mirror.counters.bytes ),
+               cell( mirror.counters.policedFrames ), cell( mirror.counters.tooLong ) } );
       }
    }
    return report;

@@ -1,5 +1,6 @@
 #include "Agent/Runtime/Runtime.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "Agent/Forwarding/ChipSetup.h"
@@ -46,6 +47,7 @@ struct Runtime::State {
    void makeStore();
    void makeSlices();
    void apply( const Configuration& wanted );
+   RateHistory::Sample rateSample();
    SessionState sessionState( const SessionConfig& session ) const;
    const Slice* sliceOf( const SessionConfig& session ) const;
 
@@ -55,6 +57,9 @@ struct Runtime::State {
    ConfigSource source;
    Configuration configuration;
    PortStates portStates;
+   RateHistory rateHistory;
+   bool hasLimits = false;   // of the configuration
+   uint64_t lastFrameNs = 0; // while there are limits
    Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo;
    Zol::Ptr< Acl::Input::Config > aclInput;
    Zol::Ptr< AgentServices::TcamGroupManager > groupManager;
@@ -138,6 +143,8 @@ void Runtime::State::makeSlices() {
 
 void Runtime::State::apply( const Configuration& wanted ) {
    configuration = wanted;
+   hasLimits = std::any_of( configuration.sessions.begin(), configuration.sessions.end(),
+         []( const auto& session ) { return session.second.rateIsEnforced(); } );
    portNames.clear();
    for ( const auto& [ name, port ] : configuration.ports ) {
       portNames[ { port.unit, port.chipPort } ] = name;
@@ -338,6 +345,49 @@ std::string Runtime::portName( int unit, int chipPort ) const {
 
 Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > Runtime::programStatus( int unit ) const {
    return state_->slices.at( unit ).host.programStatus();
+}
+
+RateHistory::Sample Runtime::State::rateSample() {
+   RateHistory::Sample sample;
+   for ( const auto& [ unit, slice ] : slices ) {
+      for ( const auto& [ mtp, use ] : slice.publisher.uses() ) {
+         const auto session = configuration.sessions.find( use.session );
+         if ( session == configuration.sessions.end() || !session->second.rateIsEnforced() ) {
+            continue;
+         }
+         const ChipModel::MirrorCounters& counters =
+               chips.chip( unit )->tables().mirrors.entry( mtp.value() ).counters;
+         RateHistory::Totals& totals = sample[ use.session ];
+         totals.passed.packets += counters.frames;
+         totals.passed.bytes += counters.bytes;
+         totals.policed.packets += counters.policedFrames;
+         totals.policed.bytes += counters.policedBytes;
+      }
+   }
+   return sample;
+}
+
+const RateHistory& Runtime::rateHistory() const { return state_->rateHistory; }
+
+void Runtime::sampleRates( uint64_t timeNs ) {
+   if ( !state_->hasLimits ) {
+      return;
+   }
+   if ( state_->rateHistory.isDue( timeNs ) ) {
+      // Since the frame before nothing has happened.
+      RateHistory::Sample sample = state_->rateSample();
+      if ( state_->lastFrameNs != 0 ) {
+         state_->rateHistory.add( state_->lastFrameNs, sample );
+      }
+      state_->rateHistory.add( timeNs, std::move( sample ) );
+   }
+   state_->lastFrameNs = timeNs;
+}
+
+void Runtime::sampleRatesAtEnd( uint64_t timeNs ) {
+   if ( state_->hasLimits ) {
+      state_->rateHistory.add( timeNs, state_->rateSample() );
+   }
 }
 
 void Runtime::pluginCommand( int unit, uint32_t socket, const std::string& command ) {

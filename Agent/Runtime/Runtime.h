@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "Agent/Configuration/Loader.h"
+#include "Agent/Rates/RateHistory.h"
 #include "ChipModel/Switch.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
 
@@ -89,6 +90,11 @@ class Runtime {
    std::string portName( int unit, int chipPort ) const;
    // The mounter's status entity of a slice.
    Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > programStatus( int unit ) const;
+   // What became of the copies of limited sessions over time.
+   const RateHistory& rateHistory() const;
+   // To be told of the time of each frame that is to arrive, and of the end of a run of frames.
+   void sampleRates( uint64_t timeNs );
+   void sampleRatesAtEnd( uint64_t timeNs );
    // Hands a command to the plug-in's command callback of a slice.
    void pluginCommand( int unit, uint32_t socket, const std::string& command );
 
