@@ -298,7 +298,9 @@ void SessionReader::readRate() {
          }
       }
    }
-   if ( session_.rateKbps != 0 && !session_.rateIsEnforced() ) {
+   const auto ip6 = Plix::AddressFamily::ipv6;
+   if ( session_.rateKbps != 0 && session_.tunnel && session_.tunnel->srcIp.family() == ip6 &&
+         session_.tunnel->dstIp.family() == ip6 ) {
       reader_.warning( reader_.has( "policer" ) ? "policer" : "rate_kbps",
             "a rate cannot be enforced on an IPv6 tunnel: its copies are not limited" );
    }

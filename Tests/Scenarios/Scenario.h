@@ -39,7 +39,9 @@ class TemporaryFile {
 
 // An Ethernet frame of 64 bytes; vlan 0: untagged. `tag` is its first payload byte.
 inline Bytes frame( uint8_t source, uint8_t destination, uint16_t vlan = 0, uint8_t tag = 0 ) {
-   Bytes bytes{ 2, 0, 0, 0, 0, destination, 2, 0, 0, 0, 0, source };
+   Bytes bytes;
+   bytes.reserve( 64 );
+   bytes.assign( { 2, 0, 0, 0, 0, destination, 2, 0, 0, 0, 0, source } );
    if ( vlan ) {
       bytes.insert( bytes.end(), { 0x81, 0x00, static_cast< uint8_t >( vlan >> 8 ),
                                        static_cast< uint8_t >( vlan ) } );

@@ -1,0 +1,302 @@
+// Tunnels and limits, as a user sees them: which copies leave, how, and how many.
+
+#include <cstdlib>
+#include <set>
+
+#include "Platform/Flitlog/Flitlog.h"
+#include "Tests/Scenarios/Scenario.h"
+
+namespace Scenario {
+
+using Agent::SessionPhase;
+
+namespace {
+
+constexpr uint64_t secondNs = 1'000'000'000;
+constexpr uint32_t frameBytes = 64;
+constexpr uint32_t tunnelBytes = 14 + 20 + 4;
+
+// Ways to 198.51.100.0/24 by Ethernet20 and, second, Ethernet24; IPv6 by Ethernet24.
+std::string ways() {
+   return R"("INTERFACE": { "Ethernet20|192.0.2.1/30": {}, "Ethernet24|192.0.2.5/30": {},
+                            "Ethernet24|2001:db8::1/64": {} },
+      "STATIC_ROUTE": { "198.51.100.0/24": { "nexthop": "192.0.2.2,192.0.2.6" } },
+      "NEIGH": { "Ethernet20|192.0.2.2": { "neigh": "02:00:00:00:02:01" },
+                 "Ethernet24|192.0.2.6": { "neigh": "02:00:00:00:02:02" },
+                 "Ethernet24|2001:db8::2": { "neigh": "02:00:00:00:02:02" } })";
+}
+std::string tunnelJson( const std::string& source, const std::string& more = "",
+      const std::string& to = "198.51.100.10" ) {
+   return R"({ "type": "ERSPAN", "direction": "RX", "src_ip": ")" +
+         std::string( to.find( ':' ) == to.npos ? "192.0.2.1" : "2001:db8::1" ) +
+         R"(", "dst_ip": ")" + to + R"(", "src_port": ")" + source + "\"" + more + " }";
+}
+std::string tunnel( const std::string& name, const std::string& source,
+      const std::string& more = "" ) {
+   return "\"" + name + "\": " + tunnelJson( source, more );
+}
+std::string rate( uint32_t kbps ) {
+   return R"(, "rate_kbps": ")" + std::to_string( kbps ) + "\"";
+}
+
+struct TunnelRig : Rig {
+   explicit TunnelRig( const std::string& sessions, const std::string& more = ways() )
+         : Rig( network( sessions, more ) ) {
+      Flitlog::recordsDelAll();
+   }
+   void sendAt( const std::string& port, uint64_t timeNs, int count = 1 ) {
+      const Bytes bytes = frame( 1, 2 );
+      const int chipPort = runtime.configuration().ports.at( port ).chipPort;
+      for ( int i = 0; i < count; ++i ) {
+         runtime.receive( 0, chipPort, { timeNs, bytes.data(), frameBytes, frameBytes } );
+      }
+   }
+   std::vector< Bytes > one( const std::string& from, const std::string& to ) {
+      forget();
+      sendAt( from, 1 );
+      return copies( to );
+   }
+   ChipModel::ChipState chip() { return runtime.chips().control().state( 0 ); }
+   int egressEntries() {
+      return runtime.chips().chip( 0 )->fields().entriesUsed( Shim::FieldStage::egress );
+   }
+   std::vector< std::string > logged() const {
+      std::vector< std::string > ids;
+      for ( const Flitlog::Record& record : Flitlog::records() ) {
+         ids.push_back( record.id );
+      }
+      return ids;
+   }
+};
+
+// What leaves at one time of a full bucket, and a second later.
+size_t burstOf( uint64_t kbps, uint64_t copyBytes ) { return kbps * 3 / 2 * 125 / copyBytes; }
+size_t steadyOf( uint64_t kbps, uint64_t copyBytes ) {
+   const uint64_t left = kbps * 3 / 2 * 125 % copyBytes;
+   return ( left + kbps * 125 ) / copyBytes;
+}
+
+uint16_t word( const Bytes& bytes, size_t at ) {
+   return static_cast< uint16_t >( bytes.at( at ) << 8 | bytes.at( at + 1 ) );
+}
+
+} // namespace
+
+TEST( Tunnel, CarriesTheFrameByteForByteBehindRightHeaders ) {
+   TunnelRig rig( tunnel( "s", "Ethernet0", R"(, "dscp": "46", "ttl": "9", "gre_key": "7",
+                                              "gre_type": "0x6558")" ) );
+   const auto copies = rig.one( "Ethernet0", "Ethernet20" );
+   ASSERT_EQ( copies.size(), 1U );
+   const Bytes& copy = copies[ 0 ];
+   ASSERT_EQ( copy.size(), frameBytes + tunnelBytes + 4 );
+   EXPECT_EQ( Bytes( copy.begin() + 42, copy.end() ), frame( 1, 2 ) );
+   EXPECT_EQ( Bytes( copy.begin(), copy.begin() + 6 ), ( Bytes{ 2, 0, 0, 0, 2, 1 } ) );
+   EXPECT_EQ( copy[ 15 ], 46 << 2 );
+   EXPECT_EQ( word( copy, 16 ), copy.size() - 14 );
+   EXPECT_EQ( copy[ 22 ], 9 );
+   uint32_t sum = 0;
+   for ( size_t at = 14; at < 34; at += 2 ) {
+      sum += word( copy, at );
+   }
+   EXPECT_EQ( ( sum & 0xffff ) + ( sum >> 16 ), 0xffffU );
+   EXPECT_EQ( Bytes( copy.begin() + 34, copy.begin() + 42 ),
+         ( Bytes{ 0x20, 0, 0x65, 0x58, 0, 0, 0, 7 } ) );
+   // Identifications tell copies apart.
+   EXPECT_NE( word( rig.one( "Ethernet0", "Ethernet20" ).at( 0 ), 18 ), word( copy, 18 ) );
+   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", "", "2001:db8::2" ) );
+   const auto six = rig.one( "Ethernet0", "Ethernet24" );
+   ASSERT_EQ( six.size(), 1U );
+   EXPECT_EQ( six[ 0 ].size(), frameBytes + 14 + 40 + 4 );
+   EXPECT_EQ( word( six[ 0 ], 12 ), 0x86dd );
+}
+
+TEST( Limit, LetsTheBurstPassAndThenTheHighestRateThatTheTunnelIsAskedFor ) {
+   TunnelRig rig( tunnel( "a", "Ethernet0", rate( 1000 ) ) + ", " +
+         tunnel( "b", "Ethernet4", rate( 5000 ) ) + ", " +
+         tunnel( "other", "Ethernet8", R"(, "dscp": "10")" ) );
+   EXPECT_EQ( rig.egressEntries(), 1 );
+   constexpr uint32_t copyBytes = frameBytes + tunnelBytes;
+   rig.sendAt( "Ethernet0", secondNs, 10'000 );
+   size_t forwarded = 0;
+   for ( const Collector::Sent& sent : rig.sent() ) {
+      forwarded += sent.kind == ChipModel::CopyKind::forwarded &&
+            sent.port == rig.runtime.configuration().ports.at( "Ethernet4" ).chipPort;
+   }
+   EXPECT_EQ( forwarded, 10'000U ) << "only copies are limited";
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), burstOf( 5000, copyBytes ) );
+   rig.sendAt( "Ethernet4", 2 * secondNs, 10'000 );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), steadyOf( 5000, copyBytes ) );
+   rig.forget();
+   const Bytes tagged = frame( 1, 2, 10 );
+   for ( int i = 0; i < 2000; ++i ) {
+      rig.send( "Ethernet8", tagged );
+   }
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 2000U ) << "another DSCP";
+   // The faster one goes, and its rate with it.
+   rig.del( "MIRROR_SESSION|b" );
+   rig.forget();
+   rig.sendAt( "Ethernet0", 100 * secondNs, 10'000 );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), burstOf( 1000, copyBytes ) );
+   rig.set( "MIRROR_SESSION|a", tunnelJson( "Ethernet0" ) );
+   EXPECT_EQ( rig.egressEntries(), 0 );
+   EXPECT_TRUE( rig.chip().policers.empty() );
+   rig.forget();
+   rig.sendAt( "Ethernet0", 101 * secondNs, 10'000 );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 10'000U );
+}
+
+TEST( Limit, OfAPortHoldsForAllThatLeavesByItAndForAllMembersOfAPortChannel ) {
+   TunnelRig rig( "" );
+   rig.set( "PORTCHANNEL|PortChannel2", "{}" );
+   rig.set( "PORTCHANNEL_MEMBER|PortChannel2|Ethernet28", "{}" );
+   rig.set( "PORTCHANNEL_MEMBER|PortChannel2|Ethernet32", "{}" );
+   rig.set( "MIRROR_SESSION|s", R"({ "type": "SPAN", "src_port": "Ethernet0",
+         "direction": "RX", "dst_port": "PortChannel2", "rate_kbps": "800" })" );
+   EXPECT_EQ( rig.egressEntries(), 2 );
+   EXPECT_EQ( rig.chip().policers.size(), 1U );
+   rig.sendAt( "Ethernet0", secondNs, 5000 );
+   EXPECT_EQ( rig.copyCount( "Ethernet28" ) + rig.copyCount( "Ethernet32" ),
+         burstOf( 800, frameBytes ) );
+}
+
+TEST( SourceTag, IsInCopiesOfAChannelPortOnly ) {
+   TunnelRig rig( tunnel( "s", "Ethernet0" ) );
+   const auto plain = rig.one( "Ethernet0", "Ethernet20" );
+   rig.set( "PORT|Ethernet20", R"({ "channel": "9" })" );
+   const auto tagged = rig.one( "Ethernet0", "Ethernet20" );
+   ASSERT_EQ( tagged.size(), 1U );
+   EXPECT_EQ( Bytes( tagged[ 0 ].begin() + 12, tagged[ 0 ].begin() + 18 ),
+         ( Bytes{ 0x88, 0xb6, 0, 9, 8, 0 } ) );
+   EXPECT_EQ( tagged[ 0 ].size(), plain.at( 0 ).size() + 4 );
+   rig.set( "PORT|Ethernet20", R"({ "channel": "10" })" );
+   EXPECT_EQ( rig.one( "Ethernet0", "Ethernet20" ).at( 0 ).at( 15 ), 10 );
+   rig.set( "PORT|Ethernet20", "{}" );
+   EXPECT_EQ( rig.one( "Ethernet0", "Ethernet20" ).at( 0 ).size(), plain[ 0 ].size() );
+}
+
+TEST( Tunnel, FollowsLinksRoutesAndNeighbours ) {
+   TunnelRig rig( tunnel( "s", "Ethernet0", rate( 5000 ) ) );
+   const auto left = [ & ]( const std::string& by ) {
+      return rig.one( "Ethernet0", by ).size() == 1 && rig.sent().size() >= 1;
+   };
+   EXPECT_TRUE( left( "Ethernet20" ) );
+   rig.runtime.linkIs( "Ethernet20", false );
+   EXPECT_TRUE( left( "Ethernet24" ) );
+   EXPECT_EQ( rig.egressEntries(), 1 );
+   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
+   rig.runtime.linkIs( "Ethernet24", false );
+   rig.forget();
+   rig.sendAt( "Ethernet0", 1 );
+   for ( const Collector::Sent& sent : rig.sent() ) {
+      EXPECT_EQ( sent.kind, ChipModel::CopyKind::forwarded );
+   }
+   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::inactive );
+   EXPECT_NE( rig.session( "s" ).reason.find( "down" ), std::string::npos );
+   EXPECT_EQ( rig.egressEntries(), 0 ) << "no rule while the tunnel is not active";
+   rig.runtime.linkIs( "Ethernet20", true );
+   EXPECT_TRUE( left( "Ethernet20" ) );
+   rig.runtime.linkIs( "Ethernet24", true );
+   rig.set( "STATIC_ROUTE|198.51.100.10/32", R"({ "nexthop": "192.0.2.6" })" );
+   EXPECT_TRUE( left( "Ethernet24" ) ) << "a better route";
+   rig.set( "NEIGH|Ethernet24|192.0.2.6", R"({ "neigh": "02:00:00:00:09:09" })" );
+   EXPECT_EQ( rig.one( "Ethernet0", "Ethernet24" ).at( 0 ).at( 5 ), 9 );
+   rig.del( "NEIGH|Ethernet24|192.0.2.6" );
+   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::inactive );
+   EXPECT_NE( rig.session( "s" ).reason.find( "192.0.2.6" ), std::string::npos );
+   rig.del( "STATIC_ROUTE|198.51.100.10/32" );
+   EXPECT_TRUE( left( "Ethernet20" ) );
+   EXPECT_EQ( rig.runtime.linkIs( "Ethernet99", true ).has_value(), true );
+}
+
+TEST( Limit, ThatTheChipHasNoRoomForIsSaidOnceAndComesWithRoom ) {
+   const std::string tcamFull = "KARVEL_MIRRORING_GRE_TCAM_RESOURCE_FULL";
+   const std::string rateFull = "KARVEL_MIRRORING_RATELIMIT_HW_RESOURCE_FULL";
+   for ( const auto& [ what, id ] :
+         { std::pair( "egress-entries", tcamFull ), std::pair( "policers", rateFull ) } ) {
+      TunnelRig rig( "" );
+      ASSERT_FALSE( rig.runtime.capacity( what, 0 ) );
+      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
+      EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
+      EXPECT_EQ( rig.logged(), std::vector< std::string >{ id } );
+      EXPECT_EQ( rig.egressEntries(), 0 );
+      EXPECT_TRUE( rig.chip().policers.empty() );
+      EXPECT_EQ( rig.one( "Ethernet0", "Ethernet20" ).size(), 1U ) << "it mirrors all the same";
+      ASSERT_FALSE( rig.runtime.capacity( what, 4 ) );
+      EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
+      EXPECT_EQ( rig.egressEntries(), 1 );
+      EXPECT_EQ( rig.logged().size(), 1U );
+   }
+   TunnelRig rig( tunnel( "s", "Ethernet0" ) );
+   rig.runtime.fail( "bcm_field_entry_install", 1, 1 );
+   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
+   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
+   EXPECT_EQ( rig.logged(), std::vector< std::string >{ rateFull } );
+   EXPECT_TRUE( rig.chip().policers.empty() );
+   rig.runtime.advance( 11 );
+   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
+   EXPECT_EQ( rig.egressEntries(), 1 );
+}
+
+// Every call that can be refused while a limited tunnel comes, changes and goes.
+TEST( RefusedEgressCalls, LeaveNothingBehind ) {
+   for ( const char* call : { "bcm_policer_create", "bcm_policer_destroy",
+               "bcm_field_entry_policer_attach", "bcm_field_entry_policer_detach",
+               "bcm_field_entry_stat_set", "bcm_field_qualify_OutPort",
+               "bcm_field_qualify_MirrorCopy", "bcm_field_action_add",
+               "bcm_field_action_remove_all", "bcm_mirror_destination_set",
+               "bcm_mirror_destination_destroy", "bcm_field_entry_create",
+               "bcm_field_entry_install", "bcm_field_entry_destroy", "bcm_field_group_create",
+               "bcm_field_group_destroy" } ) {
+      // It mirrors before anything is refused: of the ports' entries some failures are fatal.
+      TunnelRig rig( tunnel( "s", "Ethernet0" ) );
+      rig.runtime.fail( call, 1, 1 );
+      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
+      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 2000 ) ) );
+      rig.runtime.linkIs( "Ethernet20", false );
+      rig.runtime.linkIs( "Ethernet20", true );
+      rig.runtime.advance( 11 );
+      rig.del( "MIRROR_SESSION|s" );
+      rig.runtime.advance( 5 );
+      EXPECT_EQ( rig.egressEntries(), 0 ) << call;
+      EXPECT_TRUE( rig.chip().policers.empty() ) << call;
+      EXPECT_EQ( rig.entriesUsed(), 0 ) << call;
+      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
+      rig.runtime.advance( 11 );
+      EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active ) << call;
+      EXPECT_EQ( rig.egressEntries(), 1 ) << call;
+   }
+}
+
+TEST( Tunnel, IsUnderstoodByAnIndependentReader ) {
+   if ( std::system( "tshark -v > /dev/null 2>&1" ) != 0 ) {
+      GTEST_SKIP() << "tshark is not installed";
+   }
+   const std::string folder =
+         std::filesystem::temp_directory_path() / ( "karvel-tunnel-" + std::to_string( getpid() ) );
+   const std::string examples = KARVEL_SOURCE_DIR "/Examples/";
+   ASSERT_EQ( std::system( ( KARVEL_AGENT " run " + examples + "tunnel-mirroring.json --in Ethernet4=" +
+                    examples + "captures/host-b.pcap --in Ethernet0=" + examples +
+                    "captures/host-a.pcap --out " + folder + " > /dev/null" )
+                                 .c_str() ),
+         0 );
+   const auto fieldsOf = [ & ]( const std::string& port, const std::string& fields ) {
+      const std::string command = "tshark -o ip.check_checksum:TRUE -r " + folder + "/" + port +
+            ".mirror.pcap -T fields -E occurrence=f " + fields + " 2> /dev/null | sort | uniq";
+      std::string text;
+      FILE* pipe = popen( command.c_str(), "r" );
+      for ( int c; pipe && ( c = std::fgetc( pipe ) ) != EOF; ) {
+         text += static_cast< char >( c );
+      }
+      EXPECT_EQ( pclose( pipe ), 0 );
+      return text;
+   };
+   EXPECT_EQ( fieldsOf( "Ethernet8", "-e eth.dst -e ip.src -e ip.dst -e ip.dsfield.dscp -e ip.ttl "
+                                     "-e ip.checksum.status -e gre.proto -e gre.key" ),
+         "02:00:00:00:02:01\t192.0.2.1\t198.51.100.10\t46\t64\t1\t0x88be\t\n"
+         "02:00:00:00:02:01\t192.0.2.1\t198.51.100.11\t0\t255\t1\t0x6558\t0x00000007\n" );
+   EXPECT_EQ( fieldsOf( "Ethernet12", "-e eth.dst -e ipv6.src -e ipv6.dst -e ipv6.nxt -e gre.proto" ),
+         "02:00:00:00:02:02\t2001:db8:ffff::1\t2001:db8:c::10\t47\t0x88be\n" );
+   std::filesystem::remove_all( folder );
+}
+
+} // namespace Scenario
