@@ -326,11 +326,8 @@ bool CentralPublisher::isFailed( Mtp mtp ) const {
    if ( !status ) {
       return false;
    }
-   const auto known = published_.find( mtp );
-   const auto limit = known == published_.end() ? std::nullopt : known->second.limit();
    for ( ProgramStatus programmed :
-         { status->programStatus( mtp ), status->ifpProgramStatus( mtp ),
-               limit ? status->efpProgramStatus( *limit ) : ProgramStatus::unknown } ) {
+         { status->programStatus( mtp ), status->ifpProgramStatus( mtp ) } ) {
       if ( programmed == ProgramStatus::failed ||
             programmed == ProgramStatus::resourceExhaustion ) {
          return true;
@@ -351,6 +348,27 @@ std::optional< std::string > CentralPublisher::aclProblem( Mtp mtp ) const {
    return {};
 }
 
+// The ingress side may well be in order: only the rules of the egress stage are to be tried
+// again. Whoever makes them follows the ports.
+bool CentralPublisher::retryEgress( Mtp mtp ) {
+   const auto status = slice_.programStatus();
+   const auto known = published_.find( mtp );
+   const auto rules = known == published_.end() ? std::nullopt : known->second.egressRules();
+   const ProgramStatus programmed =
+         status && rules ? status->efpProgramStatus( *rules ) : ProgramStatus::success;
+   if ( programmed != ProgramStatus::failed &&
+         programmed != ProgramStatus::resourceExhaustion ) {
+      return false;
+   }
+   auto info = programInfo_->lfMtpProgramInfo( slice_.logicalFap() );
+   auto program = info->mtpProgramInfo( mtp );
+   for ( const DstPort& port : known->second.dstPorts ) {
+      program->dstPortDel( port );
+      program->dstPortIs( port );
+   }
+   return true;
+}
+
 void CentralPublisher::retryFailed() {
    bool failedSome = false;
    for ( const auto& [ mtp, use ] : uses_ ) {
@@ -358,7 +376,9 @@ void CentralPublisher::retryFailed() {
       if ( failed ) {
          withdraw( mtp );
       }
-      failedSome = failedSome || failed || problems_.contains( mtp );
+      const bool egressFailed = !failed && retryEgress( mtp );
+      failedSome =
+            failedSome || failed || egressFailed || problems_.contains( mtp );
    }
    if ( failedSome ) {
       publishClock_.timeMinIs( Zol::activityManager().now() );

@@ -67,6 +67,7 @@ class CentralPublisher {
    bool targetIs( Mtp mtp, const WantedMtp& wanted );
    bool targetDel( Mtp mtp );
    bool isFailed( Mtp mtp ) const;
+   bool retryEgress( Mtp mtp );
    std::optional< std::string > aclProblem( Mtp mtp ) const;
    void armRetry();
 

@@ -102,6 +102,10 @@ class Deriver {
          port.tunnelIdxIs( session_.tunnel ? mtp_.value() : -1 );
          port.rateIs( session_.rateIsEnforced() ? session_.rateKbps : 0 );
          wanted_.dstPorts.insert( port );
+         wanted_.isTagged = wanted_.isTagged ||
+               ( session_.tunnel &&
+                     session_.tunnel->dstIp.family() == Plix::AddressFamily::ipv4 &&
+                     configuration_.ports.at( name ).channel );
       }
    }
 
@@ -159,8 +163,8 @@ bool WantedMtp::editsAclOf( const WantedMtp& before ) const {
    } );
 }
 
-std::optional< KarvelMirror::RateLimitKind > WantedMtp::limit() const {
-   if ( dstPorts.empty() || dstPorts.begin()->rate() == 0 ) {
+std::optional< KarvelMirror::RateLimitKind > WantedMtp::egressRules() const {
+   if ( !isLimited() && !isTagged ) {
       return {};
    }
    return tunnel ? KarvelMirror::RateLimitKind::gre : KarvelMirror::RateLimitKind::port;

@@ -26,6 +26,7 @@ struct WantedMtp {
    std::optional< KarvelMirror::TunnelParameters > tunnel;
    std::string way;                             // of the tunnel, or why it has none
    Zol::Set< KarvelMirror::DstPort > dstPorts;  // that copies may leave by
+   bool isTagged = false;                        // one of the ports writes a source tag
    Zol::Set< KarvelMirror::SourcePort > sources; // mirrored as a whole
    std::vector< SessionAcl > acls;               // ingress only, as what follows
    Zol::Set< KarvelMirror::IpMatch > matches;
@@ -34,8 +35,9 @@ struct WantedMtp {
    bool operator==( const WantedMtp& ) const = default;
    // Whether one of the ACLs says something else than it did before.
    bool editsAclOf( const WantedMtp& before ) const;
-   // What limits it in rate; none if nothing does.
-   std::optional< KarvelMirror::RateLimitKind > limit() const;
+   bool isLimited() const { return !dstPorts.empty() && dstPorts.begin()->rate() != 0; }
+   // Which rules of the egress stage its copies need; none if they need none.
+   std::optional< KarvelMirror::RateLimitKind > egressRules() const;
 };
 
 // Of a session that is not refused, for its chip. A tunnel has the number of its destination.

@@ -245,10 +245,11 @@ KarvelMirror::ProgramStatus combined(
 // Why copies are not limited as they should be; none if they are.
 std::optional< std::string > rateProblem( const Slice& slice, const WantedMtp& wanted ) {
    using KarvelMirror::ProgramStatus;
-   const auto limit = wanted.limit();
+   const auto rules = wanted.egressRules();
    const ProgramStatus status =
-         limit ? slice.host.programStatus()->efpProgramStatus( *limit ) : ProgramStatus::success;
-   const std::string what = "its rate is not limited: ";
+         rules ? slice.host.programStatus()->efpProgramStatus( *rules ) : ProgramStatus::success;
+   const std::string what =
+         wanted.isLimited() ? "its rate is not limited: " : "its copies have no source tag: ";
    switch ( status ) {
    case ProgramStatus::resourceExhaustion:
       return what + "the chip has no TCAM entries left for it";

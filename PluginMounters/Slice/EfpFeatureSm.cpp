@@ -40,9 +40,8 @@ void EfpFeatureSm::updateRules() {
    startEntryIdIs( 0 );
    std::map< uint32_t, uint32_t > policersInUse; // to their rates
    Plan plan;
-   for ( auto iter = efpSmConfig()->rules().begin(); iter != efpSmConfig()->rules().end();
-         ++iter ) {
-      const EfpRuleData& rule = iter.value();
+   for ( uint32_t ruleNumber : efpSmConfig()->rules().keys() ) {
+      const EfpRuleData rule = efpSmConfig()->rules( ruleNumber );
       uint32_t policerId = 0;
       if ( rule.rate() != 0 ) {
          policerId = getPolicer( rule.rate() );
@@ -50,7 +49,7 @@ void EfpFeatureSm::updateRules() {
       }
       const EfpRules expanded = getExpandedRules( rule, startEntryId(), policerId );
       startEntryIdIs( startEntryId() + static_cast< uint32_t >( expanded.rules().size() ) );
-      plan[ iter.key() ] = place( rule, expanded );
+      plan[ ruleNumber ] = place( rule, expanded );
    }
    // What is no longer needed makes room for what is.
    releaseStaleRules();
@@ -251,16 +250,12 @@ void EfpFeatureSm::handleStatusUpdateId() {
    efpSmStatus()->updateIdIs( generation );
    if ( hasFailed ) {
       handleFailure();
+      efpSmStatus()->rulesDelAll(); // whoever was told has read them
    }
 }
 
 void EfpFeatureSm::handleFailure() {
    TRACE( 0, "handleFailure", " failure: " << cachedStatus() );
-   for ( uint32_t ruleNumber : smEntryToSdkEntry().keys() ) {
-      for ( uint32_t id : smEntryToSdkEntry( ruleNumber ).entry().keys() ) {
-         TRACE( 2, "handleFailure", " releasing existing entry : " << id );
-      }
-   }
    releaseAll();
    efpConfig()->rulesDelAll();
    // Of a failed allocation this is the generation's first mark: it has no rules.
@@ -271,6 +266,7 @@ void EfpFeatureSm::handleFailure() {
 void EfpFeatureSm::releaseAll() {
    for ( uint32_t ruleNumber : smEntryToSdkEntry().keys() ) {
       for ( uint32_t id : smEntryToSdkEntry( ruleNumber ).entry().keys() ) {
+         TRACE( 2, "handleFailure", " releasing existing entry : " << id );
          efpConfig()->rulesDel( id );
          entryManager()->releaseEntry( unit(), id );
       }

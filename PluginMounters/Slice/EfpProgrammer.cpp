@@ -134,6 +134,7 @@ void EfpProgrammerFeatureSm::doCleanup() {
    }
    entryIdCacheDelAll();
    programmedDelAll();
+   unclearedDelAll();
 }
 
 void EfpProgrammerFeatureSm::handleUpdate() {
@@ -171,6 +172,7 @@ void EfpProgrammerFeatureSm::forgetReleasedEntries() {
    for ( uint32_t id : programmed().keys() ) {
       if ( !efpConfig()->rulesHas( id ) ) {
          programmedDel( id );
+         unclearedDel( id );
       }
    }
 }
@@ -181,8 +183,10 @@ void EfpProgrammerFeatureSm::clearEntry( const EfpRuleData& rule ) {
    }
    const EfpRuleData before = programmed( rule.entryId() );
    const int entryId = static_cast< int >( rule.entryId() );
-   if ( hasActions( before ) ) {
-      CHECKED_CALL( "handleUpdate", bcm_field_action_remove_all, ( unit(), entryId ) );
+   bool isCleared = true;
+   if ( hasActions( before ) || unclearedHas( rule.entryId() ) ) {
+      isCleared =
+            CHECKED_CALL( "handleUpdate", bcm_field_action_remove_all, ( unit(), entryId ) );
    }
    if ( before.rate() != 0 && rule.rate() == 0 ) {
       entryManager()->detachPolicer( unit(), rule.entryId() );
@@ -193,6 +197,7 @@ void EfpProgrammerFeatureSm::clearEntry( const EfpRuleData& rule ) {
                "handleUpdate", bcm_field_qualifier_delete, ( unit(), entryId, qualifier ) );
       }
    }
+   isCleared ? unclearedDel( rule.entryId() ) : unclearedIs( rule.entryId() );
 }
 
 void EfpProgrammerFeatureSm::qualifyEntry( const EfpRuleData& rule ) {
@@ -267,15 +272,15 @@ bool EfpProgrammerFeatureSm::qualifyDstIp( const EfpRuleData& rule ) {
                "qualifyEntry", bcm_field_qualify_DstIp6, ( unit(), entryId, addr, mask ) );
 }
 
-bool EfpProgrammerFeatureSm::qualifyDscp( const EfpRuleData& sixBitRule ) {
+bool EfpProgrammerFeatureSm::qualifyDscp( const EfpRuleData& given ) {
    constexpr uint8_t sixBits = 0x3f;
-   const int entryId = static_cast< int >( sixBitRule.entryId() );
-   EfpQuals quals = sixBitRule.efpQuals();
+   const int entryId = static_cast< int >( given.entryId() );
+   EfpQuals quals = given.efpQuals();
    quals.dscpIs( quals.dscp() & sixBits );
    quals.dscpMaskIs( quals.dscpMask() & sixBits );
-   EfpRuleData rule = sixBitRule;
+   EfpRuleData rule = given;
    rule.efpQualsIs( quals );
-   return !hasDscp( quals ) ||
+   return !hasDscp( given.efpQuals() ) ||
          CHECKED_CALL( "qualifyEntry", bcm_field_qualify_DSCP,
                ( unit(), entryId, rule.efpQuals().dscp() << 2,
                      rule.efpQuals().dscpMask() << 2 ) );

@@ -15,8 +15,9 @@ class EfpProgrammerFeatureSm : public Zol::EntitySm {
          ( CONST, Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager >, entryManager ),
          ( CONST, Zol::Ptr< const EfpConfig >, efpConfig ),
          ( CONST, Zol::Ptr< EfpStatus >, efpStatus ),
-         ( SET, uint32_t, entryIdCache ),              // installed in this generation
-         ( MAP, uint32_t, EfpRuleData, programmed ) ); // what entries that live on hold
+         ( SET, uint32_t, entryIdCache ),            // installed in this generation
+         ( MAP, uint32_t, EfpRuleData, programmed ), // what entries that live on hold
+         ( SET, uint32_t, uncleared ) ); // of these: still with the actions of a rule before
 
  public:
    EfpProgrammerFeatureSm( TcamFeature::EfpFeature feature, uint32_t unit,

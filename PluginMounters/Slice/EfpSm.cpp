@@ -55,6 +55,10 @@ void EfpSm::handleEfpSmConfig( const EfpKey& key ) {
          "EfpSm::handleEfpSmConfig"
                << " EfpFeature: " << feature << " add: " << add );
    // The feature watches one configuration entity; another one in its place is another feature.
+   if ( Zol::Ptr< const EfpFeatureSm > present = featureSm( key );
+         present && add && present->efpSmConfig() == efpSmConfig()->config( key ) ) {
+      return;
+   }
    deleteFeature( feature );
    if ( !add ) {
       efpConfig()->configDel( feature );

@@ -18,7 +18,8 @@ class EfpStatus : public EfpUpdateBase {
 
 class EfpSmStatus : public EfpUpdateBase {
    ZOL_ENTITY( KarvelMirror::Slice, EfpSmStatus, EfpUpdateBase, ( CONST, EfpKey, key ),
-         ( MAP, uint32_t, EfpRuleData, rules ), // as programmed; of a failed install: as tried
+         ( MAP, uint32_t, EfpRuleData,
+               rules ), // as programmed; while a failed install is told: as tried
          ( VAL, ProgramResult, status ) );
 
  public:

@@ -163,6 +163,9 @@ uint32_t addEfpGreRateLimitRules( Zol::Ptr< const Karvel::KarvelCommonSmData > s
 
 void updateFeatureConfig( Zol::Ptr< EfpSmConfigColl > efpSmConfigColl,
       TcamFeature::EfpFeature feature, uint32_t count ) {
+   DUOLOG( trace, 2,
+         "MtpEfpHelper::updateFeatureConfig"
+               << " feature: " << feature << " count: " << count );
    const EfpKey key( feature );
    Zol::Ptr< EfpSmConfig > config = efpSmConfigColl->config( key );
    if ( !config ) {

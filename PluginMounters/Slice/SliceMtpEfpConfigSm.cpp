@@ -50,7 +50,12 @@ void MtpEfpTunnelSm::doInit() {
    react< &MtpEfpTunnelSm::handleChange, Tunnel::Attr::active >( tunnel() );
 }
 
-void MtpEfpTunnelSm::handleChange() { configSm_.backlogAdd( MtpEfpBacklog::recompute() ); }
+void MtpEfpTunnelSm::handleChange() {
+   DUOLOG( trace, 2,
+         "MtpEfpTunnelSm::handleChange"
+               << " tunnelId: " << tunnelId() );
+   configSm_.backlogAdd( MtpEfpBacklog::recompute() );
+}
 
 // --- One feature's status ------------------------------------------------------------------
 
@@ -63,6 +68,9 @@ void MtpEfpStatusSm::doInit() {
 void MtpEfpStatusSm::doCleanup() { programStatus()->efpProgramStatusDel( kindOf( key() ) ); }
 
 void MtpEfpStatusSm::handleEfpSmStatus( const EfpKey& changed ) {
+   DUOLOG( trace, 2,
+         "MtpEfpStatusSm::handleEfpSmStatus"
+               << " feature: " << changed.feature() );
    Zol::Ptr< const EfpSmStatus > present = efpSmStatusColl()->status( key() );
    if ( changed != key() || present == efpSmStatus() ) {
       return;
@@ -132,6 +140,7 @@ void MtpEfpConfigSm::doInit() {
    using CommonData = Karvel::KarvelCommonSmData::Attr;
    react< &MtpEfpConfigSm::handlePort, CommonData::portType >( scsd() );
    react< &MtpEfpConfigSm::handlePort, CommonData::karvelPortChannel >( scsd() );
+   react< &MtpEfpConfigSm::handlePort, CommonData::sourceTag >( scsd() );
    for ( const EfpKey& key : efpSmConfigColl()->config().keys() ) {
       handleEfp( key );
    }
@@ -146,6 +155,7 @@ void MtpEfpConfigSm::doCleanup() {
 }
 
 void MtpEfpConfigSm::handleInitialized() {
+   DUOLOG( trace, 1, "MtpEfpConfigSm::handleInitialized" );
    for ( Mtp mtp : mtpInfoConfig()->mtpProgramInfo().keys() ) {
       handleMtpInfo( mtp );
    }
@@ -187,9 +197,15 @@ void MtpEfpConfigSm::handleTunnel( TunnelId id ) {
    backlogAdd( MtpEfpBacklog::recompute() );
 }
 
-void MtpEfpConfigSm::handlePort() { backlogAdd( MtpEfpBacklog::recompute() ); }
+void MtpEfpConfigSm::handlePort() {
+   DUOLOG( trace, 2, "MtpEfpConfigSm::handlePort" );
+   backlogAdd( MtpEfpBacklog::recompute() );
+}
 
 void MtpEfpConfigSm::handleEfp( const EfpKey& key ) {
+   DUOLOG( trace, 2,
+         "MtpEfpConfigSm::handleEfp"
+               << " EfpFeature: " << key.feature() );
    Zol::Ptr< const EfpSmConfig > config = efpSmConfigColl()->config( key );
    Zol::Ptr< const MtpEfpStatusSm > present = efpStatusSm( key );
    if ( present && present->efpSmConfig() != config ) {

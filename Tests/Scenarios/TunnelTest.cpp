@@ -237,6 +237,19 @@ TEST( Limit, ThatTheChipHasNoRoomForIsSaidOnceAndComesWithRoom ) {
    EXPECT_EQ( rig.egressEntries(), 1 );
 }
 
+TEST( SourceTag, ThatFindsNoRoomIsTriedAgainWithoutAnInterruption ) {
+   TunnelRig rig( tunnel( "s", "Ethernet0" ) );
+   const std::vector< int > ingress = rig.entries();
+   ASSERT_FALSE( rig.runtime.capacity( "egress-entries", 0 ) );
+   rig.set( "PORT|Ethernet20", R"({ "channel": "9" })" );
+   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
+   EXPECT_EQ( rig.one( "Ethernet0", "Ethernet20" ).size(), 1U );
+   ASSERT_FALSE( rig.runtime.capacity( "egress-entries", 1 ) );
+   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
+   EXPECT_EQ( rig.egressEntries(), 1 );
+   EXPECT_EQ( rig.entries().front(), ingress.front() ) << "the ingress side stayed";
+}
+
 // Every call that can be refused while a limited tunnel comes, changes and goes.
 TEST( RefusedEgressCalls, LeaveNothingBehind ) {
    for ( const char* call : { "bcm_policer_create", "bcm_policer_destroy",
