@@ -60,20 +60,19 @@ void Outlet::commit() {
    writePlots();
 }
 
-// Beside the captures, one for each session that is limited in rate.
+// Beside the captures, one for each session that is limited in rate; those of an earlier run go.
 void Outlet::writePlots() const {
    constexpr size_t mostIntervals = 120;
-   const RateHistory& history = runtime_.rateHistory();
-   for ( const std::string& name : history.sessions() ) {
-      const auto session = runtime_.configuration().sessions.find( name );
-      const auto intervals = history.intervals( name, mostIntervals );
-      if ( session == runtime_.configuration().sessions.end() || intervals.empty() ) {
+   for ( const auto& [ name, session ] : runtime_.configuration().sessions ) {
+      const std::string path = files_->path() + "/" + name + ".rate.svg";
+      const auto intervals = runtime_.rateHistory().intervals( name, mostIntervals );
+      if ( intervals.empty() ) {
+         std::remove( path.c_str() );
          continue;
       }
-      const std::string path = files_->path() + "/" + name + ".rate.svg";
       const std::string draft = path + ".new";
       std::ofstream out( draft );
-      out << ratePlot( name, session->second.rateKbps, intervals );
+      out << ratePlot( name, session.rateKbps, intervals );
       out.close();
       if ( !out || std::rename( draft.c_str(), path.c_str() ) != 0 ) {
          std::remove( draft.c_str() );

@@ -139,6 +139,22 @@ TEST_F( RunTest, StrictFailsOnWhatCannotBeServed ) {
    EXPECT_EQ( agent( noHelpers + " --strict" ).code, 1 );
 }
 
+TEST_F( RunTest, PlotsWhatLimitedSessionsPassedAndNothingElse ) {
+   const std::string config = KARVEL_SOURCE_DIR "/Examples/tunnel-mirroring.json";
+   const std::string download = KARVEL_SOURCE_DIR "/Examples/captures/download.pcap";
+   const Result limited =
+         agent( "run " + config + " --in Ethernet4=" + download + " --out out --show rates" );
+   EXPECT_EQ( limited.code, 0 ) << limited.err;
+   EXPECT_EQ( std::count( limited.out.begin(), limited.out.end(), '\n' ), 23 );
+   const std::string plot = read( file( "out/limited.rate.svg" ) );
+   EXPECT_TRUE( plot.starts_with( "<svg " ) && plot.ends_with( "</svg>\n" ) );
+   EXPECT_NE( plot.find( "300 kbit/s" ), std::string::npos );
+   EXPECT_FALSE( fs::exists( file( "out/keyed.rate.svg" ) ) );
+   // Of another run, without its traffic.
+   EXPECT_EQ( agent( "run " + config + " --in Ethernet0=" + hostA + " --out out" ).code, 0 );
+   EXPECT_FALSE( fs::exists( file( "out/limited.rate.svg" ) ) );
+}
+
 TEST_F( RunTest, ExplainsEveryFrameOrOne ) {
    const std::string filtered = KARVEL_SOURCE_DIR "/Examples/filtered-mirroring.json";
    const std::string in = " --in Ethernet0=" + hostA;
