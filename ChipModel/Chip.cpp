@@ -4,8 +4,8 @@ namespace ChipModel {
 
 using Shim::FieldStage;
 
-Chip::Chip( int unit, const ChipProfile& profile )
-      : unit_( unit ), profile_( profile ), tables_( profile_ ), fields_( profile_ ),
+Chip::Chip( int unit, const ChipProfile& profile, const SwitchContext& context )
+      : unit_( unit ), profile_( profile ), tables_( profile_, context ), fields_( profile_ ),
         pipeline_( unit, tables_, fields_ ) {}
 
 ChipState Chip::state() const {
@@ -32,6 +32,14 @@ ChipState Chip::state() const {
       const MirrorTable::Entry& entry = tables_.mirrors.entry( destination );
       state.mirrorDestinations.push_back( { destination, entry.value, entry.counters } );
    }
+   if ( tables_.controls.has() ) {
+      for ( uint8_t control = 0; control < Shim::switchControlCount; ++control ) {
+         state.switchControls.push_back(
+               tables_.controls.setting( static_cast< Shim::SwitchControl >( control ) ) );
+      }
+   }
+   state.memories = tables_.memories.entries();
+   state.insertProfiles = tables_.logical.view();
    state.strayCopies = pipeline_.strayCopies();
    state.cpuCopies = pipeline_.cpuCopies();
    state.policerCapacity = fields_.policerCapacity();

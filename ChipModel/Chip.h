@@ -12,7 +12,8 @@ namespace ChipModel {
 
 class Chip {
  public:
-   Chip( int unit, const ChipProfile& profile );
+   // The context must outlive this.
+   Chip( int unit, const ChipProfile& profile, const SwitchContext& context );
    Chip( const Chip& ) = delete;
    Chip& operator=( const Chip& ) = delete;
 

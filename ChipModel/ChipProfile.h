@@ -11,6 +11,18 @@ namespace ChipModel {
 
 enum class TcamInterface : uint8_t { direct, request };
 
+// Which chips send GRE keys, and how.
+enum class GreKeys : uint8_t {
+   none,     // not at all
+   inserted, // headers are inserted as they are, keys with them
+   // Headers are built field by field; see GreFormats.h. One for each layout of the memories.
+   t3x4,
+   t3x1x2,
+   t3x5x7,
+   t3x3,
+   tomahawk,
+};
+
 struct ChipProfile {
    std::string_view name;        // what a user writes: "tomahawk3"
    std::string_view description; // one line
@@ -29,6 +41,11 @@ struct ChipProfile {
    int trunks = 0;       // trunk ids 0 to trunks - 1
    int trunkMembers = 0; // members of one trunk at the most
    int l2Addresses = 0;
+   GreKeys greKeys = GreKeys::none;
+   bool flexEditor = false;    // where editing begins is programmed
+   bool logicalTables = false; // headers are inserted by profiles of a logical table
+   int mirrorEditIdBase = 0;   // the first profile that is mirroring's, 1 to 48
+   int loopbackPort = 0;       // of the chip itself, in the source-trunk map; 0: none
 };
 
 // All profiles, in the order in which they are shown.

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "Platform/Shim/Memory.h"
+
 namespace ChipModel {
 
 // In the order in which a frame is checked: a frame is dropped for the first that holds.
@@ -37,6 +39,13 @@ constexpr std::string_view dropReasonName( DropReason reason ) {
    return names[ static_cast< size_t >( reason ) ];
 }
 
+struct FrameCount {
+   uint64_t packets = 0;
+   uint64_t bytes = 0;
+
+   bool operator==( const FrameCount& ) const = default;
+};
+
 struct PortCounters {
    uint64_t rxFrames = 0; // all that an enabled port received, also what was then dropped
    uint64_t rxBytes = 0;
@@ -45,6 +54,7 @@ struct PortCounters {
    uint64_t txMirrorFrames = 0; // mirror copies
    uint64_t txMirrorBytes = 0;
    uint64_t txKeptBack = 0;     // forwarded frames that the egress stage did not let out
+   std::array< FrameCount, Shim::cosQueues > queues{}; // all that was sent, by CoS queue
    std::array< uint64_t, dropReasonCount > drops{}; // by DropReason, at the ingress port
 
    bool operator==( const PortCounters& ) const = default;
@@ -52,13 +62,6 @@ struct PortCounters {
 
 // What a policer finds: whether a frame keeps to its rate.
 enum class Color : uint8_t { green, red };
-
-struct FrameCount {
-   uint64_t packets = 0;
-   uint64_t bytes = 0;
-
-   bool operator==( const FrameCount& ) const = default;
-};
 
 struct ColorCounters {
    FrameCount green;

@@ -47,17 +47,21 @@ bool EgressStage::Verdict::isTagged() const {
 
 EgressStage::EgressStage(
       int unit, Tables& tables, FieldProcessor& fields, PortCounterTable& counters )
-      : unit_( unit ), tables_( tables ), fields_( fields ), counters_( counters ) {}
+      : unit_( unit ), tables_( tables ), fields_( fields ), counters_( counters ),
+        editor_( tables ) {}
 
 void EgressStage::frameIs(
-      const ParsedFrame& parsed, const LookupKey& key, bool keyHasHeaders ) {
+      const ParsedFrame& parsed, const LookupKey& key, bool keyHasHeaders, bool flooded ) {
    parsed_ = &parsed;
    ingressKey_ = &key;
    ingressKeyHasHeaders_ = keyHasHeaders;
    hasForm_ = false;
+   frameQueue_ = parsed.tags > 0 ? parsed.tag[ 0 ].priority() : uint8_t{ 0 };
+   copyQueue_ = tables_.controls.mirrorQueue( flooded ).value_or( frameQueue_ );
 }
 
-bool EgressStage::forward( const SentFrame& frame ) {
+bool EgressStage::forward( SentFrame& frame ) {
+   frame.queue = frameQueue_;
    if ( fields_.egressUse().forForwarded == 0 ) [[likely]] {
       sent( frame );
       return true;
@@ -96,7 +100,13 @@ Outcome EgressStage::send( MirrorTable::Entry& destination, SentFrame& copy ) {
    if ( copy.port < 0 ) {
       return { destination.value ? Outcome::Kind::noPort : Outcome::Kind::notSet };
    }
-   TunnelHeader* tunnel = destination.tunnel ? &*destination.tunnel : nullptr;
+   copy.queue = destination.value->queue.value_or( copyQueue_ );
+   TunnelHeader* tunnel = destination.value->tunnel
+         ? &editor_.header( copy.mirrorDestination, destination )
+         : nullptr;
+   if ( tunnel != nullptr ) {
+      copy.frame = editor_.payload( copy.kind, copy.frame );
+   }
    const FrameView original = copy.frame;
    if ( tunnel != nullptr ) {
       if ( !tunnel->takes( original.wireLength ) ) {
@@ -243,6 +253,9 @@ void EgressStage::takeTagField( const ActionValue& action, Verdict& verdict ) {
 
 void EgressStage::sent( const SentFrame& frame ) {
    PortCounters& counters = counters_[ static_cast< size_t >( frame.port ) ];
+   FrameCount& queue = counters.queues[ frame.queue ];
+   ++queue.packets;
+   queue.bytes += frame.frame.wireLength;
    if ( frame.kind == CopyKind::forwarded ) {
       ++counters.txFrames;
       counters.txBytes += frame.frame.wireLength;

@@ -5,6 +5,9 @@
 //    copy: find its destination's port -> put it into its tunnel -> egress lookup -> police
 //          -> insert a source tag -> send
 //
+// A frame leaves by the CoS queue of its priority; a copy by the one that its destination names,
+// else by that of the switch controls, else by the frame's.
+//
 // The lookup sees a frame as it leaves: of a tunnelled copy the outer headers, of any other the
 // frame's own; its VLAN is that of its outermost tag. Every group answers with one match, and all
 // of them apply: each policer weighs the frame, and what one of them finds red, for an entry that
@@ -20,6 +23,7 @@
 #include <cstdint>
 
 #include "ChipModel/Counters.h"
+#include "ChipModel/EgressEditor.h"
 #include "ChipModel/Encapsulator.h"
 #include "ChipModel/FieldProcessor.h"
 #include "ChipModel/FlowHash.h"
@@ -45,10 +49,11 @@ class EgressStage {
 
    // The next frame: all that leaves until the one after it has come of it. Its ingress key may
    // have the headers or not. Both must stay until then.
-   void frameIs( const ParsedFrame& parsed, const LookupKey& key, bool keyHasHeaders );
+   void frameIs(
+         const ParsedFrame& parsed, const LookupKey& key, bool keyHasHeaders, bool flooded );
 
    // A forwarded frame leaves by its port. False if it does not.
-   bool forward( const SentFrame& frame );
+   bool forward( SentFrame& frame );
    // A copy for each destination, a bit each.
    void mirror( uint32_t destinations, SentFrame copy, LazyFlowHash& hash );
 
@@ -82,6 +87,7 @@ class EgressStage {
    Tables& tables_;
    FieldProcessor& fields_;
    PortCounterTable& counters_;
+   EgressEditor editor_;
    Encapsulator encapsulator_;
    uint16_t identification_ = 0; // of the next IPv4 tunnel packet
    FrameSink* sink_ = nullptr;
@@ -90,6 +96,8 @@ class EgressStage {
    // The frame in hand, and, once something of it has been looked up, its key: of the form of it
    // (as received, tagged, untagged) that begins at formData_.
    const ParsedFrame* parsed_ = nullptr;
+   uint8_t frameQueue_ = 0; // by its priority (IEEE 802.1Q)
+   uint8_t copyQueue_ = 0;  // of copies whose destination names none
    const LookupKey* ingressKey_ = nullptr;
    bool ingressKeyHasHeaders_ = false;
    bool keyHasHeaders_ = false;

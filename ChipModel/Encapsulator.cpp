@@ -14,7 +14,9 @@ namespace {
 
 constexpr uint32_t maxIpBytes = 65'535;
 constexpr uint8_t protocolGre = 47;
+constexpr uint32_t ip4Bytes = 20;
 constexpr uint32_t ip6Bytes = 40;
+constexpr uint32_t greKeyPresent = 0x2000; // RFC 2890
 
 void store16( uint8_t* to, uint32_t value ) {
    to[ 0 ] = static_cast< uint8_t >( value >> 8 );
@@ -28,8 +30,17 @@ bool TunnelHeader::isValid( const Shim::MirrorTunnel& tunnel ) {
          tunnel.srcIp.family() != Plix::AddressFamily::unknown;
 }
 
-TunnelHeader::TunnelHeader( const Shim::MirrorTunnel& tunnel )
-      : isIp4_( tunnel.srcIp.family() == Plix::AddressFamily::ipv4 ) {
+GreFormat greFormatOf( const Shim::MirrorTunnel& tunnel ) {
+   const uint32_t bytes = tunnel.greKey ? plainGreBytes + 4 : plainGreBytes;
+   const bool isIp4 = tunnel.srcIp.family() == Plix::AddressFamily::ipv4;
+   return { bytes, tunnel.greKey.has_value(),
+      static_cast< uint16_t >( tunnel.greKey ? greKeyPresent : 0 ),
+      ( isIp4 ? ip4Bytes : 0 ) + bytes };
+}
+
+TunnelHeader::TunnelHeader( const Shim::MirrorTunnel& tunnel, const GreFormat& gre )
+      : lengthAdjust_( gre.lengthAdjust ),
+        isIp4_( tunnel.srcIp.family() == Plix::AddressFamily::ipv4 ) {
    ZOL_ASSERT( isValid( tunnel ) );
    std::ranges::copy( tunnel.dstMac.bytes(), bytes_.begin() );
    std::ranges::copy( tunnel.srcMac.bytes(), bytes_.begin() + 6 );
@@ -41,11 +52,7 @@ TunnelHeader::TunnelHeader( const Shim::MirrorTunnel& tunnel )
    append16( isIp4_ ? 0x0800 : 0x86dd );
    ip_ = length_;
    appendIp( tunnel );
-   append16( tunnel.greKey ? 0x2000 : 0 );
-   append16( tunnel.greProtocol );
-   if ( tunnel.greKey ) {
-      append32( *tunnel.greKey );
-   }
+   appendGre( tunnel, gre );
    const ParsedFrame parsed = parse( { 0, bytes_.data(), length_, length_ } );
    parseHeaders( parsed, key_ );
    setOuterVlan( key_, tunnel.vid );
@@ -75,6 +82,24 @@ void TunnelHeader::appendIp( const Shim::MirrorTunnel& tunnel ) {
    }
 }
 
+// As many bytes as are said, whatever should stand in them: a chip does not know better.
+void TunnelHeader::appendGre( const Shim::MirrorTunnel& tunnel, const GreFormat& gre ) {
+   const uint32_t start = length_;
+   append16( gre.flags );
+   append16( tunnel.greProtocol );
+   append32( gre.hasKey ? tunnel.greKey.value_or( 0 ) : 0 );
+   length_ = start + gre.headerBytes;
+   std::fill( bytes_.begin() + std::min( length_, start + 8 ), bytes_.end(), uint8_t{ 0 } );
+}
+
+void TunnelHeader::insertionIs( const HeaderInsertion& insertion ) {
+   insertion_ = insertion;
+   length_ = 0;
+   for ( const HeaderInsertion::Piece& piece : insertion.pieces ) {
+      length_ += piece.bytes;
+   }
+}
+
 void TunnelHeader::append16( uint32_t value ) {
    store16( &bytes_[ length_ ], value );
    length_ += 2;
@@ -86,16 +111,29 @@ void TunnelHeader::append32( uint32_t value ) {
 }
 
 bool TunnelHeader::takes( uint32_t frameBytes ) const {
-   return uint64_t{ frameBytes } + length_ - ip_ <= maxIpBytes &&
+   const uint32_t packet = lengthAdjust_ + ( isIp4_ ? 0 : ip6Bytes );
+   return uint64_t{ frameBytes } + packet <= maxIpBytes &&
          uint64_t{ frameBytes } + length_ <= maxFrameBytes;
 }
 
 void TunnelHeader::write( uint8_t* to, uint32_t frameBytes, uint16_t identification ) const {
-   std::memcpy( to, bytes_.data(), length_ );
-   uint8_t* ip = to + ip_;
-   const uint32_t packet = frameBytes + length_ - ip_;
+   if ( !insertion_ ) [[likely]] {
+      std::memcpy( to, bytes_.data(), length_ );
+      complete( to + ip_, frameBytes, identification );
+      return;
+   }
+   std::array< uint8_t, longest > whole = bytes_;
+   complete( whole.data() + ip_, frameBytes, identification );
+   for ( const HeaderInsertion::Piece& piece : insertion_->pieces ) {
+      to = std::copy_n(
+            whole.begin() + piece.number * HeaderInsertion::pieceBytes, piece.bytes, to );
+   }
+}
+
+void TunnelHeader::complete( uint8_t* ip, uint32_t frameBytes, uint16_t identification ) const {
+   const uint32_t packet = frameBytes + lengthAdjust_;
    if ( !isIp4_ ) {
-      store16( ip + 4, packet - ip6Bytes );
+      store16( ip + 4, packet );
       return;
    }
    store16( ip + 2, packet );

@@ -14,20 +14,29 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "ChipModel/Frame.h"
+#include "ChipModel/GreFormats.h"
+#include "ChipModel/LogicalTables.h"
 #include "ChipModel/LookupKey.h"
 #include "Platform/Shim/Types.h"
 
 namespace ChipModel {
 
+// What a tunnel's headers need if nothing else is programmed: with its key, if it has one.
+GreFormat greFormatOf( const Shim::MirrorTunnel& tunnel );
+
 class TunnelHeader {
  public:
    // Whether both addresses are of one known family, and the VLAN is one or none.
    static bool isValid( const Shim::MirrorTunnel& tunnel );
-   // Of a valid tunnel.
-   explicit TunnelHeader( const Shim::MirrorTunnel& tunnel );
+   // Of a valid tunnel, with a GRE header of that form. The whole of it is inserted.
+   TunnelHeader( const Shim::MirrorTunnel& tunnel, const GreFormat& gre );
+   // Only these pieces of it are.
+   void insertionIs( const HeaderInsertion& insertion );
 
+   // Bytes that are inserted.
    uint32_t length() const { return length_; }
    bool isIp4() const { return isIp4_; }
    // Whether a frame of that length can be sent through the tunnel: an IP packet has at most
@@ -40,15 +49,21 @@ class TunnelHeader {
    void write( uint8_t* to, uint32_t frameBytes, uint16_t identification ) const;
 
  private:
-   static constexpr uint32_t longest = 14 + 4 + 40 + 8;
+   // All pieces that an insertion can name.
+   static constexpr uint32_t longest = 4 * HeaderInsertion::pieceBytes;
 
    void append16( uint32_t value );
    void append32( uint32_t value );
    void appendIp( const Shim::MirrorTunnel& tunnel );
+   void appendGre( const Shim::MirrorTunnel& tunnel, const GreFormat& gre );
+   // Fills in what differs from copy to copy.
+   void complete( uint8_t* ip, uint32_t frameBytes, uint16_t identification ) const;
 
    std::array< uint8_t, longest > bytes_{};
    uint32_t length_ = 0;
-   uint32_t ip_ = 0; // where the IP header begins
+   uint32_t lengthAdjust_;                      // of the IP length field
+   std::optional< HeaderInsertion > insertion_; // none: the whole
+   uint32_t ip_ = 0;                            // where the IP header begins
    bool isIp4_;
    uint32_t sum_ = 0; // of the 16-bit words of the IPv4 header, without what varies
    LookupKey key_;

@@ -41,6 +41,7 @@ struct SentFrame {
    int ingressPort = 0;        // where the frame came in
    int egressPort = -1;        // egressMirror: the port whose sending was copied; else -1
    FrameView frame;            // valid during the call only
+   uint8_t queue = 0;          // the CoS queue of the port that it leaves by
 };
 
 // Takes what leaves a chip. It may read tables; it must not hand a frame to the same chip.

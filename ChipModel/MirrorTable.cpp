@@ -13,15 +13,13 @@ MirrorTable::MirrorTable( int destinations ) {
 }
 
 Rc MirrorTable::set( int destination, const Shim::MirrorDestination& value ) {
-   if ( !has( destination ) || ( value.tunnel && !TunnelHeader::isValid( *value.tunnel ) ) ) {
+   if ( !has( destination ) || ( value.tunnel && !TunnelHeader::isValid( *value.tunnel ) ) ||
+         value.queue.value_or( 0 ) >= Shim::cosQueues ) {
       return Sdk::QX_BCM_E_PARAM();
    }
    Entry& set = entry( destination );
    set.value = value;
-   set.tunnel.reset();
-   if ( value.tunnel ) {
-      set.tunnel.emplace( *value.tunnel );
-   }
+   set.header.reset();
    return Sdk::QX_BCM_E_NONE();
 }
 
@@ -33,7 +31,7 @@ Rc MirrorTable::destroy( int destination ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
    entry( destination ).value.reset();
-   entry( destination ).tunnel.reset();
+   entry( destination ).header.reset();
    return Sdk::QX_BCM_E_NONE();
 }
 

@@ -18,8 +18,8 @@ class MirrorTable {
  public:
    explicit MirrorTable( int destinations );
 
-   // E_PARAM outside 0 to size() - 1, and for a tunnel that is not valid. Replaces what is
-   // there.
+   // E_PARAM outside 0 to size() - 1, and for a tunnel or queue that is not valid. Replaces what
+   // is there.
    Shim::Rc set( int destination, const Shim::MirrorDestination& value );
    Shim::Rc destroy( int destination );
 
@@ -28,7 +28,8 @@ class MirrorTable {
 
    struct Entry {
       std::optional< Shim::MirrorDestination > value; // none: not set
-      std::optional< TunnelHeader > tunnel;           // of the value, if it has one
+      std::optional< TunnelHeader > header; // of its tunnel, once a copy needed it
+      uint64_t headerVersion = 0;           // see EgressEditor
       MirrorCounters counters;
    };
    const Entry& entry( int destination ) const {

@@ -21,6 +21,7 @@ struct VlanTag {
    uint16_t type = 0; // customerTag or serviceTag
    uint16_t tci = 0;  // priority (3 bits), drop eligible (1), VLAN id (12)
    uint16_t vid() const { return tci & 0xfff; }
+   uint8_t priority() const { return static_cast< uint8_t >( tci >> 13 ); }
 };
 
 struct ParsedFrame {

@@ -62,7 +62,8 @@ void Pipeline::receive( int port, const FrameView& frame ) {
    }
    fillKey( pass );
    lookUp( pass );
-   egress_.frameIs( pass.parsed, pass.key, pass.keyHasHeaders );
+   egress_.frameIs(
+         pass.parsed, pass.key, pass.keyHasHeaders, pass.decision.flooded );
    if ( pass.mirrors.ingress != 0 ) {
       egress_.mirror( pass.mirrors.ingress,
             { unit_, 0, CopyKind::ingressMirror, -1, port, -1, pass.frame }, hash );

@@ -148,6 +148,7 @@ class Describer {
    void addPolicers( const ChipState& state );
    void addColors( const std::string& place, const ColorCounters& colors );
    void addFields( const ChipState& state );
+   void addSettings( const ChipState& state );
    void addEntry( const EntryView& entry, const std::string& place,
          const std::vector< RangeView >& ranges );
 
@@ -177,6 +178,7 @@ std::vector< Line > Describer::describe( const ChipState& state ) {
    for ( const MirrorDestinationState& destination : state.mirrorDestinations ) {
       addMirrorDestination( destination );
    }
+   addSettings( state );
    addCount( "stray copies", state.strayCopies );
    addCount( "CPU copies", state.cpuCopies );
    addPolicers( state );
@@ -198,6 +200,11 @@ void Describer::addPort( const PortState& port ) {
    addCount( place + "tx mirror frames", counters.txMirrorFrames );
    addCount( place + "tx mirror bytes", counters.txMirrorBytes );
    addCount( place + "tx kept back", counters.txKeptBack );
+   for ( size_t queue = 0; queue < counters.queues.size(); ++queue ) {
+      const std::string name = place + "queue " + std::to_string( queue );
+      addCount( name + " packets", counters.queues[ queue ].packets );
+      addCount( name + " bytes", counters.queues[ queue ].bytes );
+   }
    for ( size_t reason = 1; reason < dropReasonCount; ++reason ) {
       const auto name = dropReasonName( static_cast< DropReason >( reason ) );
       addCount( place + "drops, " + std::string( name ), counters.drops[ reason ] );
@@ -235,6 +242,9 @@ void Describer::addMirrorDestination( const MirrorDestinationState& destination 
       if ( destination.value->tunnel ) {
          add( place + "tunnel", text( *destination.value->tunnel ) );
       }
+      if ( destination.value->queue ) {
+         add( place + "queue", text( int{ *destination.value->queue } ) );
+      }
    }
    addCount( place + "frames", destination.counters.frames );
    addCount( place + "bytes", destination.counters.bytes );
@@ -244,6 +254,32 @@ void Describer::addMirrorDestination( const MirrorDestinationState& destination 
    addCount( place + "policed bytes", destination.counters.policedBytes );
    addCount( place + "filtered", destination.counters.filtered );
    addCount( place + "too long", destination.counters.tooLong );
+}
+
+// Entries that were written back to what they are after reset are like those nobody wrote.
+void Describer::addSettings( const ChipState& state ) {
+   for ( size_t i = 0; i < state.switchControls.size(); ++i ) {
+      add( "switch control " + std::string( Shim::switchControlNames[ i ] ),
+            text( state.switchControls[ i ].value ) );
+   }
+   for ( const MemoryEntryView& entry : state.memories ) {
+      const std::string place =
+            std::string( Shim::memoryNames[ entry.memory ] ) + "[" + text( entry.index ) + "] ";
+      for ( const auto& [ field, value ] : entry.fields ) {
+         if ( all_ || !entry.isReset ) {
+            add( place + std::string( Shim::memFieldNames[ field ] ), hex( value ) );
+         }
+      }
+   }
+   for ( const LogicalEntryView& entry : state.insertProfiles ) {
+      const std::string place =
+            std::string( LogicalTables::insertProfiles ) + "[" + text( entry.index ) + "] ";
+      for ( const auto& [ field, value ] : entry.fields ) {
+         if ( all_ || value != 0 ) {
+            add( place + std::string( field ), text( value ) );
+         }
+      }
+   }
 }
 
 void Describer::addPolicers( const ChipState& state ) {

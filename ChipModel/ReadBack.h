@@ -16,6 +16,9 @@
 
 #include "ChipModel/Counters.h"
 #include "ChipModel/FieldProcessor.h"
+#include "ChipModel/LogicalTables.h"
+#include "ChipModel/Memories.h"
+#include "ChipModel/SwitchControls.h"
 #include "Platform/Shim/Types.h"
 
 namespace ChipModel {
@@ -56,6 +59,10 @@ struct ChipState {
    std::vector< TrunkState > trunks;
    std::vector< Shim::L2Addr > l2Addresses; // by VLAN, then MAC
    std::vector< MirrorDestinationState > mirrorDestinations;
+   // By Shim::SwitchControl; empty on a chip that has none.
+   std::vector< SwitchControls::Setting > switchControls;
+   std::vector< MemoryEntryView > memories; // that were written or are looked at
+   std::vector< LogicalEntryView > insertProfiles; // that were written
    uint64_t strayCopies = 0;         // see Pipeline::strayCopies
    uint64_t cpuCopies = 0;           // see Pipeline::cpuCopies
    int policerCapacity = 0;

@@ -58,6 +58,15 @@
    CALL( bcm_field_entry_policer_attach )                                                      \
    CALL( bcm_field_entry_policer_detach )                                                      \
    CALL( bcm_field_entry_stat_set )                                                            \
+   CALL( bcm_switch_control_set )                                                              \
+   CALL( soc_mem_read )                                                                        \
+   CALL( soc_mem_write )                                                                       \
+   CALL( soc_mem_field32_get )                                                                 \
+   CALL( soc_mem_field32_set )                                                                 \
+   CALL( bcmlt_entry_allocate )                                                                \
+   CALL( bcmlt_entry_field_add )                                                               \
+   CALL( bcmlt_pt_entry_commit )                                                               \
+   CALL( bcmlt_entry_free )                                                                    \
    CALL( bcm_mirror_destination_set )                                                          \
    CALL( bcm_mirror_destination_destroy )                                                      \
    CALL( bcm_port_enable_set )                                                                 \

@@ -6,11 +6,6 @@ namespace ChipModel {
 
 using Shim::Rc;
 
-bool SdkModel::QX_SOC_IS_TOMAHAWKX( int unit ) const {
-   const auto found = chips_.find( unit );
-   return found != chips_.end() && found->second->profile().tomahawkFamily;
-}
-
 Rc SdkModel::bcm_field_group_create( int unit, Shim::FieldStage stage,
       Shim::QualifierSet qualifiers, int priority, int* group ) {
    return callFor( SdkCall::bcm_field_group_create, unit, group, [ & ]( Chip& chip, int* id ) {
@@ -158,8 +153,10 @@ Rc SdkModel::bcm_field_range_destroy( int unit, int range ) {
 
 Rc SdkModel::bcm_policer_create(
       int unit, const Shim::bcm_policer_config_s& config, uint32_t* policer ) {
-   return callFor( SdkCall::bcm_policer_create, unit, policer,
-         [ & ]( Chip& chip, uint32_t* id ) { return chip.fields().policerCreate( config, id ); } );
+   return callFor(
+         SdkCall::bcm_policer_create, unit, policer, [ & ]( Chip& chip, uint32_t* id ) {
+            return chip.fields().policerCreate( config, id );
+         } );
 }
 
 Rc SdkModel::bcm_policer_destroy( int unit, uint32_t policer ) {
@@ -167,7 +164,8 @@ Rc SdkModel::bcm_policer_destroy( int unit, uint32_t policer ) {
          [ & ]( Chip& chip ) { return chip.fields().policerDestroy( policer ); } );
 }
 
-Rc SdkModel::bcm_field_entry_policer_attach( int unit, int entry, int level, uint32_t policer ) {
+Rc SdkModel::bcm_field_entry_policer_attach(
+      int unit, int entry, int level, uint32_t policer ) {
    return call( SdkCall::bcm_field_entry_policer_attach, unit, [ & ]( Chip& chip ) {
       return chip.fields().entryPolicerAttach( entry, level, policer );
    } );
@@ -191,8 +189,9 @@ Rc SdkModel::bcm_mirror_destination_set(
 }
 
 Rc SdkModel::bcm_mirror_destination_destroy( int unit, int destination ) {
-   return call( SdkCall::bcm_mirror_destination_destroy, unit,
-         [ & ]( Chip& chip ) { return chip.tables().mirrors.destroy( destination ); } );
+   return call( SdkCall::bcm_mirror_destination_destroy, unit, [ & ]( Chip& chip ) {
+      return chip.tables().mirrorDestinationDestroy( destination );
+   } );
 }
 
 Rc SdkModel::bcm_port_enable_set( int unit, int port, bool enable ) {

@@ -11,8 +11,9 @@ namespace ChipModel {
 
 class SdkModel final : public Shim::Sdk {
  public:
-   // Both must outlive this.
-   SdkModel( Chips& chips, Gate& gate ) : chips_( chips ), gate_( gate ) {}
+   // All must outlive this.
+   SdkModel( Chips& chips, Gate& gate, const SwitchContext& context )
+         : chips_( chips ), gate_( gate ), context_( context ) {}
 
    using Bitmap = Shim::PortBitmap;
    using Rc = Shim::Rc;
@@ -21,6 +22,12 @@ class SdkModel final : public Shim::Sdk {
    Shim::PolicerMode QX_BCM_POLICER_MODE( int ) const override {
       return Shim::PolicerMode::committed;
    }
+   bool QX_SOC_IS_T3X4( int unit ) const override;
+   bool QX_SOC_IS_T3X1X2( int unit ) const override;
+   bool QX_SOC_IS_T3X5X7( int unit ) const override;
+   bool QX_SOC_IS_T3X3( int unit ) const override;
+   bool QX_SOC_HAS_FLEX_EDITOR( int unit ) const override;
+   uint32_t QX_SDK_VERSION() const override { return context_.sdkVersion; }
 
    Rc bcm_field_group_create( int unit, Shim::FieldStage stage, Shim::QualifierSet qualifiers,
          int priority, int* group ) override;
@@ -95,6 +102,24 @@ class SdkModel final : public Shim::Sdk {
    Rc bcm_field_entry_policer_detach( int unit, int entry, int level ) override;
    Rc bcm_field_entry_stat_set( int unit, int entry, Shim::FieldStat stat ) override;
 
+   Rc bcm_switch_control_set( int unit, Shim::SwitchControl control, int value ) override;
+   Rc soc_mem_read( int unit, Shim::Memory memory, Shim::MemBlock block, int index,
+         Shim::MemEntry* entry ) override;
+   Rc soc_mem_write( int unit, Shim::Memory memory, Shim::MemBlock block, int index,
+         const Shim::MemEntry* entry ) override;
+   Rc soc_mem_field32_get( int unit, Shim::Memory memory, const Shim::MemEntry* entry,
+         Shim::MemField field, uint32_t* value ) override;
+   Rc soc_mem_field32_set( int unit, Shim::Memory memory, Shim::MemEntry* entry,
+         Shim::MemField field, uint32_t value ) override;
+
+   Rc bcmlt_entry_allocate(
+         int unit, const char* table, Shim::bcmlt_entry_handle_t* entry ) override;
+   Rc bcmlt_entry_field_add(
+         Shim::bcmlt_entry_handle_t entry, const char* field, uint64_t value ) override;
+   Rc bcmlt_pt_entry_commit( Shim::bcmlt_entry_handle_t entry, Shim::PtOpcode opcode,
+         Shim::LtPriority priority ) override;
+   Rc bcmlt_entry_free( Shim::bcmlt_entry_handle_t entry ) override;
+
    Rc bcm_mirror_destination_set(
          int unit, int destination, const Shim::MirrorDestination& value ) override;
    Rc bcm_mirror_destination_destroy( int unit, int destination ) override;
@@ -124,8 +149,23 @@ class SdkModel final : public Shim::Sdk {
    template < typename Value, typename Operation >
    Rc callFor( SdkCall name, int unit, Value* out, Operation&& operation );
 
+   template < typename Predicate >
+   bool chipIs( int unit, Predicate&& predicate ) const;
+   // `operation` of an entry that is allocated; E_NOT_FOUND if it is not.
+   template < typename Operation >
+   Rc callLogical( SdkCall name, Shim::bcmlt_entry_handle_t entry, Operation&& operation );
+
+   // An entry of a logical table that nobody has freed.
+   struct LogicalEntry {
+      int unit = 0;
+      LogicalTables::Fields fields;
+   };
+
    Chips& chips_;
    Gate& gate_;
+   const SwitchContext& context_;
+   std::map< Shim::bcmlt_entry_handle_t, LogicalEntry > logicalEntries_;
+   Shim::bcmlt_entry_handle_t nextLogicalEntry_ = 1;
 };
 
 template < typename Operation >

@@ -28,8 +28,8 @@ Control::Error Control::capacityIs( int unit, std::string_view what, int value )
    }
    FieldProcessor& fields = chips_.at( unit )->fields();
    if ( isEntries ) {
-      fields.capacityIs( what == "ingress-entries" ? Shim::FieldStage::ingress
-                                                   : Shim::FieldStage::egress,
+      fields.capacityIs(
+            what == "ingress-entries" ? Shim::FieldStage::ingress : Shim::FieldStage::egress,
             value );
    } else {
       fields.policerCapacityIs( value );
@@ -64,19 +64,26 @@ void Control::observerIs( PipelineObserver* observer ) {
    }
 }
 
+void Control::sdkVersionIs( uint32_t version ) {
+   ZOL_ASSERT( chips_.empty() );
+   context_.sdkVersion = version;
+}
+
 ChipState Control::state( int unit ) const {
    ZOL_ASSERT( chips_.contains( unit ) );
    return chips_.at( unit )->state();
 }
 
 Switch::Switch()
-      : control_( chips_ ), sdk_( std::make_unique< SdkModel >( chips_, control_.gate() ) ) {}
+      : control_( chips_ ),
+        sdk_( std::make_unique< SdkModel >( chips_, control_.gate(), control_.context() ) ) {}
 
 Switch::~Switch() = default;
 
 Chip& Switch::addChip( int unit, const ChipProfile& profile ) {
    ZOL_ASSERT( !chips_.contains( unit ) );
-   Chip& chip = *( chips_[ unit ] = std::make_unique< Chip >( unit, profile ) );
+   Chip& chip =
+         *( chips_[ unit ] = std::make_unique< Chip >( unit, profile, control_.context() ) );
    chip.pipeline().sinkIs( control_.sink_ );
    chip.pipeline().observerIs( control_.observer_ );
    return chip;

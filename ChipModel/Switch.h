@@ -58,6 +58,14 @@ class Control {
    // Is told how each frame was decided, on all chips; null: nobody. Not owned.
    void observerIs( PipelineObserver* observer );
 
+   // Says who writes to chips, and when it is.
+   void writersAre( std::function< WriteStamp() > writers ) {
+      context_.writers = std::move( writers );
+   }
+   // The SDK's version, 60527 for 6.5.27; before any chip is added.
+   void sdkVersionIs( uint32_t version );
+   const SwitchContext& context() const { return context_; }
+
    // The chip as it is; of a unit that exists.
    ChipState state( int unit ) const;
 
@@ -67,6 +75,7 @@ class Control {
 
    Chips& chips_;
    Gate gate_;
+   SwitchContext context_;
    FrameSink* sink_ = nullptr;
    PipelineObserver* observer_ = nullptr;
 };

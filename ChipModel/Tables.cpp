@@ -16,9 +16,10 @@ L2Destination onTrunk( int trunk ) { return { true, static_cast< int16_t >( trun
 
 } // namespace
 
-Tables::Tables( const ChipProfile& profile )
-      : ports( profile ), trunks( profile ), l2( profile.l2Addresses ),
-        mirrors( profile.mirrorDestinations ) {}
+Tables::Tables( const ChipProfile& chip, const SwitchContext& shared )
+      : profile( chip ), context( shared ), ports( chip ), trunks( chip ),
+        l2( chip.l2Addresses ), mirrors( chip.mirrorDestinations ), controls( chip, shared ),
+        memories( chip, shared ), logical( chip, shared ) {}
 
 Rc Tables::checkPlace( bool isTrunk, int id ) const {
    if ( isTrunk ) {
@@ -110,11 +111,34 @@ Rc Tables::mirrorDestinationSet( int destination, const Shim::MirrorDestination&
    if ( !mirrors.has( destination ) ) {
       return Sdk::QX_BCM_E_PARAM();
    }
-   if ( const Rc rc = checkPlace(
-              value.kind == Shim::MirrorDestination::Kind::trunk, value.id ) ) {
+   if ( const Rc rc =
+               checkPlace( value.kind == Shim::MirrorDestination::Kind::trunk, value.id ) ) {
       return rc;
    }
-   return mirrors.set( destination, value );
+   const bool hasKey = value.tunnel && value.tunnel->greKey;
+   if ( hasKey && profile.greKeys == GreKeys::none ) {
+      return Sdk::QX_BCM_E_UNAVAIL();
+   }
+   const Rc rc = mirrors.set( destination, value );
+   if ( rc == Sdk::QX_BCM_E_NONE() ) {
+      encapsulationKeyIs( destination, hasKey ? *value.tunnel->greKey : 0 );
+   }
+   return rc;
+}
+
+Rc Tables::mirrorDestinationDestroy( int destination ) {
+   const Rc rc = mirrors.destroy( destination );
+   if ( rc == Sdk::QX_BCM_E_NONE() ) {
+      encapsulationKeyIs( destination, 0 );
+   }
+   return rc;
+}
+
+void Tables::encapsulationKeyIs( int destination, uint32_t key ) {
+   const FieldPlace place{ Shim::EGR_MIRROR_ENCAP_DATAm, destination, Shim::GRE_KEYf };
+   if ( greEditor( profile.greKeys ) != nullptr && memories.value( place ) != key ) {
+      memories.valueIs( place, key );
+   }
 }
 
 } // namespace ChipModel

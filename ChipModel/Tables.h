@@ -5,15 +5,22 @@
 // with it. Same meaning, errors and ranges as the calls of Shim::Sdk.
 
 #include "ChipModel/L2Table.h"
+#include "ChipModel/LogicalTables.h"
+#include "ChipModel/Memories.h"
 #include "ChipModel/MirrorTable.h"
 #include "ChipModel/PortTable.h"
+#include "ChipModel/SwitchContext.h"
+#include "ChipModel/SwitchControls.h"
 #include "ChipModel/TrunkTable.h"
 #include "ChipModel/VlanTable.h"
 
 namespace ChipModel {
 
 struct Tables {
-   explicit Tables( const ChipProfile& profile );
+   // References must outlive this.
+   Tables( const ChipProfile& profile, const SwitchContext& context );
+   Tables( const Tables& ) = delete;
+   Tables& operator=( const Tables& ) = delete;
 
    // Disabling forgets the addresses learned on the port.
    Shim::Rc portEnableSet( int port, bool enable );
@@ -30,17 +37,27 @@ struct Tables {
    // E_PORT or E_NOT_FOUND if the destination does not exist; E_PARAM for group addresses.
    Shim::Rc l2AddrAdd( const Shim::L2Addr& address );
    Shim::Rc l2AddrDelete( const Plix::EthAddr& mac, uint16_t vid );
+   // E_UNAVAIL for a tunnel with a key on a chip without keys. The key goes into the
+   // encapsulation data.
    Shim::Rc mirrorDestinationSet( int destination, const Shim::MirrorDestination& value );
 
+   Shim::Rc mirrorDestinationDestroy( int destination );
+
+   const ChipProfile& profile;
+   const SwitchContext& context;
    PortTable ports;
    VlanTable vlans;
    TrunkTable trunks;
    L2Table l2;
    MirrorTable mirrors;
+   SwitchControls controls;
+   Memories memories;
+   LogicalTables logical;
 
  private:
    // E_NONE if there is such a port or trunk.
    Shim::Rc checkPlace( bool isTrunk, int id ) const;
+   void encapsulationKeyIs( int destination, uint32_t key );
 };
 
 } // namespace ChipModel

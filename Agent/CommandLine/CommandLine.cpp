@@ -65,7 +65,7 @@ void addConfig( CLI::App& verb, Command& command, bool& strict ) {
 const std::vector< std::string >& reportNames() {
    static const std::vector< std::string > names{ "sessions", "acls", "tcam", "policers",
       "rates", "tunnels", "tables",
-      "status", "counters", "log" };
+      "status", "counters", "queues", "log" };
    return names;
 }
 

@@ -137,7 +137,8 @@ struct SessionConfig {
    std::string destination;              // a port or a port channel; span only
    std::optional< TunnelConfig > tunnel; // erspan only
    uint32_t rateKbps = 0;                // limit of its copies in kilobits per second; 0: none
-   int queue = 0;                        // 0 to 7
+   // CoS queue of its copies, 0 to 7; none: as the chip is set.
+   std::optional< uint8_t > queue;
    // Why this agent cannot serve the session although it is well formed; the rest runs.
    std::optional< std::string > refused;
    Place place;

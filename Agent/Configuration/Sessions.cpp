@@ -88,7 +88,9 @@ void SessionReader::read() {
    readDestination();
    readTunnel();
    readRate();
-   session_.queue = static_cast< int >( reader_.number( "queue", 0, 7 ).value_or( 0 ) );
+   if ( const auto queue = reader_.number( "queue", 0, 7 ) ) {
+      session_.queue = static_cast< uint8_t >( *queue );
+   }
    readFilters( draft_, reader_, session_, reasons_ );
    refuse();
    draft_.configuration.sessions[ session_.name ] = session_;
@@ -321,6 +323,13 @@ void SessionReader::refuse() {
       if ( profile.policers == 0 ) {
          reasons_.push_back( "chip profile " + std::string( profile.name ) +
                " has no policers: it limits no rate" );
+      }
+   }
+   if ( session_.tunnel && session_.tunnel->greKey && session_.unit >= 0 ) {
+      const ChipModel::ChipProfile& profile = draft_.profileOf( session_.unit );
+      if ( profile.greKeys == ChipModel::GreKeys::none ) {
+         reasons_.push_back(
+               "chip profile " + std::string( profile.name ) + " sends no GRE keys" );
       }
    }
    if ( reasons_.empty() ) {

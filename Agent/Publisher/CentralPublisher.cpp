@@ -1,6 +1,8 @@
 #include "Agent/Publisher/CentralPublisher.h"
 
+#include "ChipModel/GreFormats.h"
 #include "Platform/Karvel/SdkCall.h"
+#include "Platform/KarvelLib/Toggles.h"
 
 namespace Agent {
 
@@ -13,6 +15,7 @@ namespace {
 Duolog::Handle trace( "CentralPublisher" );
 
 constexpr Zol::Seconds retryInterval = 10;
+constexpr const char* toggleFile = "KarvelLib.json";
 
 // Makes a set attribute of an entity equal to what is wanted, by the differences.
 template < typename Wanted, typename Present, typename Add, typename Remove >
@@ -25,10 +28,6 @@ void becomes( const Wanted& wanted, Present present, Add add, Remove remove ) {
    for ( const auto& element : wanted ) {
       add( element );
    }
-}
-
-KarvelMirror::TunnelId tunnelOf( KarvelMirror::Mtp mtp ) {
-   return KarvelMirror::TunnelId( mtp.value() );
 }
 
 KarvelMirror::AclKey programKey( const Ixo::AclKey& key ) {
@@ -54,8 +53,13 @@ std::optional< std::string > chipRefusal( const ChipModel::ChipProfile& profile 
 
 CentralPublisher::CentralPublisher( const SliceHost& slice,
       Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
-      Zol::Ptr< Acl::Input::Config > aclInput )
+      Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions )
       : slice_( slice ), programInfo_( programInfo ), aclInput_( aclInput ),
+        sessions_( sessions ),
+        insertsHeaders_( !slice.profile().logicalTables ||
+              KarvelLib::toggle( toggleFile, "KarvelMirrorT4Gre", true ) ),
+        sendsKeys_( ChipModel::greEditor( slice.profile().greKeys ) == nullptr ||
+              KarvelLib::toggle( toggleFile, "KarvelMirrorGreKey", true ) ),
         publishClock_( [ this ] {
            publishClock_.timeMinIs( Zol::never );
            publish();
@@ -74,6 +78,7 @@ CentralPublisher::~CentralPublisher() {
    for ( Mtp mtp : all ) {
       withdraw( mtp );
    }
+   sessions_.settle( slice_.unit(), {} );
    programInfo_->lfMtpProgramInfoDel( slice_.logicalFap() );
    wanted_.clear();
    dropUnusedAcls();
@@ -97,6 +102,12 @@ void CentralPublisher::configurationIs(
          withdraw( mtp );
       }
    }
+   keys_.clear();
+   for ( const auto& [ mtp, use ] : uses_ ) {
+      const SessionConfig& session = configuration.sessions.at( use.session );
+      keys_[ use.session ] = session.tunnel ? session.tunnel->greKey : std::nullopt;
+   }
+   sessions_.announce( slice_.unit(), keys_ );
    publishClock_.timeMinIs( Zol::activityManager().now() );
    retryFailed();
 }
@@ -118,11 +129,12 @@ void CentralPublisher::choose( const Configuration& configuration ) {
       const int needs = static_cast< int >( directions.size() );
       if ( chipCannot ) {
          refusals_[ name ] = *chipCannot;
+      } else if ( session.tunnel && !insertsHeaders_ ) {
+         refusals_[ name ] = "the chip inserts no headers: the toggle KarvelMirrorT4Gre is off";
       } else if ( taken + needs > capacity ) {
          refusals_[ name ] = "needs " + std::to_string( needs ) + " of the chip's " +
-                             std::to_string( capacity ) + " mirror destinations; " +
-                             std::to_string( capacity - taken ) + " free, held by " +
-                             holders( granted );
+               std::to_string( capacity ) + " mirror destinations; " +
+               std::to_string( capacity - taken ) + " free, held by " + holders( granted );
       } else {
          taken += needs;
          granted.emplace_back( name, needs );
@@ -198,6 +210,7 @@ void CentralPublisher::publish() {
       publishFilters( *program, wanted );
       published_[ mtp ] = wanted;
    }
+   sessions_.settle( slice_.unit(), keys_ );
    dropUnusedAcls();
    armRetry();
 }
@@ -207,6 +220,7 @@ void CentralPublisher::publishTunnel(
    if ( wanted.tunnel ) {
       auto tunnel = info.tunnelIs( tunnelOf( mtp ) );
       tunnel->parametersIs( *wanted.tunnel );
+      tunnel->headerSizeIs( wanted.headerSize );
       tunnel->activeIs( wanted.target.has_value() );
    } else {
       info.tunnelDel( tunnelOf( mtp ) );
@@ -291,7 +305,7 @@ bool CentralPublisher::targetIs( Mtp mtp, const WantedMtp& wanted ) {
          KARVEL_SDK_CALL( trace, bcm_mirror_destination_set, ( unit, destination, target ) );
    if ( rc != Shim::Sdk::QX_BCM_E_NONE() ) {
       problems_[ mtp ] = std::string( "mirror destination could not be set: " ) +
-                         Shim::Sdk::bcm_errmsg( rc );
+            Shim::Sdk::bcm_errmsg( rc );
       return false;
    }
    problems_.erase( mtp );
@@ -307,7 +321,7 @@ bool CentralPublisher::targetDel( Mtp mtp ) {
          KARVEL_SDK_CALL( trace, bcm_mirror_destination_destroy, ( unit, destination ) );
    if ( rc != Shim::Sdk::QX_BCM_E_NONE() && rc != Shim::Sdk::QX_BCM_E_NOT_FOUND() ) {
       problems_[ mtp ] = std::string( "mirror destination could not be taken back: " ) +
-                         Shim::Sdk::bcm_errmsg( rc );
+            Shim::Sdk::bcm_errmsg( rc );
       return false;
    }
    problems_.erase( mtp );
@@ -377,8 +391,7 @@ void CentralPublisher::retryFailed() {
          withdraw( mtp );
       }
       const bool egressFailed = !failed && retryEgress( mtp );
-      failedSome =
-            failedSome || failed || egressFailed || problems_.contains( mtp );
+      failedSome = failedSome || failed || egressFailed || problems_.contains( mtp );
    }
    if ( failedSome ) {
       publishClock_.timeMinIs( Zol::activityManager().now() );

@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "Agent/Publisher/MirroringSessions.h"
 #include "Agent/Publisher/Wanted.h"
 #include "Agent/Slices/SliceHost.h"
 #include "Platform/Acl/Config.h"
@@ -33,7 +34,7 @@ class CentralPublisher {
 
    CentralPublisher( const SliceHost& slice,
          Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
-         Zol::Ptr< Acl::Input::Config > aclInput );
+         Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions );
    // Withdraws what it published.
    ~CentralPublisher();
    CentralPublisher( const CentralPublisher& ) = delete;
@@ -51,6 +52,8 @@ class CentralPublisher {
    std::optional< std::string > refusal( const std::string& session ) const;
    // Why a destination, or one of its ACLs, could not be set up in the chip; none if it was.
    std::optional< std::string > problem( Mtp mtp ) const;
+   // Whether tunnels have their GRE keys; not with the toggle off on a chip that needs it.
+   bool sendsKeys() const { return sendsKeys_; }
    // What is wanted of a destination in use.
    const WantedMtp& wanted( Mtp mtp ) const { return wanted_.at( mtp ); }
 
@@ -59,8 +62,8 @@ class CentralPublisher {
    std::string holders( const std::vector< std::pair< std::string, int > >& granted ) const;
    void withdraw( Mtp mtp );
    void publish();
-   void publishTunnel( KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp,
-         const WantedMtp& wanted );
+   void publishTunnel(
+         KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp, const WantedMtp& wanted );
    void publishFilters( KarvelMirror::MtpProgramInfo& program, const WantedMtp& wanted );
    void publishRules( const WantedMtp& wanted );
    void dropUnusedAcls();
@@ -75,7 +78,11 @@ class CentralPublisher {
    Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo_;
    std::map< Mtp, Use > uses_;
    Zol::Ptr< Acl::Input::Config > aclInput_;
-   std::set< Ixo::AclKey > inputAcls_;                // that this publisher has put in
+   std::set< Ixo::AclKey > inputAcls_; // that this publisher has put in
+   MirroringSessions& sessions_;
+   MirroringSessions::Keys keys_; // of the sessions that have destinations
+   const bool insertsHeaders_;    // in front of copies in tunnels
+   const bool sendsKeys_;
    std::map< Mtp, WantedMtp > wanted_;                // of every use
    std::map< Mtp, WantedMtp > published_;             // as the slice knows it
    std::map< Mtp, Shim::MirrorDestination > targets_; // as the chip knows it

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "ChipModel/ChipProfile.h"
+#include "Platform/KarvelMirror/KarvelChipAttributesMirror.h"
+
 namespace Agent {
 
 using KarvelMirror::Direction;
@@ -9,10 +12,26 @@ using KarvelMirror::SourcePort;
 
 namespace {
 
+// Ethernet with a tag, IPv6, and GRE with a key: the longest headers there are.
+constexpr uint32_t ethernetBytes = 14;
+constexpr uint32_t tagBytes = 4;
+constexpr uint32_t ip4Bytes = 20;
+constexpr uint32_t ip6Bytes = 40;
+constexpr uint32_t greBytes = 4;
+constexpr uint32_t greKeyBytes = 4;
+static_assert( ethernetBytes + tagBytes + ip6Bytes + greBytes + greKeyBytes <=
+      KarvelMirror::longestInsertedHeader );
+
+uint32_t headerBytes( const Shim::MirrorTunnel& tunnel ) {
+   const bool isIp4 = tunnel.srcIp.family() == Plix::AddressFamily::ipv4;
+   return ethernetBytes + ( tunnel.vid != 0 ? tagBytes : 0 ) + ( isIp4 ? ip4Bytes : ip6Bytes ) +
+         greBytes + ( tunnel.greKey ? greKeyBytes : 0 );
+}
+
 class Deriver {
  public:
-   Deriver( const Configuration& configuration, const Resolver& resolver,
-         KarvelMirror::Mtp mtp, const MtpUse& use )
+   Deriver( const Configuration& configuration, const Resolver& resolver, KarvelMirror::Mtp mtp,
+         const MtpUse& use )
          : configuration_( configuration ), resolver_( resolver ),
            session_( configuration.sessions.at( use.session ) ), mtp_( mtp ),
            direction_( use.direction ) {}
@@ -30,6 +49,9 @@ class Deriver {
          wanted_.acls = session_.acls;
          matches();
       }
+      if ( wanted_.target ) {
+         wanted_.target->queue = session_.queue;
+      }
       return wanted_;
    }
 
@@ -38,7 +60,8 @@ class Deriver {
    // received.
    bool mirrorsSourcesIn( Direction direction ) const {
       return session_.direction == SessionDirection::both ||
-            ( session_.direction == SessionDirection::rx ) == ( direction == Direction::ingress );
+            ( session_.direction == SessionDirection::rx ) ==
+            ( direction == Direction::ingress );
    }
 
    int portNumber( const std::string& name ) const {
@@ -72,7 +95,8 @@ class Deriver {
       }
       const Way& way = std::get< Way >( found );
       wanted_.way = way.route + ", " + way.interface;
-      wanted_.target = { way.kind, way.id, headers( tunnel, way ) };
+      wanted_.target = { way.kind, way.id, headers( tunnel, way ), {} };
+      wanted_.headerSize = headerBytes( *wanted_.target->tunnel );
       addDstPorts( way.ports );
    }
 
@@ -87,6 +111,12 @@ class Deriver {
       result.ttl = tunnel.ttl;
       result.greProtocol = tunnel.greProtocol;
       result.greKey = tunnel.greKey;
+      const ChipModel::ChipProfile& profile =
+            *ChipModel::chipProfile( configuration_.chips.at( session_.unit ).profile );
+      if ( profile.logicalTables ) {
+         result.insertProfile = profile.mirrorEditIdBase +
+               static_cast< int32_t >( KarvelMirror::insertProfileOf( tunnelOf( mtp_ ) ) );
+      }
       return result;
    }
    // Locally administered (IEEE 802, 8.2), one for each chip.
@@ -168,6 +198,10 @@ std::optional< KarvelMirror::RateLimitKind > WantedMtp::egressRules() const {
       return {};
    }
    return tunnel ? KarvelMirror::RateLimitKind::gre : KarvelMirror::RateLimitKind::port;
+}
+
+KarvelMirror::TunnelId tunnelOf( KarvelMirror::Mtp mtp ) {
+   return KarvelMirror::TunnelId( mtp.value() );
 }
 
 WantedMtp wantedMtp( const Configuration& configuration, const Resolver& resolver,

@@ -24,8 +24,9 @@ struct MtpUse {
 struct WantedMtp {
    std::optional< Shim::MirrorDestination > target; // none: its tunnel has no way
    std::optional< KarvelMirror::TunnelParameters > tunnel;
-   std::string way;                             // of the tunnel, or why it has none
-   Zol::Set< KarvelMirror::DstPort > dstPorts;  // that copies may leave by
+   uint32_t headerSize = 0;                      // of the tunnel, in bytes; 0 without a way
+   std::string way;                              // of the tunnel, or why it has none
+   Zol::Set< KarvelMirror::DstPort > dstPorts;   // that copies may leave by
    bool isTagged = false;                        // one of the ports writes a source tag
    Zol::Set< KarvelMirror::SourcePort > sources; // mirrored as a whole
    std::vector< SessionAcl > acls;               // ingress only, as what follows
@@ -43,6 +44,9 @@ struct WantedMtp {
 // Of a session that is not refused, for its chip. A tunnel has the number of its destination.
 WantedMtp wantedMtp( const Configuration& configuration, const Resolver& resolver,
       KarvelMirror::Mtp mtp, const MtpUse& use );
+
+// The tunnel of a destination that has one.
+KarvelMirror::TunnelId tunnelOf( KarvelMirror::Mtp mtp );
 
 // The mirroring directions that a session needs a destination for.
 std::vector< KarvelMirror::Direction > directionsOf( const SessionConfig& session );

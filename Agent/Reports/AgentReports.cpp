@@ -179,7 +179,12 @@ std::vector< Report > reportsOf( Runtime& runtime, const std::string& name ) {
       return { tunnelsReport( runtime ) };
    }
    if ( name == "tables" ) {
-      return tableReports( runtime );
+      std::vector< Report > reports = tableReports( runtime );
+      std::ranges::move( settingReports( runtime ), std::back_inserter( reports ) );
+      return reports;
+   }
+   if ( name == "queues" ) {
+      return { queuesReport( runtime ) };
    }
    if ( name == "status" ) {
       return statusReports( runtime );

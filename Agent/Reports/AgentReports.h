@@ -17,6 +17,10 @@ Report chipsReport();
 Report tcamReport( Runtime& runtime );
 Report tcamCapacityReport( Runtime& runtime );
 std::vector< Report > tableReports( Runtime& runtime );
+// Of the whole chip: switch controls, memories, header-insertion profiles.
+std::vector< Report > settingReports( Runtime& runtime );
+// What left each port, by CoS queue.
+Report queuesReport( Runtime& runtime );
 
 // The ACLs of sessions, their rules, and the entries that each became.
 std::vector< Report > aclReports( Runtime& runtime );

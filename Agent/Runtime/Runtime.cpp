@@ -21,6 +21,8 @@ namespace {
 const Zol::String mtpProgramInfoPath =
       "hardware/karvel/centralStatus/feature/KarvelMirror/mtpProgramInfo";
 
+const Zol::String loopback = "Loopback0";
+
 // More than all ports of a chip in all of its mirror destinations.
 constexpr int egressEntriesPerFeature = 4096;
 
@@ -30,9 +32,9 @@ struct Slice {
          Zol::Ptr< KarvelCentral::ChipTable > chipTable,
          Zol::Ptr< AgentServices::TcamGroupManager > groupManager,
          Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
-         Zol::Ptr< Acl::Input::Config > aclInput )
+         Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions )
          : setup( unit ), host( unit, profile, store, chipTable, groupManager ),
-           publisher( host, programInfo, aclInput ) {}
+           publisher( host, programInfo, aclInput, sessions ) {}
 
    ChipSetup setup;
    SliceHost host;
@@ -63,6 +65,8 @@ struct Runtime::State {
    Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo;
    Zol::Ptr< Acl::Input::Config > aclInput;
    Zol::Ptr< AgentServices::TcamGroupManager > groupManager;
+   Zol::Ptr< KarvelCentral::CpuRecircStatus > cpuRecircStatus;
+   std::optional< MirroringSessions > mirroringSessions;
    std::map< int, Slice > slices;
    std::vector< std::string > problems; // what the chips refused of the last configuration
    std::map< std::pair< int, int >, std::string > portNames;
@@ -73,6 +77,11 @@ Runtime::Runtime( const RuntimeOptions& options ) {
    Zol::activityManager().timeSourceIs( Zol::TimeSource::virtualTime );
    state_ = std::make_unique< State >( options );
    ::Shim::sdk_ = &state_->chips.sdk();
+   state_->chips.control().writersAre( [] {
+      const Duolog::Handle* caller = Karvel::sdkCaller;
+      return ChipModel::WriteStamp{ caller ? caller->name() : "agent",
+         Zol::activityManager().now() };
+   } );
    state_->source.defaultProfileIs( options.defaultProfile.empty()
                                           ? std::string( ChipModel::chipProfiles()[ 0 ].name )
                                           : options.defaultProfile );
@@ -91,8 +100,9 @@ void Runtime::State::makeStore() {
    programInfo = Zol::make< KarvelMirror::LogicalFapMtpProgramInfoColl >();
    groupManager = Zol::make< AgentServices::TcamGroupManager >();
    store.entityIs( mtpProgramInfoPath, programInfo );
+   cpuRecircStatus = Zol::make< KarvelCentral::CpuRecircStatus >();
    store.entityIs( "hardware/karvel/centralStatus/feature/KarvelMirror/cpuRecircStatus",
-         Zol::make< KarvelCentral::CpuRecircStatus >() );
+         cpuRecircStatus );
    store.entityIs( "hardware/karvel/mirror/paramConfig",
          Zol::make< KarvelMirror::Slice::ParamConfig >() );
    store.entityIs( "acl/config/input", Zol::make< Zol::Dir >() );
@@ -101,7 +111,9 @@ void Runtime::State::makeStore() {
       aclInput->aclTypeConfigIs( type ); // every kind is there, also without an ACL
    }
    store.entityIs( "acl/config/input", aclInput );
-   store.entityIs( "mirroring/hwconfig", Zol::make< Mirroring::Config >() );
+   auto mirroring = Zol::make< Mirroring::Config >();
+   store.entityIs( "mirroring/hwconfig", mirroring );
+   mirroringSessions.emplace( mirroring );
 }
 
 // --- Configuration ------------------------------------------------------------------------
@@ -134,9 +146,13 @@ void Runtime::State::makeSlices() {
                   profile.policers > 0 ? egressEntriesPerFeature : 0 } );
       Slice& slice = slices
                            .try_emplace( unit, unit, profile, store, chipTable,
-                                 groupManager, programInfo, aclInput )
+                                 groupManager, programInfo, aclInput, *mirroringSessions )
                            .first->second;
       slice.host.configurationIs( configuration );
+      // The agent has one loopback interface; by now the slice knows the chip's module.
+      if ( profile.loopbackPort != 0 && !cpuRecircStatus->portHas( loopback ) ) {
+         cpuRecircStatus->portIs( loopback, { unit, profile.loopbackPort } );
+      }
       slice.host.start();
    }
 }
@@ -304,6 +320,10 @@ SessionState Runtime::State::sessionState( const SessionConfig& session ) const 
       if ( use.session == session.name ) {
          judge( *slice, mtp, use, result );
       }
+   }
+   if ( result.reason.empty() && session.tunnel && session.tunnel->greKey &&
+         !slice->publisher.sendsKeys() ) {
+      result.reason = "its copies have no GRE key: the toggle KarvelMirrorGreKey is off";
    }
    if ( result.reason.empty() && configuration.ports.contains( session.destination ) &&
          !portStates.isUp( configuration, session.destination ) ) {

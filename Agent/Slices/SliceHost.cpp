@@ -1,7 +1,9 @@
 #include "Agent/Slices/SliceHost.h"
 
+#include "ChipModel/LogicalTables.h"
 #include "Platform/Karvel/AclSmPluginEntity.h"
 #include "Platform/KarvelCentral/Status.h"
+#include "Platform/KarvelMirror/KarvelChipAttributesMirror.h"
 #include "Platform/Zol/TypeRegistry.h"
 
 namespace Agent {
@@ -11,15 +13,28 @@ namespace {
 const Zol::String sliceCapabilityPath = "hardware/karvel/mirror/sliceCapability/";
 const Zol::String sliceStatusPath =
       "hardware/karvel/centralStatus/feature/KarvelMirror/sliceMtpProgramStatus/";
+const Zol::String sourceTrunkMapPath =
+      "hardware/karvel/globalStatus/karvellag/tableMgrDir/sourceTrunkMap/KarvelMirror-";
 
 KarvelCentral::ChipAttributes attributesOf( const ChipModel::ChipProfile& profile ) {
    KarvelCentral::ChipAttributes attributes;
    attributes.chipIs( Zol::String( profile.name ) );
+   attributes.loopbackTrunkMapIs( profile.loopbackPort != 0 );
    attributes.mirroringTcamHelpersIs( profile.tcamHelpers );
-   attributes.newTcamInterfaceIs(
-         profile.tcamInterface == ChipModel::TcamInterface::request );
+   attributes.newTcamInterfaceIs( profile.tcamInterface == ChipModel::TcamInterface::request );
    attributes.aclGroupIs( profile.aclGroup );
    return attributes;
+}
+
+Zol::Ptr< KarvelCentral::ChipProfile > featuresOf( const ChipModel::ChipProfile& profile ) {
+   auto mirror = Zol::make< KarvelMirror::KarvelChipAttributesMirror >();
+   mirror->mirrorEditIdBaseIs( static_cast< uint8_t >( profile.mirrorEditIdBase ) );
+   if ( profile.logicalTables ) {
+      mirror->headerInsertionTableIs( Zol::String( ChipModel::LogicalTables::insertProfiles ) );
+   }
+   auto features = Zol::make< KarvelCentral::ChipProfile >( Zol::String( profile.name ) );
+   features->featureIs( mirror );
+   return features;
 }
 
 // Source tags stand behind the addresses of the outer header, and look like a header of
@@ -55,6 +70,7 @@ SliceHost::SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::St
    scsd_->chipAttributesIs( attributesOf( profile ) );
    scsd_->logicalFapIdIs( LogicalFap::LogicalFapId( number ) );
    scsd_->chipTableIs( chipTable );
+   scsd_->chipProfileIs( featuresOf( profile ) );
    scsd_->karvelModIdIs( unit, number );
    scsd_->sourceTagIs( sourceTagOf( unit ) );
    for ( int port = 1; port <= profile.ports; ++port ) {
@@ -76,6 +92,11 @@ SliceHost::SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::St
    auto capability = Zol::make< KarvelMirror::SliceCapability >();
    capability->mirrorDestinationsIs( static_cast< uint32_t >( profile.mirrorDestinations ) );
    store_.entityIs( sliceCapabilityPath + name_, capability );
+
+   auto portTables = Zol::make< KarvelCentral::PortTabWriteRequestDir >();
+   store_.entityIs( sourceTrunkMapPath + name_, portTables );
+   portTabWriter_ = Zol::make< PortTabWriter >( unit, portTables );
+   portTabWriter_->zolStart();
 }
 
 SliceHost::~SliceHost() {
@@ -83,9 +104,13 @@ SliceHost::~SliceHost() {
    shared_->entityDelAll();
    callback_ = nullptr;
    mounter_ = nullptr;
-   store_.entityDel( sliceStatusPath + name_,
-         KarvelMirror::SliceMtpProgramStatus::zolTypeName() );
-   store_.entityDel( sliceCapabilityPath + name_, KarvelMirror::SliceCapability::zolTypeName() );
+   portTabWriter_ = nullptr;
+   store_.entityDel(
+         sourceTrunkMapPath + name_, KarvelCentral::PortTabWriteRequestDir::zolTypeName() );
+   store_.entityDel(
+         sliceStatusPath + name_, KarvelMirror::SliceMtpProgramStatus::zolTypeName() );
+   store_.entityDel(
+         sliceCapabilityPath + name_, KarvelMirror::SliceCapability::zolTypeName() );
 }
 
 void SliceHost::start() {
@@ -108,10 +133,12 @@ std::optional< std::string > SliceHost::aclProblem(
       KarvelMirror::Mtp mtp, const Ixo::AclKey& key ) const {
    const Karvel::KarvelAclFeature feature( static_cast< uint8_t >( mtp.value() + 1 ) );
    switch ( aclHelper_->problem( static_cast< uint32_t >( unit_ ), feature, key ) ) {
-   case Ixo::AclCreateError::aclCreateErrorNone: return {};
+   case Ixo::AclCreateError::aclCreateErrorNone:
+      return {};
    case Ixo::AclCreateError::aclCreateErrorTcamFull:
       return "ACL " + key.aclName() + " is not applied: the chip has no room left for it";
-   default: return "ACL " + key.aclName() + " is not applied: the chip refused it";
+   default:
+      return "ACL " + key.aclName() + " is not applied: the chip refused it";
    }
 }
 

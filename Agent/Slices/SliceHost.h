@@ -8,6 +8,7 @@
 #include <string>
 
 #include "Agent/Configuration/Configuration.h"
+#include "Agent/Forwarding/PortTabWriter.h"
 #include "AgentServices/AclHelper.h"
 #include "AgentServices/TcamGroupManager.h"
 #include "ChipModel/ChipProfile.h"
@@ -60,6 +61,7 @@ class SliceHost {
    Hubdb::EntityManager entityManager_;
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd_;
    Zol::Ptr< AgentServices::AclHelper > aclHelper_;
+   Zol::Ptr< PortTabWriter > portTabWriter_;
    Zol::Ptr< Zol::Dir > shared_;
    Zol::Ptr< Plugin::Mounter > mounter_;
    Zol::Ptr< Plugin::AgentCommandCallback > callback_;

@@ -6,6 +6,7 @@
 #include "Platform/Ixo/LagPortList.h"
 #include "Platform/Karvel/SysPort.h"
 #include "Platform/KarvelCentral/ChipInfo.h"
+#include "Platform/KarvelCentral/ChipProfile.h"
 #include "Platform/LogicalFap/LogicalFapId.h"
 #include "Platform/Zol/Enum.h"
 
@@ -34,6 +35,7 @@ class KarvelCommonSmData : public Zol::Entity {
          ( VAL, KarvelCentral::ChipAttributes, chipAttributes ), // of the slice's chip
          ( VAL, LogicalFap::LogicalFapId, logicalFapId ),
          ( VAL, Zol::Ptr< KarvelCentral::ChipTable >, chipTable ),
+         ( VAL, Zol::Ptr< const KarvelCentral::ChipProfile >, chipProfile ), // the active one
          ( MAP, int32_t, uint32_t, karvelModId ), // unit to module id
          ( MAP, KarvelTypes::KarvelPort, Zol::String, karvelPortToIntf ),
          ( MAP, Zol::String, SysPort, intfToPort ),

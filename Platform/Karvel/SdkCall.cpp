@@ -26,4 +26,12 @@ void reportSdkError(
          callText << " API ERROR:" << ::Shim::Sdk::bcm_errmsg( rc ) << label << rc << ")" );
 }
 
+Shim::Rc reportUnless(
+      Shim::Rc tolerated, const Duolog::Handle& trace, const char* callText, Shim::Rc rc ) {
+   if ( rc < 0 && rc != tolerated ) {
+      reportSdkError( trace, callText, rc );
+   }
+   return rc;
+}
+
 } // namespace Karvel

@@ -11,6 +11,7 @@
 // written here, the SDK's error text and the code to the error stream and the trace. Whether a
 // failure is fatal is the caller's to decide.
 
+#include <atomic>
 #include <iosfwd>
 #include <type_traits>
 
@@ -30,6 +31,14 @@ enum class SdkErrorForm : uint8_t { rc, rv, bare, quiet };
 void reportSdkError( const Duolog::Handle& trace, const char* callText, Shim::Rc rc,
       SdkErrorForm form = SdkErrorForm::rc );
 
+// Reports a call that failed with another code than the tolerated one; gives the code back.
+Shim::Rc reportUnless(
+      Shim::Rc tolerated, const Duolog::Handle& trace, const char* callText, Shim::Rc rc );
+
+// The trace handle of the call that is being made; null between calls. For people who ask who
+// writes to a chip: while several threads make calls it is that of one of them.
+inline std::atomic< const Duolog::Handle* > sdkCaller = nullptr;
+
 // Takes the arguments by value in the types of the method's parameters, so that nothing of
 // them is left to be read or converted once the lock is released.
 template < SdkErrorForm form, typename... Params >
@@ -39,7 +48,9 @@ Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText,
    Shim::Rc rc;
    {
       Zol::ActivityUnlock unlock;
+      sdkCaller.store( &trace, std::memory_order_relaxed );
       rc = ( ::Shim::sdk_->*method )( args... );
+      sdkCaller.store( nullptr, std::memory_order_relaxed );
    }
    if ( form != SdkErrorForm::quiet && rc != ::Shim::Sdk::QX_BCM_E_NONE() ) [[unlikely]] {
       reportSdkError( trace, callText, rc, form );
@@ -52,6 +63,10 @@ Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText,
 } // namespace Karvel
 
 #define KARVEL_SDK_CALL( trace, call, args ) KARVEL_SDK_CALL_AS( rc, trace, call, args )
+// A failure with the tolerated code is an answer like any other.
+#define KARVEL_SDK_CALL_TOLERATING( tolerated, trace, call, args )                         \
+   ::Karvel::reportUnless(                                                                 \
+         tolerated, trace, #call #args, KARVEL_SDK_CALL_AS( quiet, trace, call, args ) )
 #define KARVEL_SDK_CALL_AS( form, trace, call, args )                                      \
    ::Karvel::callSdk< ::Karvel::SdkErrorForm::form >(                                      \
          trace, #call #args, &::Shim::Sdk::call, KARVEL_SDK_ARGS_ args )

@@ -4,6 +4,8 @@
 
 #include "Platform/Karvel/SysPort.h"
 #include "Platform/Zol/Entity.h"
+#include "Platform/Zol/Enum.h"
+#include "Platform/Zol/Value.h"
 
 namespace KarvelCentral {
 
@@ -16,14 +18,28 @@ class CpuRecircStatus : public Zol::Entity {
    explicit CpuRecircStatus( std::string_view = {} ) {}
 };
 
-// Writes that a feature asks of the port tables, by key.
+ZOL_ENUM( PortTab, uint8_t,
+      ( sourceTrunkMapBase, 0 ), // by module: where its part of the source-trunk map begins
+      ( sourceTrunkMap, 1 ) );   // by place in the map: the module that the source belongs to
+
+// An entry of a port table.
+class PortTabKey : public Zol::Value {
+   ZOL_VALUE( KarvelCentral, PortTabKey, ( VAL, PortTab, table ), ( VAL, uint32_t, index ) );
+
+ public:
+   PortTabKey() = default;
+   PortTabKey( PortTab table, uint32_t index ) : table_( table ), index_( index ) {}
+};
+
+// Writes that a feature asks of the port tables of a slice's chip. Whoever posted a request takes
+// it back; the entry is then as after reset.
 class PortTabWriteRequestDir : public Zol::Entity {
    ZOL_ENTITY( KarvelCentral, PortTabWriteRequestDir, Zol::Entity,
-         ( MAP, Zol::String, uint32_t, request ) );
+         ( MAP, PortTabKey, uint32_t, request ) );
 
  public:
    explicit PortTabWriteRequestDir( std::string_view = {} ) {}
-   void postRequest( const Zol::String& key, uint32_t value ) { requestIs( key, value ); }
+   void postRequest( const PortTabKey& key, uint32_t value ) { requestIs( key, value ); }
 };
 
 // Common data of the feature agents, shared under "featureCommon".

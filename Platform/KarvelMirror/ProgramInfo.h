@@ -72,6 +72,7 @@ class DstPort : public Zol::Value {
 class Tunnel : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, Tunnel, Zol::Entity, ( CONST, TunnelId, tunnelId ),
          ( VAL, TunnelParameters, parameters ),
+         ( VAL, uint32_t, headerSize ), // bytes that stand in front of a copy; at most 128
          ( VAL, bool, active ) ); // its way is known, and the chip sends copies through it
 
  public:

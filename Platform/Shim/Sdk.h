@@ -6,6 +6,7 @@
 //
 // Calls are not to be made with the activity lock held: see Platform/Karvel/SdkCall.h.
 
+#include "Platform/Shim/Memory.h"
 #include "Platform/Shim/Types.h"
 
 namespace Shim {
@@ -38,6 +39,15 @@ class Sdk {
    virtual bool QX_SOC_IS_TOMAHAWKX( int unit ) const = 0;
    // How the chip's policers limit a single rate.
    virtual PolicerMode QX_BCM_POLICER_MODE( int unit ) const = 0;
+   // How the chip builds GRE headers with a key; at most one of these and of the Tomahawk family.
+   virtual bool QX_SOC_IS_T3X4( int unit ) const = 0;
+   virtual bool QX_SOC_IS_T3X1X2( int unit ) const = 0;
+   virtual bool QX_SOC_IS_T3X5X7( int unit ) const = 0;
+   virtual bool QX_SOC_IS_T3X3( int unit ) const = 0;
+   // Whether where editing begins is programmed (ING_ and EGR_FLEX_EDITOR_PROFILEm).
+   virtual bool QX_SOC_HAS_FLEX_EDITOR( int unit ) const = 0;
+   // The SDK's version: 60527 is 6.5.27.
+   virtual uint32_t QX_SDK_VERSION() const = 0;
 
    // --- Field processor: groups --------------------------------------------------------
    virtual Rc bcm_field_group_create(
@@ -147,6 +157,36 @@ class Sdk {
    virtual Rc bcm_field_entry_policer_detach( int unit, int entry, int level ) = 0;
    // From now on.
    virtual Rc bcm_field_entry_stat_set( int unit, int entry, FieldStat stat ) = 0;
+
+   // --- Chip-wide settings and memories ----------------------------------------------------
+   // What a chip without a switch control may answer without harm.
+   static constexpr Rc QX_BCM_E_SWITCH_CONTROL_ABSENT() { return QX_BCM_E_UNAVAIL(); }
+   virtual Rc bcm_switch_control_set( int unit, SwitchControl control, int value ) = 0;
+   // E_UNAVAIL if the chip does not have the memory, E_PARAM for an index that it does not have.
+   // One copy is read, all are written.
+   virtual Rc soc_mem_read(
+         int unit, Memory memory, MemBlock block, int index, MemEntry* entry ) = 0;
+   virtual Rc soc_mem_write(
+         int unit, Memory memory, MemBlock block, int index, const MemEntry* entry ) = 0;
+   // Of an entry in a buffer. E_NOT_FOUND if the memory does not have the field, E_PARAM for a
+   // value that is too wide for it.
+   virtual Rc soc_mem_field32_get( int unit, Memory memory, const MemEntry* entry,
+         MemField field, uint32_t* value ) = 0;
+   virtual Rc soc_mem_field32_set(
+         int unit, Memory memory, MemEntry* entry, MemField field, uint32_t value ) = 0;
+
+   // --- Logical tables ---------------------------------------------------------------------
+   // E_UNAVAIL if the chip has no logical tables, E_NOT_FOUND if it does not have this one. Whoever
+   // allocates an entry frees it.
+   virtual Rc bcmlt_entry_allocate(
+         int unit, const char* table, bcmlt_entry_handle_t* entry ) = 0;
+   // E_NOT_FOUND if the table does not have the field, E_PARAM for a value that is too wide.
+   virtual Rc bcmlt_entry_field_add(
+         bcmlt_entry_handle_t entry, const char* field, uint64_t value ) = 0;
+   // Writes the fields that were added; others of the chip's entry stay.
+   virtual Rc bcmlt_pt_entry_commit(
+         bcmlt_entry_handle_t entry, PtOpcode opcode, LtPriority priority ) = 0;
+   virtual Rc bcmlt_entry_free( bcmlt_entry_handle_t entry ) = 0;
 
    // --- Mirror destinations ------------------------------------------------------------
    // A destination number is the index of the chip's mirror destination table (0 to 3).

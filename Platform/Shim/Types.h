@@ -156,6 +156,8 @@ struct MirrorTunnel {
    uint8_t ttl = 255;        // or hop limit
    uint16_t greProtocol = 0x88be;
    std::optional< uint32_t > greKey;
+   // On chips that insert headers by profile: the one that says how much of these.
+   int32_t insertProfile = 0;
 
    bool operator==( const MirrorTunnel& ) const = default;
 };
@@ -166,6 +168,8 @@ struct MirrorDestination {
    Kind kind = Kind::port;
    int32_t id = 0; // port number or trunk id
    std::optional< MirrorTunnel > tunnel = {}; // none: copies leave as they are
+   // The CoS queue of the copies: 0 to 7; none: what the switch controls say.
+   std::optional< uint8_t > queue = {};
 
    bool operator==( const MirrorDestination& ) const = default;
 };

@@ -85,9 +85,8 @@ void SliceMounter::doMountsComplete(
    }
    findEntities( store );
 
-   SliceMachineFactories& factories = sliceMachineFactories();
-   if ( !karvelMirrorT4Gre() ) {
-      configSmIs( build( factories.sliceConfigSm, *this ) );
+   if ( !karvelMirrorT4Gre() && mirroringConfig() ) {
+      configSmIs( *scsd(), mirroringConfig() );
    }
    if ( !scsd()->unit().empty() ) {
       unitIs( scsd()->unit().begin().key() );
@@ -95,14 +94,15 @@ void SliceMounter::doMountsComplete(
    sourceTrunkMapIs( store.writableEntity< KarvelCentral::PortTabWriteRequestDir >(
          sourceTrunkMapPath( name() ) ) );
    Zol::Ptr< const KarvelCentral::ChipInfo > chip = chipInfo();
-   if ( chip && chip->needsLoopbackTrunkMap() ) {
-      loopbackHelperSmIs( build( factories.loopbackHelperSm, *this ) );
+   if ( chip && chip->needsLoopbackTrunkMap() && sourceTrunkMap() ) {
+      loopbackHelperSmIs( unit(), scsd(), cpuRecircStatus(), sourceTrunkMap() );
    }
    if ( chip && chip->usesTcamHelpers() ) {
       buildTcamMachines( store, *chip );
    }
-   if ( karvelMirrorT4Gre() ) {
-      mtpProgramInfoCollSmIs( build( factories.mtpProgramInfoCollSm, *this ) );
+   if ( karvelMirrorT4Gre() && mirroringConfig() ) {
+      mtpProgramInfoCollSmIs( unit(), scsd()->logicalFapId(), lfMtpProgramInfo(),
+            taskScheduler(), scsd(), mirroringConfig() );
    }
 }
 

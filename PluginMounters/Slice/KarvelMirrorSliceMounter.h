@@ -12,6 +12,8 @@
 #include "PluginMounters/Slice/AclProgrammerSm.h"
 #include "PluginMounters/Slice/KarvelMirrorSliceSm.h"
 #include "PluginMounters/Slice/KarvelMirrorTcamHelper.h"
+#include "PluginMounters/Slice/LoopbackHelperSm.h"
+#include "PluginMounters/Slice/MtpProgramInfoSm.h"
 
 namespace KarvelMirror {
 
@@ -37,11 +39,11 @@ class SliceMounter : public KarvelLib::MounterBase {
          ( VAL, Zol::Ptr< Karvel::KarvelCommonSmData >, scsd ),
          ( VAL, Zol::Ptr< Karvel::AclSmPluginEntity >, aclSmPluginEntity ),
          ( VAL, Zol::Ptr< Karvel::KarvelTcamGroupManager >, tcamManager ),
-         ( VAL, uint16_t, unit ), ( OWN, Zol::EntitySm, configSm ), ( OWN, SliceRootSm, rootSm ),
+         ( VAL, uint16_t, unit ), ( OWN, Slice::ConfigSm, configSm ), ( OWN, SliceRootSm, rootSm ),
          ( OWN, TcamHelperSmBase, tcamHelperSm ),
          ( OWN, Acl::ConfigAggregatorSm, aclConfigAggregatorSm ),
-         ( OWN, AclProgrammerSm, aclProgrammerSm ), ( OWN, Zol::EntitySm, mtpProgramInfoCollSm ),
-         ( OWN, Zol::EntitySm, loopbackHelperSm ),
+         ( OWN, AclProgrammerSm, aclProgrammerSm ), ( OWN, MtpProgramInfoCollSm, mtpProgramInfoCollSm ),
+         ( OWN, LoopbackHelperSm, loopbackHelperSm ),
          ( VAL, Zol::Ptr< Orv::TaskScheduler >, taskScheduler ),
          ( VAL, Zol::Ptr< const Slice::ParamConfig >, paramConfig ),
          ( VAL, Zol::Ptr< KarvelCentral::PortTabWriteRequestDir >, sourceTrunkMap ),

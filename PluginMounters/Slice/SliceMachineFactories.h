@@ -17,10 +17,7 @@ struct SliceMachineFactories {
    template < typename Machine >
    using Factory = std::function< Zol::Ptr< Machine >( SliceMounter& mounter ) >;
 
-   Factory< Zol::EntitySm > sliceConfigSm;        // chip-wide settings
-   Factory< Zol::EntitySm > loopbackHelperSm;     // source-trunk map of the loopback port
    Factory< TcamHelperSmBase > tcamHelperSmV2;    // request-based TCAM interface
-   Factory< Zol::EntitySm > mtpProgramInfoCollSm; // brings up settings and tunnel profiles
 };
 
 // The process's one.

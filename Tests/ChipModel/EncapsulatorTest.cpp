@@ -10,31 +10,8 @@ namespace {
 
 using Shim::FieldAction;
 
-class EncapsulatorTest : public FieldTest {
+class EncapsulatorTest : public CopyTest {
  protected:
-   // Copies of all that comes in at port 1, to mirror destination 0.
-   EncapsulatorTest() {
-      entry_ = newEntry( newGroup(), FieldAction::mirrorIngressTo, 0 );
-      ok( sdk().bcm_field_qualify_InPorts( 0, entry_, bitmap( { 1 } ), ~Shim::PortBitmap() ) );
-      installed( entry_ );
-   }
-   Shim::Rc tunnelIs( const Shim::MirrorTunnel& tunnel ) {
-      return sdk().bcm_mirror_destination_set( 0, 0, { {}, 7, tunnel } );
-   }
-   static Shim::MirrorTunnel tunnel( const char* from, const char* to ) {
-      Shim::MirrorTunnel result;
-      result.srcMac = address( mac( 0x11 ) );
-      result.dstMac = address( mac( 0x22 ) );
-      result.srcIp = *Plix::IpGenAddr::fromString( from );
-      result.dstIp = *Plix::IpGenAddr::fromString( to );
-      return result;
-   }
-   // The copy of a frame that comes in at port 1; nothing if there is none.
-   Bytes copyOf( const Bytes& frame, uint32_t wireLength = 0 ) {
-      receive( 1, frame, wireLength );
-      const bool isCopy = !sent_.empty() && sent_[ 0 ].kind == CopyKind::ingressMirror;
-      return isCopy ? sent_[ 0 ].bytes : Bytes();
-   }
    MirrorCounters counters() { return state().mirrorDestinations[ 0 ].counters; }
    // An egress entry that tags every copy.
    int tags( uint32_t offset ) {
@@ -54,7 +31,6 @@ class EncapsulatorTest : public FieldTest {
             from.begin() + static_cast< ptrdiff_t >( std::min( end, from.size() ) ) );
    }
 
-   int entry_ = -1;
    const Bytes tag_{ 0x88, 0xe7, 0xb3, 0xc3 }; // 5 << 5 | 19, and the subport
 };
 

@@ -75,4 +75,34 @@ class FieldTest : public ChipTest {
    const Bytes dns_ = ethernet( ip4Type, ip4( 17, tcp( 9, 53 ) ) );
 };
 
+// All that comes in at port 1 is copied, through a tunnel.
+class CopyTest : public FieldTest {
+ protected:
+   // Copies of all that comes in at port 1, to mirror destination 0.
+   explicit CopyTest( const ChipProfile& profile = testProfile() ) : FieldTest( profile ) {
+      entry_ = newEntry( newGroup(), Shim::FieldAction::mirrorIngressTo, 0 );
+      ok( sdk().bcm_field_qualify_InPorts( 0, entry_, bitmap( { 1 } ), ~Shim::PortBitmap() ) );
+      installed( entry_ );
+   }
+   Shim::Rc tunnelIs( const Shim::MirrorTunnel& tunnel ) {
+      return sdk().bcm_mirror_destination_set( 0, 0, { {}, 7, tunnel } );
+   }
+   static Shim::MirrorTunnel tunnel( const char* from, const char* to ) {
+      Shim::MirrorTunnel result;
+      result.srcMac = address( mac( 0x11 ) );
+      result.dstMac = address( mac( 0x22 ) );
+      result.srcIp = *Plix::IpGenAddr::fromString( from );
+      result.dstIp = *Plix::IpGenAddr::fromString( to );
+      return result;
+   }
+   // The copy of a frame that comes in at port 1; nothing if there is none.
+   Bytes copyOf( const Bytes& frame, uint32_t wireLength = 0 ) {
+      receive( 1, frame, wireLength );
+      const bool isCopy = !sent_.empty() && sent_[ 0 ].kind == CopyKind::ingressMirror;
+      return isCopy ? sent_[ 0 ].bytes : Bytes();
+   }
+
+   int entry_ = -1;
+};
+
 } // namespace ChipModel::Test

@@ -118,6 +118,7 @@ inline ChipProfile testProfile() {
    profile.trunks = 16;
    profile.trunkMembers = 8;
    profile.l2Addresses = 64;
+   profile.greKeys = GreKeys::inserted;
    return profile;
 }
 

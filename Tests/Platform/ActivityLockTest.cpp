@@ -34,6 +34,12 @@ class FakeSdk : public Shim::Sdk {
    using Ip6 = Plix::Ip6Addr;
    bool QX_SOC_IS_TOMAHAWKX( int ) const override { return false; }
    Shim::PolicerMode QX_BCM_POLICER_MODE( int ) const override { return {}; }
+   bool QX_SOC_IS_T3X4( int ) const override { return false; }
+   bool QX_SOC_IS_T3X1X2( int ) const override { return false; }
+   bool QX_SOC_IS_T3X5X7( int ) const override { return false; }
+   bool QX_SOC_IS_T3X3( int ) const override { return false; }
+   bool QX_SOC_HAS_FLEX_EDITOR( int ) const override { return false; }
+   uint32_t QX_SDK_VERSION() const override { return 0; }
 #define NOT_HERE( name, ... )                                                              \
    Rc name( __VA_ARGS__ ) override { return QX_BCM_E_UNAVAIL(); }
    NOT_HERE( bcm_field_group_create, int, Shim::FieldStage, Shim::QualifierSet, int, int* )
@@ -81,6 +87,17 @@ class FakeSdk : public Shim::Sdk {
    NOT_HERE( bcm_field_qualifier_delete, int, int, Shim::Qualifier )
    NOT_HERE( bcm_field_action_add, int, int, Shim::FieldAction, uint32_t, uint32_t )
    NOT_HERE( bcm_field_action_remove, int, int, Shim::FieldAction )
+   NOT_HERE( bcm_switch_control_set, int, Shim::SwitchControl, int )
+   NOT_HERE( soc_mem_read, int, Shim::Memory, Shim::MemBlock, int, Shim::MemEntry* )
+   NOT_HERE( soc_mem_write, int, Shim::Memory, Shim::MemBlock, int, const Shim::MemEntry* )
+   NOT_HERE( soc_mem_field32_get, int, Shim::Memory, const Shim::MemEntry*, Shim::MemField,
+         uint32_t* )
+   NOT_HERE( soc_mem_field32_set, int, Shim::Memory, Shim::MemEntry*, Shim::MemField, uint32_t )
+   NOT_HERE( bcmlt_entry_allocate, int, const char*, Shim::bcmlt_entry_handle_t* )
+   NOT_HERE( bcmlt_entry_field_add, Shim::bcmlt_entry_handle_t, const char*, uint64_t )
+   NOT_HERE( bcmlt_pt_entry_commit, Shim::bcmlt_entry_handle_t, Shim::PtOpcode,
+         Shim::LtPriority )
+   NOT_HERE( bcmlt_entry_free, Shim::bcmlt_entry_handle_t )
    NOT_HERE( bcm_mirror_destination_set, int, int, const Shim::MirrorDestination& )
    NOT_HERE( bcm_mirror_destination_destroy, int, int )
    NOT_HERE( bcm_port_enable_set, int, int, bool )

@@ -292,7 +292,7 @@ std::vector< std::string > directChips() {
    return names;
 }
 INSTANTIATE_TEST_SUITE_P( Profiles, EveryDirectChip, ::testing::ValuesIn( directChips() ),
-      []( const auto& chip ) { return chip.param; } );
+      []( const auto& chip ) { return testName( chip.param ); } );
 
 TEST( ChipWithoutTcamHelpers, mirrorsNothingAndSaysSo ) {
    for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {

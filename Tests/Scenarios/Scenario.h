@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -36,6 +37,12 @@ class TemporaryFile {
  private:
    std::filesystem::path path_;
 };
+
+// A chip profile's name as a part of a test's, which has no hyphens.
+inline std::string testName( std::string profile ) {
+   std::ranges::replace( profile, '-', '_' );
+   return profile;
+}
 
 // An Ethernet frame of 64 bytes; vlan 0: untagged. `tag` is its first payload byte.
 inline Bytes frame( uint8_t source, uint8_t destination, uint16_t vlan = 0, uint8_t tag = 0 ) {

@@ -1,0 +1,36 @@
+#pragma once
+
+// The mirroring configuration that all slices read: the sessions that are served, and their GRE
+// keys. Each chip's publisher keeps those of its own.
+//
+// A key is announced before copies are sent with it, and taken back only when none is sent any
+// more: in between the chip knows how to send both.
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "Platform/Mirroring/Config.h"
+
+namespace Agent {
+
+class MirroringSessions {
+ public:
+   using Key = std::optional< uint32_t >;
+   using Keys = std::map< std::string, Key >; // by session
+
+   explicit MirroringSessions( Zol::Ptr< Mirroring::Config > config ) : config_( config ) {}
+
+   // Sessions of a chip that are served from now on. Keys come, none goes.
+   void announce( int unit, const Keys& sessions );
+   // These are all that the chip serves, as they are.
+   void settle( int unit, const Keys& sessions );
+
+ private:
+   void set( int unit, const std::string& session, const Key& key );
+
+   Zol::Ptr< Mirroring::Config > config_;
+   std::map< std::string, int > units_; // of each session, the chip that serves it
+};
+
+} // namespace Agent

@@ -1,0 +1,432 @@
+// Chip-wide settings, tunnel profiles and the loopback port: what is written when, and what stops
+// the agent.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
+
+#include "ChipModel/Switch.h"
+#include "Platform/Karvel/SdkCall.h"
+#include "Platform/KarvelLib/Toggles.h"
+#include "PluginMounters/Slice/GreKeyTables.h"
+#include "PluginMounters/Slice/LoopbackHelperSm.h"
+#include "PluginMounters/Slice/MtpProgramInfoSm.h"
+
+namespace KarvelMirror::Slice {
+
+using ChipModel::SdkCall;
+
+namespace {
+
+class SliceConfigTest : public ::testing::Test {
+ protected:
+   SliceConfigTest() {
+      Zol::activityManager().timeSourceIs( Zol::TimeSource::virtualTime );
+      ::Shim::sdk_ = &box.sdk();
+      Karvel::sdkErrorStreamIs( &errors );
+   }
+   ~SliceConfigTest() override { Karvel::sdkErrorStreamIs( nullptr ); }
+
+   void chip( const std::string& profile, uint16_t unit = 0 ) {
+      box.addChip( unit, *ChipModel::chipProfile( profile ) );
+      scsd->unitIs( unit );
+   }
+   Zol::Ptr< ConfigSm > configSm() {
+      auto made = Zol::make< ConfigSm >( *scsd, sessions );
+      made->zolStart();
+      return made;
+   }
+   void key( const std::string& session, uint32_t value ) {
+      sessions->sessionIs( session )->greTunnelKeyIs( Mirroring::GreTunnelKey( value ) );
+   }
+   void run() { Zol::activityManager().runUntilIdle(); }
+   uint64_t writes() { return calls( SdkCall::soc_mem_write ); }
+   uint64_t calls( SdkCall call ) { return box.control().gate().calls( call ); }
+   ChipModel::ChipState state( int unit = 0 ) { return box.control().state( unit ); }
+   void refuse( SdkCall call, Shim::Rc rc = Shim::Sdk::QX_BCM_E_FAIL() ) {
+      ChipModel::Fault fault;
+      fault.call = call;
+      fault.rc = rc;
+      box.control().gate().faultAdd( fault );
+   }
+   // What differs from the chip as it was.
+   std::vector< std::string > changes( const ChipModel::ChipState& before ) {
+      return ChipModel::differences(
+            before, state( before.unit ), ChipModel::ReadBackScope::programmed );
+   }
+   static void togglesAre( const char* json ) {
+      const auto folder = std::filesystem::temp_directory_path() /
+            ( "karvel-keys-" + std::to_string( getpid() ) );
+      std::filesystem::create_directory( folder );
+      std::ofstream( folder / "KarvelLib.json" ) << json;
+      KarvelLib::toggleDirectoryIs( folder.string() );
+      (void)karvelMirrorGreKey();
+      std::filesystem::remove_all( folder );
+   }
+
+   ChipModel::Switch box;
+   std::ostringstream errors;
+   Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
+   Zol::Ptr< Mirroring::Config > sessions = Zol::make< Mirroring::Config >();
+};
+
+class EveryKeyFamily : public SliceConfigTest,
+                       public ::testing::WithParamInterface< std::string > {};
+
+} // namespace
+
+TEST_P( EveryKeyFamily, ThePatchIsInWhileASessionHasAKey ) {
+   chip( GetParam() );
+   auto machine = configSm();
+   const ChipModel::ChipState before = state();
+   const uint64_t started = box.control().gate().calls();
+   const uint64_t atStart = writes();
+   sessions->sessionIs( "plain" );
+   run();
+   EXPECT_EQ( box.control().gate().calls(), started ) << "no finding, no call";
+   key( "a", 0 ); // a key, too
+   run();
+   const uint64_t patch = writes() - atStart;
+   EXPECT_GT( patch, 0u );
+   const ChipModel::ChipState keyed = state();
+   EXPECT_FALSE( changes( before ).empty() );
+   const uint64_t calls = box.control().gate().calls();
+   key( "b", 7 );
+   key( "a", 1 );
+   sessions->sessionDel( "a" );
+   run();
+   EXPECT_EQ( box.control().gate().calls(), calls );
+   EXPECT_TRUE( changes( keyed ).empty() );
+   sessions->sessionIs( "b" )->greTunnelKeyDel();
+   run();
+   EXPECT_EQ( changes( before ), std::vector< std::string >() );
+   EXPECT_FALSE( machine->greKeyPatchApplied() );
+   EXPECT_EQ( writes(), atStart + 2 * patch );
+   // A machine that goes takes it back; another one looks again.
+   key( "b", 7 );
+   run();
+   machine = nullptr;
+   EXPECT_EQ( changes( before ), std::vector< std::string >() );
+   machine = configSm();
+   EXPECT_TRUE( machine->greKeyPatchApplied() );
+   EXPECT_TRUE( changes( keyed ).empty() );
+   EXPECT_EQ( errors.str(), "" );
+}
+INSTANTIATE_TEST_SUITE_P( Families, EveryKeyFamily,
+      ::testing::Values( "tomahawk", "trident3-x4", "trident3-x2", "trident3", "helix5" ),
+      []( const auto& chip ) {
+         return chip.param.find( '-' ) == std::string::npos
+               ? chip.param
+               : std::string( chip.param ).replace( chip.param.find( '-' ), 1, "_" );
+      } );
+
+TEST_F( SliceConfigTest, OneLookServesABurstOfSessions ) {
+   chip( "trident3" );
+   auto machine = configSm();
+   for ( int i = 0; i < 1000; ++i ) {
+      key( "session" + std::to_string( i ), 5 );
+   }
+   run();
+   const uint64_t patched = writes();
+   {
+      Zol::Batch batch;
+      for ( int i = 0; i < 1000; ++i ) {
+         sessions->sessionDel( "session" + std::to_string( i ) );
+      }
+      key( "last", 5 );
+   }
+   EXPECT_EQ( writes(), patched );
+   run();
+   EXPECT_EQ( writes(), patched );
+   EXPECT_TRUE( machine->greKeyPatchApplied() );
+}
+
+TEST_F( SliceConfigTest, WithTheToggleOffNoTableIsWritten ) {
+   GTEST_FLAG_SET( death_test_style, "threadsafe" ); // the toggle is read once per process
+   auto withToggleOff = [ & ] {
+      togglesAre( R"({ "KarvelMirrorGreKey": false })" );
+      chip( "tomahawk" );
+      auto machine = configSm();
+      const uint64_t started = box.control().gate().calls();
+      key( "a", 7 );
+      run();
+      exit( box.control().gate().calls() == started && !machine->greKeyPatchApplied() ? 0 : 1 );
+   };
+   EXPECT_EXIT( withToggleOff(), ::testing::ExitedWithCode( 0 ), "" );
+}
+
+TEST_F( SliceConfigTest, ARefusedEntryIsTracedAndTheOthersAreWritten ) {
+   chip( "tomahawk", 0 );
+   chip( "tomahawk", 1 );
+   auto machine = configSm();
+   const ChipModel::ChipState second = state( 1 );
+   refuse( SdkCall::soc_mem_read );
+   key( "a", 7 );
+   run();
+   EXPECT_EQ( errors.str(),
+         "soc_mem_read( unit, mem, MEM_BLOCK_ANY, idx, entry ) API ERROR:Operation failed "
+         "(rc:-11)\n" );
+   EXPECT_EQ( writes(), 3u ); // two entries on each chip, but for one
+   EXPECT_EQ( changes( second ).size(), 8u );
+}
+
+TEST_F( SliceConfigTest, QueueControlsAreSetOnTheTomahawkFamilyOnly ) {
+   chip( "trident3" );
+   configSm();
+   EXPECT_EQ( calls( SdkCall::bcm_switch_control_set ), 0u );
+}
+
+TEST_F( SliceConfigTest, AnUnavailableQueueControlIsToleratedAndAnotherErrorIsTraced ) {
+   chip( "tomahawk" );
+   refuse( SdkCall::bcm_switch_control_set, Shim::Sdk::QX_BCM_E_UNAVAIL() );
+   configSm();
+   EXPECT_EQ( errors.str(), "" );
+   EXPECT_EQ( state().switchControls[ 0 ].value, -1 );
+   EXPECT_EQ( state().switchControls[ 1 ].value, 0 );
+   refuse( SdkCall::bcm_switch_control_set );
+   auto machine = configSm();
+   EXPECT_EQ( errors.str(),
+         "bcm_switch_control_set( i.key(), bcmSwitchMirrorUnicastCosq, 0 ) API ERROR:Operation "
+         "failed (rc:-11)\n" );
+   key( "a", 7 );
+   run();
+   EXPECT_TRUE( machine->greKeyPatchApplied() ) << "start goes on";
+}
+
+TEST_F( SliceConfigTest, AnSdkWhoseEditorProfilesAreNotKnownStopsTheAgent ) {
+   box.control().sdkVersionIs( 60524 );
+   chip( "trident3" );
+   configSm();
+   EXPECT_EQ( writes(), 2u );
+   ChipModel::Switch newer;
+   newer.control().sdkVersionIs( 70100 );
+   newer.addChip( 0, *ChipModel::chipProfile( "trident3" ) );
+   ::Shim::sdk_ = &newer.sdk();
+   EXPECT_DEATH( configSm(), "Unsupported SDK version. Please see the note above, and add" );
+}
+
+// --- Tunnel profiles ------------------------------------------------------------------------
+
+namespace {
+
+class TunnelConfigTest : public SliceConfigTest {
+ protected:
+   void tunnel(
+         uint8_t id, uint32_t headerSize, bool active = true, const char* to = "1.2.3.4" ) {
+      Zol::Batch batch;
+      auto made = info->tunnelIs( TunnelId( id ) );
+      TunnelParameters parameters;
+      parameters.dstIpIs( *Plix::IpGenAddr::fromString( to ) );
+      made->parametersIs( parameters );
+      made->headerSizeIs( headerSize );
+      made->activeIs( active );
+   }
+   Zol::Ptr< MtpTunnelConfigSm > machine( Zol::Ptr< PtHelper > helper ) {
+      auto made = Zol::make< MtpTunnelConfigSm >(
+            0, uint8_t{ 16 }, "EGR_HEADER_INSERT_PROFILE", info, helper );
+      made->zolStart();
+      return made;
+   }
+   // The next sixteen writes, by profile index, and that they are in order.
+   std::vector< TableValues > written( MockPtHelper& helper ) {
+      std::vector< TableValues > entries;
+      for ( uint64_t idx = 0; idx < 16; ++idx ) {
+         entries.push_back( helper.dataDeq() );
+         EXPECT_EQ( entries.back().fields( "BCMLT_PT_INDEX" ), 16 + idx );
+      }
+      return entries;
+   }
+   static std::vector< uint64_t > sizes( const TableValues& entry ) {
+      return { entry.fields( "INSERT_0_VALID" ), entry.fields( "HDR_ID_LIST_0_HDR_SIZE" ),
+         entry.fields( "INSERT_0_ENGINE_ID" ), entry.fields( "INSERT_1_VALID" ),
+         entry.fields( "HDR_ID_LIST_1_HDR_SIZE" ),
+         entry.fields( "HDR_ID_LIST_1_INS_COMMAND_NUM" ) };
+   }
+
+   Zol::Ptr< LogicalFapMtpProgramInfo > info =
+         Zol::make< LogicalFapMtpProgramInfo >( LogicalFap::LogicalFapId( 0 ) );
+   Zol::Ptr< MockPtHelper > mock = Zol::make< MockPtHelper >();
+   using Sizes = std::vector< uint64_t >;
+};
+
+} // namespace
+
+TEST_F( TunnelConfigTest, AHeaderIsInsertedInOnePieceOrTwo ) {
+   tunnel( 3, 50 );
+   tunnel( 0, 100, true, "2001:db8::1" );
+   tunnel( 1, 40, false );
+   tunnel( 2, 64 );
+   auto made = machine( mock );
+   const auto entries = written( *mock );
+   EXPECT_EQ( sizes( entries[ 5 ] ), ( Sizes{ 1, 50, 13, 0, 0, 0 } ) );
+   EXPECT_EQ( sizes( entries[ 2 ] ), ( Sizes{ 1, 64, 13, 1, 36, 1 } ) );
+   EXPECT_EQ( sizes( entries[ 4 ] ), ( Sizes{ 1, 64, 13, 0, 0, 0 } ) );
+   for ( size_t idx : { 0, 1, 3, 6, 15 } ) {
+      for ( const auto& [ field, value ] : entries[ idx ].fields() ) {
+         EXPECT_TRUE( field == "BCMLT_PT_INDEX" || value == 0 ) << idx << " " << field;
+      }
+      EXPECT_EQ( entries[ idx ].fieldss(), 12u );
+   }
+   EXPECT_EQ( mock->queued(), 0u );
+   EXPECT_EQ( mock->data( 0 ).fields( "BCMLT_PT_INDEX" ), 31u );
+}
+
+TEST_F( TunnelConfigTest, AnyChangeOfAHeaderRewritesAllEntriesOnce ) {
+   tunnel( 3, 50 );
+   auto made = machine( mock );
+   written( *mock );
+   tunnel( 3, 50, true, "1.2.3.5" ); // the same header to somebody else
+   EXPECT_EQ( mock->queued(), 0u );
+   tunnel( 3, 54 );
+   EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 54u );
+   EXPECT_EQ( mock->queued(), 0u );
+   info->tunnelDel( TunnelId( 3 ) );
+   EXPECT_EQ( sizes( written( *mock )[ 5 ] ), ( Sizes{ 0, 0, 0, 0, 0, 0 } ) );
+   tunnel( 3, 54, true, "2001:db8::1" );
+   EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 54u );
+   made = nullptr;
+   EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 0u ) << "gone with the machine";
+   EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), 0u );
+}
+
+TEST_F( TunnelConfigTest, TheChipsTableIsWrittenByLogicalEntries ) {
+   chip( "trident4" );
+   auto made = machine( Zol::make< BcmPtHelper >() );
+   const uint64_t commits = calls( SdkCall::bcmlt_pt_entry_commit );
+   tunnel( 3, 50 );
+   EXPECT_EQ( calls( SdkCall::bcmlt_pt_entry_commit ), commits + 16 );
+   EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), calls( SdkCall::bcmlt_entry_free ) );
+   EXPECT_EQ( state().insertProfiles.at( 5 ).index, 21 );
+   EXPECT_EQ( state().insertProfiles.at( 5 ).fields.at( 6 ).second, 50u );
+}
+
+TEST_F( TunnelConfigTest, ARefusedTableCallStopsTheProcessWithItsText ) {
+   chip( "trident4" );
+   auto made = machine( Zol::make< BcmPtHelper >() );
+   const std::pair< SdkCall, const char* > refusals[] = {
+      { SdkCall::bcmlt_entry_allocate,
+            "PtHelper.cpp:[0-9]+: bcmlt_entry_allocate\\( unit, table.charPtr\\(\\), &entry "
+            "\\)" },
+      { SdkCall::bcmlt_entry_field_add,
+            "bcmlt_entry_field_add\\( entry, field.charPtr\\(\\), value \\)" },
+      { SdkCall::bcmlt_pt_entry_commit,
+            "bcmlt_pt_entry_commit\\( entry, BCMLT_PT_OPCODE_SET, BCMLT_PRIORITY_NORMAL \\)" },
+      { SdkCall::bcmlt_entry_free, "bcmlt_entry_free\\( entry \\)" },
+   };
+   for ( const auto& [ call, text ] : refusals ) {
+      EXPECT_DEATH(
+            {
+               refuse( call );
+               tunnel( 3, 50 );
+            },
+            text );
+   }
+   EXPECT_DEATH( tunnel( 14, 50 ), "idx < 16" );
+   tunnel( 13, 50 );
+}
+
+TEST_F( TunnelConfigTest, TheBringUpNeedsTheChipsFirstProfile ) {
+   chip( "trident3" );
+   auto bringUp = [ & ] {
+      auto made = Zol::make< MtpProgramInfoSm >(
+            0, Orv::TaskSchedulerRoot::findOrCreateScheduler(), scsd, sessions, info );
+      made->zolStart();
+      return made;
+   };
+   EXPECT_DEATH( bringUp(), "mirrAttr && mirrAttr->mirrorEditIdBase\\(\\)" );
+   auto features = Zol::make< KarvelCentral::ChipProfile >( "trident3" );
+   auto mirror = Zol::make< KarvelChipAttributesMirror >();
+   features->featureIs( mirror );
+   scsd->chipProfileIs( features );
+   EXPECT_DEATH( bringUp(), "mirrAttr && mirrAttr->mirrorEditIdBase\\(\\)" );
+   mirror->mirrorEditIdBaseIs( 8 );
+   auto made = bringUp();
+   EXPECT_TRUE(
+         Zol::dynamicCast< const MockPtHelper >( made->mtpTunnelConfigSm()->ptHelper() ) );
+   EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), 0u );
+   mirror->headerInsertionTableIs( "EGR_HEADER_INSERT_PROFILE" );
+   made = nullptr;
+}
+
+// --- The loopback port ------------------------------------------------------------------------
+
+namespace {
+
+class LoopbackTest : public SliceConfigTest {
+ protected:
+   LoopbackTest() {
+      chip( "tomahawk3" );
+      scsd->chipTableIs( Zol::make< KarvelCentral::ChipTable >() );
+      KarvelCentral::ChipAttributes attributes;
+      attributes.chipIs( "tomahawk3" );
+      attributes.loopbackTrunkMapIs( true );
+      scsd->chipAttributesIs( attributes );
+   }
+   Zol::Ptr< LoopbackHelperSm > helper() {
+      auto made = Zol::make< LoopbackHelperSm >( uint16_t{ 0 }, scsd, status, requests );
+      made->zolStart();
+      return made;
+   }
+   void portPlaceIs( uint32_t place ) {
+      Shim::MemEntry entry;
+      box.sdk().soc_mem_field32_set(
+            0, Shim::ING_DEVICE_PORTm, &entry, Shim::SOURCE_TRUNK_MAP_INDEXf, place );
+      box.sdk().soc_mem_write( 0, Shim::ING_DEVICE_PORTm, Shim::MEM_BLOCK_ALL, 161, &entry );
+   }
+
+   Zol::Ptr< KarvelCentral::CpuRecircStatus > status =
+         Zol::make< KarvelCentral::CpuRecircStatus >();
+   Zol::Ptr< KarvelCentral::PortTabWriteRequestDir > requests =
+         Zol::make< KarvelCentral::PortTabWriteRequestDir >();
+};
+
+} // namespace
+
+TEST_F( LoopbackTest, ThePortIsEnteredInTheMapOnceItIsKnown ) {
+   using KarvelCentral::PortTab;
+   scsd->karvelModIdIs( 0, 5 );
+   auto made = helper();
+   status->portIs( "Loopback1", { 0, 161 } );
+   EXPECT_EQ( requests->requests(), 0u );
+   status->portIs( "Loopback0", { 3, 161 } ); // of another slice's chip
+   EXPECT_EQ( requests->requests(), 0u );
+   status->portIs( "Loopback0", { 0, 161 } );
+   EXPECT_EQ( requests->requests(), 2u );
+   EXPECT_EQ( requests->request( { PortTab::sourceTrunkMapBase, 5 } ), 161u );
+   EXPECT_EQ( requests->request( { PortTab::sourceTrunkMap, 161 } ), 5u );
+   made = nullptr;
+   EXPECT_EQ( requests->requests(), 0u );
+}
+
+TEST_F( LoopbackTest, WhatCannotBeTrueStopsTheAgent ) {
+   status->portIs( "Loopback0", { 0, 161 } );
+   EXPECT_DEATH( helper(), "scsd\\(\\)->karvelModIdHas\\( sp.unit\\(\\) \\)" );
+   scsd->karvelModIdIs( 0, 5 );
+   EXPECT_DEATH(
+         {
+            Karvel::sdkErrorStreamIs( nullptr );
+            refuse( SdkCall::soc_mem_read );
+            helper();
+         },
+         "soc_mem_read\\( sp.unit\\(\\), ING_DEVICE_PORTm, MEM_BLOCK_ANY, sp.port\\(\\), "
+         "&portEntry \\) API ERROR:Operation failed \\(rc:-11\\)" );
+   const auto error = [ & ]() -> std::string {
+      try {
+         helper();
+      } catch ( const Zol::RangeError& raised ) {
+         return raised.what();
+      }
+      return "";
+   };
+   portPlaceIs( 1024 );
+   EXPECT_EQ( error(), "U10::value < 0 or > 0x03ff not allowed" );
+   portPlaceIs( 1023 );
+   scsd->karvelModIdIs( 0, 257 );
+   EXPECT_EQ( error(),
+         "KarvelCentral::ModId::value < KarvelCentral::ModId::min or > "
+         "KarvelCentral::ModId::null not allowed" );
+}
+
+} // namespace KarvelMirror::Slice

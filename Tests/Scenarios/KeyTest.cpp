@@ -1,0 +1,201 @@
+// GRE keys, inserted headers and the other chip-wide settings, from configuration to copies, on
+// every kind of chip.
+
+#include <algorithm>
+
+#include "Platform/KarvelLib/Toggles.h"
+#include "Tests/Scenarios/Tunnels.h"
+
+namespace Scenario {
+
+namespace {
+
+using ChipModel::ChipProfile;
+using ChipModel::GreKeys;
+
+std::vector< std::string > chipsWhere( bool ( *is )( const ChipProfile& ) ) {
+   std::vector< std::string > names;
+   for ( const ChipProfile& profile : ChipModel::chipProfiles() ) {
+      if ( profile.tcamHelpers && profile.tcamInterface == ChipModel::TcamInterface::direct &&
+            is( profile ) ) {
+         names.emplace_back( profile.name );
+      }
+   }
+   return names;
+}
+
+class EveryChipWithKeys : public ::testing::TestWithParam< std::string > {};
+
+constexpr size_t greAt = 14 + 20;
+const Bytes plainGre{ 0, 0, 0x88, 0xbe };
+const Bytes keyedGre{ 0x20, 0, 0x88, 0xbe, 0, 0, 0, 7 };
+
+// The GRE header of the one copy of a frame that comes in at a port.
+Bytes gre( TunnelRig& rig, const std::string& from, size_t bytes, size_t at = greAt ) {
+   const auto copies = rig.one( from, "Ethernet20" );
+   EXPECT_EQ( copies.size(), 1U );
+   if ( copies.size() != 1 || copies[ 0 ].size() < at + bytes ) {
+      return {};
+   }
+   const auto start = copies[ 0 ].begin() + static_cast< ptrdiff_t >( at );
+   EXPECT_EQ(
+         Bytes( start + static_cast< ptrdiff_t >( bytes ), copies[ 0 ].end() ), frame( 1, 2 ) );
+   return Bytes( start, start + static_cast< ptrdiff_t >( bytes ) );
+}
+
+// What differs from the chip at the start, but for forwarding.
+size_t settingsChanged(
+      const ChipModel::ChipState& before, const ChipModel::ChipState& after ) {
+   const auto lines =
+         ChipModel::differences( before, after, ChipModel::ReadBackScope::programmed, 1000 );
+   return static_cast< size_t >(
+         std::count_if( lines.begin(), lines.end(), []( const std::string& line ) {
+            return line.starts_with( "EGR_MIRROR_P" ) ||
+                  line.starts_with( "EGR_MIRROR_ENCAP_C" ) || line.starts_with( "EGR_GRE" ) ||
+                  line.starts_with( "EGR_TUNNEL" );
+         } ) );
+}
+
+} // namespace
+
+TEST_P( EveryChipWithKeys, SendsTheKeyWithItsSessionAndNoOther ) {
+   TunnelRig rig( tunnel( "plain", "Ethernet0" ), ways(), GetParam() );
+   const ChipModel::ChipState before = rig.chip();
+   EXPECT_EQ( gre( rig, "Ethernet0", 4 ), plainGre );
+   rig.set( "MIRROR_SESSION|keyed", tunnelJson( "Ethernet4", R"(, "gre_key": "7")" ) );
+   EXPECT_EQ( gre( rig, "Ethernet4", 8 ), keyedGre );
+   EXPECT_EQ( gre( rig, "Ethernet0", 4 ), plainGre );
+   rig.set( "MIRROR_SESSION|plain", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
+   EXPECT_EQ( gre( rig, "Ethernet0", 8 ), keyedGre ) << "a session may change its mind";
+   rig.set( "MIRROR_SESSION|keyed", tunnelJson( "Ethernet4" ) );
+   EXPECT_EQ( gre( rig, "Ethernet4", 4 ), plainGre );
+   EXPECT_EQ( gre( rig, "Ethernet0", 8 ), keyedGre );
+   rig.set( "MIRROR_SESSION|plain", tunnelJson( "Ethernet0" ) );
+   EXPECT_EQ( gre( rig, "Ethernet0", 4 ), plainGre );
+   EXPECT_EQ( settingsChanged( before, rig.chip() ), 0U );
+}
+INSTANTIATE_TEST_SUITE_P( Profiles, EveryChipWithKeys,
+      ::testing::ValuesIn( chipsWhere(
+            []( const ChipProfile& profile ) { return profile.greKeys != GreKeys::none; } ) ),
+      []( const auto& chip ) { return testName( chip.param ); } );
+
+TEST( ChipWithoutKeys, RefusesTheSessionAndSaysWhy ) {
+   TunnelRig rig( tunnel( "keyed", "Ethernet0", R"(, "gre_key": "7")" ), ways(), "trident2" );
+   EXPECT_EQ( rig.session( "keyed" ).phase, Agent::SessionPhase::refused );
+   EXPECT_EQ( rig.session( "keyed" ).reason, "chip profile trident2 sends no GRE keys" );
+}
+
+// Ethernet with a tag, IPv6, GRE with a key: 66 bytes, two insertions.
+TEST( ChipThatInsertsHeaders, SendsAHeaderWholeThatIsLongerThanOneInsertion ) {
+   TunnelRig rig( tunnelSix( "s", "Ethernet0", R"(, "gre_key": "7")" ),
+         R"("VLAN_INTERFACE": { "Vlan20|2001:db8:1::1/64": {} },
+            "NEIGH": { "Vlan20|2001:db8:1::2": { "neigh": "02:00:00:00:02:02" } },
+            "FDB": { "Vlan20|02:00:00:00:02:02": { "port": "Ethernet8", "type": "static" } })",
+         "trident4" );
+   EXPECT_EQ( rig.session( "s" ).phase, Agent::SessionPhase::active )
+         << rig.session( "s" ).reason;
+   const auto copies = rig.one( "Ethernet0", "Ethernet8" );
+   ASSERT_EQ( copies.size(), 1U );
+   ASSERT_EQ( copies[ 0 ].size(), 66 + frameBytes );
+   EXPECT_EQ( Bytes( copies[ 0 ].begin() + 58, copies[ 0 ].begin() + 66 ), keyedGre );
+   EXPECT_EQ( Bytes( copies[ 0 ].begin() + 66, copies[ 0 ].end() ), frame( 1, 2 ) );
+   const uint64_t commits = rig.calls( ChipModel::SdkCall::bcmlt_pt_entry_commit );
+   rig.del( "MIRROR_SESSION|s" );
+   EXPECT_EQ( rig.calls( ChipModel::SdkCall::bcmlt_pt_entry_commit ), commits + 16 );
+   for ( const auto& entry : rig.chip().insertProfiles ) {
+      for ( const auto& [ field, value ] : entry.fields ) {
+         EXPECT_EQ( value, 0U ) << entry.index << " " << field;
+      }
+   }
+}
+
+TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
+   GTEST_FLAG_SET( death_test_style, "threadsafe" ); // toggles are read once per process
+   auto with = [ & ]( const std::string& toggles, auto check ) {
+      const auto folder = std::filesystem::temp_directory_path() /
+            ( "karvel-toggles-" + std::to_string( getpid() ) );
+      std::filesystem::create_directory( folder );
+      std::ofstream( folder / "KarvelLib.json" ) << toggles;
+      KarvelLib::toggleDirectoryIs( folder.string() );
+      check();
+      std::filesystem::remove_all( folder );
+      exit( ::testing::Test::HasFailure() ? 1 : 0 );
+   };
+   const std::string keyed = tunnel( "s", "Ethernet0", R"(, "gre_key": "7")" );
+   auto otherBringUp = [ & ] {
+      TunnelRig rig( keyed, ways(), "trident3" );
+      EXPECT_EQ( gre( rig, "Ethernet0", 8 ), keyedGre );
+   };
+   EXPECT_EXIT( with( R"({ "KarvelMirrorT4Gre": false })", otherBringUp ),
+         ::testing::ExitedWithCode( 0 ), "" );
+   auto noInsertion = [ & ] {
+      TunnelRig rig( keyed, ways(), "trident4" );
+      EXPECT_EQ( rig.session( "s" ).phase, Agent::SessionPhase::refused );
+      EXPECT_NE( rig.session( "s" ).reason.find( "KarvelMirrorT4Gre" ), std::string::npos );
+   };
+   EXPECT_EXIT( with( R"({ "KarvelMirrorT4Gre": false })", noInsertion ),
+         ::testing::ExitedWithCode( 0 ), "" );
+   auto noKeys = [ & ] {
+      TunnelRig rig( keyed, ways(), "tomahawk" );
+      const ChipModel::ChipState before = rig.chip();
+      EXPECT_EQ( gre( rig, "Ethernet0", 4 ), plainGre );
+      EXPECT_NE( rig.session( "s" ).reason.find( "KarvelMirrorGreKey" ), std::string::npos );
+      rig.set( "MIRROR_SESSION|t", tunnelJson( "Ethernet4", R"(, "gre_key": "8")" ) );
+      EXPECT_EQ( settingsChanged( before, rig.chip() ), 0U );
+      EXPECT_EQ( rig.calls( ChipModel::SdkCall::soc_mem_write ), 0U );
+   };
+   EXPECT_EXIT( with( R"({ "KarvelMirrorGreKey": false })", noKeys ),
+         ::testing::ExitedWithCode( 0 ), "" );
+}
+
+TEST( Queue, OfASessionIsWhereItsCopiesLeave ) {
+   Rig rig( network( R"("a": { "type": "SPAN", "src_port": "Ethernet0", "direction": "RX",
+                               "dst_port": "Ethernet20", "queue": "5" },)" +
+                  span( "b", "Ethernet4", "Ethernet24", "RX" ) ),
+         "tomahawk" );
+   Bytes tagged = frame( 1, 2, 10 );
+   tagged[ 14 ] = 0x60; // priority 3
+   rig.send( "Ethernet0", tagged );
+   rig.send( "Ethernet4", tagged );
+   const auto queues = [ & ]( const std::string& port ) {
+      return rig.runtime.chips()
+            .chip( 0 )
+            ->pipeline()
+            .counters( rig.runtime.configuration().ports.at( port ).chipPort )
+            .queues;
+   };
+   EXPECT_EQ( queues( "Ethernet20" )[ 5 ].packets, 1U );
+   EXPECT_EQ( queues( "Ethernet24" )[ 0 ].packets, 1U ) << "as the switch controls say";
+   EXPECT_EQ( queues( "Ethernet8" )[ 3 ].packets, 2U ) << "the frames themselves";
+}
+
+TEST( LoopbackPort, IsInTheSourceTrunkMapOfItsChip ) {
+   Rig rig( network( span( "s", "Ethernet0", "Ethernet20", "RX" ) ), "trident4" );
+   const auto value = [ & ]( Shim::Memory memory, int index, Shim::MemField field ) {
+      return rig.runtime.chips().chip( 0 )->tables().memories.value( { memory, index, field } );
+   };
+   EXPECT_EQ( value( Shim::SOURCE_TRUNK_MAP_MODBASEm, 0, Shim::BASEf ), 161U );
+   for ( const auto& entry : rig.runtime.chips().control().state( 0 ).memories ) {
+      EXPECT_TRUE( entry.stamp.writer != "unknown" ) << entry.stamp.writer;
+   }
+}
+
+TEST( TwoChips, HaveSettingsOfTheirOwn ) {
+   TunnelRig rig( R"({
+     "CHIP": { "0": { "ports": "Ethernet0,Ethernet4", "profile": "trident4" },
+               "1": { "ports": "Ethernet100,Ethernet104", "profile": "tomahawk" } },
+     "PORT": { "Ethernet0": {}, "Ethernet4": {}, "Ethernet100": {}, "Ethernet104": {} },
+     "INTERFACE": { "Ethernet104|192.0.2.1/30": {} },
+     "NEIGH": { "Ethernet104|192.0.2.2": { "neigh": "02:00:00:00:02:01" } },
+     "MIRROR_SESSION": { "s": { "type": "ERSPAN", "direction": "RX", "src_ip": "192.0.2.1",
+                                "dst_ip": "192.0.2.2", "src_port": "Ethernet100" } } })" );
+   const ChipModel::ChipState before = rig.chip();
+   const ChipModel::ChipState other = rig.runtime.chips().control().state( 1 );
+   rig.set( "MIRROR_SESSION|s", R"({ "type": "ERSPAN", "direction": "RX",
+      "src_ip": "192.0.2.1", "dst_ip": "192.0.2.2", "src_port": "Ethernet100",
+      "gre_key": "7" })" );
+   EXPECT_EQ( ChipModel::differences( before, rig.chip() ), std::vector< std::string >() );
+   EXPECT_NE( settingsChanged( other, rig.runtime.chips().control().state( 1 ) ), 0U );
+}
+
+} // namespace Scenario
