@@ -43,6 +43,10 @@ struct ConfigSource::State {
    std::set< std::string > saidWarnings;
 
    LoadResult validate( const Tables& candidate ) const;
+   // Reads and validates a file; `candidate` is what it says.
+   LoadResult read( const std::string& path, Tables& candidate ) const;
+   // Unless there are errors, what was read takes the place of all before.
+   LoadResult replace( LoadResult result, Tables candidate );
    LoadResult accept( LoadResult result );
    // Puts an entry into the tables, or takes it out, and validates them. With errors, the
    // tables are as they were. (They may be large: a copy of them would cost more than all the
@@ -125,25 +129,53 @@ void ConfigSource::defaultProfileIs( const std::string& profile ) {
    state_->defaultProfile = profile;
 }
 
-LoadResult ConfigSource::load( const std::string& path ) {
+LoadResult ConfigSource::State::read( const std::string& path, Tables& candidate ) const {
    std::vector< Diagnostic > errors;
    const std::string text = readConfigFile( path, errors );
-   Tables candidate;
    if ( errors.empty() ) {
       candidate = parseTables( text, path, errors );
    }
    if ( candidate.tables.empty() && !errors.empty() ) {
       return failed( errors ); // nothing that could be looked into further
    }
-   LoadResult result = state_->validate( candidate );
+   LoadResult result = validate( candidate );
    result.errors.insert( result.errors.end(), errors.begin(), errors.end() );
    sortByPlace( result.errors );
+   return result;
+}
+
+LoadResult ConfigSource::State::replace( LoadResult result, Tables candidate ) {
    if ( !result.errors.empty() ) {
       return result;
    }
-   state_->saidWarnings.clear();
-   state_->tables = std::move( candidate );
-   return state_->accept( std::move( result ) );
+   saidWarnings.clear();
+   tables = std::move( candidate );
+   return accept( std::move( result ) );
+}
+
+LoadResult ConfigSource::load( const std::string& path ) {
+   Tables candidate;
+   LoadResult result = state_->read( path, candidate );
+   return state_->replace( std::move( result ), std::move( candidate ) );
+}
+
+LoadResult ConfigSource::reload( const std::string& path ) {
+   Tables candidate;
+   LoadResult result = state_->read( path, candidate );
+   const auto& chips = result.configuration.chips;
+   if ( result.errors.empty() && chips != state_->current.chips ) {
+      Place place{ path, 0 };
+      for ( const auto& [ unit, chip ] : chips ) {
+         const auto at = state_->current.chips.find( unit );
+         if ( at == state_->current.chips.end() || !( at->second == chip ) ) {
+            place.line = chip.place.line;
+            break;
+         }
+      }
+      result.errors.push_back( { place, "CHIP: the chips are fixed while the agent runs; "
+                                        "allowed: the table as it was at the start" } );
+   }
+   return state_->replace( std::move( result ), std::move( candidate ) );
 }
 
 LoadResult ConfigSource::set(

@@ -40,6 +40,8 @@ class ConfigSource {
    // Reads a file in any of the three shapes of the convention. With errors, what was
    // loaded before stays.
    LoadResult load( const std::string& path );
+   // The same for a running agent, whose chips are fixed: an error if they would be others.
+   LoadResult reload( const std::string& path );
    // Sets one entry ("PORT|Ethernet0", "VLAN_MEMBER|Vlan10|Ethernet0") to the fields of a
    // JSON object. With errors, nothing has changed.
    LoadResult set(

@@ -120,6 +120,18 @@ void CaptureWriter::complete() {
 
 void CaptureWriter::commit() {
    complete();
+   takeName();
+}
+
+void CaptureWriter::publish() {
+   ZOL_ASSERT( dumper_ );
+   if ( pcap_dump_flush( dumper_.get() ) != 0 ) {
+      failWrite();
+   }
+   takeName();
+}
+
+void CaptureWriter::takeName() {
    if ( !temporary_.empty() ) {
       if ( ::rename( temporary_.c_str(), path_.c_str() ) != 0 ) {
          failWrite();

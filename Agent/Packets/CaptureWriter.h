@@ -9,7 +9,7 @@
 // A file is written whole or not at all: frames go to a hidden file beside it, which takes
 // the name at commit(). A writer that ends without commit() leaves nothing behind and an
 // older file of that name as it was. Whoever is killed in between leaves the hidden file
-// (".NAME.N.part"), which nothing reads.
+// (".NAME.N.part"), which nothing reads. For whoever runs on and on there is publish().
 //
 // All errors (directory not writable, disk full, the name is a directory) are CaptureError.
 
@@ -44,6 +44,9 @@ class CaptureWriter {
    void complete();
    // Completes the file, if complete() has not, and gives it its name.
    void commit();
+   // Gives the file its name, if it has not got it, with all frames so far in it: others can
+   // read it while more are written.
+   void publish();
 
    const std::string& path() const { return path_; }
    uint64_t frames() const { return frames_; }
@@ -53,6 +56,7 @@ class CaptureWriter {
       void operator()( pcap_dumper* dumper ) const;
    };
    void openTemporary();
+   void takeName();
    [[noreturn]] void failWrite() const;
 
    std::string path_;

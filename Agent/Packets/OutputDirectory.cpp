@@ -39,19 +39,24 @@ OutputDirectory::OutputDirectory( std::string path, const std::vector<std::strin
       const std::vector<std::string>& inputs )
       : path_( std::move( path ) ) {
    for ( const std::string& port : ports ) {
-      checkPortName( port );
-      for ( OutputKind kind : { OutputKind::Forwarded, OutputKind::Mirrored } ) {
-         std::string name = fileName( port, kind );
-         if ( !files_.try_emplace( name ).second ) {
-            throw CaptureError(
-                  "port \"" + port + "\": " + name +
-                  " would hold the packets of two ports; allowed: names that differ, also "
-                  "with \".mirror\" appended" );
-         }
-      }
+      addPort( port );
    }
    makeDirectory();
-   checkOutputs( inputs );
+   for ( const auto& [name, unused] : files_ ) {
+      checkOutput( path_ + "/" + name, inputs );
+   }
+}
+
+void OutputDirectory::addPort( const std::string& port ) {
+   checkPortName( port );
+   for ( OutputKind kind : { OutputKind::Forwarded, OutputKind::Mirrored } ) {
+      std::string name = fileName( port, kind );
+      if ( !files_.try_emplace( name ).second ) {
+         throw CaptureError( "port \"" + port + "\": " + name +
+                             " would hold the packets of two ports; allowed: names that "
+                             "differ, also with \".mirror\" appended" );
+      }
+   }
 }
 
 void OutputDirectory::makeDirectory() {
@@ -73,17 +78,21 @@ void OutputDirectory::makeDirectory() {
    }
 }
 
-void OutputDirectory::checkOutputs( const std::vector<std::string>& inputs ) const {
-   for ( const auto& [name, unused] : files_ ) {
-      std::string file = path_ + "/" + name;
-      CaptureWriter::checkReplaceable( file );
-      for ( const std::string& input : inputs ) {
-         std::error_code missing; // a file that is missing is no other file
-         if ( std::filesystem::equivalent( file, input, missing ) ) {
-            throw CaptureError(
-                  file + ": is an input of this run; allowed: another output directory" );
-         }
+void OutputDirectory::checkOutput(
+      const std::string& file, const std::vector<std::string>& inputs ) const {
+   CaptureWriter::checkReplaceable( file );
+   for ( const std::string& input : inputs ) {
+      std::error_code missing; // a file that is missing is no other file
+      if ( std::filesystem::equivalent( file, input, missing ) ) {
+         throw CaptureError(
+               file + ": is an input of this run; allowed: another output directory" );
       }
+   }
+}
+
+void OutputDirectory::checkInput( const std::string& file ) const {
+   for ( const auto& [name, unused] : files_ ) {
+      checkOutput( path_ + "/" + name, { file } );
    }
 }
 
@@ -96,11 +105,22 @@ OutputDirectory::~OutputDirectory() {
 
 CaptureWriter& OutputDirectory::writer( std::string_view port, OutputKind kind ) {
    auto it = files_.find( fileName( port, kind ) );
-   ZOL_ASSERT( it != files_.end() && "unknown port" );
+   if ( it == files_.end() ) {
+      addPort( std::string( port ) ); // configured since
+      it = files_.find( fileName( port, kind ) );
+   }
    if ( !it->second ) {
       it->second = std::make_unique<CaptureWriter>( path_ + "/" + it->first );
    }
    return *it->second;
+}
+
+void OutputDirectory::removeEarlier( const std::string& name ) const {
+   const std::string path = path_ + "/" + name;
+   if ( isRegularFile( path ) && ::unlink( path.c_str() ) != 0 ) {
+      throw CaptureError( path + ": is of an earlier run and cannot be removed (" +
+                          std::strerror( errno ) + ")" );
+   }
 }
 
 void OutputDirectory::commit() {
@@ -111,14 +131,24 @@ void OutputDirectory::commit() {
    }
    made_ = false;
    for ( auto& [name, file] : files_ ) {
-      std::string path = path_ + "/" + name;
       if ( file ) {
          file->commit();
-      } else if ( isRegularFile( path ) && ::unlink( path.c_str() ) != 0 ) {
-         throw CaptureError( path + ": is of an earlier run and cannot be removed (" +
-                             std::strerror( errno ) + ")" );
+      } else {
+         removeEarlier( name );
       }
    }
+}
+
+void OutputDirectory::publish() {
+   made_ = false;
+   for ( auto& [name, file] : files_ ) {
+      if ( file ) {
+         file->publish();
+      } else if ( !published_ ) {
+         removeEarlier( name );
+      }
+   }
+   published_ = true;
 }
 
 } // namespace Agent

@@ -14,6 +14,9 @@
 // goes again. All files are complete before the first gets its name, so a full disk changes
 // nothing.
 //
+// An agent that runs on and on calls publish() instead, as often as it likes: the files have
+// their names from then on, and whatever was written is in them.
+//
 // Port names become file names as they are. The directory is made if it is missing; its
 // parent has to exist. An output that would replace one of the run's own inputs is refused.
 // All errors are CaptureError.
@@ -43,23 +46,31 @@ class OutputDirectory {
    OutputDirectory( const OutputDirectory& ) = delete;
    OutputDirectory& operator=( const OutputDirectory& ) = delete;
 
-   // The writer of one of the ports given at construction, made at the first call. It stays
-   // where it is until the directory ends: keep the reference where speed matters.
+   // The writer of a port, made at the first call. Ports that were not given at construction
+   // are checked now. It stays where it is until the directory ends: keep the reference where
+   // speed matters.
    CaptureWriter& writer( std::string_view port, OutputKind kind );
 
    // Puts this run's files in place. Once, and no frame afterwards.
    void commit();
+   // Puts in place what was written so far; more can be written.
+   void publish();
+   // For an input that becomes known only now: refused if it is one of the outputs.
+   void checkInput( const std::string& file ) const;
 
    const std::string& path() const { return path_; }
 
   private:
+   void addPort( const std::string& port );
    void makeDirectory();
-   void checkOutputs( const std::vector<std::string>& inputs ) const;
+   void checkOutput( const std::string& file, const std::vector<std::string>& inputs ) const;
+   void removeEarlier( const std::string& name ) const;
 
    std::string path_;
    // Every file that is ours to write, by name; no writer as long as nothing was sent.
    std::map<std::string, std::unique_ptr<CaptureWriter>> files_;
-   bool made_ = false; // by us, and nothing is committed yet
+   bool made_ = false;      // by us, and nothing is committed yet
+   bool published_ = false; // what was there of earlier runs has gone
 };
 
 } // namespace Agent

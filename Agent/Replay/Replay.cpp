@@ -55,6 +55,15 @@ CaptureWriter& Outlet::fetch(
    return *place;
 }
 
+void Outlet::publish() {
+   files_->publish();
+   writePlots();
+   // The next configuration may give a chip's port another name.
+   for ( auto& unit : ports_ ) {
+      unit.assign( unit.size(), {} );
+   }
+}
+
 void Outlet::commit() {
    files_->commit();
    writePlots();

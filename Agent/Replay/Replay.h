@@ -27,6 +27,11 @@ class Outlet : public ChipModel::FrameSink {
    void sent( const ChipModel::SentFrame& sent ) override;
    // Puts the files in place. CaptureError if that cannot be done.
    void commit();
+   // The same for what was sent so far; more may be sent, also by ports that are configured
+   // later.
+   void publish();
+   // CaptureError if the file is one of the outputs.
+   void checkInput( const std::string& file ) const { files_->checkInput( file ); }
 
  private:
    void writePlots() const;

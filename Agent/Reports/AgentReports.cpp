@@ -10,16 +10,6 @@ namespace Agent {
 
 namespace {
 
-const char* phaseName( SessionPhase phase ) {
-   switch ( phase ) {
-   case SessionPhase::active: return "active";
-   case SessionPhase::inactive: return "inactive";
-   case SessionPhase::refused: return "refused";
-   case SessionPhase::failed: return "failed";
-   default: return "pending";
-   }
-}
-
 const char* directionName( SessionDirection direction ) {
    switch ( direction ) {
    case SessionDirection::rx: return "RX";

@@ -26,22 +26,31 @@ const Zol::String loopback = "Loopback0";
 // More than all ports of a chip in all of its mirror destinations.
 constexpr int egressEntriesPerFeature = 4096;
 
-// One chip with all that the agent keeps for it, in the order in which it is built.
+// The plug-in's side of a chip, in the order in which it is built.
 struct Slice {
    Slice( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
          Zol::Ptr< KarvelCentral::ChipTable > chipTable,
          Zol::Ptr< AgentServices::TcamGroupManager > groupManager,
          Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
          Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions )
-         : setup( unit ), host( unit, profile, store, chipTable, groupManager ),
+         : host( unit, profile, store, chipTable, groupManager ),
            publisher( host, programInfo, aclInput, sessions ) {}
 
-   ChipSetup setup;
    SliceHost host;
    CentralPublisher publisher;
 };
 
 } // namespace
+
+const char* phaseName( SessionPhase phase ) {
+   switch ( phase ) {
+   case SessionPhase::active: return "active";
+   case SessionPhase::inactive: return "inactive";
+   case SessionPhase::refused: return "refused";
+   case SessionPhase::failed: return "failed";
+   default: return "pending";
+   }
+}
 
 struct Runtime::State {
    explicit State( const RuntimeOptions& options ) : plugin( options.plugin ) {}
@@ -56,6 +65,7 @@ struct Runtime::State {
    PluginLibrary plugin; // outlives every object of its types
    ChipModel::Switch chips;
    Hubdb::Store store;
+   std::string configPath;
    ConfigSource source;
    Configuration configuration;
    PortStates portStates;
@@ -67,6 +77,7 @@ struct Runtime::State {
    Zol::Ptr< AgentServices::TcamGroupManager > groupManager;
    Zol::Ptr< KarvelCentral::CpuRecircStatus > cpuRecircStatus;
    std::optional< MirroringSessions > mirroringSessions;
+   std::map< int, ChipSetup > setups; // by unit, as the slices
    std::map< int, Slice > slices;
    std::vector< std::string > problems; // what the chips refused of the last configuration
    std::map< std::pair< int, int >, std::string > portNames;
@@ -74,7 +85,7 @@ struct Runtime::State {
 
 Runtime::Runtime( const RuntimeOptions& options ) {
    Zol::ActivityLockHolder lock;
-   Zol::activityManager().timeSourceIs( Zol::TimeSource::virtualTime );
+   Zol::activityManager().timeSourceIs( options.time );
    state_ = std::make_unique< State >( options );
    ::Shim::sdk_ = &state_->chips.sdk();
    state_->chips.control().writersAre( [] {
@@ -89,9 +100,8 @@ Runtime::Runtime( const RuntimeOptions& options ) {
 }
 
 Runtime::~Runtime() {
+   withdraw();
    Zol::ActivityLockHolder lock;
-   state_->slices.clear();
-   Zol::activityManager().runUntilIdle();
    state_->groupManager = nullptr;
    ::Shim::sdk_ = nullptr;
 }
@@ -120,6 +130,7 @@ void Runtime::State::makeStore() {
 
 LoadResult Runtime::start( const std::string& configPath ) {
    Zol::ActivityLockHolder lock;
+   state_->configPath = configPath;
    LoadResult result = state_->source.load( configPath );
    if ( result.errors.empty() ) {
       state_->configuration = result.configuration;
@@ -144,6 +155,7 @@ void Runtime::State::makeSlices() {
       groupManager->unitIs( static_cast< uint32_t >( unit ),
             { profile.aclGroup, profile.portClassBits,
                   profile.policers > 0 ? egressEntriesPerFeature : 0 } );
+      setups.try_emplace( unit, unit );
       Slice& slice = slices
                            .try_emplace( unit, unit, profile, store, chipTable,
                                  groupManager, programInfo, aclInput, *mirroringSessions )
@@ -167,7 +179,7 @@ void Runtime::State::apply( const Configuration& wanted ) {
    }
    problems.clear();
    for ( auto& [ unit, slice ] : slices ) {
-      for ( std::string& problem : slice.setup.configurationIs( configuration, portStates ) ) {
+      for ( std::string& problem : setups.at( unit ).configurationIs( configuration, portStates ) ) {
          problems.push_back( std::move( problem ) );
       }
       slice.host.configurationIs( configuration );
@@ -217,8 +229,26 @@ LoadResult Runtime::del( const std::string& tableAndKey, const Place& place ) {
    return result;
 }
 
+LoadResult Runtime::reload() {
+   Zol::ActivityLockHolder lock;
+   LoadResult result = state_->source.reload( state_->configPath );
+   if ( result.errors.empty() ) {
+      state_->apply( result.configuration );
+   }
+   return result;
+}
+
 const Configuration& Runtime::configuration() const {
    return state_->configuration;
+}
+
+void Runtime::withdraw() {
+   Zol::ActivityLockHolder lock;
+   state_->slices.clear();
+   Zol::activityManager().runUntilIdle();
+   for ( auto& [ unit, setup ] : state_->setups ) {
+      (void)setup.configurationIs( Configuration(), state_->portStates );
+   }
 }
 
 // --- Time and packets ---------------------------------------------------------------------
@@ -230,6 +260,15 @@ double Runtime::now() const {
 void Runtime::advance( double seconds ) {
    Zol::ActivityLockHolder lock;
    Zol::activityManager().advance( seconds );
+}
+
+Zol::Seconds Runtime::nextTime() const {
+   return Zol::activityManager().nextTime();
+}
+
+void Runtime::runDue() {
+   Zol::ActivityLockHolder lock;
+   Zol::activityManager().runUntilIdle();
 }
 
 void Runtime::receive( int unit, int chipPort, const ChipModel::FrameView& frame ) {
@@ -445,6 +484,10 @@ std::optional< std::string > Runtime::linkIs( const std::string& port, bool isUp
    }
    state_->apply( Configuration( state_->configuration ) );
    return {};
+}
+
+bool Runtime::isUp( const std::string& port ) const {
+   return state_->portStates.isUp( state_->configuration, port );
 }
 
 std::optional< std::string > Runtime::capacity( std::string_view what, int value ) {

@@ -9,7 +9,8 @@
 //    runtime.receive( 0, 1, frame );
 //    for ( const SessionState& session : runtime.sessions() ) ...
 //
-// Time is virtual: it moves in advance() only. What an operation causes has happened when it
+// Time is virtual, and moves in advance() only, or real: then whoever runs the agent calls
+// runDue() when nextTime() has come. What an operation causes at once has happened when it
 // returns: the event loop has run until nothing was left to do.
 
 #include <memory>
@@ -22,12 +23,14 @@
 #include "Agent/Rates/RateHistory.h"
 #include "ChipModel/Switch.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
+#include "Platform/Zol/Clock.h"
 
 namespace Agent {
 
 struct RuntimeOptions {
    std::string plugin;         // path of the plug-in's shared object
    std::string defaultProfile; // of chips that name none; empty: the first there is
+   Zol::TimeSource time = Zol::TimeSource::virtualTime;
 };
 
 // What became of a session.
@@ -38,6 +41,9 @@ enum class SessionPhase : uint8_t {
    failed,  // programming failed; it is tried again when something changes, and every 10 s
    pending, // published, no answer yet
 };
+
+// "active", as people read it.
+const char* phaseName( SessionPhase phase );
 
 // One mirror destination that a session holds.
 struct HeldDestination {
@@ -71,11 +77,22 @@ class Runtime {
    // changed while the agent runs.
    LoadResult set( const std::string& tableAndKey, const std::string& json, const Place& place );
    LoadResult del( const std::string& tableAndKey, const Place& place );
+   // Reads the file again. It takes the place of all that is configured, also of what set() and
+   // del() changed; what says the same as before stays as it is in the chips. With errors, one
+   // of which is another CHIP table, nothing has changed.
+   LoadResult reload();
    const Configuration& configuration() const;
+   // Takes everything back from the chips, which can still be read: chips() and units() are all
+   // that may be asked for afterwards.
+   void withdraw();
 
    // --- Time and packets --------------------------------------------------------------------
    double now() const;             // seconds since the start
-   void advance( double seconds ); // 0 or more
+   void advance( double seconds ); // 0 or more; virtual time only
+   // When something is due by itself; Zol::never if nothing is.
+   Zol::Seconds nextTime() const;
+   // Does what is due by now.
+   void runDue();
    // A frame arrives at a chip's port. What leaves goes to the sink of control().
    void receive( int unit, int chipPort, const ChipModel::FrameView& frame );
 
@@ -107,6 +124,8 @@ class Runtime {
    std::optional< std::string > capacity( std::string_view what, int value );
    // The link of a port comes up or goes down.
    std::optional< std::string > linkIs( const std::string& port, bool isUp );
+   // Whether frames can leave by the port: its link and its administrator say up.
+   bool isUp( const std::string& port ) const;
 
  private:
    struct State;
