@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "Agent/CommandLine/CommandLine.h"
+#include "Agent/Live/Live.h"
 #include "Agent/Run/Run.h"
 
 int main( int argc, char** argv ) {
@@ -20,6 +21,8 @@ int main( int argc, char** argv ) {
    case Agent::Verb::run: return Agent::runCommand( *command );
    case Agent::Verb::check: return Agent::checkCommand( *command );
    case Agent::Verb::explain: return Agent::explainCommand( *command );
+   case Agent::Verb::serve: return Agent::serveCommand( *command );
+   case Agent::Verb::ctl: return Agent::ctlCommand( *command );
    default: return Agent::chipsCommand( *command );
    }
 }

@@ -74,6 +74,7 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
    std::vector< std::string > inputs;
    bool strict = false;
    bool json = false;
+   bool realTime = false;
 
    CLI::App app{ "Chip agent with traffic mirroring, on a software model of the chip",
       "karvel-agent" };
@@ -115,6 +116,27 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
    explain->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
          ->option_text( "FILE" );
 
+   CLI::App* serve = app.add_subcommand( "serve", "Run a configuration until told to stop" );
+   addConfig( *serve, command, strict );
+   serve->add_option( "--socket", command.socket, "Where commands are taken" )
+         ->option_text( "PATH" );
+   serve->add_option( "--out", command.out, "Where captures of what left the ports are written" )
+         ->option_text( "DIR" );
+   serve->add_flag( "--real-time", realTime, "Time passes by itself, not in `wait`" );
+   serve->add_option( "--trace", command.trace, "Traces: NAME[/LEVELS],... with '*' in NAME" )
+         ->option_text( "WHAT" );
+   serve->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
+         ->option_text( "FILE" );
+
+   CLI::App* ctl = app.add_subcommand(
+         "ctl", "Send a running agent a command; without one, those of a prompt" );
+   ctl->add_option( "--socket", command.socket, "Where the agent takes commands" )
+         ->option_text( "PATH" );
+   ctl->add_flag( "--json", json, "Print reports as JSON" );
+   // What stands behind the first word of a command is the command's.
+   ctl->prefix_command();
+   ctl->footer( "COMMAND is a step of the script language; `help` lists them." );
+
    CLI::App* check = app.add_subcommand( "check", "Say every error of a configuration" );
    addConfig( *check, command, strict );
    CLI::App* chips = app.add_subcommand( "chips", "List the chip profiles" );
@@ -131,7 +153,18 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
    command.verb = run->parsed()     ? Verb::run
                   : explain->parsed() ? Verb::explain
                   : check->parsed()   ? Verb::check
+                  : serve->parsed()   ? Verb::serve
+                  : ctl->parsed()     ? Verb::ctl
                                       : Verb::chips;
+   std::vector< std::string > words = ctl->remaining();
+   if ( !words.empty() && words.back() == "--json" ) { // also where people like to write it
+      json = true;
+      words.pop_back();
+   }
+   for ( const std::string& word : words ) {
+      command.words += ( command.words.empty() ? "" : " " ) + word;
+   }
+   command.time = realTime ? Zol::TimeSource::realTime : Zol::TimeSource::virtualTime;
    command.format = json ? Format::json : Format::text;
    command.strictness = strict ? Strictness::strict : Strictness::lenient;
    checkValues( command, inputs );

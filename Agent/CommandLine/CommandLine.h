@@ -7,9 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Zol/Clock.h"
+
 namespace Agent {
 
-enum class Verb : uint8_t { run, check, chips, explain };
+enum class Verb : uint8_t { run, check, chips, explain, serve, ctl };
 enum class Format : uint8_t { text, json };
 enum class Strictness : uint8_t { lenient, strict };
 
@@ -32,6 +34,9 @@ struct Command {
    Strictness strictness = Strictness::lenient;
    std::string plugin; // empty: where it is found
    uint64_t packet = 0; // explain this one only; 0: all
+   std::string socket;  // of serve and ctl; empty: where it is by default
+   Zol::TimeSource time = Zol::TimeSource::virtualTime;
+   std::string words; // for ctl to send; empty: those of a prompt or of standard input
 };
 
 // Wrong use of the command line: one line.

@@ -4,7 +4,7 @@
 
 namespace Agent {
 
-std::string toJson( const std::vector< Report >& reports ) {
+std::string toJson( const std::vector< Report >& reports, JsonLayout layout ) {
    using Json = nlohmann::ordered_json;
    Json all = Json::object();
    for ( const Report& report : reports ) {
@@ -21,7 +21,9 @@ std::string toJson( const std::vector< Report >& reports ) {
          rows.push_back( std::move( object ) );
       }
    }
-   return all.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+   const bool isIndented = layout == JsonLayout::indented;
+   return all.dump( isIndented ? 2 : -1, ' ', false, Json::error_handler_t::replace ) +
+          ( isIndented ? "\n" : "" );
 }
 
 } // namespace Agent

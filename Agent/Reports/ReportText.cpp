@@ -6,6 +6,8 @@ namespace Agent {
 
 namespace {
 
+const std::string heading = "== ";
+
 bool isNumber( const Cell& cell ) {
    return std::holds_alternative< int64_t >( cell );
 }
@@ -30,10 +32,23 @@ std::string line( const std::vector< std::string >& cells, const std::vector< si
 
 } // namespace
 
+std::string withStyle( const std::string& plain, Style style ) {
+   if ( style == Style::plain ) {
+      return plain;
+   }
+   std::string text;
+   for ( size_t start = 0; start < plain.size(); ) {
+      const size_t end = std::min( plain.find( '\n', start ), plain.size() );
+      const std::string one = plain.substr( start, end - start );
+      text += one.starts_with( heading ) ? "\033[1m" + one + "\033[0m" : one;
+      text += end < plain.size() ? "\n" : "";
+      start = end + 1;
+   }
+   return text;
+}
+
 std::string toText( const Report& report, Style style ) {
-   const std::string bold = style == Style::terminal ? "\033[1m" : "";
-   const std::string normal = style == Style::terminal ? "\033[0m" : "";
-   std::string text = bold + "== " + report.name + normal + "\n";
+   std::string text = withStyle( heading + report.name + "\n", style );
    if ( report.rows.empty() ) {
       return text + report.empty + "\n\n";
    }

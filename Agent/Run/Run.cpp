@@ -1,8 +1,5 @@
 #include "Agent/Run/Run.h"
 
-#include <unistd.h>
-
-#include <cstdlib>
 #include <iostream>
 
 #include "Agent/Explain/Explainer.h"
@@ -15,11 +12,6 @@
 namespace Agent {
 
 namespace {
-
-Style outputStyle() {
-   return isatty( STDOUT_FILENO ) && !std::getenv( "NO_COLOR" ) ? Style::terminal
-                                                                : Style::plain;
-}
 
 // Prints reports as they come, or keeps them for one JSON document at the end.
 class Printer {

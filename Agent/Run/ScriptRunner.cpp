@@ -7,9 +7,9 @@
 
 namespace Agent {
 
-ScriptRunner::ScriptRunner( Runtime& runtime, const std::string& name, Show show, Warn warn )
+ScriptRunner::ScriptRunner( Runtime& runtime, const std::string& name, Show show, Warn warn, int answers )
       : runtime_( runtime ), name_( name ), show_( std::move( show ) ),
-        warn_( std::move( warn ) ) {}
+        warn_( std::move( warn ) ), answers_( answers ) {}
 
 void ScriptRunner::run( const std::vector< Step >& steps ) {
    for ( const Step& one : steps ) {
@@ -18,12 +18,15 @@ void ScriptRunner::run( const std::vector< Step >& steps ) {
 }
 
 void ScriptRunner::fail( unsigned line, const std::string& what ) const {
-   throw StepError( name_ + ":" + std::to_string( line ) + ": " + what );
+   throw StepError( ( line ? name_ + ":" + std::to_string( line ) + ": " : "" ) + what );
 }
 
 void ScriptRunner::report( const LoadResult& result ) {
    if ( !result.errors.empty() ) {
       throw StepError( result.errors.front().toString() );
+   }
+   for ( const Diagnostic& warning : result.warnings ) {
+      warn_( warning );
    }
    for ( const std::string& problem : runtime_.problems() ) {
       warn_( { { name_, 0 }, problem } );
@@ -85,6 +88,35 @@ void ScriptRunner::step( const CapacityStep& capacity, unsigned line ) {
    if ( auto error = runtime_.capacity( capacity.what, static_cast< int >( capacity.count ) ) ) {
       fail( line, *error );
    }
+}
+
+void ScriptRunner::step( const PluginStep& command, unsigned line ) {
+   const std::vector< int > units = runtime_.units();
+   if ( std::find( units.begin(), units.end(), command.unit ) == units.end() ) {
+      fail( line, "plugin " + std::to_string( command.unit ) +
+                        ": no such chip; allowed: a unit of CHIP" );
+   }
+   runtime_.pluginCommand( command.unit, static_cast< uint32_t >( answers_ ), command.text );
+}
+
+void ScriptRunner::step( const ReloadStep&, unsigned ) {
+   report( runtime_.reload() );
+}
+
+void ScriptRunner::step( const HelpStep&, unsigned ) {
+   Report report{ "steps", { "step" }, {}, "" };
+   for ( const std::string& form : stepForms() ) {
+      report.rows.push_back( { form } );
+   }
+   show_( { report } );
+}
+
+void ScriptRunner::step( const WatchStep&, unsigned line ) {
+   fail( line, "watch: nobody is there to see; allowed: in commands of a live agent" );
+}
+
+void ScriptRunner::step( const StopStep&, unsigned line ) {
+   fail( line, "stop: a script ends by itself; allowed: in commands of a live agent" );
 }
 
 } // namespace Agent

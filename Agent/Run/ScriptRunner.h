@@ -24,8 +24,10 @@ class ScriptRunner {
    using Show = std::function< void( const std::vector< Report >& reports ) >;
    using Warn = std::function< void( const Diagnostic& warning ) >;
 
-   // `name` stands for the script in errors; `show` takes what `show` steps print.
-   ScriptRunner( Runtime& runtime, const std::string& name, Show show, Warn warn );
+   // `name` stands for the script in errors; `show` takes what `show` steps print. A plug-in
+   // answers its commands on the descriptor `answers`.
+   ScriptRunner( Runtime& runtime, const std::string& name, Show show, Warn warn,
+         int answers = 1 );
 
    // In order; StepError at the first that fails, and none after it is run.
    void run( const std::vector< Step >& steps );
@@ -39,6 +41,11 @@ class ScriptRunner {
    void step( const FailStep& step, unsigned line );
    void step( const PortStep& port, unsigned line );
    void step( const CapacityStep& step, unsigned line );
+   void step( const PluginStep& command, unsigned line );
+   void step( const ReloadStep& step, unsigned line );
+   void step( const HelpStep& step, unsigned line );
+   void step( const WatchStep& step, unsigned line );
+   void step( const StopStep& step, unsigned line );
    void report( const LoadResult& result );
    [[noreturn]] void fail( unsigned line, const std::string& what ) const;
 
@@ -46,6 +53,7 @@ class ScriptRunner {
    const std::string name_;
    Show show_;
    Warn warn_;
+   const int answers_;
 };
 
 } // namespace Agent

@@ -1,5 +1,8 @@
 #include "Agent/Run/Startup.h"
 
+#include <unistd.h>
+
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
@@ -49,12 +52,10 @@ bool sayLoad( const LoadResult& result, Strictness strictness ) {
       std::cerr << "\n";
    }
    return result.errors.empty() &&
-          ( strictness == Strictness::lenient || result.warnings.empty() );
+         ( strictness == Strictness::lenient || result.warnings.empty() );
 }
 
-void sayWarning( const std::string& text ) {
-   std::cerr << "warning: " << text << "\n";
-}
+void sayWarning( const std::string& text ) { std::cerr << "warning: " << text << "\n"; }
 
 void sayProblems( const Runtime& runtime ) {
    for ( const std::string& problem : runtime.problems() ) {
@@ -69,11 +70,16 @@ bool sayUnserved( const Runtime& runtime ) {
          any = true;
          if ( !session.config->refused ) { // the load has said those
             sayWarning( "session " + session.config->name + " is " +
-                        phaseName( session.phase ) + ": " + session.reason );
+                  phaseName( session.phase ) + ": " + session.reason );
          }
       }
    }
    return any;
+}
+
+Style outputStyle() {
+   return isatty( STDOUT_FILENO ) && !std::getenv( "NO_COLOR" ) ? Style::terminal
+                                                                : Style::plain;
 }
 
 void checkToggles( const std::string& config ) {

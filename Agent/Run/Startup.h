@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Agent/CommandLine/CommandLine.h"
+#include "Agent/Reports/Report.h"
 #include "Agent/Runtime/Runtime.h"
 
 namespace Agent {
@@ -29,6 +30,9 @@ void sayWarning( const std::string& text );
 void sayProblems( const Runtime& runtime );
 // Sessions that do not mirror; true if there are any.
 bool sayUnserved( const Runtime& runtime );
+
+// Of standard output: colours on a terminal, unless NO_COLOR is set.
+Style outputStyle();
 
 // Feature toggles stand beside the configuration. std::runtime_error if they are malformed.
 void checkToggles( const std::string& config );

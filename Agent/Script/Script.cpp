@@ -213,6 +213,22 @@ StepAction parsePort( std::string_view body ) {
    return step;
 }
 
+StepAction parsePlugin( std::string_view body ) {
+   PluginStep step;
+   std::string unit = takeNeeded( body, "UNIT" );
+   if ( !parseNumber( unit, step.unit ) || step.unit < 0 ) {
+      throw Wrong{ inQuotes( unit ) + " is no number of a chip" };
+   }
+   step.text = body;
+   return step;
+}
+
+template <typename Kind>
+StepAction parseAlone( std::string_view body ) {
+   expectEnd( body );
+   return Kind{};
+}
+
 struct Verb {
    std::string_view name;
    const char* allowed;
@@ -229,6 +245,11 @@ constexpr std::array verbs{
    Verb{ "fail", "fail CALL N[..M], counted from 1, M not below N", parseFail },
    Verb{ "capacity", "capacity WHAT N, N from 0 to 4294967295", parseCapacity },
    Verb{ "port", "port PORT up, port PORT down", parsePort },
+   Verb{ "plugin", "plugin UNIT TEXT", parsePlugin },
+   Verb{ "reload", "reload", parseAlone<ReloadStep> },
+   Verb{ "help", "help", parseAlone<HelpStep> },
+   Verb{ "watch", "watch", parseAlone<WatchStep> },
+   Verb{ "stop", "stop", parseAlone<StopStep> },
 };
 
 const Verb& findVerb( std::string_view name ) {
@@ -256,6 +277,14 @@ std::optional<StepAction> parseStep( std::string_view line ) {
    } catch ( const Wrong& wrong ) {
       throw ScriptError( wrong.what + "; allowed: " + verb.allowed );
    }
+}
+
+std::vector<std::string> stepForms() {
+   std::vector<std::string> forms;
+   for ( const Verb& verb : verbs ) {
+      forms.emplace_back( verb.allowed );
+   }
+   return forms;
 }
 
 std::vector<Step> parseScript( std::string_view text, const std::string& name ) {

@@ -10,6 +10,10 @@
 //    fail CALL N[..M]         the n-th (to m-th) next SDK call of this kind is refused
 //    capacity WHAT N          the chip has room for N
 //    port PORT up|down        its link comes up or goes down
+//    plugin UNIT TEXT         a chip's plug-in is handed a command
+//    reload                   the configuration file is read again
+//    help                     print the steps there are
+//    watch, stop              for the commands of a live agent only: see Docs/live-agent.md
 //
 // '#' begins a comment at the start of a line and after white space, but not within the
 // braces of the JSON text. Blank lines mean nothing; lines may end in CR LF.
@@ -69,8 +73,18 @@ struct PortStep {
    bool isUp = false;
 };
 
+struct PluginStep {
+   int unit = 0;
+   std::string text; // may be empty
+};
+
+struct ReloadStep {};
+struct HelpStep {};
+struct WatchStep {};
+struct StopStep {};
+
 using StepAction = std::variant<SetStep, DelStep, InStep, WaitStep, ShowStep, FailStep,
-      CapacityStep, PortStep>;
+      CapacityStep, PortStep, PluginStep, ReloadStep, HelpStep, WatchStep, StopStep>;
 
 struct Step {
    unsigned line = 0; // counted from 1
@@ -87,6 +101,9 @@ class ScriptError : public std::runtime_error {
 // Parses one line, without its line feed; none if it is blank or a comment. For commands
 // that come one at a time. Throws ScriptError.
 std::optional<StepAction> parseStep( std::string_view line );
+
+// The steps as they are written, one each: "del TABLE|KEY".
+std::vector<std::string> stepForms();
 
 // Parses a whole script; `name` stands for the file in errors. Throws ScriptError for the
 // first line that is wrong.

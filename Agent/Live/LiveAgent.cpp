@@ -1,0 +1,208 @@
+#include "Agent/Live/LiveAgent.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+#include "Agent/Packets/CaptureReader.h"
+#include "Agent/Run/ScriptRunner.h"
+#include "Agent/Run/Startup.h"
+
+namespace Agent {
+
+namespace {
+
+// Others wait meanwhile, and a session that keeps failing is tried every few seconds.
+constexpr uint64_t longestWaitNs = 86'400'000'000'000;
+
+std::vector< std::string > texts( const std::vector< Diagnostic >& diagnostics ) {
+   std::vector< std::string > lines;
+   for ( const Diagnostic& diagnostic : diagnostics ) {
+      lines.push_back( diagnostic.toString() );
+   }
+   return lines;
+}
+
+} // namespace
+
+LiveAgent::LiveAgent( const Command& command )
+      : command_( command ),
+        runtime_( { pluginPath( command ), command.profile, command.time } ) {
+   const LoadResult loaded = runtime_.start( command.config );
+   if ( !loaded.errors.empty() ) { // edited since it was checked
+      throw std::runtime_error( loaded.errors.front().toString() );
+   }
+   sayProblems( runtime_ );
+   if ( !command.out.empty() ) {
+      outlet_ =
+            std::make_unique< Outlet >( runtime_, command.out, std::vector< std::string >() );
+      outlet_->publish();
+   }
+}
+
+Outcome LiveAgent::execute(
+      std::string_view line, int answers, const std::function< void() >& look ) {
+   Outcome outcome;
+   try {
+      const std::optional< StepAction > action = parseStep( line );
+      if ( !action ) {
+         return outcome;
+      }
+      if ( std::holds_alternative< WatchStep >( *action ) ) {
+         outcome.request = Request::watch;
+      } else if ( std::holds_alternative< StopStep >( *action ) ) {
+         outcome.request = Request::stop;
+      } else if ( std::holds_alternative< ReloadStep >( *action ) ) {
+         outcome.reply = reload();
+      } else if ( const auto* waiting = std::get_if< WaitStep >( &*action ) ) {
+         wait( *waiting, look );
+      } else if ( const auto* in = std::get_if< InStep >( &*action ) ) {
+         receive( *in, *action, answers, outcome.reply );
+      } else {
+         run( *action, answers, outcome.reply );
+      }
+   } catch ( const std::runtime_error& error ) {
+      outcome.reply.errors.emplace_back( error.what() );
+   }
+   look();
+   return outcome;
+}
+
+void LiveAgent::run( const StepAction& action, int answers, Reply& reply ) {
+   ScriptRunner(
+         runtime_, "command",
+         [ & ]( const std::vector< Report >& reports ) {
+            for ( const Report& report : reports ) {
+               reply.text += toText( report, Style::plain );
+               reply.reports.push_back( report );
+            }
+         },
+         [ & ]( const Diagnostic& warning ) { reply.warnings.push_back( warning.toString() ); },
+         answers )
+         .run( { { 0, action } } );
+}
+
+void LiveAgent::wait( const WaitStep& step, const std::function< void() >& look ) {
+   if ( command_.time == Zol::TimeSource::realTime ) {
+      throw StepError( "wait: time passes by itself here; allowed: without --real-time" );
+   }
+   if ( step.ns > longestWaitNs ) {
+      throw StepError( "wait: others wait meanwhile; allowed: up to 86400 seconds at a time" );
+   }
+   // One clock after the other, so that who watches sees what each has done.
+   const double end = runtime_.now() + static_cast< double >( step.ns ) * 1e-9;
+   while ( runtime_.now() < end ) {
+      const double next = std::min( end, runtime_.nextTime() );
+      runtime_.advance( std::max( 0.0, next - runtime_.now() ) );
+      look();
+      if ( next == end ) {
+         break;
+      }
+   }
+}
+
+void LiveAgent::receive(
+      const InStep& step, const StepAction& action, int answers, Reply& reply ) {
+   validateCapture( step.file ); // nothing of a broken capture arrives
+   if ( !outlet_ ) {
+      run( action, answers, reply );
+      return;
+   }
+   outlet_->checkInput( step.file );
+   try {
+      run( action, answers, reply );
+   } catch ( const StepError& ) {
+      outlet_->publish();
+      throw;
+   }
+   outlet_->publish();
+}
+
+Reply LiveAgent::reload() {
+   LoadResult result;
+   if ( command_.strictness == Strictness::strict ) {
+      // As at the start, what would not be served is known before anything has an effect.
+      ConfigSource source;
+      if ( !command_.profile.empty() ) {
+         source.defaultProfileIs( command_.profile );
+      }
+      result = source.load( command_.config );
+   }
+   if ( result.errors.empty() && result.warnings.empty() ) {
+      result = runtime_.reload();
+   } else {
+      result.errors.insert(
+            result.errors.end(), result.warnings.begin(), result.warnings.end() );
+      result.warnings.clear();
+   }
+   sayLoad( result, command_.strictness );
+   Reply reply;
+   reply.errors = texts( result.errors );
+   reply.warnings = texts( result.warnings );
+   if ( reply.errors.empty() ) {
+      sayProblems( runtime_ );
+      const std::vector< std::string > problems = runtime_.problems();
+      reply.warnings.insert( reply.warnings.end(), problems.begin(), problems.end() );
+      reply.text = command_.config + " is loaded again\n";
+   }
+   return reply;
+}
+
+Zol::Seconds LiveAgent::untilDue() const {
+   if ( command_.time == Zol::TimeSource::virtualTime ) {
+      return Zol::never;
+   }
+   return std::max( 0.0, runtime_.nextTime() - runtime_.now() );
+}
+
+std::vector< std::string > LiveAgent::withdraw() {
+   outlet_.reset();
+   runtime_.withdraw();
+   std::vector< std::string > left;
+   for ( int unit : runtime_.units() ) {
+      for ( std::string& line : leftIn( runtime_.chips().control().state( unit ) ) ) {
+         left.push_back( std::move( line ) );
+      }
+   }
+   return left;
+}
+
+std::vector< std::string > leftIn( const ChipModel::ChipState& chip ) {
+   std::vector< std::string > left;
+   auto add = [ & ]( const std::string& what, int number, const std::string& name = "" ) {
+      left.push_back( "chip " + std::to_string( chip.unit ) + ": " + what + " " +
+            std::to_string( number ) + ( name.empty() ? "" : " '" + name + "'" ) );
+   };
+   for ( const auto& entry : chip.entries ) {
+      add( "TCAM entry", entry.id, entry.name );
+   }
+   for ( const auto& group : chip.groups ) {
+      add( "TCAM group", group.id );
+   }
+   for ( const auto& policer : chip.policers ) {
+      add( "policer", policer.id );
+   }
+   for ( const auto& range : chip.ranges ) {
+      add( "range checker", range.id );
+   }
+   for ( const auto& mirror : chip.mirrorDestinations ) {
+      if ( mirror.value ) {
+         add( "mirror destination", mirror.destination );
+      }
+   }
+   for ( const auto& vlan : chip.vlans ) {
+      add( "VLAN", vlan.vid );
+   }
+   for ( const auto& trunk : chip.trunks ) {
+      add( "trunk", trunk.trunk );
+   }
+   for ( const auto& address : chip.l2Addresses ) {
+      if ( address.isStatic ) {
+         left.push_back(
+               "chip " + std::to_string( chip.unit ) + ": address " + address.mac.toString() );
+      }
+   }
+   return left;
+}
+
+} // namespace Agent
