@@ -101,8 +101,6 @@ Runtime::Runtime( const RuntimeOptions& options ) {
 
 Runtime::~Runtime() {
    withdraw();
-   Zol::ActivityLockHolder lock;
-   state_->groupManager = nullptr;
    ::Shim::sdk_ = nullptr;
 }
 
@@ -246,6 +244,7 @@ void Runtime::withdraw() {
    Zol::ActivityLockHolder lock;
    state_->slices.clear();
    Zol::activityManager().runUntilIdle();
+   state_->groupManager = nullptr; // tries once more what the chips refused
    for ( auto& [ unit, setup ] : state_->setups ) {
       (void)setup.configurationIs( Configuration(), state_->portStates );
    }
