@@ -161,6 +161,9 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
       json = true;
       words.pop_back();
    }
+   if ( !words.empty() && words.front().starts_with( '-' ) ) {
+      throw UsageError( "ctl " + words.front() + ": no such option; allowed: --socket, --json" );
+   }
    for ( const std::string& word : words ) {
       command.words += ( command.words.empty() ? "" : " " ) + word;
    }

@@ -7,7 +7,8 @@
 
 namespace Agent {
 
-ScriptRunner::ScriptRunner( Runtime& runtime, const std::string& name, Show show, Warn warn, int answers )
+ScriptRunner::ScriptRunner(
+      Runtime& runtime, const std::string& name, Show show, Warn warn, int answers )
       : runtime_( runtime ), name_( name ), show_( std::move( show ) ),
         warn_( std::move( warn ) ), answers_( answers ) {}
 

@@ -124,7 +124,7 @@ TEST_F( RunTest, BadInputIsOneLineAndExitCodeOne ) {
 TEST_F( RunTest, WrongUseIsExitCodeTwo ) {
    for ( const char* arguments : { "", "fly", "run", "run x.json --show nothing",
                "run x.json --in Ethernet0", "run x.json --chip potato", "run x.json --trace /9",
-               "chips --fast" } ) {
+               "chips --fast", "serve", "ctl --fast help" } ) {
       const Result result = agent( arguments );
       EXPECT_EQ( result.code, 2 ) << arguments;
       EXPECT_EQ( result.errLines(), 1 ) << arguments << "\n" << result.err;

@@ -52,6 +52,11 @@ TEST( ScriptTest, StepsSayWhatIsWritten ) {
    EXPECT_EQ( parsed<PortStep>( "port Ethernet8 down # unplugged" ).port, "Ethernet8" );
    EXPECT_FALSE( parsed<PortStep>( "port Ethernet8 down" ).isUp );
    EXPECT_TRUE( parsed<PortStep>( "port Ethernet8 up" ).isUp );
+   auto plugin = parsed<PluginStep>( "plugin 1 show  all # of it" );
+   EXPECT_EQ( plugin.unit, 1 );
+   EXPECT_EQ( plugin.text, "show  all" );
+   EXPECT_EQ( parsed<PluginStep>( "plugin 0" ).text, "" );
+   parsed<ReloadStep>( "reload # the file" );
 }
 
 TEST( ScriptTest, JsonReachesFromTheFirstBraceToTheOneThatClosesIt ) {
@@ -105,6 +110,8 @@ TEST( ScriptTest, EveryMistakeIsToldWithItsPlaceAndWhatIsAllowed ) {
                { "in Ethernet0 # a.pcap", "FILE is missing; allowed: in PORT FILE" },
                { "wait",
                      "SECONDS is missing; allowed: wait SECONDS, from 0 to 1000000000" },
+               { "plugin one hello", "\"one\" is no number of a chip; allowed: plugin UNIT TEXT" },
+               { "stop now", "\"now\" is too much; allowed: stop" },
                { "wait -1", "\"-1\" is not such a time; allowed: wait SECONDS, from 0" },
                { "wait 1e3", "\"1e3\" is not" },
                { "wait 1.", "\"1.\" is not" },
