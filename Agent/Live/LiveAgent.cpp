@@ -169,7 +169,7 @@ std::vector< std::string > LiveAgent::withdraw() {
 
 std::vector< std::string > leftIn( const ChipModel::ChipState& chip ) {
    std::vector< std::string > left;
-   auto add = [ & ]( const std::string& what, int number, const std::string& name = "" ) {
+   auto add = [ & ]( const std::string& what, int64_t number, const std::string& name = "" ) {
       left.push_back( "chip " + std::to_string( chip.unit ) + ": " + what + " " +
             std::to_string( number ) + ( name.empty() ? "" : " '" + name + "'" ) );
    };
