@@ -43,9 +43,6 @@ std::optional< std::string > chipRefusal( const ChipModel::ChipProfile& profile 
    if ( !profile.tcamHelpers ) {
       return chip + " has no TCAM helpers: it mirrors nothing";
    }
-   if ( profile.tcamInterface == ChipModel::TcamInterface::request ) {
-      return chip + " takes TCAM work as requests only, which is not supported yet";
-   }
    return {};
 }
 
@@ -384,6 +381,7 @@ bool CentralPublisher::retryEgress( Mtp mtp ) {
 }
 
 void CentralPublisher::retryFailed() {
+   slice_.retryRequests();
    bool failedSome = false;
    for ( const auto& [ mtp, use ] : uses_ ) {
       const bool failed = isFailed( mtp );

@@ -97,7 +97,7 @@ std::vector< Report > statusReports( Runtime& runtime ) {
             }
          }
          status.rows.push_back( { name, int64_t( iter.key().value() ), user,
-            Zol::toString( iter.value() ),
+            Zol::toString( runtime.portStatus( unit, iter.key() ) ),
             filters.contains( iter.key() )
                   ? Zol::toString( programmed->ifpProgramStatus( iter.key() ) )
                   : "none" } );

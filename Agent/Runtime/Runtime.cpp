@@ -287,8 +287,9 @@ namespace {
 
 // The worse of what the two halves of the slice say; none has nothing to say.
 KarvelMirror::ProgramStatus combined(
-      const KarvelMirror::SliceMtpProgramStatus& status, KarvelMirror::Mtp mtp ) {
-   const auto ports = status.programStatus( mtp );
+      const SliceHost& slice, KarvelMirror::Mtp mtp ) {
+   const KarvelMirror::SliceMtpProgramStatus& status = *slice.programStatus();
+   const auto ports = slice.portStatus( mtp );
    if ( !status.ifpProgramStatusHas( mtp ) ) {
       return ports;
    }
@@ -315,7 +316,7 @@ std::optional< std::string > rateProblem( const Slice& slice, const WantedMtp& w
 // Adds what there is to say of one destination.
 void judge( const Slice& slice, KarvelMirror::Mtp mtp, const MtpUse& use, SessionState& state ) {
    using KarvelMirror::ProgramStatus;
-   const ProgramStatus programmed = combined( *slice.host.programStatus(), mtp );
+   const ProgramStatus programmed = combined( slice.host, mtp );
    const WantedMtp& wanted = slice.publisher.wanted( mtp );
    state.held.push_back( { slice.host.unit(), mtp, use.direction, programmed, wanted.way } );
    auto failed = [ & ]( const std::string& reason ) {
@@ -404,6 +405,14 @@ std::string Runtime::portName( int unit, int chipPort ) const {
 
 Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > Runtime::programStatus( int unit ) const {
    return state_->slices.at( unit ).host.programStatus();
+}
+
+KarvelMirror::ProgramStatus Runtime::portStatus( int unit, KarvelMirror::Mtp mtp ) const {
+   return state_->slices.at( unit ).host.portStatus( mtp );
+}
+
+const AgentServices::TcamRequestManager* Runtime::requestManager( int unit ) const {
+   return state_->slices.at( unit ).host.requestManager();
 }
 
 RateHistory::Sample Runtime::State::rateSample() {

@@ -21,6 +21,7 @@
 
 #include "Agent/Configuration/Loader.h"
 #include "Agent/Rates/RateHistory.h"
+#include "AgentServices/TcamRequestManager.h"
 #include "ChipModel/Switch.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
 #include "Platform/Zol/Clock.h"
@@ -107,6 +108,10 @@ class Runtime {
    std::string portName( int unit, int chipPort ) const;
    // The mounter's status entity of a slice.
    Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > programStatus( int unit ) const;
+   // How the port mirroring of a destination went.
+   KarvelMirror::ProgramStatus portStatus( int unit, KarvelMirror::Mtp mtp ) const;
+   // The shared TCAM manager of a chip; null if the chip is not programmed by requests.
+   const AgentServices::TcamRequestManager* requestManager( int unit ) const;
    // What became of the copies of limited sessions over time.
    const RateHistory& rateHistory() const;
    // To be told of the time of each frame that is to arrive, and of the end of a run of frames.

@@ -11,6 +11,7 @@ namespace Agent {
 namespace {
 
 const Zol::String sliceCapabilityPath = "hardware/karvel/mirror/sliceCapability/";
+const Zol::String tcamStatusPath = "hardware/karvel/feature/karveltcam/status/global";
 const Zol::String sliceStatusPath =
       "hardware/karvel/centralStatus/feature/KarvelMirror/sliceMtpProgramStatus/";
 const Zol::String sourceTrunkMapPath =
@@ -78,8 +79,9 @@ SliceHost::SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::St
    }
    shared_->entityIs( "karvelCommon", Zol::Ptr< Zol::Entity >( scsd_ ) );
    shared_->entityIs( "tcamManager", Zol::Ptr< Zol::Entity >( groupManager ) );
-   shared_->entityIs( "featureCommon",
-         Zol::Ptr< Zol::Entity >( Zol::make< KarvelCentral::FeatureAgentCommonSmData >() ) );
+   KarvelCentral::karvelAttributes()->chipAttributesIs(
+         scsd_->chipAttributes().chip(), scsd_->chipAttributes() );
+   makeRequestManager( groupManager );
    aclHelper_ = Zol::make< AgentServices::AclHelper >( groupManager );
    aclHelper_->unitIs( static_cast< uint32_t >( unit ), scsd_ );
    auto aclSm = Zol::make< Ixo::AclSm >();
@@ -97,6 +99,28 @@ SliceHost::SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::St
    store_.entityIs( sourceTrunkMapPath + name_, portTables );
    portTabWriter_ = Zol::make< PortTabWriter >( unit, portTables );
    portTabWriter_->zolStart();
+}
+
+// By requests, or not: the slice is given the way to the manager only if there is one.
+void SliceHost::makeRequestManager(
+      const Zol::Ptr< AgentServices::TcamGroupManager >& groupManager ) {
+   auto featureCommon = Zol::make< KarvelCentral::FeatureAgentCommonSmData >();
+   shared_->entityIs( "featureCommon", Zol::Ptr< Zol::Entity >( featureCommon ) );
+   if ( profile_.tcamInterface != ChipModel::TcamInterface::request ) {
+      return;
+   }
+   auto statusDir = store_.entity< Zol::Dir >( tcamStatusPath );
+   if ( !statusDir ) {
+      statusDir = Zol::make< Zol::Dir >();
+      store_.entityIs( tcamStatusPath, statusDir );
+   }
+   requestManager_ = Zol::make< AgentServices::TcamRequestManager >(
+         static_cast< uint32_t >( unit_ ), name_, groupManager, statusDir );
+   requestManager_->zolStart();
+   featureCommon->tcamEventsIs( requestManager_->events() );
+   featureCommon->intfProfileManagerIs(
+         Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >(
+               requestManager_->intfProfileManager() ) );
 }
 
 SliceHost::~SliceHost() {
@@ -127,6 +151,30 @@ void SliceHost::start() {
 
 Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > SliceHost::programStatus() const {
    return store_.entity< KarvelMirror::SliceMtpProgramStatus >( sliceStatusPath + name_ );
+}
+
+KarvelMirror::ProgramStatus SliceHost::portStatus( KarvelMirror::Mtp mtp ) const {
+   using KarvelMirror::ProgramStatus;
+   using KarvelTcam::RequestStatusType;
+   const ProgramStatus said = programStatus()->programStatus( mtp );
+   if ( !requestManager_ || said != ProgramStatus::success ) {
+      return said;
+   }
+   const auto group = static_cast< KarvelTcam::FeatureGroupType >(
+         static_cast< int >( KarvelTcam::FeatureGroupType::mirroring0 ) + mtp.value() );
+   switch ( requestManager_->status( group ) ) {
+   case RequestStatusType::programmed:
+   case RequestStatusType::withdrawn: return said; // without rules there is no request
+   case RequestStatusType::reviewing: return ProgramStatus::unknown;
+   case RequestStatusType::noRoom: return ProgramStatus::resourceExhaustion;
+   default: return ProgramStatus::failed;
+   }
+}
+
+void SliceHost::retryRequests() const {
+   if ( requestManager_ ) {
+      requestManager_->retry();
+   }
 }
 
 std::optional< std::string > SliceHost::aclProblem(

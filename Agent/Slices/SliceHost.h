@@ -11,6 +11,7 @@
 #include "Agent/Forwarding/PortTabWriter.h"
 #include "AgentServices/AclHelper.h"
 #include "AgentServices/TcamGroupManager.h"
+#include "AgentServices/TcamRequestManager.h"
 #include "ChipModel/ChipProfile.h"
 #include "Platform/Hubdb/Store.h"
 #include "Platform/Karvel/KarvelCommonSmData.h"
@@ -43,6 +44,15 @@ class SliceHost {
    // What the slice reports; null before start().
    Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > programStatus() const;
    Zol::Ptr< Plugin::AgentCommandCallback > callback() const { return callback_; }
+   // How the port mirroring of a destination went: as the slice says or, where the TCAM is
+   // programmed by requests, as became of its request.
+   KarvelMirror::ProgramStatus portStatus( KarvelMirror::Mtp mtp ) const;
+   // The shared TCAM manager; null on a chip that is not programmed by requests.
+   const AgentServices::TcamRequestManager* requestManager() const {
+      return requestManager_.get();
+   }
+   // There may be room in the TCAM again.
+   void retryRequests() const;
    // The ACLs that the slice has in the chip.
    const AgentServices::AclHelper& aclHelper() const { return *aclHelper_; }
    // Why an ACL of a destination could not be brought into the chip; none if it is there.
@@ -50,6 +60,7 @@ class SliceHost {
          KarvelMirror::Mtp mtp, const Ixo::AclKey& key ) const;
 
  private:
+   void makeRequestManager( const Zol::Ptr< AgentServices::TcamGroupManager >& groupManager );
    void portsAre( const Configuration& configuration );
    void channelsAre( const Configuration& configuration );
    void lagsAre( const Configuration& configuration );
@@ -62,6 +73,7 @@ class SliceHost {
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd_;
    Zol::Ptr< AgentServices::AclHelper > aclHelper_;
    Zol::Ptr< PortTabWriter > portTabWriter_;
+   Zol::Ptr< AgentServices::TcamRequestManager > requestManager_;
    Zol::Ptr< Zol::Dir > shared_;
    Zol::Ptr< Plugin::Mounter > mounter_;
    Zol::Ptr< Plugin::AgentCommandCallback > callback_;

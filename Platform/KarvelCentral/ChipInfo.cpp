@@ -2,6 +2,11 @@
 
 namespace KarvelCentral {
 
+const Zol::Ptr< KarvelAttributes >& karvelAttributes() {
+   static const auto attributes = Zol::make< KarvelAttributes >();
+   return attributes;
+}
+
 void ChipInfo::doInit( const ChipAttributes& attributes ) {
    needsLoopbackTrunkMapIs( attributes.loopbackTrunkMap() );
    usesTcamHelpersIs( attributes.mirroringTcamHelpers() );

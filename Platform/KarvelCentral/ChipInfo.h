@@ -17,6 +17,14 @@ class ChipAttributes : public Zol::Value {
          ( VAL, bool, aclGroup ) ); // ingress ports carry class bits
 };
 
+// The attributes of every kind of chip that the agent runs, by its name.
+class KarvelAttributes : public Zol::Entity {
+   ZOL_ENTITY( KarvelCentral, KarvelAttributes, Zol::Entity,
+         ( MAP, Zol::String, ChipAttributes, chipAttributes ) );
+};
+// The process's one; the agent fills it in before it makes a slice.
+const Zol::Ptr< KarvelAttributes >& karvelAttributes();
+
 class ChipInfo : public Zol::Entity {
    ZOL_ENTITY( KarvelCentral, ChipInfo, Zol::Entity, ( CONST, Zol::String, chip ),
          ( VAL, bool, needsLoopbackTrunkMap ), // the chip's loopback port needs the trunk map

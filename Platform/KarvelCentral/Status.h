@@ -3,6 +3,7 @@
 // What central agents and the feature agents share with a slice besides mirroring's own data.
 
 #include "Platform/Karvel/SysPort.h"
+#include "Platform/KarvelTcamConfig/KarvelTcamEvents.h"
 #include "Platform/Zol/Entity.h"
 #include "Platform/Zol/Enum.h"
 #include "Platform/Zol/Value.h"
@@ -42,9 +43,12 @@ class PortTabWriteRequestDir : public Zol::Entity {
    void postRequest( const PortTabKey& key, uint32_t value ) { requestIs( key, value ); }
 };
 
-// Common data of the feature agents, shared under "featureCommon".
+// Common data of the feature agents, shared under "featureCommon": a slice's way to the shared
+// TCAM manager. Empty on a chip that is not programmed by requests.
 class FeatureAgentCommonSmData : public Zol::Entity {
-   ZOL_ENTITY( KarvelCentral, FeatureAgentCommonSmData, Zol::Entity );
+   ZOL_ENTITY( KarvelCentral, FeatureAgentCommonSmData, Zol::Entity,
+         ( VAL, Zol::Ptr< KarvelTcamConfig::KarvelTcamEvents >, tcamEvents ),
+         ( VAL, Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >, intfProfileManager ) );
 };
 
 } // namespace KarvelCentral

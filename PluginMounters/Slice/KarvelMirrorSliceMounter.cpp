@@ -3,7 +3,7 @@
 #include "Platform/Duolog/Duolog.h"
 #include "Platform/KarvelLib/Toggles.h"
 #include "Platform/Zol/TypeRegistry.h"
-#include "PluginMounters/Slice/SliceMachineFactories.h"
+#include "PluginMounters/Slice/KarvelMirrorTcamHelperV2.h"
 
 namespace KarvelMirror {
 
@@ -31,19 +31,7 @@ Zol::String sourceTrunkMapPath( const Zol::String& slice ) {
           slice;
 }
 
-// Builds nothing where a machine has no factory.
-template < typename Machine >
-Zol::Ptr< Machine > build( const SliceMachineFactories::Factory< Machine >& factory,
-      SliceMounter& mounter ) {
-   return factory ? factory( mounter ) : nullptr;
-}
-
 } // namespace
-
-SliceMachineFactories& sliceMachineFactories() {
-   static SliceMachineFactories factories;
-   return factories;
-}
 
 bool karvelMirrorT4Gre() {
    static const bool on = KarvelLib::toggle( "KarvelLib.json", "KarvelMirrorT4Gre", true );
@@ -169,7 +157,11 @@ void SliceMounter::buildTcamHelper( const KarvelCentral::ChipInfo& chip ) {
    DUOLOG( trace, 1, "SliceMounter::" << "doMountsComplete" << " use new TCAM API" );
    featureCommonIs(
          sharedEntity< KarvelCentral::FeatureAgentCommonSmData >( "featureCommon" ) );
-   tcamHelperSmIs( build( sliceMachineFactories().tcamHelperSmV2, *this ) );
+   if ( featureCommon() && featureCommon()->tcamEvents() ) {
+      tcamHelperSmIs( tcamHelperSmV2Factory( unit(), tcamHelperConfig(), tcamHelperStatus(),
+            scsd(), scsd()->logicalFapId(), tcamConfigDir(), tcamStatusDir(),
+            featureCommon() ) );
+   }
 }
 
 void SliceMounter::lastRelease() {

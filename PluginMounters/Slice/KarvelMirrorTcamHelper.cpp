@@ -119,47 +119,7 @@ ProgStatus MtpTcamHelperSm::programRule(
       const Zol::Ptr< TcamAclData >& aclData, const RuleData& rule ) {
    DUOLOG( trace, 2,
          "MtpTcamHelperSm::" << "programRule" << " Mtp: " << mtp() << " Rule: " << rule );
-   ZOL_ASSERT( rule.rangeCheckers() < 2 );
-   const auto& ranges = rule.rangeChecker();
-   for ( auto rangeIter = ranges.begin(); rangeIter != ranges.end(); ++rangeIter ) {
-      ZOL_ASSERT( rangeIter.key().rangeFlags() & 0x00000002 );
-   }
-
-   if ( rule.outPorts() == 1 && rule.outLags() == 0 ) {
-      return programSubRule( aclData, rule, rule.entryId(), 0 ); // it is its only copy
-   }
-   RuleData bare = rule;
-   bare.outPortDelAll();
-   bare.outLagDelAll();
-   const size_t destinations = rule.outLags() + rule.outPorts();
-   if ( destinations == 0 ) {
-      // One entry that does not look at the destination.
-      return programSubRule( aclData, std::move( bare ), rule.entryId(), 0 );
-   }
-   uint32_t sequence = 0;
-   // Rules are large: the last entry takes the copy that the others were made from.
-   auto nextCopy = [ & ] { return sequence + 1 < destinations ? bare : std::move( bare ); };
-   for ( int32_t trunk : rule.outLag() ) {
-      RuleData copy = nextCopy();
-      copy.rangeCheckerDelAll();
-      copy.outLagIs( trunk );
-      ZOL_ASSERT( copy.outLags() == 1 );
-      ProgStatus status = programSubRule( aclData, std::move( copy ), rule.entryId(), sequence );
-      if ( status != ProgStatus::success ) {
-         return status;
-      }
-      ++sequence;
-   }
-   for ( const KarvelTypes::KarvelPort& port : rule.outPort() ) {
-      RuleData copy = nextCopy();
-      copy.outPortIs( port );
-      ProgStatus status = programSubRule( aclData, std::move( copy ), rule.entryId(), sequence );
-      if ( status != ProgStatus::success ) {
-         return status;
-      }
-      ++sequence;
-   }
-   return ProgStatus::success;
+   return programSubRules( aclData, rule );
 }
 
 ProgStatus MtpTcamHelperSm::programSubRule( const Zol::Ptr< TcamAclData >& aclData,

@@ -6,7 +6,8 @@
 // TcamHelperSmBase keeps one machine per destination; MtpTcamHelperSmBase is that machine, with
 // the cache of what is installed and the choice of the ACLs to touch. Two generations stand on
 // these bases. The one here, TcamHelperSm with MtpTcamHelperSm, takes its entries from the
-// agent's entry manager and qualifies and installs them by direct SDK calls.
+// agent's entry manager and qualifies and installs them by direct SDK calls; the other is in
+// KarvelMirrorTcamHelperV2.h.
 
 #include <optional>
 
@@ -48,6 +49,10 @@ class MtpTcamHelperSmBase : public Zol::EntitySm {
    // failed half-way.
    virtual ProgStatus programRule(
          const Zol::Ptr< TcamAclData >& aclData, const RuleData& rule ) = 0;
+   // Programs one entry: a rule with at most one destination and one range. `ruleId` is the
+   // whole rule's number, `sequence` tells its entries apart.
+   virtual ProgStatus programSubRule( const Zol::Ptr< TcamAclData >& aclData, RuleData rule,
+         uint32_t ruleId, uint32_t sequence ) = 0;
    // Gives one cached rule's entry back.
    virtual void releaseRule( const RuleData& rule ) = 0;
 
@@ -61,8 +66,13 @@ class MtpTcamHelperSmBase : public Zol::EntitySm {
    ProgStatus programAcls( const ProgrammingOp& op );
    // Only the changed ones.
    ProgStatus programSelectAcls( const ProgrammingOp& op );
-   // Releases the entries of changed and deleted ACLs.
+   // Those that the operation neither changes nor deletes.
+   ProgStatus programUnchangedAcls( const ProgrammingOp& op );
+   // Releases the entries of changed and deleted ACLs, those that there are.
    void cleanupSelectAcls( const ProgrammingOp& op );
+   // Programs the entries that a rule becomes: one for each trunk and port of its destinations,
+   // or a single one that does not look at the destination. Stops at the first that fails.
+   ProgStatus programSubRules( const Zol::Ptr< TcamAclData >& aclData, const RuleData& rule );
    // Programs the qualifier groups that are not the default ones.
    void programQuals( Karvel::EntryId entryId, const RuleData& rule );
    // The in-ports of a rule as this chip numbers them. A port without an interface, or whose
@@ -99,15 +109,14 @@ class MtpTcamHelperSm : public MtpTcamHelperSmBase {
    void cleanupTcam() override;
    ProgStatus programRule(
          const Zol::Ptr< TcamAclData >& aclData, const RuleData& rule ) override;
+   ProgStatus programSubRule( const Zol::Ptr< TcamAclData >& aclData, RuleData rule,
+         uint32_t ruleId, uint32_t sequence ) override;
    void releaseRule( const RuleData& rule ) override;
    void programCommonQuals( Karvel::EntryId entryId, const CommonQuals& quals ) override;
 
  private:
    ProgStatus carryOut( const ProgrammingOp& op );
    ProgStatus registerGroup( const ProgrammingOp& op );
-   // One entry with at most one destination. `sequence` tells the entries of a rule apart.
-   ProgStatus programSubRule( const Zol::Ptr< TcamAclData >& aclData, RuleData rule,
-         uint32_t ruleId, uint32_t sequence );
    ProgStatus qualifyInPorts( Karvel::EntryId entryId, const RuleData& rule );
    void qualifyDestination( Karvel::EntryId entryId, const RuleData& rule );
    void addAction( Karvel::EntryId entryId, const TcamAclData& aclData );

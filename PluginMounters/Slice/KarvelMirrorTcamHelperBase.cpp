@@ -97,6 +97,68 @@ ProgStatus MtpTcamHelperSmBase::programAcl( const TcamAclData& wanted ) {
    return ProgStatus::success;
 }
 
+ProgStatus MtpTcamHelperSmBase::programUnchangedAcls( const ProgrammingOp& op ) {
+   if ( !op.groupData() ) {
+      return ProgStatus::success;
+   }
+   const auto& acls = op.groupData()->aclData();
+   for ( auto aclIter = acls.begin(); aclIter != acls.end(); ++aclIter ) {
+      if ( op.changeHas( aclIter.key() ) || op.delHas( aclIter.key() ) ) {
+         continue;
+      }
+      ProgStatus status = programAcl( *aclIter.value() );
+      if ( status != ProgStatus::success ) {
+         return status;
+      }
+   }
+   return ProgStatus::success;
+}
+
+ProgStatus MtpTcamHelperSmBase::programSubRules(
+      const Zol::Ptr< TcamAclData >& aclData, const RuleData& rule ) {
+   ZOL_ASSERT( rule.rangeCheckers() < 2 );
+   const auto& ranges = rule.rangeChecker();
+   for ( auto rangeIter = ranges.begin(); rangeIter != ranges.end(); ++rangeIter ) {
+      ZOL_ASSERT( rangeIter.key().rangeFlags() & 0x00000002 );
+   }
+
+   if ( rule.outPorts() == 1 && rule.outLags() == 0 ) {
+      return programSubRule( aclData, rule, rule.entryId(), 0 ); // it is its only copy
+   }
+   RuleData bare = rule;
+   bare.outPortDelAll();
+   bare.outLagDelAll();
+   const size_t destinations = rule.outLags() + rule.outPorts();
+   if ( destinations == 0 ) {
+      // One entry that does not look at the destination.
+      return programSubRule( aclData, std::move( bare ), rule.entryId(), 0 );
+   }
+   uint32_t sequence = 0;
+   // Rules are large: the last entry takes the copy that the others were made from.
+   auto nextCopy = [ & ] { return sequence + 1 < destinations ? bare : std::move( bare ); };
+   for ( int32_t trunk : rule.outLag() ) {
+      RuleData copy = nextCopy();
+      copy.rangeCheckerDelAll();
+      copy.outLagIs( trunk );
+      ZOL_ASSERT( copy.outLags() == 1 );
+      ProgStatus status = programSubRule( aclData, std::move( copy ), rule.entryId(), sequence );
+      if ( status != ProgStatus::success ) {
+         return status;
+      }
+      ++sequence;
+   }
+   for ( const KarvelTypes::KarvelPort& port : rule.outPort() ) {
+      RuleData copy = nextCopy();
+      copy.outPortIs( port );
+      ProgStatus status = programSubRule( aclData, std::move( copy ), rule.entryId(), sequence );
+      if ( status != ProgStatus::success ) {
+         return status;
+      }
+      ++sequence;
+   }
+   return ProgStatus::success;
+}
+
 void MtpTcamHelperSmBase::cleanupSelectAcls( const ProgrammingOp& op ) {
    for ( const TcamAclKey& key : op.del() ) {
       releaseAcl( key );
@@ -162,17 +224,20 @@ Shim::PortBitmap MtpTcamHelperSmBase::buildInPorts( const RuleData& rule ) const
    for ( auto iter = rule.inPort().begin(); iter != rule.inPort().end(); ++iter ) {
       ZOL_ASSERT( scsd()->karvelPortToIntfHas( iter.key() ) );
       const Zol::String& intf = scsd()->karvelPortToIntf().find( iter.key() ).value();
-      size_t port = iter.key().logicalPort();
+      Karvel::SysPort sp( static_cast< int32_t >( unit() ),
+            static_cast< int32_t >( iter.key().port() ) );
       if ( !simulation ) {
          ZOL_ASSERT( KarvelTcam::intfToPortHas( scsd(), intf ) );
-         port = static_cast< size_t >( KarvelTcam::intfToPort( scsd(), intf ).port() );
+         sp = KarvelTcam::intfToPort( scsd(), intf );
       }
-      DUOLOG( trace, 5,
-            "MtpTcamHelperSmBase::" << "buildInPorts" << " iter: " << iter.key()
-                                    << " intf: " << intf << " port: " << port );
+      const auto port = static_cast< size_t >( sp.port() );
       if ( port < Shim::maxPorts ) { // a simulated port may have a number that no chip has
          ports.set( port );
       }
+      DUOLOG( trace, 5,
+            "MtpTcamHelperSmBase::" << "buildInPorts" << " iter: " << iter.key()
+                                    << " intf: " << intf << ", pbmp: " << ports
+                                    << ", sp: " << sp );
    }
    return ports;
 }

@@ -11,8 +11,8 @@
 #include "Platform/KarvelLib/Toggles.h"
 #include "Platform/Zol/TypeRegistry.h"
 #include "PluginMounters/Slice/KarvelMirrorSliceMounter.h"
+#include "PluginMounters/Slice/KarvelMirrorTcamHelperV2.h"
 #include "PluginMounters/Slice/SliceCliCallback.h"
-#include "PluginMounters/Slice/SliceMachineFactories.h"
 
 namespace KarvelMirror {
 
@@ -21,13 +21,7 @@ class MounterTest : public ::testing::Test {
    MounterTest() {
       box.addChip( 3, *ChipModel::chipProfile( "trident3" ) );
       ::Shim::sdk_ = &box.sdk();
-      sliceMachineFactories().tcamHelperSmV2 = [ this ]( SliceMounter& ) -> Zol::Ptr< TcamHelperSmBase > {
-         built.push_back( "tcamHelperV2" );
-         return nullptr;
-      };
    }
-   ~MounterTest() override { sliceMachineFactories() = {}; }
-
    // Builds a slice on a chip with these attributes.
    Zol::Ptr< SliceMounter > build( const KarvelCentral::ChipAttributes& attributes,
          const char* missing = "" ) {
@@ -74,7 +68,6 @@ class MounterTest : public ::testing::Test {
    Hubdb::EntityManager manager{ store };
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
    Zol::Ptr< Zol::Dir > shared = Zol::make< Zol::Dir >();
-   std::vector< std::string > built;
 };
 
 using Names = std::vector< std::string >;
@@ -122,10 +115,15 @@ TEST_F( MounterTest, takesUnit0WhereTheCommonDataNamesNone ) {
 
 TEST_F( MounterTest, asksForRequestsOnTheNewTcamInterface ) {
    auto mounter = build( chip( true, true, false ) );
-   EXPECT_EQ( built, Names{ "tcamHelperV2" } );
    EXPECT_FALSE( mounter->loopbackHelperSm() );
-   EXPECT_FALSE( mounter->tcamHelperSm() );
+   EXPECT_FALSE( mounter->tcamHelperSm() ) << "there is no manager to ask";
    EXPECT_TRUE( mounter->rootSm() );
+   auto featureCommon = Zol::make< KarvelCentral::FeatureAgentCommonSmData >();
+   featureCommon->tcamEventsIs( Zol::make< KarvelTcamConfig::KarvelTcamEvents >( "left" ) );
+   shared->entityIs( "featureCommon", Zol::Ptr< Zol::Entity >( featureCommon ) );
+   mounter = build( chip( true, true, false ) );
+   EXPECT_TRUE( Zol::dynamicCast< TcamHelperSmV2 >( mounter->tcamHelperSm() ) );
+   EXPECT_TRUE( featureCommon->tcamEvents()->clientWarm() );
 }
 
 TEST_F( MounterTest, buildsNoTcamMachineOnAChipWithoutHelpers ) {

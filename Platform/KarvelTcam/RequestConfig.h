@@ -1,0 +1,148 @@
+#pragma once
+
+// A request of the shared TCAM manager: what entries a client wants in the chip, all of them,
+// under one key.
+//
+//    auto config = Zol::make< RequestConfig >( key, "MirroringACL-2" );
+//    config->requestConfigTypeIs( RequestConfigType::programming );
+//    auto rules = config->requestSubConfigIs( Orv::UniqueId::fresh(), 1, ClassData() );
+//    rules->fgTypeIs( FeatureGroupType::mirroring2 );
+//    auto entry = rules->entryRequestIs( rules->getRuleId( key, 0 ), ClassData() );
+//    entry->qualifierIs( QualifierType::dstTrunk, { 7, 0xff } );
+//    ...
+//    rules->entryQEnq( entry->ruleId() );
+//    config->currCfgIs( rules );
+//
+// and then a review request (Platform/KarvelTcamConfig). A sub-configuration is not changed any
+// more once it was committed: the next one takes its place.
+
+#include <vector>
+
+#include "Platform/KarvelTcam/IntfProfile.h"
+#include "Platform/KarvelTcam/RequestTypes.h"
+#include "Platform/LogicalFap/LogicalFapId.h"
+#include "Platform/Orv/UniqueId.h"
+
+namespace KarvelTcam {
+
+// --- One entry -------------------------------------------------------------------------------
+
+class QualifierData : public Zol::Value {
+   ZOL_VALUE( KarvelTcam, QualifierData, ( VAL, uint32_t, data ), ( VAL, uint32_t, mask ) );
+
+ public:
+   QualifierData() = default;
+   QualifierData( uint32_t data, uint32_t mask ) : data_( data ), mask_( mask ) {}
+};
+
+class PortQualifier : public Zol::Value {
+   ZOL_VALUE( KarvelTcam, PortQualifier, ( VAL, U8, modId ), ( VAL, U8, modIdMask ),
+         ( VAL, U10, portId ), ( VAL, U10, portIdMask ) );
+
+ public:
+   PortQualifier() = default;
+   PortQualifier( U8 modId, U8 modIdMask, U10 portId, U10 portIdMask )
+         : modId_( modId ), modIdMask_( modIdMask ), portId_( portId ),
+           portIdMask_( portIdMask ) {}
+};
+
+class Action : public Zol::Value {
+   ZOL_VALUE( KarvelTcam, Action, ( VAL, ActionType, type ),
+         ( MAP, uint32_t, uint32_t, param ) ); // by its place, from 0
+
+ public:
+   Action() = default;
+   explicit Action( ActionType type ) : type_( type ) {}
+};
+
+// What an entry is to count: the types that are true.
+class CounterSet : public Zol::Value {
+   ZOL_VALUE( KarvelTcam, CounterSet, ( MAP, CounterType, bool, counter ) );
+};
+
+class EntryRequest : public Zol::Entity {
+   ZOL_ENTITY( KarvelTcam, EntryRequest, Zol::Entity, ( CONST, RuleId, ruleId ),
+         ( CONST, ClassData, classData ),
+         ( VAL, Zol::Ptr< const IntfProfile >, intfProfile ), // none: any ingress port
+         ( MAP, QualifierType, QualifierData, qualifier ),
+         ( MAP, QualifierType, PortQualifier, portQualifier ),
+         ( VAL, FeatureActionType, featureAction ), ( MAP, ActionType, Action, actionParams ),
+         ( VAL, CounterSet, counterSet ),
+         ( VAL, Zol::String, description ) ); // for people: shown wherever the entry is
+
+ public:
+   EntryRequest( RuleId ruleId, const ClassData& classData )
+         : ruleId_( ruleId ), classData_( classData ) {}
+};
+
+// --- All entries of one pass -----------------------------------------------------------------
+
+class RequestSubConfig : public Zol::Entity {
+   ZOL_ENTITY( KarvelTcam, RequestSubConfig, Zol::Entity, ( CONST, Orv::UniqueId, id ),
+         ( CONST, uint32_t, number ), // of the request's, from 1
+         ( CONST, ClassData, classData ), ( VAL, FeatureGroupType, fgType ),
+         ( COLL, RuleId, EntryRequest, entryRequest ) );
+
+ public:
+   RequestSubConfig( Orv::UniqueId id, uint32_t number, const ClassData& classData )
+         : id_( id ), number_( number ), classData_( classData ) {}
+
+   // The entry of this number (0 and up) within the request: the same in every
+   // sub-configuration.
+   RuleId getRuleId( const RequestKey& key, uint32_t sequence ) const {
+      return { static_cast< uint32_t >( Zol::hash( key ) ), sequence };
+   }
+   // The entries that are to be programmed, in this order; each must be there, and stands here
+   // once.
+   void entryQEnq( RuleId ruleId ) { entryQ_.push_back( ruleId ); }
+   const std::vector< RuleId >& entryQ() const { return entryQ_; }
+
+ private:
+   std::vector< RuleId > entryQ_;
+};
+
+// --- A request ---------------------------------------------------------------------------------
+
+class PipeInfoPerFap : public Zol::Entity {
+   ZOL_ENTITY( KarvelTcam, PipeInfoPerFap, Zol::Entity,
+         ( CONST, LogicalFap::LogicalFapId, fap ),
+         ( VAL, bool, allPipes ) ); // the entries look at the packets of every pipe
+
+ public:
+   explicit PipeInfoPerFap( LogicalFap::LogicalFapId fap ) : fap_( fap ) {}
+};
+
+// The forwarding processors that a request is for.
+class FapSet : public Zol::Entity {
+   ZOL_ENTITY( KarvelTcam, FapSet, Zol::Entity,
+         ( VAL, bool, logicalFap ), // they are logical ones
+         ( COLL, LogicalFap::LogicalFapId, PipeInfoPerFap, fap ) );
+};
+
+class ClassInfo : public Zol::Entity {
+   ZOL_ENTITY( KarvelTcam, ClassInfo, Zol::Entity, ( VAL, ClassData, classData ) );
+};
+
+class RequestConfig : public Zol::Entity {
+   ZOL_ENTITY( KarvelTcam, RequestConfig, Zol::Entity, ( CONST, RequestKey, requestKey ),
+         ( CONST, Zol::String, requestName ), ( OWN, FapSet, fapSet ),
+         ( OWN, ClassInfo, classInfo ), ( VAL, RequestConfigType, requestConfigType ),
+         ( COLL, Orv::UniqueId, RequestSubConfig, requestSubConfig ),
+         ( VAL, Zol::Ptr< const RequestSubConfig >, currCfg ) ); // the one that counts
+
+ public:
+   RequestConfig( const RequestKey& requestKey, const Zol::String& requestName )
+         : requestKey_( requestKey ), requestName_( requestName ) {}
+};
+
+// What the manager has to say of a request. It says so with a new one each time.
+class RequestStatus : public Zol::Entity {
+   ZOL_ENTITY( KarvelTcam, RequestStatus, Zol::Entity, ( CONST, RequestKey, requestKey ),
+         ( CONST, RequestStatusType, statusType ) );
+
+ public:
+   RequestStatus( const RequestKey& requestKey, RequestStatusType statusType )
+         : requestKey_( requestKey ), statusType_( statusType ) {}
+};
+
+} // namespace KarvelTcam
