@@ -63,7 +63,7 @@ void addConfig( CLI::App& verb, Command& command, bool& strict ) {
 } // namespace
 
 const std::vector< std::string >& reportNames() {
-   static const std::vector< std::string > names{ "sessions", "acls", "tcam", "policers",
+   static const std::vector< std::string > names{ "sessions", "acls", "tcam", "requests", "policers",
       "rates", "tunnels", "tables",
       "status", "counters", "queues", "log" };
    return names;

@@ -159,6 +159,9 @@ std::vector< Report > reportsOf( Runtime& runtime, const std::string& name ) {
    if ( name == "tcam" ) {
       return { tcamReport( runtime ), tcamCapacityReport( runtime ) };
    }
+   if ( name == "requests" ) {
+      return { requestsReport( runtime ) };
+   }
    if ( name == "policers" ) {
       return { policersReport( runtime ) };
    }

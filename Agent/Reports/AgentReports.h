@@ -16,6 +16,8 @@ Report chipsReport();
 // The chip's own reports: programmed entries and tables.
 Report tcamReport( Runtime& runtime );
 Report tcamCapacityReport( Runtime& runtime );
+// The shared TCAM manager's requests, with their entries.
+Report requestsReport( Runtime& runtime );
 std::vector< Report > tableReports( Runtime& runtime );
 // Of the whole chip: switch controls, memories, header-insertion profiles.
 std::vector< Report > settingReports( Runtime& runtime );

@@ -79,7 +79,10 @@ class RuleId : public Zol::Id< struct RuleIdTag, uint64_t > {
    constexpr RuleId( uint32_t request, uint32_t sequence )
          : Id( uint64_t( request ) << 32 | sequence ) {}
    constexpr uint32_t sequence() const { return static_cast< uint32_t >( value() ); }
+   Zol::String toString() const; // "3db0f2a1.7"
 };
+
+std::ostream& operator<<( std::ostream& out, RuleId id );
 
 } // namespace KarvelTcam
 

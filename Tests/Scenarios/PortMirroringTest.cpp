@@ -1,5 +1,7 @@
-// Port mirroring as a user sees it: a configuration, frames in, copies out.
+// Port mirroring as a user sees it: a configuration, frames in, copies out. Most scenarios are
+// played on chips of both generations of the TCAM interface, which must not show.
 
+#include "Tests/Scenarios/BothGenerations.h"
 #include "Tests/Scenarios/Scenario.h"
 
 namespace Scenario {
@@ -7,7 +9,7 @@ namespace Scenario {
 using Agent::SessionPhase;
 using ChipModel::SdkCall;
 
-TEST( IngressMirroring, copiesWhatASourcePortReceivesAndNothingElse ) {
+PORT_SCENARIO( IngressMirroring, copiesWhatASourcePortReceivesAndNothingElse ) {
    Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) ) );
    EXPECT_EQ( rig.session( "in" ).phase, SessionPhase::active );
    const Bytes tagged = frame( 1, 2, 20, 7 );
@@ -20,7 +22,7 @@ TEST( IngressMirroring, copiesWhatASourcePortReceivesAndNothingElse ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
 }
 
-TEST( EgressMirroring, copiesWhatASourcePortSendsAsItIsSent ) {
+PORT_SCENARIO( EgressMirroring, copiesWhatASourcePortSendsAsItIsSent ) {
    Rig rig( network( span( "out", "Ethernet8", "Ethernet20", "TX" ) ) );
    rig.send( "Ethernet8", frame( 3, 9, 10 ) ); // the switch learns where 3 is
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
@@ -38,7 +40,7 @@ TEST( EgressMirroring, copiesWhatASourcePortSendsAsItIsSent ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
 }
 
-TEST( EgressMirroring, ofAPortChannelFollowsWhateverMemberHashingChooses ) {
+PORT_SCENARIO( EgressMirroring, ofAPortChannelFollowsWhateverMemberHashingChooses ) {
    Rig rig( network( span( "up", "PortChannel1", "Ethernet20", "TX" ) ) );
    size_t expected = 0;
    std::map< int, size_t > byMember;
@@ -59,7 +61,7 @@ TEST( EgressMirroring, ofAPortChannelFollowsWhateverMemberHashingChooses ) {
    EXPECT_EQ( rig.entries().size(), 1U ) << "one entry matches the trunk";
 }
 
-TEST( IngressMirroring, ofAPortChannelCopiesFromEveryMember ) {
+PORT_SCENARIO( IngressMirroring, ofAPortChannelCopiesFromEveryMember ) {
    Rig rig( network( span( "up", "PortChannel1", "Ethernet20", "RX" ) ) );
    rig.send( "Ethernet12", frame( 5, 1 ) );
    rig.send( "Ethernet16", frame( 6, 1 ) );
@@ -73,7 +75,7 @@ TEST( IngressMirroring, ofAPortChannelCopiesFromEveryMember ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
 }
 
-TEST( BothDirections, takeTwoDestinationsAndCopyInAndOut ) {
+PORT_SCENARIO( BothDirections, takeTwoDestinationsAndCopyInAndOut ) {
    Rig rig( network( span( "both", "Ethernet0", "Ethernet20", "BOTH" ) ) );
    EXPECT_EQ( rig.session( "both" ).held.size(), 2U );
    rig.send( "Ethernet0", frame( 1, 2 ) );
@@ -82,7 +84,7 @@ TEST( BothDirections, takeTwoDestinationsAndCopyInAndOut ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
 }
 
-TEST( SeveralSessions, ofOneSourceEachGetTheirCopy ) {
+PORT_SCENARIO( SeveralSessions, ofOneSourceEachGetTheirCopy ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
                      span( "b", "Ethernet0,Ethernet4", "Ethernet24", "RX" ) + "," +
                      span( "c", "Ethernet4", "Ethernet28", "TX" ) ) );
@@ -94,7 +96,7 @@ TEST( SeveralSessions, ofOneSourceEachGetTheirCopy ) {
    EXPECT_EQ( rig.copyCount( "Ethernet28" ), 1U );
 }
 
-TEST( Destination, mayBeAPortChannel ) {
+PORT_SCENARIO( Destination, mayBeAPortChannel ) {
    const std::string channel = R"({
      "PORT": { "Ethernet0": {}, "Ethernet4": {}, "Ethernet8": {} },
      "PORTCHANNEL": { "PortChannel7": {} },
@@ -113,7 +115,7 @@ TEST( Destination, mayBeAPortChannel ) {
 
 // --- Changes ------------------------------------------------------------------------------
 
-TEST( ChangedSources, areFollowedAtTheNextFrameAndLeaveOthersAlone ) {
+PORT_SCENARIO( ChangedSources, areFollowedAtTheNextFrameAndLeaveOthersAlone ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
                      span( "b", "Ethernet4", "Ethernet24", "RX" ) ) );
    const std::vector< int > others = rig.entries( "mirror1" );
@@ -128,7 +130,7 @@ TEST( ChangedSources, areFollowedAtTheNextFrameAndLeaveOthersAlone ) {
    EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
 }
 
-TEST( ChangedDirection, withdrawsTheDestinationAndPublishesItAnew ) {
+PORT_SCENARIO( ChangedDirection, withdrawsTheDestinationAndPublishesItAnew ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    rig.set( "MIRROR_SESSION|a",
          R"({"type":"SPAN","src_port":"Ethernet0","dst_port":"Ethernet20","direction":"TX"})" );
@@ -139,7 +141,7 @@ TEST( ChangedDirection, withdrawsTheDestinationAndPublishesItAnew ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
 }
 
-TEST( ChangedTarget, movesTheCopiesWithoutTouchingEntries ) {
+PORT_SCENARIO( ChangedTarget, movesTheCopiesWithoutTouchingEntries ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    const std::vector< int > before = rig.entries();
    rig.set( "MIRROR_SESSION|a",
@@ -150,7 +152,7 @@ TEST( ChangedTarget, movesTheCopiesWithoutTouchingEntries ) {
    EXPECT_EQ( rig.entries(), before );
 }
 
-TEST( RemovedSession, leavesNoCopyNoEntryAndNoStatus ) {
+PORT_SCENARIO( RemovedSession, leavesNoCopyNoEntryAndNoStatus ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
                      span( "b", "Ethernet4", "Ethernet24", "BOTH" ) ) );
    rig.del( "MIRROR_SESSION|a" );
@@ -170,7 +172,7 @@ TEST( RemovedSession, leavesNoCopyNoEntryAndNoStatus ) {
    }
 }
 
-TEST( UnchangedConfiguration, costsNoSdkCall ) {
+PORT_SCENARIO( UnchangedConfiguration, costsNoSdkCall ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    const uint64_t before = rig.runtime.chips().control().gate().calls();
    rig.set( "MIRROR_SESSION|a",
@@ -205,7 +207,7 @@ TEST( OneChangedSource, costsTheSameCallsAmongManyAsAmongFew ) {
 
 // --- Limits -------------------------------------------------------------------------------
 
-TEST( Destinations, beyondTheChipsFourAreRefusedWithTheNamesOfTheHolders ) {
+PORT_SCENARIO( Destinations, beyondTheChipsFourAreRefusedWithTheNamesOfTheHolders ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "BOTH" ) + "," +
                      span( "b", "Ethernet4", "Ethernet24", "RX" ) + "," +
                      span( "c", "Ethernet8", "Ethernet28", "BOTH" ) + "," +
@@ -218,7 +220,7 @@ TEST( Destinations, beyondTheChipsFourAreRefusedWithTheNamesOfTheHolders ) {
    EXPECT_EQ( rig.session( "c" ).phase, SessionPhase::active );
 }
 
-TEST( FullTcam, failsTheDestinationWholeAndLetsOthersBe ) {
+PORT_SCENARIO( FullTcam, failsTheDestinationWholeAndLetsOthersBe ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    const std::vector< int > others = rig.entries();
    ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 2 ) );
@@ -242,7 +244,7 @@ TEST( FullTcam, failsTheDestinationWholeAndLetsOthersBe ) {
    EXPECT_EQ( rig.copyCount( "Ethernet24" ), 2U ) << "flooded to both sources";
 }
 
-TEST( FullTcam, whoseRoomReturnsByTimeIsTriedAgain ) {
+PORT_SCENARIO( FullTcam, whoseRoomReturnsByTimeIsTriedAgain ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    ASSERT_FALSE( rig.runtime.fail( "bcm_field_entry_create", 1, 1 ) );
    rig.set( "MIRROR_SESSION|b",
@@ -255,7 +257,7 @@ TEST( FullTcam, whoseRoomReturnsByTimeIsTriedAgain ) {
    EXPECT_EQ( rig.copyCount( "Ethernet24" ), 1U );
 }
 
-TEST( RefusedMirrorDestination, failsItsSessionAndIsTriedAgain ) {
+PORT_SCENARIO( RefusedMirrorDestination, failsItsSessionAndIsTriedAgain ) {
    Rig rig( network( "" ) );
    ASSERT_FALSE( rig.runtime.fail( "bcm_mirror_destination_set", 1, 1 ) );
    rig.set( "MIRROR_SESSION|a",
@@ -269,9 +271,9 @@ TEST( RefusedMirrorDestination, failsItsSessionAndIsTriedAgain ) {
 
 // --- Chips --------------------------------------------------------------------------------
 
-class EveryDirectChip : public ::testing::TestWithParam< std::string > {};
+class EveryChip : public ::testing::TestWithParam< std::string > {};
 
-TEST_P( EveryDirectChip, mirrorsAlike ) {
+TEST_P( EveryChip, mirrorsAlike ) {
    Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) + "," +
                      span( "out", "Ethernet4,PortChannel1", "Ethernet24", "TX" ) ),
          GetParam() );
@@ -281,17 +283,16 @@ TEST_P( EveryDirectChip, mirrorsAlike ) {
    EXPECT_EQ( rig.entriesUsed(), 3 );
 }
 
-std::vector< std::string > directChips() {
+std::vector< std::string > mirroringChips() {
    std::vector< std::string > names;
    for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
-      if ( profile.tcamHelpers &&
-            profile.tcamInterface == ChipModel::TcamInterface::direct ) {
+      if ( profile.tcamHelpers ) {
          names.emplace_back( profile.name );
       }
    }
    return names;
 }
-INSTANTIATE_TEST_SUITE_P( Profiles, EveryDirectChip, ::testing::ValuesIn( directChips() ),
+INSTANTIATE_TEST_SUITE_P( Profiles, EveryChip, ::testing::ValuesIn( mirroringChips() ),
       []( const auto& chip ) { return testName( chip.param ); } );
 
 TEST( ChipWithoutTcamHelpers, mirrorsNothingAndSaysSo ) {
@@ -336,5 +337,34 @@ TEST( TwoChips, doNotTouchEachOther ) {
    EXPECT_EQ( rig.entriesUsed( 0 ), 0 );
    EXPECT_EQ( rig.entriesUsed( 1 ), 1 );
 }
+
+// --- Generations --------------------------------------------------------------------------
+
+// A chip that is programmed directly, and its like that is programmed by requests.
+struct Generations {
+   const char* name;
+   const char* direct;
+   const char* byRequest;
+};
+
+class BothGenerations
+      : public ::testing::TestWithParam< std::tuple< PortScenario, Generations > > {};
+
+TEST_P( BothGenerations, mirrorTheSame ) {
+   const auto& [ scenario, chips ] = GetParam();
+   const Transcript direct = play( scenario, chips.direct );
+   const Transcript byRequest = play( scenario, chips.byRequest );
+   EXPECT_EQ( direct, byRequest );
+   EXPECT_FALSE( direct.empty() );
+}
+
+INSTANTIATE_TEST_SUITE_P( Scenarios, BothGenerations,
+      ::testing::Combine( ::testing::ValuesIn( portScenarios() ),
+            ::testing::Values( Generations{ "portClasses", "trident3", "tomahawk3" },
+                  Generations{ "portBitmaps", "trident2", "tomahawk4" } ) ),
+      []( const auto& test ) {
+         return std::string( std::get< 0 >( test.param ).name ) + "_" +
+                std::get< 1 >( test.param ).name;
+      } );
 
 } // namespace Scenario
