@@ -1,0 +1,343 @@
+// The shared TCAM manager over a chip of the model: requests in, entries and statuses out.
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <set>
+
+#include "AgentServices/TcamRequestManager.h"
+#include "ChipModel/Chip.h"
+#include "ChipModel/Switch.h"
+
+namespace AgentServices {
+namespace {
+
+using namespace KarvelTcam;
+using ChipModel::EntryView;
+using ChipModel::Fault;
+using ChipModel::SdkCall;
+using Status = RequestStatusType;
+using SubConfig = Zol::Ptr< RequestSubConfig >;
+
+class TcamRequests : public ::testing::Test {
+ protected:
+   explicit TcamRequests( const char* profileName = "tomahawk3" ) {
+      const ChipModel::ChipProfile& profile = *ChipModel::chipProfile( profileName );
+      box.addChip( 0, profile );
+      Shim::sdk_ = &box.sdk();
+      groups->unitIs( 0, { profile.aclGroup, profile.portClassBits } );
+      emptyChip = box.control().state( 0 );
+      manager = Zol::make< TcamRequestManager >( 0, "client", groups, statusDir );
+      manager->zolStart();
+      manager->events()->clientWarmIs( true );
+   }
+
+   static RequestKey key( int number ) {
+      return { FeatureType::mirroring, "request-" + std::to_string( number ) };
+   }
+   // The next sub-configuration of a request, of egress entries for these ports.
+   SubConfig wants( int number, const std::vector< int >& ports,
+         FeatureGroupType group = FeatureGroupType::mirroring0 ) {
+      Zol::Ptr< RequestConfig >& config = configs[ number ];
+      if ( !config ) {
+         config = Zol::make< RequestConfig >( key( number ), key( number ).requestName() );
+      }
+      config->requestConfigTypeIs( RequestConfigType::programming );
+      config->requestSubConfigDelAll();
+      SubConfig rules = config->requestSubConfigIs( Orv::UniqueId::fresh(), 1U, ClassData() );
+      rules->fgTypeIs( group );
+      config->currCfgIs( rules );
+      for ( const int port : ports ) {
+         auto entry = add( rules );
+         entry->portQualifierIs( QualifierType::dstPort, { 0, 0xff, port, 0xff } );
+      }
+      return rules;
+   }
+   static Zol::Ptr< EntryRequest > add( const SubConfig& rules ) {
+      const auto sequence = static_cast< uint32_t >( rules->entryQ().size() );
+      auto entry = rules->entryRequestIs( rules->getRuleId( key( 0 ), sequence ), ClassData() );
+      Action action( ActionType::mirrorEgress );
+      action.paramIs( 0, 0 );
+      action.paramIs( 1, 1 );
+      entry->featureActionIs( FeatureActionType::mirrorEgress );
+      entry->actionParamsIs( ActionType::mirrorEgress, action );
+      entry->descriptionIs( "entry" );
+      rules->entryQEnq( entry->ruleId() );
+      return entry;
+   }
+   void ask( int number ) {
+      manager->events()->enqueueRequests( KarvelTcamConfig::karvelTcamReviewRequestFactory(
+            configs.at( number ), KarvelTcamConfig::karvelTcamIntfTypeFactory(), 0 ) );
+      manager->events()->commitBatch();
+   }
+   Status settle() {
+      Zol::activityManager().runUntilIdle();
+      return status( 0 );
+   }
+   // Asks for these ports and lets it be carried out.
+   Status program( int number, const std::vector< int >& ports ) {
+      wants( number, ports );
+      ask( number );
+      settle();
+      return status( number );
+   }
+   Status withdraw( int number ) {
+      configs.at( number )->requestConfigTypeIs( RequestConfigType::deleting );
+      ask( number );
+      return settle();
+   }
+   Status status( int number ) {
+      auto dir = Zol::dynamicCast< Zol::Dir >( statusDir->entity( "client" ) );
+      auto said = Zol::dynamicCast< const RequestStatus >(
+            dir->entity( key( number ).requestName() ) );
+      return said ? said->statusType() : Status::withdrawn;
+   }
+   // What is installed, by destination port.
+   std::map< uint32_t, int > installed() {
+      std::map< uint32_t, int > ids;
+      for ( const EntryView& entry : box.control().state( 0 ).entries ) {
+         if ( entry.installed ) {
+            ids[ entry.qualifiers.at( 0 ).data.at( 1 ) ] = entry.id;
+         }
+      }
+      return ids;
+   }
+   std::vector< uint32_t > ports() {
+      std::vector< uint32_t > all;
+      for ( const auto& [ port, id ] : installed() ) {
+         all.push_back( port );
+      }
+      return all;
+   }
+   void roomFor( int entries ) {
+      ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", entries ) );
+   }
+   ChipModel::Gate& gate() { return box.control().gate(); }
+
+   ChipModel::Switch box;
+   Zol::Ptr< TcamGroupManager > groups = Zol::make< TcamGroupManager >();
+   Zol::Ptr< Zol::Dir > statusDir = Zol::make< Zol::Dir >();
+   Zol::Ptr< TcamRequestManager > manager;
+   std::map< int, Zol::Ptr< RequestConfig > > configs;
+   ChipModel::ChipState emptyChip;
+};
+
+using Ports = std::vector< uint32_t >;
+
+#define EXPECT_EMPTY_CHIP()                                                                    \
+   EXPECT_EQ( differences( emptyChip, box.control().state( 0 ) ), std::vector< std::string >() )
+
+TEST_F( TcamRequests, KeepWhatDoesNotChangeAndNeverInterruptIt ) {
+   EXPECT_EQ( program( 0, { 1, 2, 3 } ), Status::programmed );
+   const auto before = installed();
+   // Shifted, shuffled, one gone and one new.
+   Ports least;
+   gate().observerIs( [ & ]( const ChipModel::CallInfo& ) {
+      const Ports now = ports();
+      least = least.empty() || now.size() < least.size() ? now : least;
+   } );
+   EXPECT_EQ( program( 0, { 3, 4, 1 } ), Status::programmed );
+   gate().observerIs( {} );
+   auto after = installed();
+   EXPECT_EQ( ports(), ( Ports{ 1, 3, 4 } ) );
+   EXPECT_EQ( after[ 1 ], before.at( 1 ) );
+   EXPECT_EQ( after[ 3 ], before.at( 3 ) );
+   EXPECT_EQ( least.size(), 3U ) << "the new one comes before the old one goes";
+
+   // The same again, also after a withdrawal in the same turn.
+   const uint64_t calls = gate().calls();
+   EXPECT_EQ( program( 0, { 1, 3, 4 } ), Status::programmed );
+   configs[ 0 ]->requestConfigTypeIs( RequestConfigType::deleting );
+   ask( 0 );
+   configs[ 0 ] = nullptr;
+   EXPECT_EQ( program( 0, { 4, 3, 1 } ), Status::programmed );
+   EXPECT_EQ( gate().calls(), calls );
+
+   // Twice the same is two entries, and one of them goes with the second.
+   program( 0, { 1, 1, 1 } );
+   std::set< int > alike;
+   for ( const EntryView& entry : box.control().state( 0 ).entries ) {
+      alike.insert( entry.id );
+   }
+   EXPECT_EQ( alike.size(), 3U );
+   EXPECT_TRUE( alike.contains( before.at( 1 ) ) );
+   program( 0, { 1 } );
+   EXPECT_EQ( box.control().state( 0 ).entries.size(), 1U );
+   EXPECT_TRUE( alike.contains( installed()[ 1 ] ) );
+   EXPECT_EQ( withdraw( 0 ), Status::withdrawn );
+   EXPECT_EMPTY_CHIP();
+   EXPECT_TRUE( manager->requests().empty() );
+}
+
+TEST_F( TcamRequests, TradeOldEntriesForNewOnesWhereThereIsNoRoomForBoth ) {
+   roomFor( 2 );
+   EXPECT_EQ( program( 0, { 1, 2 } ), Status::programmed );
+   const int kept = installed()[ 2 ];
+   EXPECT_EQ( program( 0, { 2, 3 } ), Status::programmed );
+   EXPECT_EQ( ports(), ( Ports{ 2, 3 } ) );
+   EXPECT_EQ( installed()[ 2 ], kept );
+   // What does not fit at all is not there at all.
+   EXPECT_EQ( program( 0, { 2, 3, 4 } ), Status::noRoom );
+   EXPECT_TRUE( box.control().state( 0 ).entries.empty() );
+   EXPECT_TRUE( box.control().state( 0 ).groups.empty() );
+   EXPECT_EQ( program( 0, { 2 } ), Status::programmed );
+}
+
+TEST_F( TcamRequests, WaitForRoomAndTakeItWhenItComes ) {
+   roomFor( 3 );
+   program( 1, { 1, 2 } );
+   EXPECT_EQ( program( 0, { 3, 4 } ), Status::noRoom );
+   EXPECT_EQ( manager->status( FeatureGroupType::mirroring0 ), Status::noRoom );
+   EXPECT_EQ( ports(), ( Ports{ 1, 2 } ) );
+   const std::vector< TcamRequestView > waiting = manager->requests();
+   for ( const TcamRequestView::Entry& entry : waiting.at( 0 ).entries ) {
+      EXPECT_EQ( entry.id, 0U );
+   }
+   // A smaller request may be served meanwhile; another's release is noticed in its turn, ...
+   program( 1, { 1 } );
+   EXPECT_EQ( status( 0 ), Status::programmed );
+   EXPECT_EQ( program( 1, { 1, 2 } ), Status::noRoom );
+   EXPECT_EQ( ports(), ( Ports{ 3, 4 } ) );
+   withdraw( 0 );
+   EXPECT_EQ( status( 1 ), Status::programmed );
+   // ... room that somebody else makes when the manager is told, or after a while.
+   EXPECT_EQ( program( 0, { 3, 4 } ), Status::noRoom );
+   roomFor( 4 );
+   EXPECT_EQ( settle(), Status::noRoom );
+   manager->retry();
+   EXPECT_EQ( settle(), Status::programmed );
+   roomFor( 2 );
+   EXPECT_EQ( program( 0, { 3, 4, 5 } ), Status::noRoom );
+   roomFor( 5 );
+   Zol::activityManager().advance( 9 );
+   EXPECT_EQ( status( 0 ), Status::noRoom );
+   Zol::activityManager().advance( 2 );
+   EXPECT_EQ( status( 0 ), Status::programmed );
+   const uint64_t calls = gate().calls();
+   Zol::activityManager().advance( 100 );
+   EXPECT_EQ( gate().calls(), calls ) << "nothing waits any more";
+}
+
+TEST_F( TcamRequests, OfWhatThereIsNotAreMalformedAndChangeNothing ) {
+   const std::vector< std::function< void( const SubConfig&, EntryRequest& ) > > mistakes{
+      []( const SubConfig& rules, EntryRequest& ) { rules->fgTypeIs( fgtInvalid() ); },
+      []( const SubConfig& rules, EntryRequest& ) {
+         rules->fgTypeIs( static_cast< FeatureGroupType >( 134 ) );
+      },
+      []( const SubConfig& rules, EntryRequest& ) {
+         rules->entryQEnq( rules->getRuleId( key( 0 ), 99 ) );
+      },
+      []( const SubConfig&, EntryRequest& entry ) {
+         entry.qualifierIs( QualifierType::dstPort, { 1, 1 } );
+      },
+      []( const SubConfig&, EntryRequest& entry ) {
+         entry.portQualifierIs( QualifierType::dstTrunk, {} );
+      },
+      []( const SubConfig&, EntryRequest& entry ) {
+         entry.featureActionIs( FeatureActionType::mirrorIngress );
+      },
+      []( const SubConfig&, EntryRequest& entry ) { entry.actionParamsDelAll(); },
+      []( const SubConfig&, EntryRequest& entry ) {
+         entry.actionParamsIs( ActionType::mirrorEgress, Action( ActionType::mirrorEgress ) );
+      },
+      []( const SubConfig&, EntryRequest& entry ) {
+         CounterSet counters;
+         counters.counterIs( static_cast< CounterType >( 3 ), true );
+         entry.counterSetIs( counters );
+      },
+   };
+   for ( size_t i = 0; i < mistakes.size(); ++i ) {
+      EXPECT_EQ( program( 0, { 1 } ), Status::programmed );
+      const SubConfig rules = wants( 0, { 1, 2 } );
+      mistakes[ i ]( rules, *rules->entryRequest( rules->entryQ()[ 1 ] ) );
+      ask( 0 );
+      EXPECT_EQ( settle(), Status::malformed ) << "mistake " << i;
+      EXPECT_EMPTY_CHIP();
+      const uint64_t calls = gate().calls();
+      manager->retry();
+      Zol::activityManager().advance( 20 );
+      EXPECT_EQ( gate().calls(), calls );
+   }
+}
+
+TEST_F( TcamRequests, MoveWithTheirFeatureGroup ) {
+   program( 0, { 1 } );
+   const auto before = box.control().state( 0 ).groups;
+   wants( 0, { 1 }, FeatureGroupType::mirroring3 );
+   ask( 0 );
+   EXPECT_EQ( settle(), Status::programmed );
+   const auto after = box.control().state( 0 ).groups;
+   ASSERT_EQ( after.size(), 1U );
+   EXPECT_NE( after[ 0 ].id, before.at( 0 ).id );
+   EXPECT_NE( after[ 0 ].priority, before[ 0 ].priority );
+}
+
+// Whatever the chip refuses once, and whether it did it all the same: the request gets there,
+// and leaves nothing.
+TEST_F( TcamRequests, OvercomeEveryRefusalAndLeaveNothing ) {
+   const auto classOf = [ this ]( size_t port ) {
+      Shim::PortBitmap bits;
+      bits.set( port );
+      return manager->intfProfileManager()->intfProfile( IntfMatch::classId, bits, {} );
+   };
+   for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
+      for ( uint64_t call = 1; call <= 24; ++call ) {
+         wants( 0, { 1, 2 } );
+         add( wants( 0, { 1, 2 } ) )->intfProfileIs( classOf( 7 ) );
+         gate().faultAdd( { .first = call, .last = call, .effect = effect } );
+         ask( 0 );
+         settle();
+         add( wants( 0, { 2, 3 } ) )->intfProfileIs( classOf( 8 ) );
+         ask( 0 );
+         settle();
+         Zol::activityManager().advance( 25 );
+         EXPECT_EQ( status( 0 ), Status::programmed ) << "call " << call;
+         size_t entries = 0;
+         for ( const EntryView& entry : box.control().state( 0 ).entries ) {
+            entries += entry.installed;
+         }
+         EXPECT_EQ( entries, 3U );
+         withdraw( 0 );
+         gate().faultsDelAll();
+         Zol::activityManager().advance( 2 );
+         // An entry or group that the chip made in secret, nobody can name.
+         for ( const EntryView& entry : box.control().state( 0 ).entries ) {
+            EXPECT_FALSE( entry.installed );
+         }
+         for ( const auto& port : box.control().state( 0 ).ports ) {
+            EXPECT_EQ( port.classBits, 0U );
+         }
+      }
+   }
+}
+
+TEST_F( TcamRequests, AreCarriedOutOnceTheClientIsWarmAndGoWithTheManager ) {
+   manager->events()->clientWarmIs( false );
+   EXPECT_EQ( program( 0, { 1 } ), Status::withdrawn );
+   EXPECT_EMPTY_CHIP();
+   program( 0, { 2, 3 } );
+   manager->events()->clientWarmIs( true );
+   EXPECT_EQ( settle(), Status::programmed );
+   EXPECT_EQ( ports(), ( Ports{ 2, 3 } ) );
+   auto profiles = manager->intfProfileManager();
+   auto events = manager->events();
+   manager = nullptr;
+   EXPECT_EMPTY_CHIP();
+   EXPECT_FALSE( statusDir->entityHas( "client" ) );
+   events->commitBatch(); // to nobody
+
+   // Equal profiles are one, while somebody has it.
+   Shim::PortBitmap bits;
+   bits.set( 3 );
+   auto one = profiles->intfProfile( IntfMatch::classId, bits, {} );
+   EXPECT_EQ( one, profiles->intfProfile( IntfMatch::classId, bits, {} ) );
+   EXPECT_NE( one, profiles->intfProfile( IntfMatch::inPorts, bits, {} ) );
+   EXPECT_NE( one, profiles->intfProfile( IntfMatch::classId, bits, bits ) );
+   EXPECT_EQ( profiles->profiles(), 1U );
+   profiles = nullptr;
+   EXPECT_EQ( one->ports(), bits );
+}
+
+} // namespace
+} // namespace AgentServices
