@@ -46,7 +46,7 @@ bool actionIs( TcamRequestEntry& entry, const EntryRequest& request ) {
    const auto action = fieldAction( request.featureAction(), only.key() );
    const KarvelTcam::Action& params = only.value();
    if ( !action || params.type() != only.key() || !params.paramHas( 0 ) ||
-         !params.paramHas( 1 ) || params.params() != 2 ) {
+         !params.paramHas( 1 ) ) {
       return false;
    }
    entry.action = *action;
@@ -74,13 +74,10 @@ bool qualifiersAre( TcamRequestEntry& entry, const EntryRequest& request ) {
 }
 
 // The chip counts the packets and bytes of every entry, whether they are asked for or not.
-bool canCount( const KarvelTcam::CounterSet& counters ) {
-   for ( auto iter = counters.counter().begin(); iter != counters.counter().end(); ++iter ) {
-      if ( iter.key() != CounterType::packets && iter.key() != CounterType::bytes ) {
-         return false;
-      }
-   }
-   return true;
+bool canCount( KarvelTcam::CounterSet counters ) {
+   counters.counterIs( CounterType::packets, false );
+   counters.counterIs( CounterType::bytes, false );
+   return counters == KarvelTcam::CounterSet();
 }
 
 Rc qualifyPorts( const KarvelTcam::IntfProfile& profile, uint32_t unit,

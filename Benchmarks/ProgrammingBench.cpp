@@ -1,9 +1,10 @@
-// What programming costs above the SDK calls that it makes: the TCAM helper with the agent's
+// What programming costs above the SDK calls that it makes: the TCAM helpers with the agent's
 // services, against a bare loop that makes the same calls for the same rules. Per entry:
-// create, name, qualify the destination port, add the action, install.
+// create, name, qualify the destination port, add the action, install. And what it costs to
+// ask for the same again by requests, which makes no call.
 //
-//    programming-bench                                      times, and growth with size
-//    programming-bench --instructions helper|bare ENTRIES   one run, for callgrind
+//    programming-bench                                                    times, and growth
+//    programming-bench --instructions helper|request|again|bare ENTRIES   one run, for callgrind
 
 #include <benchmark/benchmark.h>
 
@@ -12,8 +13,10 @@
 #include <iostream>
 
 #include "AgentServices/TcamGroupManager.h"
+#include "AgentServices/TcamRequestManager.h"
 #include "ChipModel/Switch.h"
 #include "PluginMounters/Slice/KarvelMirrorTcamHelper.h"
+#include "PluginMounters/Slice/KarvelMirrorTcamHelperV2.h"
 
 namespace {
 
@@ -35,16 +38,31 @@ Zol::Ptr< ProgrammingOp > operation( int entries ) {
    return op;
 }
 
+enum class Way { helper, request, again, bare };
+
 // A chip with room, and the agent's services on it.
 struct Bed {
-   Bed() {
-      box.addChip( 0, *ChipModel::chipProfile( "trident3" ) );
+   explicit Bed( Way way ) {
+      const bool byRequest = way == Way::request || way == Way::again;
+      box.addChip( 0, *ChipModel::chipProfile( byRequest ? "tomahawk3" : "trident3" ) );
       (void)box.control().capacityIs( 0, "ingress-entries", 100000 );
       ::Shim::sdk_ = &box.sdk();
       scsd = Zol::make< Karvel::KarvelCommonSmData >();
       groups = Zol::make< AgentServices::TcamGroupManager >();
       groups->unitIs( 0, { true, 32 } );
-      helper = tcamHelperSmFactory( 0, config, status, scsd, groups );
+      if ( byRequest ) {
+         manager = Zol::make< AgentServices::TcamRequestManager >(
+               0, "slice0", groups, Zol::make< Zol::Dir >() );
+         manager->zolStart();
+         auto common = Zol::make< KarvelCentral::FeatureAgentCommonSmData >();
+         common->tcamEventsIs( manager->events() );
+         common->intfProfileManagerIs( Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >(
+               manager->intfProfileManager() ) );
+         helper = tcamHelperSmV2Factory(
+               0, config, status, scsd, LogicalFap::LogicalFapId( 0 ), nullptr, nullptr, common );
+      } else {
+         helper = tcamHelperSmFactory( 0, config, status, scsd, groups );
+      }
       helper->zolStart();
       mtpConfig = config->mtpHelperConfigIs( Mtp( 0 ) );
    }
@@ -52,6 +70,7 @@ struct Bed {
    ChipModel::Switch box;
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd;
    Zol::Ptr< AgentServices::TcamGroupManager > groups;
+   Zol::Ptr< AgentServices::TcamRequestManager > manager; // null unless by requests
    Zol::Ptr< TcamHelperConfig > config = tcamHelperConfigFactory();
    Zol::Ptr< TcamHelperStatus > status = tcamHelperStatusFactory();
    Zol::Ptr< TcamHelperSmBase > helper;
@@ -70,6 +89,14 @@ void programByHelper( Bed& bed, const Zol::Ptr< ProgrammingOp >& op ) {
    must( bed.status->mtpHelperStatus( Mtp( 0 ) )->programmingOp() ==
                MtpTcamHelperStatus::success(),
          "programming failed" );
+}
+
+void programByRequest( Bed& bed, const Zol::Ptr< ProgrammingOp >& op ) {
+   bed.mtpConfig->programmingOpIs( op );
+   Zol::activityManager().runUntilIdle();
+   must( bed.manager->status( KarvelTcam::FeatureGroupType::mirroring0 ) ==
+               KarvelTcam::RequestStatusType::programmed,
+         "the request was not carried out" );
 }
 
 // The same rules and the same calls, without anything that remembers them.
@@ -97,16 +124,25 @@ void programBare( Bed& bed, const ProgrammingOp& op ) {
    must( rc == 0, "a call was refused" );
 }
 
-enum class Way { helper, bare };
+void programBy( Way way, Bed& bed, const Zol::Ptr< ProgrammingOp >& op ) {
+   switch ( way ) {
+   case Way::helper: return programByHelper( bed, op );
+   case Way::bare: return programBare( bed, *op );
+   default: return programByRequest( bed, op );
+   }
+}
 
 void program( benchmark::State& state, Way way ) {
    const int entries = static_cast< int >( state.range( 0 ) );
    for ( auto _ : state ) {
       state.PauseTiming();
-      auto bed = std::make_unique< Bed >();
+      auto bed = std::make_unique< Bed >( way );
       auto op = operation( entries );
+      if ( way == Way::again ) {
+         programByRequest( *bed, operation( entries ) );
+      }
       state.ResumeTiming();
-      way == Way::helper ? programByHelper( *bed, op ) : programBare( *bed, *op );
+      programBy( way, *bed, op );
       state.PauseTiming();
       bed.reset();
       state.ResumeTiming();
@@ -118,20 +154,40 @@ void program( benchmark::State& state, Way way ) {
 void byHelper( benchmark::State& state ) {
    program( state, Way::helper );
 }
+void byRequest( benchmark::State& state ) {
+   program( state, Way::request );
+}
+void byRequestAgain( benchmark::State& state ) {
+   program( state, Way::again );
+}
 void bareLoop( benchmark::State& state ) {
    program( state, Way::bare );
 }
 BENCHMARK( byHelper )->Arg( 1000 )->Arg( 10000 )->Arg( 60000 )->Unit( benchmark::kMillisecond );
+BENCHMARK( byRequest )->Arg( 1000 )->Arg( 10000 )->Arg( 60000 )->Unit( benchmark::kMillisecond );
+BENCHMARK( byRequestAgain )
+      ->Arg( 1000 )
+      ->Arg( 10000 )
+      ->Arg( 60000 )
+      ->Unit( benchmark::kMillisecond );
 BENCHMARK( bareLoop )->Arg( 1000 )->Arg( 10000 )->Arg( 60000 )->Unit( benchmark::kMillisecond );
 
 } // namespace
 
 int main( int argc, char** argv ) {
    if ( argc == 4 && std::strcmp( argv[ 1 ], "--instructions" ) == 0 ) {
-      Bed bed;
-      auto op = operation( std::atoi( argv[ 3 ] ) );
-      std::strcmp( argv[ 2 ], "helper" ) == 0 ? programByHelper( bed, op )
-                                               : programBare( bed, *op );
+      const int entries = std::atoi( argv[ 3 ] );
+      const std::string_view name = argv[ 2 ];
+      const Way way = name == "helper"    ? Way::helper
+                      : name == "request" ? Way::request
+                      : name == "again"   ? Way::again
+                                          : Way::bare;
+      Bed bed( way );
+      auto op = operation( entries );
+      if ( way == Way::again ) {
+         programByRequest( bed, operation( entries ) );
+      }
+      programBy( way, bed, op );
       // Without tear-down: only programming differs between the two ways.
       std::_Exit( 0 );
    }

@@ -161,7 +161,7 @@ constexpr ChipProfile profiles[] = {
    },
    {
          .name = "tomahawk4",
-         .description = "large spine switch, no port classes, TCAM by request",
+         .description = "large spine switch, no port classes, headers inserted through logical tables, TCAM by request",
          .tomahawkFamily = true,
          .aclGroup = false,
          .tcamHelpers = true,
@@ -177,6 +177,10 @@ constexpr ChipProfile profiles[] = {
          .trunks = 256,
          .trunkMembers = 64,
          .l2Addresses = 8192,
+         .greKeys = GreKeys::tomahawk,
+         .logicalTables = true,
+         .mirrorEditIdBase = 24,
+         .loopbackPort = 161,
    },
    {
          .name = "helix5",

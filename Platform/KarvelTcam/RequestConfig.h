@@ -46,18 +46,39 @@ class PortQualifier : public Zol::Value {
            portIdMask_( portIdMask ) {}
 };
 
+// Entries are many, so the two below hold what they hold in place.
 class Action : public Zol::Value {
-   ZOL_VALUE( KarvelTcam, Action, ( VAL, ActionType, type ),
-         ( MAP, uint32_t, uint32_t, param ) ); // by its place, from 0
+   ZOL_VALUE( KarvelTcam, Action, ( VAL, ActionType, type ), ( VAL, uint32_t, param0 ),
+         ( VAL, uint32_t, param1 ), ( VAL, uint8_t, given ) ); // bits of the parameters set
 
  public:
+   static constexpr uint32_t maxParams = 2;
+
    Action() = default;
    explicit Action( ActionType type ) : type_( type ) {}
+   // A parameter by its place: 0 or 1.
+   void paramIs( uint32_t key, uint32_t value ) {
+      ZOL_ASSERT( key < maxParams );
+      ( key == 0 ? param0_ : param1_ ) = value;
+      given_ = static_cast< uint8_t >( given_ | 1U << key );
+   }
+   uint32_t param( uint32_t key ) const { return key == 0 ? param0_ : param1_; }
+   bool paramHas( uint32_t key ) const { return key < maxParams && ( given_ >> key & 1 ); }
 };
 
-// What an entry is to count: the types that are true.
+// What an entry is to count.
 class CounterSet : public Zol::Value {
-   ZOL_VALUE( KarvelTcam, CounterSet, ( MAP, CounterType, bool, counter ) );
+   ZOL_VALUE(
+         KarvelTcam, CounterSet, ( VAL, uint32_t, enabled ) ); // bits of the types' numbers
+
+ public:
+   void counterIs( CounterType type, bool enabled ) {
+      const uint32_t bit = 1U << static_cast< unsigned >( type );
+      enabled_ = enabled ? enabled_ | bit : enabled_ & ~bit;
+   }
+   bool counterHas( CounterType type ) const {
+      return enabled_ >> static_cast< unsigned >( type ) & 1;
+   }
 };
 
 class EntryRequest : public Zol::Entity {

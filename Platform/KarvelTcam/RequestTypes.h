@@ -4,6 +4,7 @@
 // its entries may match and do, and what the manager answers. All numbers stand here, and only
 // here.
 
+#include "Platform/KarvelTypes/U10.h"
 #include "Platform/Zol/Enum.h"
 #include "Platform/Zol/Id.h"
 #include "Platform/Zol/RangeChecked.h"
@@ -13,8 +14,7 @@ namespace KarvelTcam {
 
 ZOL_RANGE( U8Range, U8::value, 0, 0xff, 0xff );
 using U8 = Zol::RangeChecked< U8Range >;
-ZOL_RANGE( U10Range, U10::value, 0, 0x03ff, 0x03ff );
-using U10 = Zol::RangeChecked< U10Range >;
+using ::U10;
 
 // Who asks. Requests are filed under it.
 ZOL_ENUM( FeatureType, uint8_t, ( none, 0 ), ( mirroring, 1 ) );

@@ -3,6 +3,7 @@
 // Scenarios that are played on several chips, each time with a transcript of what a user could
 // see, so that the transcripts can be compared.
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,10 @@ struct PortScenario {
    const char* name;
    void ( *run )();
 };
+
+inline void PrintTo( const PortScenario& scenario, std::ostream* out ) {
+   *out << scenario.name;
+}
 
 inline std::vector< PortScenario >& portScenarios() {
    static std::vector< PortScenario > all;

@@ -16,8 +16,7 @@ using ChipModel::GreKeys;
 std::vector< std::string > chipsWhere( bool ( *is )( const ChipProfile& ) ) {
    std::vector< std::string > names;
    for ( const ChipProfile& profile : ChipModel::chipProfiles() ) {
-      if ( profile.tcamHelpers && profile.tcamInterface == ChipModel::TcamInterface::direct &&
-            is( profile ) ) {
+      if ( profile.tcamHelpers && is( profile ) ) {
          names.emplace_back( profile.name );
       }
    }
