@@ -3,6 +3,7 @@
 // The logical tables of one chip: here the one of header-insertion profiles. An entry is described
 // field by field and takes effect as a whole, when it is committed.
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
@@ -28,6 +29,11 @@ struct LogicalEntryView {
    int index = 0;
    std::vector< std::pair< std::string_view, uint64_t > > fields; // all of the table
    WriteStamp stamp;
+
+   // All fields are zero, as after reset: it inserts nothing.
+   bool isReset() const {
+      return std::ranges::all_of( fields, []( const auto& field ) { return field.second == 0; } );
+   }
 };
 
 // What an egress editor inserts in front of a copy: up to two pieces of its header.

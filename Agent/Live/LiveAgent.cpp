@@ -167,6 +167,22 @@ std::vector< std::string > LiveAgent::withdraw() {
    return left;
 }
 
+namespace {
+
+// What the plug-in sets once for the whole chip, whether anything is mirrored or not, stays.
+bool isSetAtStart( Shim::Memory memory ) {
+   switch ( memory ) {
+   case Shim::ING_FLEX_EDITOR_PROFILEm:
+   case Shim::EGR_FLEX_EDITOR_PROFILEm:
+   case Shim::SOURCE_TRUNK_MAP_MODBASEm:
+   case Shim::SOURCE_TRUNK_MAP_TABLEm:
+   case Shim::ING_DEVICE_PORTm: return true;
+   default: return false;
+   }
+}
+
+} // namespace
+
 std::vector< std::string > leftIn( const ChipModel::ChipState& chip ) {
    std::vector< std::string > left;
    auto add = [ & ]( const std::string& what, int64_t number, const std::string& name = "" ) {
@@ -200,6 +216,16 @@ std::vector< std::string > leftIn( const ChipModel::ChipState& chip ) {
       if ( address.isStatic ) {
          left.push_back(
                "chip " + std::to_string( chip.unit ) + ": address " + address.mac.toString() );
+      }
+   }
+   for ( const auto& entry : chip.memories ) {
+      if ( !entry.isReset && !isSetAtStart( entry.memory ) ) {
+         add( std::string( Shim::memoryNames[ entry.memory ] ) + " entry", entry.index );
+      }
+   }
+   for ( const auto& entry : chip.insertProfiles ) {
+      if ( !entry.isReset() ) {
+         add( std::string( ChipModel::LogicalTables::insertProfiles ) + " entry", entry.index );
       }
    }
    return left;

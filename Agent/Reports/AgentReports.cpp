@@ -192,7 +192,7 @@ Report chipsReport() {
    Report report{ "chips",
       { "profile", "ports", "ingress entries", "egress entries", "groups", "mirrors", "trunks",
             "L2 addresses", "port classes", "TCAM helpers", "TCAM interface", "Tomahawk",
-            "description" },
+            "GRE keys", "header insertion", "description" },
       {}, "" };
    auto yesNo = []( bool yes ) { return std::string( yes ? "yes" : "no" ); };
    for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
@@ -202,7 +202,9 @@ Report chipsReport() {
          int64_t( profile.trunks ), int64_t( profile.l2Addresses ),
          int64_t( profile.portClassBits ), yesNo( profile.tcamHelpers ),
          profile.tcamInterface == ChipModel::TcamInterface::direct ? "direct" : "request",
-         yesNo( profile.tomahawkFamily ), std::string( profile.description ) } );
+         yesNo( profile.tomahawkFamily ),
+         yesNo( profile.greKeys != ChipModel::GreKeys::none ), yesNo( profile.logicalTables ),
+         std::string( profile.description ) } );
    }
    return report;
 }

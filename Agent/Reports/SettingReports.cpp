@@ -49,11 +49,7 @@ void addProfiles( const ChipState& chip, Report& report ) {
                std::string( field ), static_cast< int64_t >( value ), writer( entry.stamp ),
                time( entry.stamp ) } );
       };
-      bool isEmpty = true;
-      for ( const auto& [ field, value ] : entry.fields ) {
-         isEmpty = isEmpty && value == 0;
-      }
-      if ( isEmpty ) {
+      if ( entry.isReset() ) {
          add( "(all)", 0 );
          continue;
       }

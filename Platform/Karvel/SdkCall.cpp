@@ -10,6 +10,8 @@ std::ostream* errorStream = nullptr;
 
 } // namespace
 
+std::atomic< const Duolog::Handle* > sdkCaller = nullptr;
+
 void sdkErrorStreamIs( std::ostream* stream ) {
    errorStream = stream;
 }

@@ -37,7 +37,7 @@ Shim::Rc reportUnless(
 
 // The trace handle of the call that is being made; null between calls. For people who ask who
 // writes to a chip: while several threads make calls it is that of one of them.
-inline std::atomic< const Duolog::Handle* > sdkCaller = nullptr;
+extern std::atomic< const Duolog::Handle* > sdkCaller;
 
 // Takes the arguments by value in the types of the method's parameters, so that nothing of
 // them is left to be read or converted once the lock is released.

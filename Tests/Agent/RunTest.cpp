@@ -121,6 +121,17 @@ TEST_F( RunTest, BadInputIsOneLineAndExitCodeOne ) {
    }
 }
 
+// The plug-in is a shared object of its own: what it writes has to carry its names all the same.
+TEST_F( RunTest, TablesNameTheirWriters ) {
+   const Result result = agent( "run " KARVEL_SOURCE_DIR "/Examples/tunnel-mirroring.json"
+                                " --chip tomahawk4 --show tables --json" );
+   EXPECT_EQ( result.code, 0 ) << result.err;
+   for ( const char* writer : { "SliceConfigSm", "BcmPtHelper", "CentralPublisher" } ) {
+      EXPECT_NE( result.out.find( writer ), std::string::npos ) << writer;
+   }
+   EXPECT_EQ( result.out.find( "\"writer\": \"agent\"" ), std::string::npos );
+}
+
 TEST_F( RunTest, WrongUseIsExitCodeTwo ) {
    for ( const char* arguments : { "", "fly", "run", "run x.json --show nothing",
                "run x.json --in Ethernet0", "run x.json --chip potato", "run x.json --trace /9",
