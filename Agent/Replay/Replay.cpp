@@ -1,7 +1,9 @@
 #include "Agent/Replay/Replay.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <optional>
 #include <stdexcept>
 
 #include "Agent/Packets/CaptureMerge.h"
@@ -9,6 +11,9 @@
 namespace Agent {
 
 namespace {
+
+// What a capture file can hold.
+constexpr uint64_t lastStampNs = 0xffff'ffffULL * 1'000'000'000 + 999'999'999;
 
 std::vector< std::string > portNames( const Runtime& runtime ) {
    std::vector< std::string > names;
@@ -109,13 +114,16 @@ void replay(
                   at->second.chipPort } );
       merge.add( input.port, CaptureReader( input.file ) );
    }
+   std::optional< uint64_t > shift;
    uint64_t lastNs = 0;
    for ( Arrival arrival; merge.next( arrival ); ) {
       const Port& port = ports[ arrival.input ];
       const CaptureFrame& frame = arrival.frame;
-      const ChipModel::FrameView view{ frame.timeNs, frame.data, frame.length,
-         frame.wireLength };
-      lastNs = frame.timeNs;
+      if ( !shift ) {
+         shift = runtime.captureShift( frame.timeNs );
+      }
+      lastNs = std::min( frame.timeNs + *shift, lastStampNs );
+      const ChipModel::FrameView view{ lastNs, frame.data, frame.length, frame.wireLength };
       runtime.sampleRates( lastNs );
       if ( observer ) {
          observer->arriving( merge.port( arrival.input ), port.unit, view );
@@ -125,7 +133,7 @@ void replay(
          observer->arrived();
       }
    }
-   if ( lastNs != 0 ) {
+   if ( shift ) {
       runtime.sampleRatesAtEnd( lastNs );
    }
 }

@@ -4,9 +4,8 @@
 #include <stdexcept>
 
 #include "Agent/Forwarding/ChipSetup.h"
-#include "Agent/Publisher/CentralPublisher.h"
 #include "Agent/Runtime/PluginLibrary.h"
-#include "Agent/Slices/SliceHost.h"
+#include "Agent/Runtime/SessionStates.h"
 #include "AgentServices/TcamGroupManager.h"
 #include "Platform/Acl/Config.h"
 #include "Platform/Karvel/SdkCall.h"
@@ -26,31 +25,7 @@ const Zol::String loopback = "Loopback0";
 // More than all ports of a chip in all of its mirror destinations.
 constexpr int egressEntriesPerFeature = 4096;
 
-// The plug-in's side of a chip, in the order in which it is built.
-struct Slice {
-   Slice( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
-         Zol::Ptr< KarvelCentral::ChipTable > chipTable,
-         Zol::Ptr< AgentServices::TcamGroupManager > groupManager,
-         Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
-         Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions )
-         : host( unit, profile, store, chipTable, groupManager ),
-           publisher( host, programInfo, aclInput, sessions ) {}
-
-   SliceHost host;
-   CentralPublisher publisher;
-};
-
 } // namespace
-
-const char* phaseName( SessionPhase phase ) {
-   switch ( phase ) {
-   case SessionPhase::active: return "active";
-   case SessionPhase::inactive: return "inactive";
-   case SessionPhase::refused: return "refused";
-   case SessionPhase::failed: return "failed";
-   default: return "pending";
-   }
-}
 
 struct Runtime::State {
    explicit State( const RuntimeOptions& options ) : plugin( options.plugin ) {}
@@ -59,7 +34,6 @@ struct Runtime::State {
    void makeSlices();
    void apply( const Configuration& wanted );
    RateHistory::Sample rateSample();
-   SessionState sessionState( const SessionConfig& session ) const;
    const Slice* sliceOf( const SessionConfig& session ) const;
 
    PluginLibrary plugin; // outlives every object of its types
@@ -70,8 +44,9 @@ struct Runtime::State {
    Configuration configuration;
    PortStates portStates;
    RateHistory rateHistory;
-   bool hasLimits = false;   // of the configuration
-   uint64_t lastFrameNs = 0; // while there are limits
+   bool hasLimits = false; // of the configuration
+   std::optional< uint64_t > lastFrameNs;
+   Zol::Seconds lastFrameAt = 0; // by the agent's time
    Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo;
    Zol::Ptr< Acl::Input::Config > aclInput;
    Zol::Ptr< AgentServices::TcamGroupManager > groupManager;
@@ -283,98 +258,15 @@ const Slice* Runtime::State::sliceOf( const SessionConfig& session ) const {
    return at == slices.end() ? nullptr : &at->second;
 }
 
-namespace {
-
-// The worse of what the two halves of the slice say; none has nothing to say.
-KarvelMirror::ProgramStatus combined(
-      const SliceHost& slice, KarvelMirror::Mtp mtp ) {
-   const KarvelMirror::SliceMtpProgramStatus& status = *slice.programStatus();
-   const auto ports = slice.portStatus( mtp );
-   if ( !status.ifpProgramStatusHas( mtp ) ) {
-      return ports;
-   }
-   const auto filtered = status.ifpProgramStatus( mtp );
-   return ports == KarvelMirror::ProgramStatus::success ? filtered : ports;
-}
-
-// Why copies are not limited as they should be; none if they are.
-std::optional< std::string > rateProblem( const Slice& slice, const WantedMtp& wanted ) {
-   using KarvelMirror::ProgramStatus;
-   const auto rules = wanted.egressRules();
-   const ProgramStatus status =
-         rules ? slice.host.programStatus()->efpProgramStatus( *rules ) : ProgramStatus::success;
-   const std::string what =
-         wanted.isLimited() ? "its rate is not limited: " : "its copies have no source tag: ";
-   switch ( status ) {
-   case ProgramStatus::resourceExhaustion:
-      return what + "the chip has no TCAM entries left for it";
-   case ProgramStatus::failed: return what + "the chip refused its TCAM entries or policers";
-   default: return {};
-   }
-}
-
-// Adds what there is to say of one destination.
-void judge( const Slice& slice, KarvelMirror::Mtp mtp, const MtpUse& use, SessionState& state ) {
-   using KarvelMirror::ProgramStatus;
-   const ProgramStatus programmed = combined( slice.host, mtp );
-   const WantedMtp& wanted = slice.publisher.wanted( mtp );
-   state.held.push_back( { slice.host.unit(), mtp, use.direction, programmed, wanted.way } );
-   auto failed = [ & ]( const std::string& reason ) {
-      state.phase = SessionPhase::failed;
-      state.reason = reason;
-   };
-   if ( auto problem = slice.publisher.problem( mtp ) ) {
-      failed( *problem );
-   } else if ( programmed == ProgramStatus::resourceExhaustion ) {
-      failed( "the chip has no TCAM entries left for it" );
-   } else if ( programmed == ProgramStatus::failed ) {
-      failed( "the chip refused its TCAM entries" );
-   } else if ( auto unlimited = rateProblem( slice, wanted ) ) {
-      failed( *unlimited );
-   } else if ( !wanted.target && state.phase != SessionPhase::failed ) {
-      state.phase = SessionPhase::inactive;
-      state.reason = wanted.way;
-   } else if ( programmed == ProgramStatus::unknown && state.phase == SessionPhase::active ) {
-      state.phase = SessionPhase::pending;
-   }
-}
-
-} // namespace
-
-SessionState Runtime::State::sessionState( const SessionConfig& session ) const {
-   SessionState result;
-   result.config = &session;
-   result.phase = SessionPhase::refused;
-   const Slice* slice = session.refused ? nullptr : sliceOf( session );
-   if ( !slice ) {
-      result.reason = session.refused.value_or( "its destination is on no chip" );
-      return result;
-   }
-   if ( auto refusal = slice->publisher.refusal( session.name ) ) {
-      result.reason = *refusal;
-      return result;
-   }
-   result.phase = SessionPhase::active;
-   for ( const auto& [ mtp, use ] : slice->publisher.uses() ) {
-      if ( use.session == session.name ) {
-         judge( *slice, mtp, use, result );
-      }
-   }
-   if ( result.reason.empty() && session.tunnel && session.tunnel->greKey &&
-         !slice->publisher.sendsKeys() ) {
-      result.reason = "its copies have no GRE key: the toggle KarvelMirrorGreKey is off";
-   }
-   if ( result.reason.empty() && configuration.ports.contains( session.destination ) &&
-         !portStates.isUp( configuration, session.destination ) ) {
-      result.reason = session.destination + " is down: its copies are dropped";
-   }
-   return result;
-}
-
 std::vector< SessionState > Runtime::sessions() const {
    std::vector< SessionState > all;
    for ( const auto& [ name, session ] : state_->configuration.sessions ) {
-      all.push_back( state_->sessionState( session ) );
+      const Slice* slice = state_->sliceOf( session );
+      SessionState& state = all.emplace_back( sessionState( session, slice ) );
+      const bool isNamed = state_->configuration.ports.contains( session.destination );
+      if ( state.reason.empty() && isNamed && !isUp( session.destination ) ) {
+         state.reason = session.destination + " is down: its copies are dropped";
+      }
    }
    return all;
 }
@@ -437,15 +329,22 @@ RateHistory::Sample Runtime::State::rateSample() {
 
 const RateHistory& Runtime::rateHistory() const { return state_->rateHistory; }
 
-void Runtime::sampleRates( uint64_t timeNs ) {
-   if ( !state_->hasLimits ) {
-      return;
+uint64_t Runtime::captureShift( uint64_t firstNs ) const {
+   if ( !state_->lastFrameNs ) {
+      return 0;
    }
-   if ( state_->rateHistory.isDue( timeNs ) ) {
+   constexpr double nsPerSecond = 1e9;
+   const double passed = ( now() - state_->lastFrameAt ) * nsPerSecond;
+   const uint64_t earliest = *state_->lastFrameNs + static_cast< uint64_t >( passed );
+   return firstNs < earliest ? earliest - firstNs : 0;
+}
+
+void Runtime::sampleRates( uint64_t timeNs ) {
+   if ( state_->hasLimits && state_->rateHistory.isDue( timeNs ) ) {
       // Since the frame before nothing has happened.
       RateHistory::Sample sample = state_->rateSample();
-      if ( state_->lastFrameNs != 0 ) {
-         state_->rateHistory.add( state_->lastFrameNs, sample );
+      if ( state_->lastFrameNs ) {
+         state_->rateHistory.add( *state_->lastFrameNs, sample );
       }
       state_->rateHistory.add( timeNs, std::move( sample ) );
    }
@@ -453,6 +352,7 @@ void Runtime::sampleRates( uint64_t timeNs ) {
 }
 
 void Runtime::sampleRatesAtEnd( uint64_t timeNs ) {
+   state_->lastFrameAt = now();
    if ( state_->hasLimits ) {
       state_->rateHistory.add( timeNs, state_->rateSample() );
    }

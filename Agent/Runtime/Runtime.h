@@ -114,6 +114,10 @@ class Runtime {
    const AgentServices::TcamRequestManager* requestManager( int unit ) const;
    // What became of the copies of limited sessions over time.
    const RateHistory& rateHistory() const;
+   // How much later the frames of a capture arrive than their stamps say, in nanoseconds: time
+   // does not go back for the chips, so a capture from before the last frame comes after it, and
+   // after the time that has passed since then.
+   uint64_t captureShift( uint64_t firstNs ) const;
    // To be told of the time of each frame that is to arrive, and of the end of a run of frames.
    void sampleRates( uint64_t timeNs );
    void sampleRatesAtEnd( uint64_t timeNs );

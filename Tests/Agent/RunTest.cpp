@@ -121,6 +121,22 @@ TEST_F( RunTest, BadInputIsOneLineAndExitCodeOne ) {
    }
 }
 
+TEST_F( RunTest, TimeDoesNotGoBackWhenACaptureIsReplayedAgain ) {
+   write( "twice", "in Ethernet0 " + hostA + "\nwait 60\nin Ethernet0 " + hostA + "\n" );
+   const Result result = agent( "run " + example + " --script twice --out out" );
+   ASSERT_EQ( result.code, 0 ) << result.err;
+   std::vector< uint64_t > times;
+   Agent::CaptureReader copies( file( "out/Ethernet16.mirror.pcap" ) );
+   for ( Agent::CaptureFrame frame; copies.next( frame ); ) {
+      times.push_back( frame.timeNs );
+   }
+   const size_t frames = times.size() / 2;
+   ASSERT_GT( frames, 0U );
+   EXPECT_TRUE( std::ranges::is_sorted( times ) );
+   EXPECT_EQ( times.at( frames ) - times.at( frames - 1 ), 60'000'000'000U );
+   EXPECT_EQ( times.back() - times.at( frames ), times.at( frames - 1 ) - times.front() );
+}
+
 // The plug-in is a shared object of its own: what it writes has to carry its names all the same.
 TEST_F( RunTest, TablesNameTheirWriters ) {
    const Result result = agent( "run " KARVEL_SOURCE_DIR "/Examples/tunnel-mirroring.json"
