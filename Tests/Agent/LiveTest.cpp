@@ -58,19 +58,22 @@ TEST_F( LiveTest, ReloadsByDifferenceAndOnlyWhatIsRight ) {
 }
 
 TEST_F( LiveTest, ReloadingWhatIsThereAlreadyMakesNoSdkCall ) {
-   for ( const char* name : { "port", "filtered", "tunnel" } ) {
-      const std::string path =
-            KARVEL_SOURCE_DIR "/Examples/" + std::string( name ) + "-mirroring.json";
-      Agent::Runtime runtime( { KARVEL_PLUGIN, "" } );
-      ASSERT_TRUE( runtime.start( path ).errors.empty() );
-      const uint64_t calls = runtime.chips().control().gate().calls();
-      EXPECT_TRUE( runtime.reload().errors.empty() );
-      runtime.advance( 60 );
-      EXPECT_EQ( runtime.chips().control().gate().calls(), calls ) << name;
-      runtime.withdraw();
-      EXPECT_EQ( Agent::leftIn( runtime.chips().control().state( 0 ) ),
-            std::vector< std::string >() )
-            << name;
+   // Chips with entries, with requests, and with requests and inserted headers.
+   for ( const char* chip : { "trident3", "tomahawk3", "tomahawk4" } ) {
+      for ( const char* name : { "port", "filtered", "tunnel" } ) {
+         SCOPED_TRACE( std::string( name ) + " on " + chip );
+         Agent::Runtime runtime( { KARVEL_PLUGIN, chip } );
+         const std::string path =
+               KARVEL_SOURCE_DIR "/Examples/" + std::string( name ) + "-mirroring.json";
+         ASSERT_TRUE( runtime.start( path ).errors.empty() );
+         const uint64_t calls = runtime.chips().control().gate().calls();
+         EXPECT_TRUE( runtime.reload().errors.empty() );
+         runtime.advance( 60 );
+         EXPECT_EQ( runtime.chips().control().gate().calls(), calls );
+         runtime.withdraw();
+         EXPECT_EQ( Agent::leftIn( runtime.chips().control().state( 0 ) ),
+               std::vector< std::string >() );
+      }
    }
 }
 
