@@ -219,6 +219,7 @@ void MtpTcamHelperSmV2::programEntryRequests( const Zol::Ptr< TcamAclData >& acl
    reqSubCfg.entryQEnq( ruleId );
    DUOLOG( trace, 3,
          "MtpTcamHelperSmV2::"
+               << "programEntryRequests"
                << " entryQEnq ruleId: " << ruleId );
    rule.entryIdIs( sequence ); // entries of one rule stand beside each other
    aclData->ruleIs( sequence, std::move( rule ) );
