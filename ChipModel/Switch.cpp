@@ -20,7 +20,7 @@ Control::Error Control::capacityIs( int unit, std::string_view what, int value )
    const bool isEntries = what == "ingress-entries" || what == "egress-entries";
    if ( !isEntries && what != "policers" ) {
       return "capacity '" + std::string( what ) +
-            "': unknown; it is ingress-entries, egress-entries or policers";
+            "': unknown; allowed: ingress-entries, egress-entries, policers";
    }
    if ( value < 0 || value > most ) {
       return std::string( what ) + ": " + std::to_string( value ) + " is not within 0 to " +

@@ -412,7 +412,7 @@ TEST_F( SdkModelTest, ControlRefusesWhatDoesNotExistInOneLine ) {
    EXPECT_EQ( control.inject( 3, 1, {} ), "unit 3: no such chip" );
    EXPECT_EQ( control.inject( 0, 65, {} ), "port 65: unit 0 has ports 0 to 64" );
    EXPECT_EQ( control.capacityIs( 0, "entries", 1 ),
-         "capacity 'entries': unknown; it is ingress-entries, egress-entries or policers" );
+         "capacity 'entries': unknown; allowed: ingress-entries, egress-entries, policers" );
    EXPECT_EQ( control.capacityIs( 0, "egress-entries", -1 ),
          "egress-entries: -1 is not within 0 to 1000000" );
    const int group = newGroup();
