@@ -14,6 +14,7 @@
 #include "ChipModel/Chip.h"
 #include "ChipModel/Switch.h"
 #include "Platform/Karvel/SdkCall.h"
+#include "Tests/Frames.h"
 
 namespace AgentServices::Test {
 
@@ -56,7 +57,8 @@ struct Packet {
    uint8_t tcpFlags = 0;
 };
 
-using Bytes = std::vector< uint8_t >;
+using Frames::Bytes;
+using Frames::operator+;
 Bytes frameOf( const Packet& packet );
 Plix::Ip6Addr ip6( uint32_t last, uint8_t first = 0x20 );
 

@@ -9,8 +9,6 @@
 namespace ChipModel::Test {
 
 inline constexpr uint32_t exact = 0xffffffff;
-inline constexpr uint32_t ip4Type = 0x0800, ip6Type = 0x86dd, arpType = 0x0806;
-inline constexpr uint32_t mplsType = 0x8847;
 
 class FieldTest : public ChipTest {
  protected:

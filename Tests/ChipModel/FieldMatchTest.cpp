@@ -231,8 +231,7 @@ TEST_F( FieldMatchTest, FragmentsHavePortsOnlyInTheFirst ) {
       { in4( 0 ), "x.x..", true },
       { in4( 0xc000 ), "x.x..", true }, // reserved, do not fragment
       { in4( 0x2000 ), ".xx.x", true }, { in4( 0x2001 ), "...xx", false },
-      { in4( 0x1000 ), "...xx", false },
-      { in4( 0x1fff ), "...xx", false },
+      { in4( 0x1000 ), "...xx", false }, { in4( 0x1fff ), "...xx", false },
       { in6( 0 ), "x.x..", true }, // all of a datagram: RFC 8200, section 4.5
       { in6( 1 ), ".xx.x", true }, { in6( 9 ), "...xx", false },
       { in6( 0xfff8 ), "...xx", false }, { in6( 6 ), "x.x..", true }, // reserved bits

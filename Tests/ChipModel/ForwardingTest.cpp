@@ -296,8 +296,7 @@ TEST( FlowHashTest, IsTheDocumentedOneAndKeepsFlowsTogether ) {
    const Bytes b = mac( 2 );
    EXPECT_EQ( hash( ipv4Udp( b, a, 7, 1000 ) ), 0x69e7eec4u );
    // Without ports fragments are all alike; they would go different ways with them.
-   EXPECT_EQ(
-         hash( ipv4Udp( b, a, 7, 1000, 0x2000 ) ), hash( ipv4Udp( b, a, 7, 1001, 185 ) ) );
+   EXPECT_EQ( hash( ipv4Udp( b, a, 7, 1000, 0x2000 ) ), hash( ipv4Udp( b, a, 7, 1001, 185 ) ) );
    EXPECT_EQ( hash( ipv4Udp( b, a, 7, 1000 ) ), hash( ipv4Udp( b, a, 7, 1000, 0x4000 ) ) );
 
    const Bytes ip6 = b + a + be16( 0x86dd ) + Bytes{ 0x60, 0, 0, 0, 0, 8, 6, 64 } +

@@ -15,10 +15,11 @@
 #include <vector>
 
 #include "Agent/Runtime/Runtime.h"
+#include "Tests/Frames.h"
 
 namespace Scenario {
 
-using Bytes = std::vector< uint8_t >;
+using Frames::Bytes;
 
 // A file that goes with its object.
 class TemporaryFile {
