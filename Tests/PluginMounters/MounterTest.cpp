@@ -23,10 +23,11 @@ class MounterTest : public ::testing::Test {
       ::Shim::sdk_ = &box.sdk();
    }
    // Builds a slice on a chip with these attributes.
-   Zol::Ptr< SliceMounter > build( const KarvelCentral::ChipAttributes& attributes,
-         const char* missing = "" ) {
+   Zol::Ptr< SliceMounter > build(
+         const KarvelCentral::ChipAttributes& attributes, const char* missing = "" ) {
       auto put = [ & ]( const char* path, Zol::Ptr< Zol::Entity > entity ) {
-         if ( std::string_view( path ).find( missing ) == std::string_view::npos || !*missing ) {
+         if ( std::string_view( path ).find( missing ) == std::string_view::npos ||
+               !*missing ) {
             store.entityIs( path, entity );
          }
       };
@@ -70,31 +71,6 @@ class MounterTest : public ::testing::Test {
    Zol::Ptr< Zol::Dir > shared = Zol::make< Zol::Dir >();
 };
 
-using Names = std::vector< std::string >;
-
-TEST_F( MounterTest, declaresItsMountsInOrder ) {
-   auto mounter = build( chip( false, false, false ) );
-   Names mounts;
-   for ( const Hubdb::Mount& mount : manager.mountGroup().mounts() ) {
-      mounts.push_back( mount.path + " " + mount.typeName + " " + mount.mode );
-   }
-   const std::string feature = "hardware/karvel/centralStatus/feature/KarvelMirror/";
-   EXPECT_EQ( mounts,
-         ( Names{ feature + "cpuRecircStatus KarvelCentral::CpuRecircStatus r",
-               feature + "mtpProgramInfo KarvelMirror::LogicalFapMtpProgramInfoColl r",
-               "hardware/karvel/mirror/sliceCapability/left KarvelMirror::SliceCapability r",
-               feature + "sliceMtpProgramStatus/left KarvelMirror::SliceMtpProgramStatus wc",
-               "acl/config/input Zol::Dir r", "acl/config/input Acl::Input::Config r",
-               "hardware/karvel/mirror/paramConfig KarvelMirror::Slice::ParamConfig r",
-               "mirroring/hwconfig Mirroring::Config r",
-               "hardware/karvel/globalStatus/karvellag/tableMgrDir/sourceTrunkMap/"
-               "KarvelMirror-left KarvelCentral::PortTabWriteRequestDir cw",
-               "hardware/karvel/feature/karveltcam/config/global Zol::Dir wi",
-               "hardware/karvel/feature/karveltcam/status/global Zol::Dir ri" } ) );
-   EXPECT_EQ( mounter->fwkType(), "KarvelMirror::SliceMounter" );
-   EXPECT_TRUE( mounter->sourceTrunkMap() );
-}
-
 TEST_F( MounterTest, buildsTheDirectHelperTheRootAndTheRestInOrder ) {
    auto mounter = build( chip( true, false, true ) );
    EXPECT_TRUE( mounter->loopbackHelperSm() );
@@ -104,17 +80,14 @@ TEST_F( MounterTest, buildsTheDirectHelperTheRootAndTheRestInOrder ) {
    EXPECT_TRUE( mounter->rootSm() );
    EXPECT_TRUE( mounter->aclProgrammerSm() );
    EXPECT_EQ( mounter->unit(), 3 );
+   EXPECT_TRUE( mounter->sourceTrunkMap() );
    EXPECT_EQ( mounter->aclConfig()->root(), "acl/config/cli" );
-}
-
-TEST_F( MounterTest, takesUnit0WhereTheCommonDataNamesNone ) {
-   auto mounter = build( chip( true, false, false ), "unit" );
-   EXPECT_EQ( mounter->unit(), 0 );
-   EXPECT_TRUE( mounter->rootSm() );
+   EXPECT_EQ( mounter->fwkType(), "KarvelMirror::SliceMounter" );
 }
 
 TEST_F( MounterTest, asksForRequestsOnTheNewTcamInterface ) {
-   auto mounter = build( chip( true, true, false ) );
+   auto mounter = build( chip( true, true, false ), "unit" );
+   EXPECT_EQ( mounter->unit(), 0 ) << "where the common data names none";
    EXPECT_FALSE( mounter->loopbackHelperSm() );
    EXPECT_FALSE( mounter->tcamHelperSm() ) << "there is no manager to ask";
    EXPECT_TRUE( mounter->rootSm() );
@@ -141,7 +114,7 @@ TEST_F( MounterTest, buildsTheConfigurationMachineInsteadWithTheToggleOff ) {
    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // starts the program afresh
    auto buildWithToggleOff = [ & ] {
       const auto folder = std::filesystem::temp_directory_path() /
-                          ( "karvel-toggle-" + std::to_string( getpid() ) );
+            ( "karvel-toggle-" + std::to_string( getpid() ) );
       std::filesystem::create_directory( folder );
       std::ofstream( folder / "KarvelLib.json" ) << R"({ "KarvelMirrorT4Gre": false })";
       KarvelLib::toggleDirectoryIs( folder.string() );
