@@ -4,6 +4,7 @@
 #include <functional>
 #include <random>
 
+#include "ChipModel/FieldNames.h"
 #include "ChipModel/HeaderParser.h"
 #include "Tests/ChipModel/FieldFixture.h"
 
@@ -126,9 +127,15 @@ TEST_F( FieldMatchTest, EveryFieldMatchesAndMissesByOneBit ) {
       { QUALIFY( MplsInnerLabel, 0xabcde, exact ), labels, { 18, 19, 20 }, 0x0f },
    };
 #undef QUALIFY
+   Explainer explainer( box_.chip( 0 )->fields(), group_ );
    for ( const Case& c : cases ) {
       match( c.qualify );
+      box_.control().observerIs( nullptr );
       EXPECT_TRUE( hits( c.packet ) ) << c.what;
+      // Who is looking on hears of the same, and why.
+      box_.control().observerIs( &explainer );
+      EXPECT_TRUE( hits( c.packet ) ) << c.what;
+      EXPECT_TRUE( explainer.misses().empty() );
       for ( size_t place : c.places ) {
          const unsigned outside = place == c.places.back() ? c.outside : 0U;
          for ( unsigned bit = 1; bit < 0x100; bit <<= 1 ) {
@@ -136,10 +143,13 @@ TEST_F( FieldMatchTest, EveryFieldMatchesAndMissesByOneBit ) {
             flipped[ place ] = static_cast< uint8_t >( flipped[ place ] ^ bit );
             if ( ( outside & bit ) == 0 ) {
                EXPECT_FALSE( hits( flipped ) ) << c.what << " " << place << " " << bit;
+               ASSERT_EQ( explainer.misses().size(), 1U );
+               EXPECT_EQ( qualifierName( *explainer.misses()[ 0 ].failed ), c.what );
             }
          }
       }
    }
+   box_.control().observerIs( nullptr );
    // The L2 table knows no classes.
    match( [ & ]( auto& s ) { return s.bcm_field_qualify_DstClassL2( 0, e, 0, 0x3ff ); } );
    EXPECT_TRUE( hits( overTcp ) );

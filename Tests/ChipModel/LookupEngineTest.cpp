@@ -201,38 +201,6 @@ TEST_P( LookupEngineOrder, AgreesWithAPlainScanWhenNearlyEmpty ) {
    }
 }
 
-TEST( LookupEngineTest, OneRuleUnlikeAllOthersOfItsColumnIsFound ) {
-   LookupEngine engine;
-   LookupRule even{ { { 1, 2, 0x01 } }, {} };
-   for ( int id = 0; id < 1000; ++id ) {
-      engine.insert( even, -id, id );
-   }
-   auto find = [ & ]( uint8_t byte ) {
-      LookupKey key;
-      key.bytes[ 1 ] = byte;
-      return engine.find( key );
-   };
-   // It looks at more of the byte; in the last slots, so that whole rows have to follow.
-   LookupRule three{ { { 1, 3, 0xff } }, {} };
-   int slot = engine.insert( three, 0, 1000 );
-   EXPECT_EQ( find( 3 ), slot );
-   EXPECT_EQ( find( 5 ), -1 );
-   for ( int id = 0; id < 999; ++id ) {
-      engine.remove( id, even );
-   }
-   EXPECT_EQ( find( 4 ), 999 );
-   EXPECT_EQ( find( 6 ), 999 );
-   engine.remove( 999, even );
-   EXPECT_EQ( find( 4 ), -1 );
-
-   // It does not look at the byte, amid rules that do.
-   for ( int id = 0; id < 64; ++id ) {
-      engine.insert( three, 0, id );
-   }
-   slot = engine.insert( {}, 0, 64 );
-   EXPECT_EQ( find( 9 ), slot );
-}
-
 TEST( LookupEngineTest, RemovingAnotherRuleThanTheInsertedOneIsFatal ) {
    LookupEngine engine;
    LookupRule first{ { { 1, 2, 0xff } }, {} };

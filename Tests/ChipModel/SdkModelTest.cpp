@@ -287,16 +287,12 @@ TEST_F( SdkModelTest, EveryDifferenceBetweenTwoReadBacksIsNamed ) {
          "port 8 enabled: yes before, no after" );
    EXPECT_EQ( change( [ & ] { return s.bcm_port_class_set( 0, 8, 0x12 ); } ),
          "port 8 class bits: 0x0 before, 0x12 after" );
-   EXPECT_EQ( change( [ & ] { return s.bcm_port_untagged_vlan_set( 0, 1, 0 ); } ),
-         "port 1 untagged VLAN: 10 before, 0 after" );
    EXPECT_EQ( change( [ & ] { return s.bcm_vlan_port_remove( 0, 10, bitmap( { 2 } ) ); } ),
          "VLAN 10 members: 1,2,3 before, 1,3 after; VLAN 10 untagged: 1,2 before, 1 "
          "after" );
    const int swapped[] = { 5, 4 };
    EXPECT_EQ( change( [ & ] { return s.bcm_trunk_members_set( 0, 3, swapped, 2 ); } ),
          "trunk 3 members: 4,5 before, 5,4 after" );
-   EXPECT_EQ( change( [ & ] { return s.bcm_mirror_destination_destroy( 0, 1 ); } ),
-         "mirror destination 1 value: port 7 before, nothing after" );
    const Shim::L2Addr added{ address( mac( 1 ) ), 10, true, 3, true };
    EXPECT_EQ( change( [ & ] { return s.bcm_l2_addr_add( 0, added ); } ),
          "address 02:00:00:00:00:01 VLAN 10: nothing before, trunk 3 static after" );
