@@ -33,8 +33,7 @@ Shim::PortBitmap ports( std::initializer_list< size_t > numbers ) {
 
 class TcamServices : public ::testing::Test {
  protected:
-   explicit TcamServices( std::string_view profileName = "trident3" )
-         : profile( *ChipModel::chipProfile( profileName ) ) {
+   TcamServices() {
       box.addChip( 0, profile );
       Shim::sdk_ = &box.sdk();
       groups->unitIs( 0, { profile.aclGroup, profile.portClassBits } );
@@ -42,8 +41,7 @@ class TcamServices : public ::testing::Test {
    }
 
    TcamStatus registerGroup( uint8_t mtp, int type ) {
-      return groups->groupMirroringAclDataIs(
-            0, { KarvelMirror::Mtp( mtp ), type, false } );
+      return groups->groupMirroringAclDataIs( 0, { KarvelMirror::Mtp( mtp ), type, false } );
    }
    // A destination's entry manager with its group.
    Manager manager( uint8_t mtp ) {
@@ -88,46 +86,14 @@ class TcamServices : public ::testing::Test {
       gate().faultAdd( { .call = call, .first = nth, .last = nth, .effect = effect } );
    }
 
-   const ChipModel::ChipProfile& profile;
+   const ChipModel::ChipProfile& profile = *ChipModel::chipProfile( "trident3" );
    ChipModel::Switch box;
    Zol::Ptr< TcamGroupManager > groups = Zol::make< TcamGroupManager >();
    ChipModel::ChipState emptyChip;
 };
 
-#define EXPECT_EMPTY_CHIP()                                                                \
+#define EXPECT_EMPTY_CHIP()                                                                    \
    EXPECT_EQ( differences( emptyChip, settledChip() ), std::vector< std::string >() )
-
-TEST_F( TcamServices, EveryKeyHasOneEntryAndIsFoundAgain ) {
-   const Manager first = manager( 1 );
-   const Manager second = manager( 2 );
-   const KarvelMirror::Mtp mtp( 1 );
-   const std::vector< TcamRequestKey > keys{ { mtp, "a", 0, 1, 0 }, { mtp, "b", 0, 1, 0 },
-      { mtp, "a", 1, 1, 0 }, { mtp, "a", 0, 2, 0 }, { mtp, "a", 0, 1, 1 },
-      { KarvelMirror::Mtp( 2 ), "a", 0, 1, 0 } };
-   std::set< EntryId > ids{ 0 };
-   for ( const TcamRequestKey& key : keys ) {
-      const EntryId id = first->getEntry( 0, "a name", key ).entryId;
-      EXPECT_TRUE( ids.insert( id ).second );
-      EXPECT_EQ( first->getEntry( 0, "another", key ).entryId, id );
-   }
-   EXPECT_TRUE( ids.insert( second->getEntry( 0, "a name", keys[ 0 ] ).entryId ).second );
-   EXPECT_EQ( chip().entries.size(), keys.size() + 1 );
-   EXPECT_EQ( chip().entries[ 0 ].name, "a name" );
-}
-
-TEST_F( TcamServices, AFullChipRefusesUntilAnEntryIsReleased ) {
-   const Manager entries = manager( 0 );
-   ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 2 ) );
-   const EntryId first = get( entries, 1 ).entryId;
-   get( entries, 2 );
-   EXPECT_EQ( get( entries, 3 ).status, TcamStatus::exhausted );
-   EXPECT_EQ( get( entries, 3 ).entryId, 0U );
-   EXPECT_EQ( get( entries, 1 ).entryId, first );
-   EXPECT_EQ( entries->releaseEntry( 0, first ), ok );
-   EXPECT_EQ( get( entries, 3 ).status, TcamStatus::success );
-   EXPECT_NE( get( entries, 3 ).entryId, first );
-   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::exhausted );
-}
 
 TEST_F( TcamServices, EntriesThatTheManagerDoesNotHoldAreLeftAlone ) {
    const Manager entries = manager( 0 );
@@ -198,8 +164,7 @@ TEST_F( TcamServices, AGroupStaysUntilItIsForSomethingElse ) {
    EXPECT_EQ( get( third, 1 ).status, TcamStatus::success );
    // Replacing a group or asking for a second manager while there are entries is fatal.
    EXPECT_DEATH( registerGroup( 2, 1 ), "entries_ == 0" );
-   EXPECT_DEATH(
-         groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 2 ) ), "!manager_" );
+   EXPECT_DEATH( groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 2 ) ), "!manager_" );
 }
 
 // Whatever the chip refuses once on the way down is gone after the next round.
@@ -303,19 +268,6 @@ TEST_F( TcamServices, PortsCarryTheBitsOfAllSetsTheyAreIn ) {
    EXPECT_EQ( portBits( 2 ), b | own );
 }
 
-TEST_F( TcamServices, PortClassesRunOutWithoutEffect ) {
-   const Manager entries = manager( 0 );
-   for ( uint32_t rule = 0; rule < 32; ++rule ) {
-      install( entries, rule, ports( { 5 } ), ClassSharing::exclusive );
-   }
-   EXPECT_EQ( portBits( 5 ), 0xffffffffU );
-   const EntryId late = get( entries, 99 ).entryId;
-   EXPECT_EQ( qualify( entries, late, ports( { 6 } ) ), Sdk::QX_BCM_E_RESOURCE() );
-   EXPECT_EQ( portBits( 6 ) | entryBit( late ), 0U );
-   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 7 ).entryId ), ok );
-   EXPECT_EQ( install( entries, 99, ports( { 6 } ) ), 1U << 7 );
-}
-
 TEST_F( TcamServices, ARefusedPortWriteLeavesNoPortBehind ) {
    const Manager entries = manager( 0 );
    const EntryId id = get( entries, 1 ).entryId;
@@ -370,24 +322,6 @@ TEST_F( TcamServices, InstalledEntriesMatchTheirPortsAndNoOthersAllTheTime ) {
    for ( const ChipModel::PortState& port : settledChip().ports ) {
       EXPECT_EQ( port.classBits, 0U );
    }
-}
-
-class TcamServicesWithoutClasses : public TcamServices {
- protected:
-   TcamServicesWithoutClasses() : TcamServices( "trident2" ) {}
-};
-
-TEST_F( TcamServicesWithoutClasses, PortsAreMatchedOneByOne ) {
-   const Manager entries = manager( 0 );
-   EXPECT_FALSE( entries->supportsAclGroup() );
-   const EntryId id = get( entries, 1 ).entryId;
-   EXPECT_EQ( qualify( entries, id, ports( { 1 } ) ), Sdk::QX_BCM_E_UNAVAIL() );
-   EXPECT_EQ( entries->addInPortsForEntry( 0, id, ports( { 1, 70 } ), ~ports( {} ) ), ok );
-   EXPECT_EQ( entries->installEntry( 0, id ), ok );
-   const ChipModel::EntryView entry = chip().entries.at( 0 );
-   EXPECT_TRUE( entry.installed );
-   ASSERT_EQ( entry.qualifiers.size(), 1U );
-   EXPECT_EQ( entry.qualifiers[ 0 ].ports, ports( { 1, 70 } ) );
 }
 
 } // namespace

@@ -27,8 +27,8 @@ class TemporaryFile {
    explicit TemporaryFile( const std::string& text ) {
       static int number = 0;
       path_ = std::filesystem::temp_directory_path() /
-              ( "karvel-" + std::to_string( getpid() ) + "-" + std::to_string( ++number ) +
-                    ".json" );
+            ( "karvel-" + std::to_string( getpid() ) + "-" + std::to_string( ++number ) +
+                  ".json" );
       std::ofstream( path_ ) << text;
    }
    ~TemporaryFile() { std::filesystem::remove( path_ ); }
@@ -52,8 +52,9 @@ inline Bytes frame( uint8_t source, uint8_t destination, uint16_t vlan = 0, uint
    bytes.reserve( 64 );
    bytes.assign( { 2, 0, 0, 0, 0, destination, 2, 0, 0, 0, 0, source } );
    if ( vlan ) {
-      bytes.insert( bytes.end(), { 0x81, 0x00, static_cast< uint8_t >( vlan >> 8 ),
-                                       static_cast< uint8_t >( vlan ) } );
+      bytes.insert( bytes.end(),
+            { 0x81, 0x00, static_cast< uint8_t >( vlan >> 8 ),
+                  static_cast< uint8_t >( vlan ) } );
    }
    bytes.insert( bytes.end(), { 0x88, 0xb5, tag } ); // local experimental EtherType
    bytes.resize( 64 );
@@ -69,8 +70,8 @@ class Collector : public ChipModel::FrameSink {
       Bytes bytes;
    };
    void sent( const ChipModel::SentFrame& out ) override {
-      all.push_back(
-            { out.kind, out.port, Bytes( out.frame.data, out.frame.data + out.frame.length ) } );
+      all.push_back( { out.kind, out.port,
+            Bytes( out.frame.data, out.frame.data + out.frame.length ) } );
    }
    std::vector< Sent > all;
 };
@@ -109,9 +110,8 @@ class Rig {
    }
    // The mirror copies that left a port since they were last asked for, there or at any port.
    std::vector< Bytes > copies( const std::string& port ) {
-      return take( port, []( ChipModel::CopyKind kind ) {
-         return kind != ChipModel::CopyKind::forwarded;
-      } );
+      return take( port,
+            []( ChipModel::CopyKind kind ) { return kind != ChipModel::CopyKind::forwarded; } );
    }
    size_t copyCount( const std::string& port ) { return copies( port ).size(); }
    void forget() { collector_.all.clear(); }
@@ -166,7 +166,7 @@ class Rig {
       for ( size_t i = before; i < collector_.all.size(); ++i ) {
          const Collector::Sent& sent = collector_.all[ i ];
          std::string line = from + " > " + runtime.portName( 0, sent.port ) + " kind " +
-                            std::to_string( static_cast< int >( sent.kind ) ) + ":";
+               std::to_string( static_cast< int >( sent.kind ) ) + ":";
          for ( uint8_t byte : sent.bytes ) {
             line += " " + std::to_string( byte );
          }
@@ -180,8 +180,7 @@ class Rig {
       }
       for ( const Agent::SessionState& state : runtime.sessions() ) {
          std::string line = state.config->name + " phase " +
-                            std::to_string( static_cast< int >( state.phase ) ) + " " +
-                            state.reason;
+               std::to_string( static_cast< int >( state.phase ) ) + " " + state.reason;
          for ( const Agent::HeldDestination& held : state.held ) {
             line += " mirror " + held.mtp.toString() + " " + Zol::toString( held.status );
          }
@@ -206,8 +205,8 @@ class Rig {
          classBits |= port.classBits;
       }
       recorder->push_back( "left: " + std::to_string( chip.entries.size() ) + " entries, " +
-                           std::to_string( chip.groups.size() ) + " groups, classes " +
-                           std::to_string( classBits ) );
+            std::to_string( chip.groups.size() ) + " groups, classes " +
+            std::to_string( classBits ) );
    }
    template < typename Wanted >
    std::vector< Bytes > take( const std::string& port, Wanted wanted ) {
@@ -250,13 +249,13 @@ inline std::string network( const std::string& sessions, const std::string& more
     "Vlan20|Ethernet0": { "tagging_mode": "tagged" },
     "Vlan20|Ethernet8": { "tagging_mode": "tagged" } },
   "MIRROR_SESSION": { )" +
-          sessions + " }" + ( more.empty() ? "" : ", " + more ) + " }";
+         sessions + " }" + ( more.empty() ? "" : ", " + more ) + " }";
 }
 
 inline std::string span( const std::string& name, const std::string& sources,
       const std::string& destination, const std::string& direction ) {
    return "\"" + name + "\": { \"type\": \"SPAN\", \"src_port\": \"" + sources +
-          "\", \"dst_port\": \"" + destination + "\", \"direction\": \"" + direction + "\" }";
+         "\", \"dst_port\": \"" + destination + "\", \"direction\": \"" + direction + "\" }";
 }
 
 } // namespace Scenario
