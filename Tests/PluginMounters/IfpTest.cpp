@@ -136,14 +136,11 @@ TEST_F( IfpBed, OfAnAclOnlyPermittingEntriesMirrorAndNoneDropsAtAnyTime ) {
    auto slice = programmer();
    bool dropped = false;
    box.control().gate().observerIs( [ & ]( const ChipModel::CallInfo& ) {
-      for ( const ChipModel::EntryView& entry : entries() ) {
-         for ( const ChipModel::ActionValue& action : entry.actions ) {
-            dropped = dropped || action.action == Shim::FieldAction::drop;
-         }
+      for ( const EntryView& entry : entries() ) {
+         dropped = dropped || hasAction( entry, Shim::FieldAction::drop );
       }
    } );
-   auto mtp = info()->mtpProgramInfoIs( Mtp( 2 ) );
-   addAcl( mtp, "A" );
+   addAcl( info()->mtpProgramInfoIs( Mtp( 2 ) ), "A" );
    run();
    box.control().gate().observerIs( {} );
    EXPECT_FALSE( dropped );
@@ -153,7 +150,7 @@ TEST_F( IfpBed, OfAnAclOnlyPermittingEntriesMirrorAndNoneDropsAtAnyTime ) {
    EXPECT_EQ( installed[ 0 ].actions[ 0 ].action, Shim::FieldAction::mirrorIngressTo );
    EXPECT_EQ( installed[ 0 ].actions[ 0 ].param0, 2U );
    EXPECT_TRUE( installed[ 1 ].actions.empty() );
-   for ( const ChipModel::EntryView& entry : installed ) {
+   for ( const EntryView& entry : installed ) {
       for ( const ChipModel::QualifierValue& value : entry.qualifiers ) {
          EXPECT_NE( value.qualifier, Shim::Qualifier::dstClassL2 );
       }
