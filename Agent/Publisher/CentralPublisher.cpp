@@ -88,7 +88,8 @@ void CentralPublisher::configurationIs(
    choose( configuration );
    wanted_.clear();
    for ( const auto& [ mtp, use ] : uses_ ) {
-      wanted_[ mtp ] = wantedMtp( configuration, resolver, mtp, use );
+      wanted_[ mtp ] = wantedMtp( configuration, resolver, mtp, use,
+            sendsKeys_ ? GreKeyUse::sent : GreKeyUse::leftOut );
    }
    for ( const auto& [ mtp, use ] : before ) {
       auto at = uses_.find( mtp );
@@ -207,7 +208,13 @@ void CentralPublisher::publish() {
       publishFilters( *program, wanted );
       published_[ mtp ] = wanted;
    }
-   sessions_.settle( slice_.unit(), keys_ );
+   std::set< std::string > unsettled;
+   for ( const auto& [ mtp, problem ] : problems_ ) {
+      if ( const auto use = uses_.find( mtp ); use != uses_.end() ) {
+         unsettled.insert( use->second.session );
+      }
+   }
+   sessions_.settle( slice_.unit(), keys_, unsettled );
    dropUnusedAcls();
    armRetry();
 }

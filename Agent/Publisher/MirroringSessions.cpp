@@ -17,7 +17,8 @@ void MirroringSessions::announce( int unit, const Keys& sessions ) {
    }
 }
 
-void MirroringSessions::settle( int unit, const Keys& sessions ) {
+void MirroringSessions::settle(
+      int unit, const Keys& sessions, const std::set< std::string >& unsettled ) {
    Zol::Batch batch;
    std::erase_if( units_, [ & ]( const auto& known ) {
       const auto& [ session, owner ] = known;
@@ -28,7 +29,9 @@ void MirroringSessions::settle( int unit, const Keys& sessions ) {
       return true;
    } );
    for ( const auto& [ session, key ] : sessions ) {
-      set( unit, session, key );
+      if ( key || !unsettled.contains( session ) ) {
+         set( unit, session, key );
+      }
    }
 }
 

@@ -8,6 +8,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "Platform/Mirroring/Config.h"
@@ -23,8 +24,10 @@ class MirroringSessions {
 
    // Sessions of a chip that are served from now on. Keys come, none goes.
    void announce( int unit, const Keys& sessions );
-   // These are all that the chip serves, as they are.
-   void settle( int unit, const Keys& sessions );
+   // These are all that the chip serves, as they are. Unsettled ones may still send copies as
+   // before: no key of theirs goes.
+   void settle(
+         int unit, const Keys& sessions, const std::set< std::string >& unsettled = {} );
 
  private:
    void set( int unit, const std::string& session, const Key& key );

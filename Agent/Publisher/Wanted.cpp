@@ -31,10 +31,10 @@ uint32_t headerBytes( const Shim::MirrorTunnel& tunnel ) {
 class Deriver {
  public:
    Deriver( const Configuration& configuration, const Resolver& resolver, KarvelMirror::Mtp mtp,
-         const MtpUse& use )
+         const MtpUse& use, GreKeyUse keys )
          : configuration_( configuration ), resolver_( resolver ),
            session_( configuration.sessions.at( use.session ) ), mtp_( mtp ),
-           direction_( use.direction ) {}
+           direction_( use.direction ), keys_( keys ) {}
 
    WantedMtp derive() {
       if ( session_.tunnel ) {
@@ -110,7 +110,9 @@ class Deriver {
       result.trafficClass = static_cast< uint8_t >( tunnel.dscp << 2 );
       result.ttl = tunnel.ttl;
       result.greProtocol = tunnel.greProtocol;
-      result.greKey = tunnel.greKey;
+      if ( keys_ == GreKeyUse::sent ) {
+         result.greKey = tunnel.greKey;
+      }
       const ChipModel::ChipProfile& profile =
             *ChipModel::chipProfile( configuration_.chips.at( session_.unit ).profile );
       if ( profile.logicalTables ) {
@@ -179,6 +181,7 @@ class Deriver {
    const SessionConfig& session_;
    const KarvelMirror::Mtp mtp_;
    const Direction direction_;
+   const GreKeyUse keys_;
    WantedMtp wanted_;
 };
 
@@ -205,8 +208,8 @@ KarvelMirror::TunnelId tunnelOf( KarvelMirror::Mtp mtp ) {
 }
 
 WantedMtp wantedMtp( const Configuration& configuration, const Resolver& resolver,
-      KarvelMirror::Mtp mtp, const MtpUse& use ) {
-   return Deriver( configuration, resolver, mtp, use ).derive();
+      KarvelMirror::Mtp mtp, const MtpUse& use, GreKeyUse keys ) {
+   return Deriver( configuration, resolver, mtp, use, keys ).derive();
 }
 
 std::vector< Direction > directionsOf( const SessionConfig& session ) {

@@ -41,9 +41,12 @@ struct WantedMtp {
    std::optional< KarvelMirror::RateLimitKind > egressRules() const;
 };
 
+// Whether the chip is made to send GRE keys. Where it is not, headers are made without them.
+enum class GreKeyUse : uint8_t { sent, leftOut };
+
 // Of a session that is not refused, for its chip. A tunnel has the number of its destination.
 WantedMtp wantedMtp( const Configuration& configuration, const Resolver& resolver,
-      KarvelMirror::Mtp mtp, const MtpUse& use );
+      KarvelMirror::Mtp mtp, const MtpUse& use, GreKeyUse keys );
 
 // The tunnel of a destination that has one.
 KarvelMirror::TunnelId tunnelOf( KarvelMirror::Mtp mtp );

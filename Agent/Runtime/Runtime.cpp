@@ -262,7 +262,7 @@ std::vector< SessionState > Runtime::sessions() const {
    std::vector< SessionState > all;
    for ( const auto& [ name, session ] : state_->configuration.sessions ) {
       const Slice* slice = state_->sliceOf( session );
-      SessionState& state = all.emplace_back( sessionState( session, slice ) );
+      SessionState& state = all.emplace_back( sessionState( session, slice, state_->chips ) );
       const bool isNamed = state_->configuration.ports.contains( session.destination );
       if ( state.reason.empty() && isNamed && !isUp( session.destination ) ) {
          state.reason = session.destination + " is down: its copies are dropped";

@@ -1,5 +1,7 @@
 #include "Agent/Runtime/SessionStates.h"
 
+#include "ChipModel/GreFormats.h"
+
 namespace Agent {
 
 const char* phaseName( SessionPhase phase ) {
@@ -68,9 +70,36 @@ void judge( const Slice& slice, KarvelMirror::Mtp mtp, const MtpUse& use, Sessio
    }
 }
 
+// Whether the chip has been set to put the tunnel's key into GRE headers.
+bool sendsKey( const Slice& slice, const TunnelConfig& tunnel, ChipModel::Switch& chips ) {
+   const ChipModel::GreEditor* editor = ChipModel::greEditor( slice.host.profile().greKeys );
+   if ( !editor ) {
+      return true;
+   }
+   const bool isIp4 = tunnel.dstIp.family() == Plix::AddressFamily::ipv4;
+   const ChipModel::GreEditorPlaces& places = isIp4 ? editor->ip4 : editor->ip6;
+   return chips.chip( slice.host.unit() )->tables().memories.value( places.keySelect ) != 0;
+}
+
+// Why the copies of a session with a key have none.
+std::optional< std::string > keyProblem(
+      const SessionConfig& session, const Slice& slice, ChipModel::Switch& chips ) {
+   if ( !session.tunnel || !session.tunnel->greKey ) {
+      return {};
+   }
+   if ( !slice.publisher.sendsKeys() ) {
+      return "its copies have no GRE key: the toggle KarvelMirrorGreKey is off";
+   }
+   if ( !sendsKey( slice, *session.tunnel, chips ) ) {
+      return "its copies have no GRE key: the chip refused to be set for keys";
+   }
+   return {};
+}
+
 } // namespace
 
-SessionState sessionState( const SessionConfig& session, const Slice* slice ) {
+SessionState sessionState(
+      const SessionConfig& session, const Slice* slice, ChipModel::Switch& chips ) {
    SessionState result;
    result.config = &session;
    result.phase = SessionPhase::refused;
@@ -88,9 +117,8 @@ SessionState sessionState( const SessionConfig& session, const Slice* slice ) {
          judge( *slice, mtp, use, result );
       }
    }
-   if ( result.reason.empty() && session.tunnel && session.tunnel->greKey &&
-         !slice->publisher.sendsKeys() ) {
-      result.reason = "its copies have no GRE key: the toggle KarvelMirrorGreKey is off";
+   if ( result.reason.empty() ) {
+      result.reason = keyProblem( session, *slice, chips ).value_or( "" );
    }
    return result;
 }

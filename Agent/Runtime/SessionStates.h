@@ -23,7 +23,8 @@ struct Slice {
 };
 
 // What became of a session in its slice; null: its chip has none. What goes beyond the slice, such
-// as links, is left to the caller.
-SessionState sessionState( const SessionConfig& session, const Slice* slice );
+// as links, is left to the caller. The chips are read for what the plug-in does not report.
+SessionState sessionState(
+      const SessionConfig& session, const Slice* slice, ChipModel::Switch& chips );
 
 } // namespace Agent

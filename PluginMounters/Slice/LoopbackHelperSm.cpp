@@ -28,22 +28,22 @@ LoopbackHelperSm::LoopbackHelperSm( uint16_t unit,
         portTabWriteRequestDir_( portTabWriteRequestDir ) {}
 
 void LoopbackHelperSm::doInit() {
-   react< &LoopbackHelperSm::handleProgramTrunkMap,
-         KarvelCentral::CpuRecircStatus::Attr::port >( cpuRecircStatus() );
+   react< &LoopbackHelperSm::handlePort, KarvelCentral::CpuRecircStatus::Attr::port >(
+         cpuRecircStatus() );
    handleProgramTrunkMap();
 }
 
-void LoopbackHelperSm::doCleanup() {
-   for ( const PortTabKey& key : posted_ ) {
-      portTabWriteRequestDir()->requestDel( key );
+void LoopbackHelperSm::doCleanup() { takeBackRequests(); }
+
+void LoopbackHelperSm::handlePort( const Zol::String& name ) {
+   if ( name == loopbackName ) {
+      takeBackRequests(); // of the port that it was
+      handleProgramTrunkMap();
    }
 }
 
 void LoopbackHelperSm::handleProgramTrunkMap() {
-   const auto chip = scsd()->chipTable()->findOrMake( scsd()->chipAttributes() );
-   if ( !chip->needsLoopbackTrunkMap() ) {
-      return;
-   }
+   ZOL_ASSERT( scsd()->chipTable()->findOrMake( scsd()->chipAttributes() ) );
    if ( !cpuRecircStatus()->portHas( loopbackName ) ) {
       DUOLOG( trace, 1,
             "SliceMounter::"
@@ -61,8 +61,12 @@ void LoopbackHelperSm::handleProgramTrunkMap() {
          ( sp.unit(), ING_DEVICE_PORTm, MEM_BLOCK_ANY, sp.port(), &portEntry ) );
    if ( rc < 0 ) {
       DUOLOG( trace, 0,
-            "SliceMounter::" << "handleProgramTrunkMap" << " " << sp.unit() << ":"
-                             << sp.port() );
+            "SliceMounter::"
+                  << "handleProgramTrunkMap"
+                  << " " << sp.unit() << ":" << sp.port() << " "
+                  << "soc_mem_read( sp.unit(), ING_DEVICE_PORTm, MEM_BLOCK_ANY, sp.port(), "
+                     "&portEntry )"
+                  << " API ERROR:" << Sdk::bcm_errmsg( rc ) << " (rc:" << rc << ")" );
    }
    ZOL_ASSERT( rc >= 0 );
    uint32_t place = 0;
@@ -73,6 +77,13 @@ void LoopbackHelperSm::handleProgramTrunkMap() {
    const ModId modId( scsd()->karvelModId( sp.unit() ) );
    postRequest( { PortTab::sourceTrunkMapBase, modId }, index );
    postRequest( { PortTab::sourceTrunkMap, index }, modId );
+}
+
+void LoopbackHelperSm::takeBackRequests() {
+   for ( const PortTabKey& key : posted_ ) {
+      portTabWriteRequestDir()->requestDel( key );
+   }
+   posted_.clear();
 }
 
 void LoopbackHelperSm::postRequest( const PortTabKey& key, uint32_t value ) {

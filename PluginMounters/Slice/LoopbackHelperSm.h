@@ -26,8 +26,10 @@ class LoopbackHelperSm : public Zol::EntitySm {
  private:
    void doInit() override;
    void doCleanup() override;
+   void handlePort( const Zol::String& name );
    void handleProgramTrunkMap();
    void postRequest( const KarvelCentral::PortTabKey& key, uint32_t value );
+   void takeBackRequests();
 
    std::vector< KarvelCentral::PortTabKey > posted_;
 };

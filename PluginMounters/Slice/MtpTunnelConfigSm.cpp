@@ -79,11 +79,15 @@ MtpTunnelConfigSm::MtpTunnelConfigSm( uint32_t unit, uint8_t mirrorEditIdBase,
       const Zol::String& table, Zol::Ptr< const LogicalFapMtpProgramInfo > info,
       Zol::Ptr< PtHelper > ptHelper )
       : unit_( unit ), lfMtpProgramInfo_( info ), ptHelper_( ptHelper ),
-        helper_( unit, mirrorEditIdBase, table, ptHelper ) {}
+        helper_( unit, mirrorEditIdBase, table, ptHelper ),
+        updateClock_( *this, [ this ] {
+           updateClock_.timeMinIs( Zol::never );
+           update();
+        } ) {}
 
 void MtpTunnelConfigSm::doInit() {
    encapHelperIs( true, true );
-   handleEncapBuffer(); // also clears what an agent before this one left
+   update(); // also clears what an agent before this one left
 }
 
 void MtpTunnelConfigSm::doCleanup() {
@@ -110,6 +114,10 @@ void MtpTunnelConfigSm::handleEncapBuffer() {
          "MtpTunnelConfigSm::"
                << "handleEncapBuffer"
                << " unit: " << unit() );
+   updateClock_.timeMinIs( Zol::activityManager().now() );
+}
+
+void MtpTunnelConfigSm::update() {
    MtpTunnelConfigHelper::EncapHelpers helpers;
    for ( const auto& helper : { ip4EncapHelper(), ip6EncapHelper() } ) {
       if ( helper ) {

@@ -8,6 +8,7 @@
 
 #include "Platform/KarvelMirror/EncapBufferHelper.h"
 #include "Platform/KarvelMirror/KarvelChipAttributesMirror.h"
+#include "Platform/Zol/Clock.h"
 #include "PluginMounters/Slice/PtHelper.h"
 
 namespace KarvelMirror::Slice {
@@ -49,8 +50,10 @@ class MtpTunnelConfigSm : public Zol::EntitySm {
    void doInit() override;
    void doCleanup() override;
    void handleEncapBuffer();
+   void update();
 
    MtpTunnelConfigHelper helper_;
+   Zol::Clock updateClock_; // one update serves all that changes at once
 };
 
 } // namespace KarvelMirror::Slice

@@ -43,15 +43,17 @@ void BcmPtHelper::write(
          "BcmPtHelper::"
                << "write"
                << " unit=" << unitNumber << " table=" << tableName );
-   const int unit = static_cast< int >( unitNumber );
-   const CallText table( tableName );
-   bcmlt_entry_handle_t entry = 0;
-   BCMLT_CALL( bcmlt_entry_allocate, ( unit, table.charPtr(), &entry ) );
    for ( const auto& [ name, value ] : values.fields() ) {
       DUOLOG( trace, 4,
             "BcmPtHelper::"
                   << "write"
                   << " field='" << name << "' value=" << value );
+   }
+   const int unit = static_cast< int >( unitNumber );
+   const CallText table( tableName );
+   bcmlt_entry_handle_t entry = 0;
+   BCMLT_CALL( bcmlt_entry_allocate, ( unit, table.charPtr(), &entry ) );
+   for ( const auto& [ name, value ] : values.fields() ) {
       const CallText field( name );
       BCMLT_CALL( bcmlt_entry_field_add, ( entry, field.charPtr(), value ) );
    }

@@ -128,16 +128,19 @@ TEST_F( SliceConfigTest, OneLookServesABurstOfSessions ) {
    for ( int i = 0; i < 1000; ++i ) {
       key( "session" + std::to_string( i ), 5 );
    }
+   // Each look says of each session with a key that it has one.
+   int lines = 0;
+   Duolog::enable( "SliceConfigSm/0-4" );
+   Duolog::sinkIs( [ & ]( std::string_view ) { ++lines; } );
    run();
+   Duolog::disableAll();
+   Duolog::sinkIs( {} );
+   EXPECT_EQ( lines, 1001 ) << "one look, and what it found";
    const uint64_t patched = writes();
-   {
-      Zol::Batch batch;
-      for ( int i = 0; i < 1000; ++i ) {
-         sessions->sessionDel( "session" + std::to_string( i ) );
-      }
-      key( "last", 5 );
+   for ( int i = 0; i < 1000; ++i ) {
+      sessions->sessionDel( "session" + std::to_string( i ) );
+      key( "last", static_cast< uint32_t >( i ) );
    }
-   EXPECT_EQ( writes(), patched );
    run();
    EXPECT_EQ( writes(), patched );
    EXPECT_TRUE( machine->greKeyPatchApplied() );
@@ -198,8 +201,12 @@ TEST_F( SliceConfigTest, AnUnavailableQueueControlIsToleratedAndAnotherErrorIsTr
 TEST_F( SliceConfigTest, AnSdkWhoseEditorProfilesAreNotKnownStopsTheAgent ) {
    box.control().sdkVersionIs( 60524 );
    chip( "trident3" );
+   const ChipModel::ChipState before = state();
    configSm();
-   EXPECT_EQ( writes(), 2u );
+   EXPECT_EQ( changes( before ),
+         ( std::vector< std::string >{
+               "ING_FLEX_EDITOR_PROFILEm[3] OFFSETf: nothing before, 0x0 after",
+               "EGR_FLEX_EDITOR_PROFILEm[5] OFFSETf: nothing before, 0x0 after" } ) );
    ChipModel::Switch newer;
    newer.control().sdkVersionIs( 70100 );
    newer.addChip( 0, *ChipModel::chipProfile( "trident3" ) );
@@ -215,13 +222,13 @@ class TunnelConfigTest : public SliceConfigTest {
  protected:
    void tunnel(
          uint8_t id, uint32_t headerSize, bool active = true, const char* to = "1.2.3.4" ) {
-      Zol::Batch batch;
       auto made = info->tunnelIs( TunnelId( id ) );
       TunnelParameters parameters;
       parameters.dstIpIs( *Plix::IpGenAddr::fromString( to ) );
       made->parametersIs( parameters );
       made->headerSizeIs( headerSize );
       made->activeIs( active );
+      run();
    }
    Zol::Ptr< MtpTunnelConfigSm > machine( Zol::Ptr< PtHelper > helper ) {
       auto made = Zol::make< MtpTunnelConfigSm >(
@@ -282,9 +289,13 @@ TEST_F( TunnelConfigTest, AnyChangeOfAHeaderRewritesAllEntriesOnce ) {
    tunnel( 3, 54 );
    EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 54u );
    EXPECT_EQ( mock->queued(), 0u );
+   tunnel( 3, 74, true, "2001:db8::1" ); // leaves one buffer and comes into the other
+   EXPECT_EQ( sizes( written( *mock )[ 5 ] ), ( Sizes{ 1, 64, 13, 1, 10, 1 } ) );
+   EXPECT_EQ( mock->queued(), 0u );
    info->tunnelDel( TunnelId( 3 ) );
+   run();
    EXPECT_EQ( sizes( written( *mock )[ 5 ] ), ( Sizes{ 0, 0, 0, 0, 0, 0 } ) );
-   tunnel( 3, 54, true, "2001:db8::1" );
+   tunnel( 3, 54 );
    EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 54u );
    made = nullptr;
    EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 0u ) << "gone with the machine";
@@ -329,9 +340,12 @@ TEST_F( TunnelConfigTest, ARefusedTableCallStopsTheProcessWithItsText ) {
 
 TEST_F( TunnelConfigTest, TheBringUpNeedsTheChipsFirstProfile ) {
    chip( "trident3" );
+   const LogicalFap::LogicalFapId fap( 0 );
+   auto all = Zol::make< LogicalFapMtpProgramInfoColl >();
+   all->lfMtpProgramInfoIs( fap );
    auto bringUp = [ & ] {
-      auto made = Zol::make< MtpProgramInfoSm >(
-            0, Orv::TaskSchedulerRoot::findOrCreateScheduler(), scsd, sessions, info );
+      auto made = Zol::make< MtpProgramInfoCollSm >( 0, fap, all,
+            Orv::TaskSchedulerRoot::findOrCreateScheduler(), scsd, sessions );
       made->zolStart();
       return made;
    };
@@ -342,12 +356,18 @@ TEST_F( TunnelConfigTest, TheBringUpNeedsTheChipsFirstProfile ) {
    scsd->chipProfileIs( features );
    EXPECT_DEATH( bringUp(), "mirrAttr && mirrAttr->mirrorEditIdBase\\(\\)" );
    mirror->mirrorEditIdBaseIs( 8 );
+   const ChipModel::ChipState before = state();
+   key( "keyed", 7 );
    auto made = bringUp();
-   EXPECT_TRUE(
-         Zol::dynamicCast< const MockPtHelper >( made->mtpTunnelConfigSm()->ptHelper() ) );
+   EXPECT_TRUE( Zol::dynamicCast< const MockPtHelper >(
+         made->mtpProgramInfoSm()->mtpTunnelConfigSm()->ptHelper() ) );
    EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), 0u );
-   mirror->headerInsertionTableIs( "EGR_HEADER_INSERT_PROFILE" );
-   made = nullptr;
+   const std::vector< std::string > keyed = changes( before );
+   all->lfMtpProgramInfoDel( fap );
+   EXPECT_FALSE( made->mtpProgramInfoSm() );
+   EXPECT_LT( changes( before ).size(), keyed.size() ) << "the patch is taken back";
+   all->lfMtpProgramInfoIs( fap );
+   EXPECT_EQ( changes( before ), keyed );
 }
 
 // --- The loopback port ------------------------------------------------------------------------
@@ -392,10 +412,17 @@ TEST_F( LoopbackTest, ThePortIsEnteredInTheMapOnceItIsKnown ) {
    EXPECT_EQ( requests->requests(), 0u );
    status->portIs( "Loopback0", { 3, 161 } ); // of another slice's chip
    EXPECT_EQ( requests->requests(), 0u );
+   status->portIs( "Loopback0", { 0, 160 } );
    status->portIs( "Loopback0", { 0, 161 } );
-   EXPECT_EQ( requests->requests(), 2u );
+   EXPECT_EQ( requests->requests(), 2u ) << "those of the first port have gone";
    EXPECT_EQ( requests->request( { PortTab::sourceTrunkMapBase, 5 } ), 161u );
    EXPECT_EQ( requests->request( { PortTab::sourceTrunkMap, 161 } ), 5u );
+   const uint64_t reads = calls( SdkCall::soc_mem_read );
+   status->portIs( "Loopback1", { 0, 160 } );
+   EXPECT_EQ( calls( SdkCall::soc_mem_read ), reads );
+   status->portDel( "Loopback0" );
+   EXPECT_EQ( requests->requests(), 0u );
+   status->portIs( "Loopback0", { 0, 161 } );
    made = nullptr;
    EXPECT_EQ( requests->requests(), 0u );
 }

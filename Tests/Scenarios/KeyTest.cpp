@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "ChipModel/GreFormats.h"
 #include "Platform/KarvelLib/Toggles.h"
 #include "Tests/Scenarios/Tunnels.h"
 
@@ -25,21 +26,26 @@ std::vector< std::string > chipsWhere( bool ( *is )( const ChipProfile& ) ) {
 
 class EveryChipWithKeys : public ::testing::TestWithParam< std::string > {};
 
-constexpr size_t greAt = 14 + 20;
 const Bytes plainGre{ 0, 0, 0x88, 0xbe };
 const Bytes keyedGre{ 0x20, 0, 0x88, 0xbe, 0, 0, 0, 7 };
 
-// The GRE header of the one copy of a frame that comes in at a port.
-Bytes gre( TunnelRig& rig, const std::string& from, size_t bytes, size_t at = greAt ) {
-   const auto copies = rig.one( from, "Ethernet20" );
+// The GRE header, which stands between the IP header and the frame, of the one copy of a frame that
+// comes in at a port. The IP header says how long the copy is.
+Bytes gre( TunnelRig& rig, const std::string& from, const std::string& to = "Ethernet20" ) {
+   const auto copies = rig.one( from, to );
    EXPECT_EQ( copies.size(), 1U );
-   if ( copies.size() != 1 || copies[ 0 ].size() < at + bytes ) {
+   if ( copies.size() != 1 || copies[ 0 ].size() < tunnelBytes + frameBytes ) {
       return {};
    }
-   const auto start = copies[ 0 ].begin() + static_cast< ptrdiff_t >( at );
-   EXPECT_EQ(
-         Bytes( start + static_cast< ptrdiff_t >( bytes ), copies[ 0 ].end() ), frame( 1, 2 ) );
-   return Bytes( start, start + static_cast< ptrdiff_t >( bytes ) );
+   const Bytes& copy = copies[ 0 ];
+   const bool isIp4 = copy[ 14 ] >> 4 == 4;
+   const size_t lengthAt = isIp4 ? 16 : 18;
+   const size_t greAt = isIp4 ? 34 : 54;
+   EXPECT_EQ( size_t{ copy[ lengthAt ] } << 8 | copy[ lengthAt + 1 ],
+         copy.size() - ( isIp4 ? 14 : greAt ) );
+   const auto inner = copy.end() - frameBytes;
+   EXPECT_EQ( Bytes( inner, copy.end() ), frame( 1, 2 ) );
+   return Bytes( copy.begin() + static_cast< ptrdiff_t >( greAt ), inner );
 }
 
 // What differs from the chip at the start, but for forwarding.
@@ -60,23 +66,50 @@ size_t settingsChanged(
 TEST_P( EveryChipWithKeys, SendsTheKeyWithItsSessionAndNoOther ) {
    TunnelRig rig( tunnel( "plain", "Ethernet0" ), ways(), GetParam() );
    const ChipModel::ChipState before = rig.chip();
-   EXPECT_EQ( gre( rig, "Ethernet0", 4 ), plainGre );
+   EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
    rig.set( "MIRROR_SESSION|keyed", tunnelJson( "Ethernet4", R"(, "gre_key": "7")" ) );
-   EXPECT_EQ( gre( rig, "Ethernet4", 8 ), keyedGre );
-   EXPECT_EQ( gre( rig, "Ethernet0", 4 ), plainGre );
+   EXPECT_EQ( gre( rig, "Ethernet4" ), keyedGre );
+   EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
+   rig.set( "MIRROR_SESSION|six",
+         tunnelJson( "Ethernet8", R"(, "gre_key": "7")", "2001:db8::2" ) );
+   EXPECT_EQ( gre( rig, "Ethernet8", "Ethernet24" ), keyedGre );
+   rig.set( "MIRROR_SESSION|six", tunnelJson( "Ethernet8", "", "2001:db8::2" ) );
+   EXPECT_EQ( gre( rig, "Ethernet8", "Ethernet24" ), plainGre );
    rig.set( "MIRROR_SESSION|plain", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
-   EXPECT_EQ( gre( rig, "Ethernet0", 8 ), keyedGre ) << "a session may change its mind";
+   EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre ) << "a session may change its mind";
    rig.set( "MIRROR_SESSION|keyed", tunnelJson( "Ethernet4" ) );
-   EXPECT_EQ( gre( rig, "Ethernet4", 4 ), plainGre );
-   EXPECT_EQ( gre( rig, "Ethernet0", 8 ), keyedGre );
+   EXPECT_EQ( gre( rig, "Ethernet4" ), plainGre );
+   EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre );
    rig.set( "MIRROR_SESSION|plain", tunnelJson( "Ethernet0" ) );
-   EXPECT_EQ( gre( rig, "Ethernet0", 4 ), plainGre );
+   EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
    EXPECT_EQ( settingsChanged( before, rig.chip() ), 0U );
 }
 INSTANTIATE_TEST_SUITE_P( Profiles, EveryChipWithKeys,
       ::testing::ValuesIn( chipsWhere(
             []( const ChipProfile& profile ) { return profile.greKeys != GreKeys::none; } ) ),
       []( const auto& chip ) { return testName( chip.param ); } );
+
+TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
+   using ChipModel::SdkCall;
+   TunnelRig rig( tunnel( "s", "Ethernet0" ), ways(), GetParam() );
+   if ( ChipModel::greEditor( rig.runtime.profile( 0 ).greKeys ) ) {
+      EXPECT_FALSE( rig.runtime.fail( "soc_mem_write", 1, 100 ) );
+      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
+      EXPECT_EQ( rig.session( "s" ).reason,
+            "its copies have no GRE key: the chip refused to be set for keys" );
+      rig.runtime.chips().control().gate().faultsDelAll();
+      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0" ) );
+   }
+   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
+   EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre );
+   EXPECT_EQ( rig.session( "s" ).reason, "" );
+   EXPECT_FALSE( rig.runtime.fail( "bcm_mirror_destination_set", 1, 1 ) );
+   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0" ) );
+   EXPECT_EQ( rig.session( "s" ).phase, Agent::SessionPhase::failed );
+   EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre ) << "the chip has the tunnel as it was";
+   rig.runtime.advance( 10 );
+   EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
+}
 
 TEST( ChipWithoutKeys, RefusesTheSessionAndSaysWhy ) {
    TunnelRig rig( tunnel( "keyed", "Ethernet0", R"(, "gre_key": "7")" ), ways(), "trident2" );
@@ -123,7 +156,7 @@ TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
    const std::string keyed = tunnel( "s", "Ethernet0", R"(, "gre_key": "7")" );
    auto otherBringUp = [ & ] {
       TunnelRig rig( keyed, ways(), "trident3" );
-      EXPECT_EQ( gre( rig, "Ethernet0", 8 ), keyedGre );
+      EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre );
    };
    EXPECT_EXIT( with( R"({ "KarvelMirrorT4Gre": false })", otherBringUp ),
          ::testing::ExitedWithCode( 0 ), "" );
@@ -135,13 +168,17 @@ TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
    EXPECT_EXIT( with( R"({ "KarvelMirrorT4Gre": false })", noInsertion ),
          ::testing::ExitedWithCode( 0 ), "" );
    auto noKeys = [ & ] {
-      TunnelRig rig( keyed, ways(), "tomahawk" );
-      const ChipModel::ChipState before = rig.chip();
-      EXPECT_EQ( gre( rig, "Ethernet0", 4 ), plainGre );
-      EXPECT_NE( rig.session( "s" ).reason.find( "KarvelMirrorGreKey" ), std::string::npos );
-      rig.set( "MIRROR_SESSION|t", tunnelJson( "Ethernet4", R"(, "gre_key": "8")" ) );
-      EXPECT_EQ( settingsChanged( before, rig.chip() ), 0U );
-      EXPECT_EQ( rig.calls( ChipModel::SdkCall::soc_mem_write ), 0U );
+      for ( const std::string& chip : chipsWhere( []( const ChipProfile& profile ) {
+               return ChipModel::greEditor( profile.greKeys ) != nullptr;
+            } ) ) {
+         SCOPED_TRACE( chip );
+         TunnelRig rig( keyed, ways(), chip );
+         const ChipModel::ChipState before = rig.chip();
+         EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
+         EXPECT_NE( rig.session( "s" ).reason.find( "KarvelMirrorGreKey" ), std::string::npos );
+         rig.set( "MIRROR_SESSION|t", tunnelJson( "Ethernet4", R"(, "gre_key": "8")" ) );
+         EXPECT_EQ( settingsChanged( before, rig.chip() ), 0U );
+      }
    };
    EXPECT_EXIT( with( R"({ "KarvelMirrorGreKey": false })", noKeys ),
          ::testing::ExitedWithCode( 0 ), "" );
@@ -177,22 +214,37 @@ TEST( LoopbackPort, IsInTheSourceTrunkMapOfItsChip ) {
    EXPECT_EQ( value( Shim::SOURCE_TRUNK_MAP_TABLEm, 161, Shim::MODULE_IDf ), 0U );
 }
 
-TEST( TwoChips, HaveSettingsOfTheirOwn ) {
+// Sessions are the switch's, so every chip is set for keys, each by its own family's table; a chip
+// without a session with a key sends the same copies as before.
+TEST( TwoChips, AreSetForKeysEachInItsWayAndSendWhatTheirSessionsSay ) {
    TunnelRig rig( R"({
-     "CHIP": { "0": { "ports": "Ethernet0,Ethernet4", "profile": "trident4" },
+     "CHIP": { "0": { "ports": "Ethernet0,Ethernet20", "profile": "trident3" },
                "1": { "ports": "Ethernet100,Ethernet104", "profile": "tomahawk" } },
-     "PORT": { "Ethernet0": {}, "Ethernet4": {}, "Ethernet100": {}, "Ethernet104": {} },
-     "INTERFACE": { "Ethernet104|192.0.2.1/30": {} },
-     "NEIGH": { "Ethernet104|192.0.2.2": { "neigh": "02:00:00:00:02:01" } },
-     "MIRROR_SESSION": { "s": { "type": "ERSPAN", "direction": "RX", "src_ip": "192.0.2.1",
-                                "dst_ip": "192.0.2.2", "src_port": "Ethernet100" } } })" );
-   const ChipModel::ChipState before = rig.chip();
-   const ChipModel::ChipState other = rig.runtime.chips().control().state( 1 );
-   rig.set( "MIRROR_SESSION|s", R"({ "type": "ERSPAN", "direction": "RX",
-      "src_ip": "192.0.2.1", "dst_ip": "192.0.2.2", "src_port": "Ethernet100",
+     "PORT": { "Ethernet0": {}, "Ethernet20": {}, "Ethernet100": {}, "Ethernet104": {} },
+     "INTERFACE": { "Ethernet20|192.0.2.1/30": {}, "Ethernet104|192.0.2.5/30": {} },
+     "NEIGH": { "Ethernet20|192.0.2.2": { "neigh": "02:00:00:00:02:01" },
+                "Ethernet104|192.0.2.6": { "neigh": "02:00:00:00:02:02" } },
+     "MIRROR_SESSION": { "plain": { "type": "ERSPAN", "direction": "RX", "src_ip": "192.0.2.1",
+                                    "dst_ip": "192.0.2.2", "src_port": "Ethernet0" } } })" );
+   const ChipModel::ChipState chips[] = { rig.chip(),
+      rig.runtime.chips().control().state( 1 ) };
+   rig.set( "MIRROR_SESSION|keyed", R"({ "type": "ERSPAN", "direction": "RX",
+      "src_ip": "192.0.2.1", "dst_ip": "192.0.2.6", "src_port": "Ethernet100",
       "gre_key": "7" })" );
-   EXPECT_EQ( ChipModel::differences( before, rig.chip() ), std::vector< std::string >() );
-   EXPECT_NE( settingsChanged( other, rig.runtime.chips().control().state( 1 ) ), 0U );
+   EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
+   for ( const auto& before : chips ) {
+      EXPECT_NE(
+            settingsChanged( before, rig.runtime.chips().control().state( before.unit ) ), 0U );
+   }
+   rig.send( "Ethernet100", frame( 1, 2 ) );
+   const auto copies = rig.copies( "Ethernet104" );
+   ASSERT_EQ( copies.size(), 1U );
+   EXPECT_EQ( Bytes( copies[ 0 ].begin() + 34, copies[ 0 ].end() - frameBytes ), keyedGre );
+   rig.del( "MIRROR_SESSION|keyed" );
+   for ( const auto& before : chips ) {
+      EXPECT_EQ(
+            settingsChanged( before, rig.runtime.chips().control().state( before.unit ) ), 0U );
+   }
 }
 
 } // namespace Scenario
