@@ -353,26 +353,6 @@ TEST_F( SdkModelTest, ControlRefusesWhatDoesNotExistInOneLine ) {
    EXPECT_EQ( state().ingressEntries, 1 );
 }
 
-// Chips of one switch share the SDK, the gate and the sink, and nothing else.
-TEST_F( SdkModelTest, UnitsAreApart ) {
-   vlan( 10, {}, { 1, 2 } );
-   box_.addChip( 1, testProfile() );
-   ok( sdk().bcm_port_enable_set( 1, 1, true ) );
-   sent_.clear();
-   const Bytes bytes = frame( broadcast, mac( 1 ) );
-   const FrameView view{ 0, bytes.data(), static_cast< uint32_t >( bytes.size() ), 0 };
-   EXPECT_EQ( box_.control().inject( 1, 1, view ), std::nullopt );
-   EXPECT_TRUE( sent_.empty() );
-   EXPECT_EQ( box_.control().state( 1 ).vlans.size(), 0u );
-   ok( sdk().bcm_vlan_create( 1, 20 ) );
-   ok( sdk().bcm_vlan_port_add( 1, 20, bitmap( { 0, 1 } ), bitmap( { 0, 1 } ) ) );
-   ok( sdk().bcm_port_untagged_vlan_set( 1, 1, 20 ) );
-   EXPECT_EQ( box_.control().inject( 1, 1, view ), std::nullopt );
-   ASSERT_EQ( sent_.size(), 1u ); // to the CPU, which is enabled from the start
-   EXPECT_EQ( sent_[ 0 ].port, 0 );
-   EXPECT_EQ( box_.units(), ( std::vector< int >{ 0, 1 } ) );
-}
-
 } // namespace
 
 } // namespace ChipModel::Test

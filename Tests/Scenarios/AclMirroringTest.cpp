@@ -99,51 +99,6 @@ TEST( AclMirroring, copiesWhatIsPermittedInOrderAndDropsNothing ) {
    EXPECT_TRUE( isCopied( rig, packet().from( "10.1.1.2" ) ) );
 }
 
-struct FieldCase {
-   const char* name;
-   const char* type;
-   const char* fields;
-   Packet hit;
-   Packet miss;
-   friend void PrintTo( const FieldCase& field, std::ostream* out ) { *out << field.name; }
-};
-
-class MatchField : public ::testing::TestWithParam< FieldCase > {};
-
-TEST_P( MatchField, matchesItsValueAndNothingBesideIt ) {
-   const FieldCase& field = GetParam();
-   for ( const char* profile : { "trident3", "trident2" } ) { // with and without port classes
-      Rig rig( filtered( field.type, { { "T|r", 10, field.fields } } ), profile );
-      EXPECT_TRUE( isCopied( rig, field.hit ) ) << field.name << " on " << profile;
-      EXPECT_FALSE( isCopied( rig, field.miss ) ) << field.name << " on " << profile;
-   }
-}
-
-INSTANTIATE_TEST_SUITE_P( Fields, MatchField,
-      ::testing::Values( FieldCase{ "source", "L3", R"("SRC_IP": "10.0.0.4/31")",
-                               packet().from( "10.0.0.5" ), packet().from( "10.0.0.6" ) },
-            FieldCase{ "portsOfTcp", "L3", R"("L4_DST_PORT": "443", "IP_PROTOCOL": "6")",
-                  packet().tcp( 9, 443 ), packet().udp( 9, 443 ) },
-            FieldCase{ "rangeLow", "L3", R"("L4_DST_PORT_RANGE": "1001-2002")",
-                  packet().udp( 9, 1001 ), packet().udp( 9, 1000 ) },
-            FieldCase{ "rangeHigh", "L3", R"("L4_SRC_PORT_RANGE": "1001-2002")",
-                  packet().udp( 2002, 9 ), packet().udp( 2003, 9 ) },
-            FieldCase{ "tcpFlags", "L3", R"("TCP_FLAGS": "0x02/0x12")",
-                  packet().tcp( 9, 9, 0x42 ), packet().tcp( 9, 9, 0x12 ) },
-            FieldCase{ "dscp", "L3", R"("DSCP": "46")", packet().tos( 46 << 2 | 1 ),
-                  packet().tos( 47 << 2 ) },
-            FieldCase{ "fragment", "L3", R"("IP_FRAG": "NON_HEAD")",
-                  packet().fragment( 2, true ), packet().fragment( 0, true ) },
-            FieldCase{ "source6", "L3V6", R"("SRC_IPV6": "2001:db8::/127")", packet6(),
-                  packet6().from( "2001:db8::2" ) },
-            FieldCase{ "notTheOtherFamily", "L3V6", "", packet6(), packet() },
-            FieldCase{ "mac", "MAC", R"("SRC_MAC": "02:00:00:00:00:10/ff:ff:ff:ff:ff:f0")",
-                  packet().macs( "02:00:00:00:00:1f", "02:00:00:00:00:02" ),
-                  packet().macs( "02:00:00:00:00:20", "02:00:00:00:00:02" ) },
-            FieldCase{ "etherType", "MAC", R"("ETHER_TYPE": "0x88b5")",
-                  packet().etherType( 0x88b5 ), packet().etherType( 0x88b6 ) } ),
-      []( const auto& field ) { return field.param.name; } );
-
 TEST( Fragments, followThePermitThatTheyMayBelongTo ) {
    Rig rig( filtered( "L3",
          { { "T|web", 30,

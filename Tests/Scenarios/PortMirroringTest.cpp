@@ -1,7 +1,7 @@
 // Port mirroring as a user sees it: a configuration, frames in, copies out. Most scenarios are
-// played on chips of both generations of the TCAM interface, which must not show.
+// played on chips of both generations of the TCAM interface, with and without port classes, which
+// must not show.
 
-#include "Tests/Scenarios/BothGenerations.h"
 #include "Tests/Scenarios/Scenario.h"
 
 namespace Scenario {
@@ -9,7 +9,16 @@ namespace Scenario {
 using Agent::SessionPhase;
 using ChipModel::SdkCall;
 
-PORT_SCENARIO( IngressMirroring, copiesWhatASourcePortReceivesAndNothingElse ) {
+class PortMirroring : public ::testing::TestWithParam< std::string > {
+ protected:
+   PortMirroring() { Rig::defaultProfile = GetParam(); }
+   ~PortMirroring() override { Rig::defaultProfile.clear(); }
+};
+INSTANTIATE_TEST_SUITE_P( Generations, PortMirroring,
+      ::testing::Values( "trident3", "trident2", "tomahawk3", "tomahawk4" ),
+      []( const auto& chip ) { return chip.param; } );
+
+TEST_P( PortMirroring, ingressCopiesWhatASourcePortReceivesAndNothingElse ) {
    Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) ) );
    EXPECT_EQ( rig.session( "in" ).phase, SessionPhase::active );
    const Bytes tagged = frame( 1, 2, 20, 7 );
@@ -22,7 +31,7 @@ PORT_SCENARIO( IngressMirroring, copiesWhatASourcePortReceivesAndNothingElse ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
 }
 
-PORT_SCENARIO( EgressMirroring, copiesWhatASourcePortSendsAsItIsSent ) {
+TEST_P( PortMirroring, egressCopiesWhatASourcePortSendsAsItIsSent ) {
    Rig rig( network( span( "out", "Ethernet8", "Ethernet20", "TX" ) ) );
    rig.send( "Ethernet8", frame( 3, 9, 10 ) ); // the switch learns where 3 is
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
@@ -40,7 +49,7 @@ PORT_SCENARIO( EgressMirroring, copiesWhatASourcePortSendsAsItIsSent ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
 }
 
-PORT_SCENARIO( EgressMirroring, ofAPortChannelFollowsWhateverMemberHashingChooses ) {
+TEST_P( PortMirroring, egressOfAPortChannelFollowsWhateverMemberHashingChooses ) {
    Rig rig( network( span( "up", "PortChannel1", "Ethernet20", "TX" ) ) );
    size_t expected = 0;
    std::map< int, size_t > byMember;
@@ -61,7 +70,7 @@ PORT_SCENARIO( EgressMirroring, ofAPortChannelFollowsWhateverMemberHashingChoose
    EXPECT_EQ( rig.entries().size(), 1U ) << "one entry matches the trunk";
 }
 
-PORT_SCENARIO( IngressMirroring, ofAPortChannelCopiesFromEveryMember ) {
+TEST_P( PortMirroring, ingressOfAPortChannelCopiesFromEveryMember ) {
    Rig rig( network( span( "up", "PortChannel1", "Ethernet20", "RX" ) ) );
    rig.send( "Ethernet12", frame( 5, 1 ) );
    rig.send( "Ethernet16", frame( 6, 1 ) );
@@ -75,7 +84,7 @@ PORT_SCENARIO( IngressMirroring, ofAPortChannelCopiesFromEveryMember ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
 }
 
-PORT_SCENARIO( SeveralSessions, ofOneSourceEachGetTheirCopy ) {
+TEST_P( PortMirroring, severalSessionsOfOneSourceEachGetTheirCopy ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "BOTH" ) + "," +
          span( "b", "Ethernet0,Ethernet4", "Ethernet24", "RX" ) + "," +
          span( "c", "Ethernet4", "Ethernet28", "TX" ) ) );
@@ -89,7 +98,7 @@ PORT_SCENARIO( SeveralSessions, ofOneSourceEachGetTheirCopy ) {
    EXPECT_EQ( rig.copyCount( "Ethernet28" ), 1U );
 }
 
-PORT_SCENARIO( Destination, mayBeAPortChannel ) {
+TEST_P( PortMirroring, destinationMayBeAPortChannel ) {
    const std::string channel = R"({
      "PORT": { "Ethernet0": {}, "Ethernet4": {}, "Ethernet8": {} },
      "PORTCHANNEL": { "PortChannel7": {} },
@@ -115,7 +124,7 @@ static std::string spanJson( const std::string& sources, const std::string& dest
 
 // --- Changes ------------------------------------------------------------------------------
 
-PORT_SCENARIO( ChangedSources, areFollowedAtTheNextFrameAndLeaveOthersAlone ) {
+TEST_P( PortMirroring, changedSourcesAreFollowedAtTheNextFrameAndLeaveOthersAlone ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
          span( "b", "Ethernet4", "Ethernet24", "RX" ) ) );
    const std::vector< int > others = rig.entries( "mirror1" );
@@ -129,7 +138,7 @@ PORT_SCENARIO( ChangedSources, areFollowedAtTheNextFrameAndLeaveOthersAlone ) {
    EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
 }
 
-PORT_SCENARIO( ChangedDirection, withdrawsTheDestinationAndPublishesItAnew ) {
+TEST_P( PortMirroring, changedDirectionWithdrawsTheDestinationAndPublishesItAnew ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    rig.set( "MIRROR_SESSION|a", spanJson( "Ethernet0", "Ethernet20", "TX" ) );
    EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
@@ -139,7 +148,7 @@ PORT_SCENARIO( ChangedDirection, withdrawsTheDestinationAndPublishesItAnew ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
 }
 
-PORT_SCENARIO( ChangedTarget, movesTheCopiesWithoutTouchingEntries ) {
+TEST_P( PortMirroring, changedTargetMovesTheCopiesWithoutTouchingEntries ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    const std::vector< int > before = rig.entries();
    rig.set( "MIRROR_SESSION|a", spanJson( "Ethernet0", "Ethernet24" ) );
@@ -149,7 +158,7 @@ PORT_SCENARIO( ChangedTarget, movesTheCopiesWithoutTouchingEntries ) {
    EXPECT_EQ( rig.entries(), before );
 }
 
-PORT_SCENARIO( RemovedSession, leavesNoCopyNoEntryAndNoStatus ) {
+TEST_P( PortMirroring, removedSessionLeavesNoCopyNoEntryAndNoStatus ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
          span( "b", "Ethernet4", "Ethernet24", "BOTH" ) ) );
    rig.del( "MIRROR_SESSION|a" );
@@ -193,7 +202,7 @@ TEST( OneChangedSource, costsTheSameCallsAmongManyAsAmongFew ) {
 
 // --- Limits -------------------------------------------------------------------------------
 
-PORT_SCENARIO( Destinations, beyondTheChipsFourAreRefusedWithTheNamesOfTheHolders ) {
+TEST_P( PortMirroring, destinationsBeyondTheChipsFourAreRefusedWithTheNamesOfTheHolders ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "BOTH" ) + "," +
          span( "b", "Ethernet4", "Ethernet24", "RX" ) + "," +
          span( "c", "Ethernet8", "Ethernet28", "BOTH" ) + "," +
@@ -206,7 +215,7 @@ PORT_SCENARIO( Destinations, beyondTheChipsFourAreRefusedWithTheNamesOfTheHolder
    EXPECT_EQ( rig.session( "c" ).phase, SessionPhase::active );
 }
 
-PORT_SCENARIO( FullTcam, failsTheDestinationWholeAndLetsOthersBe ) {
+TEST_P( PortMirroring, fullTcamFailsTheDestinationWholeAndLetsOthersBe ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    const std::vector< int > others = rig.entries();
    ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 2 ) );
@@ -229,7 +238,7 @@ PORT_SCENARIO( FullTcam, failsTheDestinationWholeAndLetsOthersBe ) {
    EXPECT_EQ( rig.copyCount( "Ethernet24" ), 2U ) << "flooded to both sources";
 }
 
-PORT_SCENARIO( FullTcam, whoseRoomReturnsByTimeIsTriedAgain ) {
+TEST_P( PortMirroring, fullTcamWhoseRoomReturnsByTimeIsTriedAgain ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    ASSERT_FALSE( rig.runtime.fail( "bcm_field_entry_create", 1, 1 ) );
    rig.set( "MIRROR_SESSION|b", spanJson( "Ethernet4", "Ethernet24" ) );
@@ -241,7 +250,7 @@ PORT_SCENARIO( FullTcam, whoseRoomReturnsByTimeIsTriedAgain ) {
    EXPECT_EQ( rig.copyCount( "Ethernet24" ), 1U );
 }
 
-PORT_SCENARIO( RefusedMirrorDestination, failsItsSessionAndIsTriedAgain ) {
+TEST_P( PortMirroring, refusedMirrorDestinationFailsItsSessionAndIsTriedAgain ) {
    Rig rig( network( "" ) );
    ASSERT_FALSE( rig.runtime.fail( "bcm_mirror_destination_set", 1, 1 ) );
    rig.set( "MIRROR_SESSION|a", spanJson( "Ethernet0", "Ethernet20" ) );
@@ -320,34 +329,5 @@ TEST( TwoChips, doNotTouchEachOther ) {
    EXPECT_EQ( rig.entriesUsed( 0 ), 0 );
    EXPECT_EQ( rig.entriesUsed( 1 ), 1 );
 }
-
-// --- Generations --------------------------------------------------------------------------
-
-// A chip that is programmed directly, and its like that is programmed by requests.
-struct Generations {
-   const char* name;
-   const char* direct;
-   const char* byRequest;
-};
-
-class BothGenerations
-      : public ::testing::TestWithParam< std::tuple< PortScenario, Generations > > {};
-
-TEST_P( BothGenerations, mirrorTheSame ) {
-   const auto& [ scenario, chips ] = GetParam();
-   const Transcript direct = play( scenario, chips.direct );
-   const Transcript byRequest = play( scenario, chips.byRequest );
-   EXPECT_EQ( direct, byRequest );
-   EXPECT_FALSE( direct.empty() );
-}
-
-INSTANTIATE_TEST_SUITE_P( Scenarios, BothGenerations,
-      ::testing::Combine( ::testing::ValuesIn( portScenarios() ),
-            ::testing::Values( Generations{ "portClasses", "trident3", "tomahawk3" },
-                  Generations{ "portBitmaps", "trident2", "tomahawk4" } ) ),
-      []( const auto& test ) {
-         return std::string( std::get< 0 >( test.param ).name ) + "_" +
-               std::get< 1 >( test.param ).name;
-      } );
 
 } // namespace Scenario
