@@ -36,12 +36,9 @@ Bytes frameOf( const Packet& packet ) {
          tags );
 }
 
-AclBed::AclBed( std::string_view profileName )
-      : profile( *ChipModel::chipProfile( profileName ) ) {
+AclBed::AclBed( std::string_view profileName ) : ChipBed( profileName ) {
    Karvel::sdkErrorStreamIs( &errors_ );
-   box.addChip( 0, profile );
    box.control().sinkIs( this );
-   Shim::sdk_ = &box.sdk();
    for ( int port = 1; port <= profile.ports; ++port ) {
       common->chipPortIs( port );
       common->intfToPortIs( intf( port ).port(), Karvel::SysPort( 0, port ) );
@@ -51,7 +48,6 @@ AclBed::AclBed( std::string_view profileName )
       box.sdk().bcm_mirror_destination_set(
             0, destination, { Shim::MirrorDestination::Kind::port, 50 + destination } );
    }
-   groups->unitIs( 0, { profile.aclGroup, profile.portClassBits } );
    helper = Zol::make< AclHelper >( groups );
    helper->unitIs( 0, common );
    emptyChip = chip();
@@ -129,21 +125,9 @@ void AclBed::sent( const ChipModel::SentFrame& out ) {
    }
 }
 
-std::vector< std::string > AclBed::remains() {
-   return differences( emptyChip, chip(), ChipModel::ReadBackScope::programmed );
-}
-
-std::vector< std::string > AclBed::remainsInTheEnd() {
+ChipBed::Strings AclBed::remainsInTheEnd() {
    Zol::activityManager().advance( 3 );
    return remains();
-}
-
-size_t AclBed::installed() {
-   size_t result = 0;
-   for ( const ChipModel::EntryView& entry : chip().entries ) {
-      result += entry.installed;
-   }
-   return result;
 }
 
 void AclBed::refuseNth( uint64_t nth, Fault::Effect effect ) {

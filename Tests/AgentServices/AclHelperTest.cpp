@@ -10,8 +10,6 @@
 namespace AgentServices::Test {
 namespace {
 
-using Strings = std::vector< std::string >;
-
 constexpr uint32_t shielded = 0x0a000001;
 constexpr uint32_t open = 0x0a000002;
 

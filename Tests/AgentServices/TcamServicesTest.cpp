@@ -1,18 +1,12 @@
 // The TCAM services over a chip of the model.
 
-#include <gtest/gtest.h>
-
 #include <set>
 
-#include "AgentServices/TcamGroupManager.h"
-#include "ChipModel/Chip.h"
-#include "ChipModel/Switch.h"
+#include "Tests/ChipBed.h"
 
 namespace AgentServices {
 namespace {
 
-using ChipModel::Fault;
-using ChipModel::SdkCall;
 using Karvel::ClassSharing;
 using Karvel::EntryId;
 using Karvel::TcamRequestKey;
@@ -31,14 +25,9 @@ Shim::PortBitmap ports( std::initializer_list< size_t > numbers ) {
    return result;
 }
 
-class TcamServices : public ::testing::Test {
+class TcamServices : public ChipBed {
  protected:
-   TcamServices() {
-      box.addChip( 0, profile );
-      Shim::sdk_ = &box.sdk();
-      groups->unitIs( 0, { profile.aclGroup, profile.portClassBits } );
-      emptyChip = chip();
-   }
+   TcamServices() : ChipBed( "trident3" ) {}
 
    TcamStatus registerGroup( uint8_t mtp, int type ) {
       return groups->groupMirroringAclDataIs( 0, { KarvelMirror::Mtp( mtp ), type, false } );
@@ -64,13 +53,11 @@ class TcamServices : public ::testing::Test {
       return entryBit( id );
    }
 
-   ChipModel::ChipState chip() { return box.control().state( 0 ); }
    // Free class bits leave their ports in the next turn of the event loop.
    ChipModel::ChipState settledChip() {
       Zol::activityManager().runUntilIdle();
       return chip();
    }
-   ChipModel::Gate& gate() { return box.control().gate(); }
    uint32_t portBits( size_t port ) { return settledChip().ports.at( port ).classBits; }
    uint32_t entryBit( EntryId id ) {
       for ( const ChipModel::EntryView& entry : chip().entries ) {
@@ -81,15 +68,6 @@ class TcamServices : public ::testing::Test {
       }
       return 0;
    }
-   void refuse(
-         SdkCall call, Fault::Effect effect = Fault::Effect::notDone, uint64_t nth = 1 ) {
-      gate().faultAdd( { .call = call, .first = nth, .last = nth, .effect = effect } );
-   }
-
-   const ChipModel::ChipProfile& profile = *ChipModel::chipProfile( "trident3" );
-   ChipModel::Switch box;
-   Zol::Ptr< TcamGroupManager > groups = Zol::make< TcamGroupManager >();
-   ChipModel::ChipState emptyChip;
 };
 
 #define EXPECT_EMPTY_CHIP()                                                                    \
@@ -123,7 +101,7 @@ TEST_F( TcamServices, ARefusedEntryLeavesNothing ) {
    for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
       install( entries, 1, ports( { 1, 2 } ) );
       const EntryId id = get( entries, 1 ).entryId;
-      refuse( SdkCall::bcm_field_entry_destroy, effect );
+      refuse( SdkCall::bcm_field_entry_destroy, 1, effect );
       EXPECT_NE( entries->releaseEntry( 0, id ), ok );
       EXPECT_EQ( entries->releaseEntry( 0, id ), Sdk::QX_BCM_E_NOT_FOUND() );
       for ( const ChipModel::EntryView& entry : chip().entries ) {
@@ -135,7 +113,7 @@ TEST_F( TcamServices, ARefusedEntryLeavesNothing ) {
    }
    EXPECT_EQ( entries->releaseEntry( 0, get( entries, 1 ).entryId ), ok );
    // An entry that the chip made in secret does not block its group.
-   refuse( SdkCall::bcm_field_entry_create, Fault::Effect::done );
+   refuse( SdkCall::bcm_field_entry_create, 1, Fault::Effect::done );
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
    EXPECT_EQ( registerGroup( 0, 1 ), TcamStatus::success );
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::success );
@@ -181,7 +159,7 @@ TEST_F( TcamServices, TheLastPointerToAManagerEmptiesTheChip ) {
                SdkCall::bcm_field_group_destroy, SdkCall::bcm_port_class_set } ) {
       for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
          // Writes 1 to 4 make the classes, the fifth is the first that takes them back.
-         refuse( call, effect, call == SdkCall::bcm_port_class_set ? 5 : 1 );
+         refuse( call, call == SdkCall::bcm_port_class_set ? 5 : 1, effect );
          fillAndDrop();
          if ( call == SdkCall::bcm_port_class_set ) {
             Zol::activityManager().advance( 2 ); // tried again without anything happening
@@ -272,12 +250,12 @@ TEST_F( TcamServices, ARefusedPortWriteLeavesNoPortBehind ) {
    const Manager entries = manager( 0 );
    const EntryId id = get( entries, 1 ).entryId;
    for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
-      refuse( SdkCall::bcm_port_class_set, effect, 2 );
+      refuse( SdkCall::bcm_port_class_set, 2, effect );
       EXPECT_NE( qualify( entries, id, ports( { 1, 2, 3 } ) ), ok );
       EXPECT_EQ( portBits( 1 ) | portBits( 2 ) | portBits( 3 ), 0U );
       // Port 2 can neither be written nor taken back: the bit's next user must not find it.
-      refuse( SdkCall::bcm_port_class_set, effect, 2 );
-      refuse( SdkCall::bcm_port_class_set, Fault::Effect::notDone, 4 );
+      refuse( SdkCall::bcm_port_class_set, 2, effect );
+      refuse( SdkCall::bcm_port_class_set, 4 );
       EXPECT_NE( qualify( entries, id, ports( { 1, 2, 3 } ) ), ok );
       EXPECT_EQ( install( entries, 2, ports( { 4 } ) ), 1U );
       EXPECT_EQ( portBits( 2 ), 0U );

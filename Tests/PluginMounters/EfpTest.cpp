@@ -6,7 +6,6 @@
 namespace KarvelMirror::Slice {
 
 using ChipModel::EntryView;
-using ChipModel::SdkCall;
 using Shim::Qualifier;
 
 namespace {
@@ -58,7 +57,7 @@ class EfpBed : public SliceBed {
       scsd->karvelPortChannelIs( KarvelTypes::KarvelPort( 0, 2 ), 9 );
    }
 
-   size_t policers() { return box.control().state( 0 ).policers.size(); }
+   size_t policers() { return chip().policers.size(); }
    static const ChipModel::QualifierValue* find( const EntryView& entry, Qualifier qualifier ) {
       for ( const ChipModel::QualifierValue& value : entry.qualifiers ) {
          if ( value.qualifier == qualifier ) {
@@ -94,7 +93,7 @@ TEST_F( EfpBed, APolicerIsSharedByItsRateAndGoesWithItsLastUser ) {
    EXPECT_NE( all[ 0 ].policer, all[ 2 ].policer );
    EXPECT_EQ( valueOf( all[ 2 ], Qualifier::outPort ), 3U );
    EXPECT_TRUE( hasAction( all[ 2 ], Shim::FieldAction::rpDrop ) );
-   const auto limits = box.control().state( 0 ).policers;
+   const auto limits = chip().policers;
    ASSERT_EQ( limits.size(), 2U );
    EXPECT_EQ( limits[ 1 ].config.ckbits_sec, 3000U );
    EXPECT_EQ( limits[ 1 ].config.ckbits_burst, 4500U );
@@ -304,7 +303,7 @@ TEST_F( EfpBed, InformationThatGoesTakesEverythingAlongAndComesBackWhole ) {
    run();
    EXPECT_TRUE( entries( false ).empty() );
    EXPECT_EQ( policers(), 0U );
-   EXPECT_TRUE( box.control().state( 0 ).groups.empty() );
+   EXPECT_TRUE( chip().groups.empty() );
    EXPECT_TRUE( slice->efpConfig() && slice->efpSmConfig() && slice->efpStatus() &&
          slice->efpSmStatus() );
    EXPECT_TRUE( programStatus->efpProgramStatus().empty() );

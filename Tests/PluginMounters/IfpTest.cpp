@@ -5,7 +5,6 @@
 namespace KarvelMirror::Slice {
 
 using ChipModel::EntryView;
-using ChipModel::SdkCall;
 
 const IfpKey key0{ Mtp( 0 ) };
 
@@ -17,14 +16,14 @@ TEST_F( IfpBed, UnchangedRulesKeepTheirEntriesWithoutANewGeneration ) {
    ASSERT_EQ( before.size(), 3U );
    auto config = slice->ifpConfig()->config( Mtp( 0 ) );
    const Orv::UniqueId generation = config->updateId();
-   const uint64_t calls = box.control().gate().calls();
+   const uint64_t calls = gate().calls();
    // Another destination's change has every destination answered anew, and touches none.
    matching( Mtp( 1 ), { 9 } );
    run();
    EXPECT_EQ( config->updateId(), generation );
    EXPECT_EQ( slice->ifpSmStatus()->status( key0 )->updateId(),
          slice->ifpSmConfig()->config( key0 )->updateId() );
-   EXPECT_LE( box.control().gate().calls() - calls, 12U ) << "one entry in a group of its own";
+   EXPECT_LE( gate().calls() - calls, 12U ) << "one entry in a group of its own";
 
    // One rule fewer gives back one entry; the others are what they were, or rewritten in place.
    mtp->ipMatchDel( to( 2 ) );
@@ -135,14 +134,14 @@ TEST_F( IfpBed, OfAnAclOnlyPermittingEntriesMirrorAndNoneDropsAtAnyTime ) {
    setAcl( "A", { Acl::RuleAction::permit, Acl::RuleAction::deny } );
    auto slice = programmer();
    bool dropped = false;
-   box.control().gate().observerIs( [ & ]( const ChipModel::CallInfo& ) {
+   gate().observerIs( [ & ]( const ChipModel::CallInfo& ) {
       for ( const EntryView& entry : entries() ) {
          dropped = dropped || hasAction( entry, Shim::FieldAction::drop );
       }
    } );
    addAcl( info()->mtpProgramInfoIs( Mtp( 2 ) ), "A" );
    run();
-   box.control().gate().observerIs( {} );
+   gate().observerIs( {} );
    EXPECT_FALSE( dropped );
    const auto installed = entries();
    ASSERT_EQ( installed.size(), 2U );

@@ -3,29 +3,23 @@
 // A slice's TCAM helper on a chip of the model, whichever of the two it is, and the operations
 // that it is handed.
 
-#include <gtest/gtest.h>
-
-#include "AgentServices/TcamGroupManager.h"
-#include "ChipModel/Switch.h"
 #include "PluginMounters/Slice/KarvelMirrorTcamHelper.h"
+#include "Tests/ChipBed.h"
 
 namespace KarvelMirror {
 
-class TcamBed : public ::testing::Test {
+class TcamBed : public ChipBed {
  protected:
    using Op = ProgrammingOp;
    using Acls = std::vector< std::pair< Zol::String, RuleData > >;
 
-   explicit TcamBed( const char* profile ) {
-      box.addChip( 0, *ChipModel::chipProfile( profile ) );
-      ::Shim::sdk_ = &box.sdk();
+   explicit TcamBed( const char* profileName ) : ChipBed( profileName ) {
       for ( int port = 1; port <= 40; ++port ) {
          const Zol::String intf = "Ethernet" + std::to_string( port );
          scsd->karvelPortToIntfIs( { 0, port }, intf );
          scsd->intfToPortIs( intf, { 0, port } );
          scsd->chipPortIs( port );
       }
-      groups->unitIs( 0, { true, 32 } );
    }
 
    static TcamAclKey key( const Zol::String& name ) { return { name, TcamAclType::port() }; }
@@ -62,12 +56,11 @@ class TcamBed : public ::testing::Test {
       config->mtpHelperConfigIs( Mtp( mtp ) )->programmingOpIs( wanted );
       return status->mtpHelperStatus( Mtp( mtp ) )->programmingOp();
    }
-   std::vector< ChipModel::EntryView > entries() { return box.control().state( 0 ).entries; }
    // Of the installed entries whose name has this in it.
    std::vector< int > ids( const std::string& part = "" ) {
       std::vector< int > result;
       for ( const ChipModel::EntryView& entry : entries() ) {
-         if ( entry.installed && entry.name.find( part ) != std::string::npos ) {
+         if ( entry.name.find( part ) != std::string::npos ) {
             result.push_back( entry.id );
          }
       }
@@ -91,10 +84,7 @@ class TcamBed : public ::testing::Test {
             "scsd\\(\\)->karvelPortToIntfHas\\( iter.key\\(\\) \\)" );
    }
 
-   ChipModel::Switch box;
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
-   Zol::Ptr< AgentServices::TcamGroupManager > groups =
-         Zol::make< AgentServices::TcamGroupManager >();
    Zol::Ptr< TcamHelperConfig > config = tcamHelperConfigFactory();
    Zol::Ptr< TcamHelperStatus > status = tcamHelperStatusFactory();
    Zol::Ptr< TcamHelperSmBase > helper;

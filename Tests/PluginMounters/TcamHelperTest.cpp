@@ -72,9 +72,9 @@ TEST_F( TcamHelperTest, leavesNothingOfADestinationWhenARuleFails ) {
    auto next = op( Op::egress(), { { "egress", rule( {}, { 1, 2, 3, 4, 5 } ) } } );
    next->changeIs( key( "egress" ), { true, true } );
    EXPECT_EQ( hand( next ), ProgStatus::resourceExhaustion );
-   EXPECT_TRUE( entries().empty() );
+   EXPECT_TRUE( chip().entries.empty() );
    // Refused for another reason is another status; and a later operation starts from nothing.
-   box.control().gate().faultAdd( { .call = ChipModel::SdkCall::bcm_field_entry_create } );
+   box.control().gate().faultAdd( { .call = SdkCall::bcm_field_entry_create } );
    EXPECT_EQ( hand( full( Op::egress(), { { "egress", rule( {}, { 1 } ) } } ) ),
          ProgStatus::failed );
    EXPECT_EQ( hand( full( Op::egress(), { { "egress", rule( {}, { 1 } ) } } ) ),
@@ -84,26 +84,26 @@ TEST_F( TcamHelperTest, leavesNothingOfADestinationWhenARuleFails ) {
 
 TEST_F( TcamHelperTest, changesTheGroupWithTheFeatureAndTakesAllAwayWithTheDestination ) {
    hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ) );
-   const int before = box.control().state( 0 ).groups.at( 0 ).id;
+   const int before = chip().groups.at( 0 ).id;
    EXPECT_EQ( hand( full( Op::egress(), { { "egress", rule( {}, { 1 } ) } } ) ),
          ProgStatus::success );
-   ASSERT_EQ( box.control().state( 0 ).groups.size(), 1U );
-   EXPECT_NE( box.control().state( 0 ).groups[ 0 ].id, before );
+   ASSERT_EQ( chip().groups.size(), 1U );
+   EXPECT_NE( chip().groups[ 0 ].id, before );
    // Gone and back within one burst: a fresh machine, nothing of the old one left.
    {
       Zol::Batch batch;
       config->mtpHelperConfigDel( Mtp( 2 ) );
       config->mtpHelperConfigIs( Mtp( 2 ) );
    }
-   EXPECT_TRUE( entries().empty() );
+   EXPECT_TRUE( chip().entries.empty() );
    EXPECT_EQ( status->mtpHelperStatus( Mtp( 2 ) )->programmingOp(), ProgStatus::unknown );
    hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ) );
    config->mtpHelperConfigDel( Mtp( 2 ) );
    EXPECT_FALSE( status->mtpHelperStatusHas( Mtp( 2 ) ) );
-   EXPECT_TRUE( box.control().state( 0 ).groups.empty() );
+   EXPECT_TRUE( chip().groups.empty() );
    hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ) );
    helper = nullptr;
-   EXPECT_TRUE( box.control().state( 0 ).groups.empty() );
+   EXPECT_TRUE( chip().groups.empty() );
 }
 
 TEST_F( TcamHelperTest, stopsOnWhatABrokenAgentAsks ) {
@@ -115,7 +115,6 @@ TEST_F( TcamHelperTest, stopsOnWhatABrokenAgentAsks ) {
 }
 
 TEST_F( TcamHelperTest, stopsWhenTheSdkRefusesAndSaysWhichCall ) {
-   using ChipModel::SdkCall;
    auto refuse = [ this ]( SdkCall call, const RuleData& wanted ) {
       box.control().gate().faultAdd( { .call = call } );
       hand( full( Op::egress(), { { "egress", wanted } } ) );
@@ -140,7 +139,7 @@ TEST_F( TcamHelperTest, keepsPortsAsTheyAreInASimulation ) {
             scsd->intfToPortDel( "Ethernet7" );
             const bool good = hand( full( Op::ingress(), { { "ingress", rule( { 7 } ) } } ) ) ==
                         ProgStatus::success &&
-                  box.control().state( 0 ).ports.at( 7 ).classBits != 0;
+                  chip().ports.at( 7 ).classBits != 0;
             exit( good ? 0 : 1 );
          },
          ::testing::ExitedWithCode( 0 ), "" );

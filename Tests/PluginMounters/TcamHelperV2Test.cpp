@@ -49,12 +49,7 @@ class TcamHelperV2Test : public TcamBed {
    TcamRequestView request() { return manager->requests().at( 0 ); }
    bool isEmpty() {
       Zol::activityManager().runUntilIdle();
-      const ChipModel::ChipState chip = box.control().state( 0 );
-      bool empty = chip.entries.empty() && chip.groups.empty();
-      for ( const auto& port : chip.ports ) {
-         empty = empty && port.classBits == 0;
-      }
-      return empty;
+      return remains().empty();
    }
 
    Zol::Ptr< Zol::Dir > statusDir = Zol::make< Zol::Dir >();
@@ -74,7 +69,7 @@ TEST_F( TcamHelperV2Test, filesEachDestinationUnderItsFeatureGroup ) {
       EXPECT_EQ( static_cast< size_t >( requests[ mtp ].group ), 130 + mtp );
       EXPECT_EQ( requests[ mtp ].key.requestName(), "MirroringACL-" + std::to_string( mtp ) );
    }
-   EXPECT_EQ( box.control().state( 0 ).groups.size(), 4U );
+   EXPECT_EQ( chip().groups.size(), 4U );
    EXPECT_DEATH(
          hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ), 4 ), "Unknown mtp" );
 }
@@ -112,7 +107,7 @@ TEST_F( TcamHelperV2Test, asksForEachDestinationOfARuleInOneSequence ) {
          ( std::vector< std::string >{ "0 qualifier 26 trunk 9/255 by ports",
                "1 qualifier 25 port 3/255 by ports", "2 qualifier 25 port 4/255 by ports",
                "3 qualifier 25 port 6/255" } ) );
-   for ( const auto& entry : box.control().state( 0 ).entries ) {
+   for ( const auto& entry : chip().entries ) {
       EXPECT_EQ( entry.actions.at( 0 ).action, Shim::FieldAction::mirrorEgress );
       EXPECT_EQ( entry.actions[ 0 ].param1, 2U );
    }
@@ -127,7 +122,7 @@ TEST_F( TcamHelperV2Test, asksByClassOrByBitmapAsTheChipHasIt ) {
    for ( const bool has : { true, false } ) {
       portClasses( has );
       program( full( Op::ingress(), { { "ingress", wanted } } ) );
-      const auto entry = box.control().state( 0 ).entries.at( 0 );
+      const auto entry = chip().entries.at( 0 );
       ASSERT_EQ( entry.qualifiers.size(), 1U );
       EXPECT_EQ( entry.qualifiers[ 0 ].qualifier,
             has ? Shim::Qualifier::portClass : Shim::Qualifier::inPorts );
@@ -154,11 +149,11 @@ TEST_F( TcamHelperV2Test, replacesTheSubConfigurationAndKeepsUnchangedEntries ) 
    EXPECT_EQ( request().entries.size(), 2U );
 
    // The same from scratch is nothing to do.
-   const uint64_t calls = box.control().gate().calls();
+   const uint64_t calls = gate().calls();
    EXPECT_EQ(
          program( full( Op::ingress(), { { "a", rule( { 5 } ) }, { "b", rule( { 2 } ) } } ) ),
          RequestStatusType::programmed );
-   EXPECT_EQ( box.control().gate().calls(), calls );
+   EXPECT_EQ( gate().calls(), calls );
 
    // Nothing wanted any more: incrementally, then from scratch.
    auto last = op( Op::ingress(), {} );
