@@ -22,7 +22,7 @@ class ChipBed : public ::testing::Test {
          : profile( *ChipModel::chipProfile( profileName ) ) {
       box.addChip( 0, profile );
       ::Shim::sdk_ = &box.sdk();
-      groups->unitIs( 0, { profile.aclGroup, profile.portClassBits } );
+      groups->unitIs( 0, { profile.aclGroup, profile.portClassBits, profile.egressEntries } );
       emptyChip = chip();
    }
 

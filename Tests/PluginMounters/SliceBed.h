@@ -18,7 +18,6 @@ class SliceBed : public ChipBed {
          scsd->intfToPortIs( "E" + std::to_string( port ), { 0, port } );
          scsd->chipPortIs( port );
       }
-      groups->unitIs( 0, { true, 32, 64 } );
       helper = Zol::make< AgentServices::AclHelper >( groups );
       helper->unitIs( 0, scsd );
       auto aclSm = Zol::make< Ixo::AclSm >();
