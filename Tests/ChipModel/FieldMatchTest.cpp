@@ -22,18 +22,8 @@ Plix::Ip6Addr ip6Address( const Bytes& from ) {
    return Plix::Ip6Addr( bytes );
 }
 
-class FieldMatchTest : public ChipTest {
+class FieldMatchTest : public FieldTest {
  protected:
-   // One entry, which copies what it matches to mirror destination 0.
-   FieldMatchTest() {
-      destination( 0, 7 );
-      constexpr auto ingress = Shim::FieldStage::ingress;
-      ok( sdk().bcm_field_group_create(
-            0, ingress, stageQualifiers( testProfile(), ingress ), 0, &group_ ) );
-      ok( sdk().bcm_field_entry_create( 0, group_, &entry_ ) );
-      ok( sdk().bcm_field_action_add( 0, entry_, Shim::FieldAction::mirrorIngressTo, 0, 99 ) );
-   }
-
    // Leaves the entry with what `qualify` sets.
    void match( const std::function< Rc( Shim::Sdk& ) >& qualify ) {
       for ( size_t i = 0; i < static_cast< size_t >( Shim::Qualifier::count_ ); ++i ) {
@@ -42,7 +32,7 @@ class FieldMatchTest : public ChipTest {
       ok( qualify( sdk() ) );
       ok( sdk().bcm_field_entry_install( 0, entry_ ) );
    }
-   bool hits( const Bytes& bytes ) { return leaves( 1, bytes ) == "mi0>7"; }
+   bool hits( const Bytes& bytes ) { return leaves( 1, bytes ).starts_with( "mi0>7" ); }
    bool hasPort( uint32_t port, const Bytes& bytes ) {
       match( [ & ]( auto& s ) {
          return s.bcm_field_qualify_L4DstPort( 0, entry_, port, exact );
@@ -77,8 +67,9 @@ class FieldMatchTest : public ChipTest {
       return result;
    }
 
-   int group_ = -1;
-   int entry_ = -1;
+   // One entry, which copies what it matches to mirror destination 0.
+   const int group_ = newGroup();
+   const int entry_ = newEntry( group_, Shim::FieldAction::mirrorIngressTo, 0, 99 );
 };
 
 TEST_F( FieldMatchTest, EveryFieldMatchesAndMissesByOneBit ) {

@@ -1,6 +1,5 @@
 // Mirroring filtered by ACLs and by plain addresses, as a user sees it.
 
-#include "Platform/Flitlog/Flitlog.h"
 #include "Tests/Scenarios/Packets.h"
 #include "Tests/Scenarios/Scenario.h"
 
@@ -67,14 +66,6 @@ size_t forwarded( Rig& rig ) {
    size_t count = 0;
    for ( const auto& sent : rig.sent() ) {
       count += sent.kind == ChipModel::CopyKind::forwarded;
-   }
-   return count;
-}
-
-size_t logged( const std::string& id ) {
-   size_t count = 0;
-   for ( const Flitlog::Record& record : Flitlog::records() ) {
-      count += record.id == id;
    }
    return count;
 }
@@ -215,24 +206,6 @@ TEST( AclEdit, reachesTheChipAtOnceAndTouchesNoOtherSession ) {
    EXPECT_EQ( rig.entries(), others );
    rig.del( "ACL_RULE|U|a" );
    EXPECT_EQ( rig.entriesUsed(), 0 );
-}
-
-TEST( FullTcam, takesAllOfAFilterOrNothingAndLogsOncePerGeneration ) {
-   Flitlog::recordsDelAll();
-   const std::string full = "KARVEL_MIRRORING_TCAM_RESOURCE_FULL";
-   Rig rig( network( "" ) );
-   ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 2 ) );
-   const std::string session = R"({ "type": "SPAN", "dst_port": "Ethernet20", "direction": "RX",
-        "src_port": "Ethernet0", "match": "any>192.0.2.1, any>192.0.2.2, any>192.0.2.3" })";
-   rig.set( "MIRROR_SESSION|s", session );
-   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
-   EXPECT_EQ( rig.entriesUsed(), 0 );
-   EXPECT_EQ( logged( full ), 1U );
-   EXPECT_FALSE( isCopied( rig, packet().to( "192.0.2.1" ) ) );
-   ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 3 ) );
-   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
-   EXPECT_TRUE( isCopied( rig, packet().to( "192.0.2.3" ) ) );
-   EXPECT_EQ( logged( full ), 1U );
 }
 
 TEST( FullTcam, ofAnAclIsToldAndRetried ) {

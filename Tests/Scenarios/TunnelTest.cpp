@@ -168,15 +168,6 @@ TEST( Limit, ThatTheChipHasNoRoomForIsSaidOnceAndComesWithRoom ) {
       EXPECT_EQ( rig.egressEntries(), 1 );
       EXPECT_EQ( rig.logged().size(), 1U );
    }
-   TunnelRig rig( tunnel( "s", "Ethernet0" ) );
-   rig.runtime.fail( "bcm_field_entry_install", 1, 1 );
-   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
-   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
-   EXPECT_EQ( rig.logged(), std::vector< std::string >{ rateFull } );
-   EXPECT_TRUE( rig.chip().policers.empty() );
-   rig.runtime.advance( 11 );
-   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
-   EXPECT_EQ( rig.egressEntries(), 1 );
 }
 
 TEST( SourceTag, ThatFindsNoRoomIsTriedAgainWithoutAnInterruption ) {
