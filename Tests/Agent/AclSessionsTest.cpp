@@ -264,6 +264,7 @@ TEST_F( AclSessionsTest, SaysWhatIsWrongWithTablesAndFilters ) {
    }
    expectErrors( {
          { R"("ACL_TABLE|T": {})", "ACL_TABLE|T: type: missing; allowed: L3, " },
+         { R"("ACL_TABLE|T": {"type": "MIROR"})", "type: 'MIROR'; allowed: L3, " },
          { R"("ACL_TABLE|T/m": {"type": "L3"})", "not a table's name" },
          { "\"ACL_RULE|T|r\": {\"PRIORITY\": 1}", "ACL_RULE|T|r: there is no table T" },
          { "\"ACL_RULE|T\": {}, " + tableT, "ACL_RULE|T: not a rule's key" },

@@ -31,7 +31,7 @@ class ConfigurationBed : public testing::Test {
       source_.defaultProfileIs( profile );
       return source_.load( write( text ) );
    }
-   // Each text is refused with one error, which begins with its place and holds what is expected.
+   // Each text is refused with one error, at that place, which holds what is expected.
    using Mistakes = std::vector< std::pair< std::string, std::string > >;
    void expectErrors( const std::string& place, const Mistakes& mistakes,
          const std::function< LoadResult( const std::string& ) >& loads ) {

@@ -302,5 +302,20 @@ TEST_F( TcamServices, InstalledEntriesMatchTheirPortsAndNoOthersAllTheTime ) {
    }
 }
 
+class TcamServicesWithoutClasses : public ChipBed {
+ protected:
+   TcamServicesWithoutClasses() : ChipBed( "trident2" ) {}
+};
+
+TEST_F( TcamServicesWithoutClasses, PortsAreMatchedOneByOne ) {
+   const Manager entries = groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 0 ) );
+   groups->groupMirroringAclDataIs( 0, { KarvelMirror::Mtp( 0 ), 0, false } );
+   const EntryId id = entries->getEntry( 0, "name", {} ).entryId;
+   EXPECT_EQ( entries->qualifyPortsClassId( 0, id, ports( { 1 } ), ClassSharing::shared ),
+         Sdk::QX_BCM_E_UNAVAIL() );
+   EXPECT_EQ( entries->addInPortsForEntry( 0, id, ports( { 1, 70 } ), ~ports( {} ) ), ok );
+   EXPECT_EQ( chip().entries.at( 0 ).qualifiers.at( 0 ).ports, ports( { 1, 70 } ) );
+}
+
 } // namespace
 } // namespace AgentServices

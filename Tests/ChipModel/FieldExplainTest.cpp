@@ -21,6 +21,8 @@ TEST_F( FieldExplainTest, MissesAreOfTheInstalledContents ) {
    installed( entry );
    const int second = installed( newEntry( group, FieldAction::mirrorIngressTo, 0 ), -2 );
    const int third = installed( newEntry( group, FieldAction::mirrorIngressTo, 1 ), -2 );
+   ok( sdk().bcm_field_qualify_OuterVlanId( 0, third, 5, 0 ) ); // looks at nothing
+   installed( third, -2 );
    ok( sdk().bcm_field_qualifier_delete( 0, entry, Qualifier::inPorts ) );
    Explainer explainer( box_.chip( 0 )->fields(), group );
    box_.control().observerIs( &explainer );

@@ -117,9 +117,11 @@ TEST_F( EfpBed, APolicerIsSharedByItsRateAndGoesWithItsLastUser ) {
 
 TEST_F( EfpBed, ATunnelIsOneEntryForEachOfItsPortsAndItsDscp ) {
    auto slice = programmer();
+   destination( 0, { dstPort( 1, 1000, 0 ) } );
+   run();
+   EXPECT_TRUE( entries( false ).empty() ) << "there is no such tunnel";
    tunnel( 0 );
    tunnel( 1 );
-   destination( 0, { dstPort( 1, 1000, 0 ) } );
    destination( 1, { dstPort( 1, 5000, 1 ) } );
    run();
    ASSERT_EQ( entries().size(), 1U );

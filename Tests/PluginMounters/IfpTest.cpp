@@ -140,6 +140,7 @@ TEST_F( IfpBed, OfAnAclOnlyPermittingEntriesMirrorAndNoneDropsAtAnyTime ) {
       }
    } );
    addAcl( info()->mtpProgramInfoIs( Mtp( 2 ) ), "A" );
+   addAcl( info()->mtpProgramInfoIs( Mtp( 2 ) ), "missing" ); // is not applied
    run();
    gate().observerIs( {} );
    EXPECT_FALSE( dropped );
