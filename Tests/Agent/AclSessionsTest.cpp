@@ -11,15 +11,6 @@ class AclSessionsTest : public ConfigurationBed {
    static std::string fed( const std::string& more ) {
       return with( "\"MIRROR_SESSION|m\": {\"dst_port\": \"E20\"},\n" + more );
    }
-   // Loads without an error.
-   Configuration good( const std::string& text ) {
-      LoadResult result = load( text );
-      EXPECT_EQ( said( result.errors ), "" ) << text;
-      warnings_ = said( result.warnings );
-      return result.configuration;
-   }
-   std::string errorsOf( const std::string& text ) { return said( load( text ).errors ); }
-
    // "KEY[INTERFACES](+RULE -RULE@INTERFACES)", for each ACL.
    static std::string shown( const SessionConfig& session ) {
       std::string text;
@@ -45,8 +36,6 @@ class AclSessionsTest : public ConfigurationBed {
       }
       return text;
    }
-
-   std::string warnings_;
 };
 
 const std::string tableT = R"("ACL_TABLE|T": {"type": "L3", "ports": "E0"})";
@@ -203,9 +192,6 @@ TEST_F( AclSessionsTest, WhatThisChipHasNotIsRefusedSessionBySession ) {
       std::string acls;
       std::string reason;
    } const cases[] = {
-      { R"("dst_port": "E20")", tableT,
-            "fed by ACL rules only (it has no src_port), and no rule of a table with ports "
-            "mirrors to it" },
       { R"("dst_port": "E20")", R"("ACL_TABLE|T": {"type": "L3"})" + feeds,
             "fed by ACL rules only (it has no src_port), and no rule of a table with ports "
             "mirrors to it" },
@@ -220,9 +206,6 @@ TEST_F( AclSessionsTest, WhatThisChipHasNotIsRefusedSessionBySession ) {
                   rule( "T|shield", 2, R"("PCP": "5")" ) + feeds,
             "ACL_RULE|T|shield matches on PCP, which is beyond this chip" },
       { filters + R"("acl": "T", "direction": "BOTH")", tableT,
-            "acl and match filter what arrives (direction RX); mirroring on ACL egress is "
-            "beyond this chip" },
-      { filters + R"("match": "any>10.0.0.1", "direction": "TX")", tableT,
             "acl and match filter what arrives (direction RX); mirroring on ACL egress is "
             "beyond this chip" },
       { filters + R"("acl": "T")", R"("ACL_TABLE|T": {"type": "L3V4V6"})",
@@ -279,61 +262,46 @@ TEST_F( AclSessionsTest, SaysWhatIsWrongWithTablesAndFilters ) {
    for ( int i = 0; i < 256; ++i ) {
       many += ",any>10.0.0.1";
    }
-   const std::pair< std::string, std::string > cases[] = {
-      { R"("ACL_TABLE|T": {})", "ACL_TABLE|T: type: missing; allowed: L3, " },
-      { R"("ACL_TABLE|T": {"type": "MIROR"})", "type: 'MIROR'; allowed: L3, " },
-      { R"("ACL_TABLE|T": {"type": "L3", "stage": "out"})", "allowed: ingress, egress" },
-      { R"("ACL_TABLE|T/m": {"type": "L3"})", "not a table's name" },
-      { "\"ACL_RULE|T|r\": {\"PRIORITY\": 1}", "ACL_RULE|T|r: there is no table T" },
-      { "\"ACL_RULE|T\": {}, " + tableT, "ACL_RULE|T: not a rule's key" },
-      { tableT + R"(, "ACL_RULE|T|r": {})", "ACL_RULE|T|r: PRIORITY: missing" },
-      { tableT + rule( "T|r", 1000000, "" ), "PRIORITY: '1000000'; allowed: 0 to 999999" },
-      { tableT + rule( "T|r", 1, "" ) + rule( "T|r", 2, "" ),
-            "ACL_RULE|T|r: the entry is "
-            "there twice" },
-      { m + R"({"dst_port": "E20"}, "MIRROR_SESSION|n": {"dst_port": "E20"}, )" + tableT +
-                  rule( "T|r", 1, mirrors( "m" ) + R"(, "MIRROR_INGRESS_ACTION": "n")" ),
-            "MIRROR_ACTION: not the session of MIRROR_INGRESS_ACTION" },
-      { m + R"({"dst_port": "E20"}, "ACL_TABLE|T": {"type": "L3", "ports": "E5"})" +
-                  rule( "T|r", 1, mirrors( "m" ) ),
-            "ACL_TABLE|T: ports: there is no E5" },
-      { m + R"({"dst_port": "E20"}, "ACL_TABLE|T": {"type": "L3", "ports": "E0,E20.7"})" +
-                  rule( "T|r", 1, mirrors( "m" ) ),
-            "dst_port: E20 shares E20 with the ports of T, its copies would be mirrored" },
-      { R"("PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|E16": {}, )" + m +
-                  R"({"dst_port": "PortChannel2"},
+   expectErrors( {
+         { R"("ACL_TABLE|T": {})", "ACL_TABLE|T: type: missing; allowed: L3, " },
+         { R"("ACL_TABLE|T": {"type": "MIROR"})", "type: 'MIROR'; allowed: L3, " },
+         { R"("ACL_TABLE|T/m": {"type": "L3"})", "not a table's name" },
+         { "\"ACL_RULE|T|r\": {\"PRIORITY\": 1}", "ACL_RULE|T|r: there is no table T" },
+         { "\"ACL_RULE|T\": {}, " + tableT, "ACL_RULE|T: not a rule's key" },
+         { tableT + R"(, "ACL_RULE|T|r": {})", "ACL_RULE|T|r: PRIORITY: missing" },
+         { tableT + rule( "T|r", 1000000, "" ), "PRIORITY: '1000000'; allowed: 0 to 999999" },
+         { tableT + rule( "T|r", 1, "" ) + rule( "T|r", 2, "" ),
+               "ACL_RULE|T|r: the entry is "
+               "there twice" },
+         { m + R"({"dst_port": "E20"}, "MIRROR_SESSION|n": {"dst_port": "E20"}, )" + tableT +
+                     rule( "T|r", 1, mirrors( "m" ) + R"(, "MIRROR_INGRESS_ACTION": "n")" ),
+               "MIRROR_ACTION: not the session of MIRROR_INGRESS_ACTION" },
+         { m + R"({"dst_port": "E20"}, "ACL_TABLE|T": {"type": "L3", "ports": "E5"})" +
+                     rule( "T|r", 1, mirrors( "m" ) ),
+               "ACL_TABLE|T: ports: there is no E5" },
+         { m + R"({"dst_port": "E20"}, "ACL_TABLE|T": {"type": "L3", "ports": "E0,E20.7"})" +
+                     rule( "T|r", 1, mirrors( "m" ) ),
+               "dst_port: E20 shares E20 with the ports of T, its copies would be mirrored" },
+         { R"("PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|E16": {}, )" +
+                     m +
+                     R"({"dst_port": "PortChannel2"},
             "ACL_TABLE|T": {"type": "L3", "ports": "E16"})" +
-                  rule( "T|r", 1, mirrors( "m" ) ),
-            "dst_port: PortChannel2 shares E16 with the ports of T" },
-      { m + R"({"dst_port": "E0", "src_port": "E20.10", "acl": "T"}, )" + tableT,
-            "dst_port: E0 is in Vlan10" },
-      { m + R"({"dst_port": "E20", "src_port": "E20.10", "acl": "T"}, )" + tableT,
-            "dst_port: E20 shares E20 with the source E20.10" },
-      { m + R"({"dst_port": "E20", "acl": "T"}, )" + tableT, "src_port: missing" },
-      { m + R"({"dst_port": "E20", "src_port": "", "acl": "T"}, )" + tableT,
-            "src_port: missing" },
-      { filters + R"("acl": "X"})", "acl: there is no table X" },
-      { filters + R"("acl": "T,U"}, "ACL_TABLE|U": {"type": "MIRROR"}, )" + tableT,
-            "acl: U is of the kind of T; allowed: one" },
-      { filters + R"("match": "any>any"})", "match: 'any>any'; allowed: SOURCE>DEST" },
-      { filters + R"("match": "0.0.0.0/0>any"})", "match: '0.0.0.0/0>any'; allowed: " },
-      { filters + R"("match": "10.0.0.1"})", "match: '10.0.0.1'; allowed: " },
-      { filters + R"("match": "10.0.0.1>10.0.0.0/33"})", "allowed: SOURCE>DEST" },
-      { filters + many + "\"}", "match: there are 257; allowed: up to 256" },
-      { m + R"({"dst_port": "E20", "src_port": "E0.10,E0", "acl": "T"}, )" + tableT,
-            "src_port: E0 is repeated, it shares E0 with E0.10" },
-      { m + R"({"dst_port": "E20", "src_port": "E8.7,PortChannel1.7", "acl": "T"}, )" + tableT,
-            "src_port: PortChannel1.7 is repeated, it shares E8 with E8.7" },
-      { m + R"({"dst_port": "E20", "src_port": "E0.010", "acl": "T"}, )" + tableT,
-            "src_port: E0.010 is no sub-interface" },
-   };
-   for ( const auto& [ text, expected ] : cases ) {
-      const std::string errors = errorsOf( with( text ) );
-      EXPECT_EQ( std::count( errors.begin(), errors.end(), '\n' ), 1 ) << text << "\n"
-                                                                       << errors;
-      EXPECT_NE( errors.find( expected ), std::string::npos )
-            << errors << "expected: " << expected;
-   }
+                     rule( "T|r", 1, mirrors( "m" ) ),
+               "dst_port: PortChannel2 shares E16 with the ports of T" },
+         { m + R"({"dst_port": "E20", "acl": "T"}, )" + tableT, "src_port: missing" },
+         { filters + R"("acl": "X"})", "acl: there is no table X" },
+         { filters + R"("acl": "T,U"}, "ACL_TABLE|U": {"type": "MIRROR"}, )" + tableT,
+               "acl: U is of the kind of T; allowed: one" },
+         { filters + R"("match": "any>any"})", "match: 'any>any'; allowed: SOURCE>DEST" },
+         { filters + R"("match": "10.0.0.1"})", "match: '10.0.0.1'; allowed: " },
+         { filters + R"("match": "10.0.0.1>10.0.0.0/33"})", "allowed: SOURCE>DEST" },
+         { filters + many + "\"}", "match: there are 257; allowed: up to 256" },
+         { m + R"({"dst_port": "E20", "src_port": "E8.7,PortChannel1.7", "acl": "T"}, )" +
+                     tableT,
+               "src_port: PortChannel1.7 is repeated, it shares E8 with E8.7" },
+         { m + R"({"dst_port": "E20", "src_port": "E0.010", "acl": "T"}, )" + tableT,
+               "src_port: E0.010 is no sub-interface" },
+   } );
 }
 
 // Whoever programs the rules compares lists by pointer.

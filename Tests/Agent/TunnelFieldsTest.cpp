@@ -11,25 +11,12 @@ class TunnelFieldsTest : public ConfigurationBed {
       return R"("src_port": "E0", "src_ip": "10.0.0.1", "dst_ip": "10.2.0.1")" + more;
    }
    // Session m, with the policer p and what it may need.
-   SessionConfig limited( const std::string& policer, const std::string& session = "" ) {
-      const LoadResult result = load( with( R"("POLICER|p": {)" + policer +
-            R"(}, "MIRROR_SESSION|m": {"policer": "p", )" +
-            ( session.empty() ? R"("dst_port": "E16", "src_port": "E0")" : session ) + "}" ) );
-      EXPECT_EQ( said( result.errors ), "" ) << policer;
-      warnings_ = said( result.warnings );
-      return result.configuration.sessions.at( "m" );
+   SessionConfig limited( const std::string& policer ) {
+      return good( with( R"("POLICER|p": {)" + policer +
+                         R"(}, "MIRROR_SESSION|m": {"policer": "p", "dst_port": "E16",
+                         "src_port": "E0"})" ) )
+            .sessions.at( "m" );
    }
-   // Each of `cases` is one error, about `what`.
-   void expectErrors( const std::vector< std::pair< std::string, std::string > >& cases ) {
-      for ( const auto& [ more, expected ] : cases ) {
-         const LoadResult result = load( with( more ) );
-         EXPECT_EQ( result.errors.size(), 1u ) << more << "\n" << said( result.errors );
-         EXPECT_NE( said( result.errors ).find( expected ), std::string::npos )
-               << said( result.errors ) << "expected: " << expected;
-      }
-   }
-
-   std::string warnings_;
 };
 
 TEST_F( TunnelFieldsTest, ErspanSessionsHaveATunnel ) {
@@ -58,15 +45,12 @@ TEST_F( TunnelFieldsTest, ErspanSessionsHaveATunnel ) {
 
    for ( const char* address : { "0.0.0.0", "127.0.0.1", "224.0.0.1", "255.255.255.255",
                "::", "::1", "ff02::1", "", "10.0.0.0/8" } ) {
-      const bool isIp6 = std::string_view( address ).find( ':' ) != std::string_view::npos;
-      const std::string other = isIp6 ? "2001:db8::1" : "10.0.0.1";
-      for ( const char* field : { "src_ip", "dst_ip" } ) {
-         const std::string counterpart =
-               std::string_view( field ) == "src_ip" ? "dst_ip" : "src_ip";
-         const std::string text = "\"" + std::string( field ) + "\": \"" + address + "\", \"" +
-               counterpart + "\": \"" + other + "\", \"src_port\": \"E0\"";
+      for ( const std::string field : { "src_ip", "dst_ip" } ) {
+         const std::string text = "\"" + field + "\": \"" + address + "\", \"" +
+               ( field == "src_ip" ? "dst_ip" : "src_ip" ) +
+               R"(": "10.0.0.1", "src_port": "E0")";
          EXPECT_EQ( said( load( withSession( text ) ).errors ),
-               "8: MIRROR_SESSION|m: " + std::string( field ) + ": '" + address +
+               "8: MIRROR_SESSION|m: " + field + ": '" + address +
                      "'; allowed: an IPv4 or IPv6 address of one station, not a loopback "
                      "one\n" );
       }
@@ -104,7 +88,6 @@ TEST_F( TunnelFieldsTest, RatesAreWhatThePolicersOfTheChipCanDo ) {
       EXPECT_TRUE( session.rateIsEnforced() );
    }
    expectErrors( {
-         { "\"MIRROR_SESSION|m\": {" + span + "0}", "'0'; allowed: 1 to 2863311530" },
          { "\"MIRROR_SESSION|m\": {" + span + "2863311531}", "allowed: 1 to 2863311530" },
          { "\"MIRROR_SESSION|m\": {" + span + R"(1, "policer": "p"})",
                "policer: beside rate_kbps; allowed: one of them" },
@@ -251,21 +234,20 @@ TEST_F( TunnelFieldsTest, SaysWhatIsWrongWithRoutes ) {
          { R"("VLAN_INTERFACE|Vlan11": {})", "there is no Vlan11" },
          { R"("INTERFACE|E16|10.0.0.1/33": {})", "'10.0.0.1/33' is no interface's address" },
          { R"("INTERFACE|E16|224.0.0.1/24": {})", "is no interface's address" },
-         { R"("INTERFACE|E16|": {})", "'' is no interface's address" },
          { R"("STATIC_ROUTE|default|10.2.0.0.0/16": {"ifname": "E16"})", "is no prefix" },
          { R"("STATIC_ROUTE|10.2.0.0/16": {"nexthop": "10.0.0.256"})",
                "nexthop: '10.0.0.256'; allowed: unicast addresses of the prefix's family" },
-         { R"("STATIC_ROUTE|10.2.0.0/16": {"nexthop": "fc00::1"})", "of the prefix's family" },
-         { R"("STATIC_ROUTE|10.2.0.0/16": {"ifname": "E5"})", "there is no E5" },
          { R"("STATIC_ROUTE|10.2.0.0/16": {"nexthop": "10.0.0.9,10.0.0.8", "ifname": "E16"})",
                "ifname: there are 1 for 2 next hops; allowed: as many, or none" },
          { R"("STATIC_ROUTE|10.2.0.0/16": {"ifname": "E16", "distance": "1,2"})",
                "distance: there are 2 for 1 next hops; allowed: as many, or one" },
-         { R"("STATIC_ROUTE|10.2.0.0/16": {"ifname": "E16", "distance": "256"})",
-               "distance: '256'; allowed: 0 to 255" },
          { R"("STATIC_ROUTE|10.2.0.0/16": {"blackhole": "yes"})", "allowed: true, false" },
          { R"("STATIC_ROUTE|10.2.0.0/16": {"nexthop": "0.0.0.0"})",
                "leads nowhere; allowed: a nexthop, an ifname or blackhole true" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"nexthop": "fc00::1"})", "of the prefix's family" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"ifname": "E5"})", "there is no E5" },
+         { R"("STATIC_ROUTE|10.2.0.0/16": {"ifname": "E16", "distance": "256"})",
+               "distance: '256'; allowed: 0 to 255" },
          { R"("NEIGH|E5|10.0.0.9": {"neigh": "02:00:00:00:00:09"})", "there is no E5" },
          { R"("NEIGH|E16|10.0.0": {})", "'10.0.0' is no neighbour's address" },
          { R"("NEIGH|E16|10.0.0.9": {"neigh": "03:00:00:00:00:09"})", "a unicast MAC address" },
@@ -275,7 +257,6 @@ TEST_F( TunnelFieldsTest, SaysWhatIsWrongWithRoutes ) {
                "there twice" },
          { R"("DEVICE_METADATA|localhost": {"mac": "1d:34:db"})",
                "mac: '1d:34:db'; allowed: " },
-         { R"("PORT|E24": {"channel": "256"})", "channel: '256'; allowed: 0 to 255" },
    } );
 }
 

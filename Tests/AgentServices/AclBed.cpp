@@ -2,64 +2,6 @@
 
 namespace AgentServices::Test {
 
-namespace {
-
-void put( Bytes& to, uint64_t value, int bytes ) {
-   while ( bytes-- > 0 ) {
-      to.push_back( static_cast< uint8_t >( value >> ( bytes * 8 ) ) );
-   }
-}
-
-Bytes layer4Of( const Packet& packet ) {
-   Bytes bytes;
-   put( bytes, packet.srcPort, 2 );
-   put( bytes, packet.dstPort, 2 );
-   put( bytes, 0, 8 );
-   put( bytes, 0x50, 1 ); // of TCP: the header's length
-   put( bytes, packet.tcpFlags, 1 );
-   bytes.resize( 24 );
-   return bytes;
-}
-
-void putIp4( Bytes& to, const Packet& packet, size_t payload ) {
-   constexpr uint32_t moreFragments = 0x2000;
-   put( to, 0x45, 1 );
-   put( to, packet.tos, 1 );
-   put( to, 20 + payload, 2 );
-   put( to, 0, 2 );
-   put( to,
-         packet.part == Packet::Part::whole         ? 0
-               : packet.part == Packet::Part::first ? moreFragments
-                                                    : moreFragments | 100,
-         2 );
-   put( to, 64, 1 );
-   put( to, packet.protocol, 1 );
-   put( to, 0, 2 );
-   put( to, packet.src, 4 );
-   put( to, packet.dst, 4 );
-}
-
-void putIp6( Bytes& to, const Packet& packet, size_t payload ) {
-   constexpr uint8_t fragmentHeader = 44;
-   const bool isPart = packet.part != Packet::Part::whole;
-   put( to, 6U << 28 | uint32_t{ packet.tos } << 20, 4 );
-   put( to, payload + ( isPart ? 8 : 0 ), 2 );
-   put( to, isPart ? fragmentHeader : packet.protocol, 1 );
-   put( to, 64, 1 );
-   for ( const uint32_t last : { packet.src, packet.dst } ) {
-      const auto address = ip6( last ).bytes();
-      to.insert( to.end(), address.begin(), address.end() );
-   }
-   if ( isPart ) {
-      put( to, packet.protocol, 1 );
-      put( to, 0, 1 );
-      put( to, packet.part == Packet::Part::first ? 1 : 100 << 3 | 1, 2 );
-      put( to, 7, 4 );
-   }
-}
-
-} // namespace
-
 Plix::Ip6Addr ip6( uint32_t last, uint8_t first ) {
    std::array< uint8_t, 16 > bytes{ first };
    for ( size_t i = 0; i < 4; ++i ) {
@@ -69,27 +11,34 @@ Plix::Ip6Addr ip6( uint32_t last, uint8_t first ) {
 }
 
 Bytes frameOf( const Packet& packet ) {
-   Bytes bytes;
-   put( bytes, 0x020000000001, 6 );
-   put( bytes, 0x020000000002, 6 );
-   if ( packet.vlan != 0 ) {
-      put( bytes, 0x8100, 2 );
-      put( bytes, packet.vlan, 2 );
+   constexpr uint32_t moreFragments = 0x2000;
+   const bool isWhole = packet.part == Packet::Part::whole;
+   const uint32_t begin = packet.part == Packet::Part::later ? 100 : 0;
+   const Bytes tags = packet.vlan != 0 ? Frames::tag( packet.vlan ) : Bytes();
+   const Bytes layer4 = Frames::tcp( packet.srcPort, packet.dstPort, packet.tcpFlags );
+   if ( !packet.isIpv6 ) {
+      return Frames::ethernet( Frames::ip4Type,
+            Frames::ip4( packet.protocol, layer4, isWhole ? 0 : moreFragments | begin, {},
+                  packet.tos, packet.src, packet.dst ),
+            tags );
    }
-   put( bytes, packet.isIpv6 ? 0x86dd : 0x0800, 2 );
-   const Bytes layer4 = layer4Of( packet );
-   packet.isIpv6 ? putIp6( bytes, packet, layer4.size() )
-                 : putIp4( bytes, packet, layer4.size() );
-   bytes.insert( bytes.end(), layer4.begin(), layer4.end() );
-   return bytes;
+   constexpr uint8_t fragmentHeader = 44;
+   const auto address = []( uint32_t last ) {
+      const auto bytes = ip6( last ).bytes();
+      return Bytes( bytes.begin(), bytes.end() );
+   };
+   return Frames::ethernet( Frames::ip6Type,
+         isWhole ? Frames::ip6( packet.protocol, layer4, packet.tos, address( packet.src ),
+                         address( packet.dst ) )
+                 : Frames::ip6( fragmentHeader,
+                         Frames::fragment6( packet.protocol, begin, true ) + layer4, packet.tos,
+                         address( packet.src ), address( packet.dst ) ),
+         tags );
 }
 
-AclBed::AclBed( std::string_view profileName )
-      : profile( *ChipModel::chipProfile( profileName ) ) {
+AclBed::AclBed( std::string_view profileName ) : ChipBed( profileName ) {
    Karvel::sdkErrorStreamIs( &errors_ );
-   box.addChip( 0, profile );
    box.control().sinkIs( this );
-   Shim::sdk_ = &box.sdk();
    for ( int port = 1; port <= profile.ports; ++port ) {
       common->chipPortIs( port );
       common->intfToPortIs( intf( port ).port(), Karvel::SysPort( 0, port ) );
@@ -99,7 +48,6 @@ AclBed::AclBed( std::string_view profileName )
       box.sdk().bcm_mirror_destination_set(
             0, destination, { Shim::MirrorDestination::Kind::port, 50 + destination } );
    }
-   groups->unitIs( 0, { profile.aclGroup, profile.portClassBits } );
    helper = Zol::make< AclHelper >( groups );
    helper->unitIs( 0, common );
    emptyChip = chip();
@@ -177,21 +125,9 @@ void AclBed::sent( const ChipModel::SentFrame& out ) {
    }
 }
 
-std::vector< std::string > AclBed::remains() {
-   return differences( emptyChip, chip(), ChipModel::ReadBackScope::programmed );
-}
-
-std::vector< std::string > AclBed::remainsInTheEnd() {
+ChipBed::Strings AclBed::remainsInTheEnd() {
    Zol::activityManager().advance( 3 );
    return remains();
-}
-
-size_t AclBed::installed() {
-   size_t result = 0;
-   for ( const ChipModel::EntryView& entry : chip().entries ) {
-      result += entry.installed;
-   }
-   return result;
 }
 
 void AclBed::refuseNth( uint64_t nth, Fault::Effect effect ) {

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "AgentServices/AclHelper.h"
-#include "ChipModel/Chip.h"
-#include "ChipModel/Switch.h"
 #include "Platform/Karvel/SdkCall.h"
+#include "Tests/ChipBed.h"
+#include "Tests/Frames.h"
 
 namespace AgentServices::Test {
 
@@ -56,11 +56,12 @@ struct Packet {
    uint8_t tcpFlags = 0;
 };
 
-using Bytes = std::vector< uint8_t >;
+using Frames::Bytes;
+using Frames::operator+;
 Bytes frameOf( const Packet& packet );
 Plix::Ip6Addr ip6( uint32_t last, uint8_t first = 0x20 );
 
-class AclBed : public ::testing::Test, public ChipModel::FrameSink {
+class AclBed : public ChipBed, public ChipModel::FrameSink {
  protected:
    explicit AclBed( std::string_view profileName = "trident3" );
    ~AclBed() override;
@@ -87,22 +88,14 @@ class AclBed : public ::testing::Test, public ChipModel::FrameSink {
    void sent( const ChipModel::SentFrame& out ) override;
 
    // --- The chip ---------------------------------------------------------------------------
-   ChipModel::ChipState chip() { return box.control().state( 0 ); }
-   // What was written to it and is not as it was in the beginning, now and after what was
-   // refused has been tried again.
-   std::vector< std::string > remains();
-   std::vector< std::string > remainsInTheEnd();
+   // After what was refused has been tried again.
+   Strings remainsInTheEnd();
    int rangeCheckersUsed() { return static_cast< int >( chip().ranges.size() ); }
-   size_t installed();
-   ChipModel::Gate& gate() { return box.control().gate(); }
+   size_t installed() { return entries().size(); }
    void refuseNth( uint64_t nth, Fault::Effect effect );
 
-   const ChipModel::ChipProfile& profile;
-   ChipModel::Switch box;
    Zol::Ptr< Karvel::KarvelCommonSmData > common = Zol::make< Karvel::KarvelCommonSmData >();
-   Zol::Ptr< TcamGroupManager > groups = Zol::make< TcamGroupManager >();
    Zol::Ptr< AclHelper > helper;
-   ChipModel::ChipState emptyChip;
 
  private:
    uint32_t copies_ = 0;

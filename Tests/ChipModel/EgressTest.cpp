@@ -40,9 +40,6 @@ class EgressTest : public FieldTest {
       attach( id, to );
       return id;
    }
-   MirrorCounters mirrored( size_t to = 0 ) {
-      return state().mirrorDestinations[ to ].counters;
-   }
    // How many copies of `frames` frames leave, one each millisecond, beginning with the next.
    int copies( const Bytes& bytes, int frames ) {
       int count = 0;
@@ -75,32 +72,6 @@ class OutPortTest : public EgressTest {
    OutPortTest() : EgressTest( profile() ) {}
 };
 
-// 1 Mbit/s, 40 kbit: four frames at once, then one each ten milliseconds.
-TEST_F( EgressTest, CopiesAreLimitedAndNeverTheFrameItself ) {
-   destination( 0, 2 ); // where the frame goes, too
-   const int entry = limit( newEgressGroup(), policer( 1000, 40 ) );
-   toChipPort( entry, 2 );
-   EXPECT_EQ( copies( frame10(), 5 ), 5 ); // not installed
-   installed( entry );
-   now_ = 1000 * ms;
-   EXPECT_EQ( copies( frame10(), 4 ), 4 );
-   EXPECT_EQ( copies( frame10(), 6 ), 0 ); // 3 + 6 kbit have come
-   EXPECT_EQ( copies( frame10(), 1000 ), 100 );
-   EXPECT_EQ( mirrored(),
-         ( MirrorCounters{ .frames = 109,
-               .bytes = 109 * 1250,
-               .policedFrames = 906,
-               .policedBytes = 906 * 1250 } ) );
-   EXPECT_EQ( view( entry ).packets, 1010u );
-   EXPECT_EQ( view( entry ).colors, colors( 104, 906 ) );
-   EXPECT_EQ( state().policers[ 0 ].counters, colors( 104, 906 ) );
-   EXPECT_EQ( state().ports[ 2 ].counters.txFrames, 1015u );
-   EXPECT_EQ( state().ports[ 2 ].counters.txMirrorFrames, 109u );
-   destination( 0, 3 ); // by another port there is no limit
-   EXPECT_EQ( copies( frame10(), 50 ), 50 );
-   EXPECT_EQ( view( entry ).packets, 1010u );
-}
-
 TEST_F( EgressTest, EveryGroupMetersAndEntriesMayShareAPolicer ) {
    const uint32_t shared = policer( 1, 30 );
    const int group = newEgressGroup( 1 );
@@ -116,6 +87,12 @@ TEST_F( EgressTest, EveryGroupMetersAndEntriesMayShareAPolicer ) {
    EXPECT_EQ( view( a ).colors, colors( 2, 1 ) );
    EXPECT_EQ( view( b ).colors, colors( 1, 1 ) );
    EXPECT_EQ( state().policers[ 0 ].counters, colors( 3, 2 ) );
+   EXPECT_EQ( mirrored(),
+         ( MirrorCounters{ .frames = 23,
+               .bytes = 23 * 1250,
+               .policedFrames = 2,
+               .policedBytes = 2 * 1250 } ) );
+   EXPECT_EQ( state().ports[ 7 ].counters.txMirrorFrames, 23u );
 
    const int late = installed( limit( newEgressGroup(), policer( 1, 20 ) ) );
    EXPECT_EQ( copies( frame10( 0x20 ), 3 ), 0 ); // the other group's policer finds them green
@@ -157,11 +134,15 @@ TEST_F( EgressTest, ForwardedFramesAreLimitedWhereAnEntryIsForThem ) {
    EXPECT_EQ( leaves( 1, frame10() ), "mi0>3 2 me1>8(2) 3 me1>8(3)" );
 }
 
-// Says what the egress stage did with each frame.
+// Says what became of each frame.
 struct Listener : PipelineObserver {
-   void decided( int, const FrameView&, const Decision& ) override {}
+   void decided( int, const FrameView&, const Decision& decision ) override {
+      text << "vid " << decision.vid << " " << dropReasonName( decision.drop ) << ";";
+   }
    void lookedUp( const LookupKey&, FieldProcessor::GroupChoice, int ) override {}
-   void matched( const Match&, int ) override {}
+   void matched( const Match& match, int egressPort ) override {
+      text << " " << match.entry << "@" << egressPort << " ";
+   }
    void lookedUpAtEgress( const SentFrame& frame, const LookupKey& ) override {
       text << "[" << frame.port << " " << frame.frame.length;
    }
@@ -232,11 +213,12 @@ TEST_F( EgressTest, KeysDescribeTheCopyAsItLeaves ) {
    }
 }
 
-TEST_F( EgressTest, AnObserverHearsWhatBecameOfEveryCopy ) {
+TEST_F( EgressTest, AnObserverHearsWhatBecameOfEveryFrameAndCopy ) {
    const int entry = limit( newEgressGroup(), policer( 1, 10 ) );
    const int other = newEntry( newEgressGroup(), FieldAction::drop );
    ok( sdk().bcm_field_qualify_MirrorCopy( 0, other, 1, 1 ) );
    const std::string first = std::to_string( entry ), last = std::to_string( other );
+   const std::string copied = "none; " + std::to_string( mirroring_ ) + "@-1 ";
    Listener listener;
    box_.control().observerIs( &listener );
    const auto told = [ & ]( uint32_t wireLength = 0 ) {
@@ -244,19 +226,29 @@ TEST_F( EgressTest, AnObserverHearsWhatBecameOfEveryCopy ) {
       receive( 1, frame10(), wireLength );
       return listener.text.str();
    };
-   EXPECT_EQ( told(), "] 7 sent 0 0" ); // nothing to look up
+   EXPECT_EQ( told(), "vid 10 " + copied + "] 7 sent 0 0" ); // nothing to look up
    installed( entry );
-   EXPECT_EQ( told(), "[7 1250 " + first + "] 7 sent 0 0" );
+   EXPECT_EQ( told(), "vid 10 " + copied + "[7 1250 " + first + "] 7 sent 0 0" );
    installed( other );
-   EXPECT_EQ( told(), "[7 1250 " + first + " red " + last + "] 7 policed " + first + " 1" );
+   EXPECT_EQ( told(),
+         "vid 10 " + copied + "[7 1250 " + first + " red " + last + "] 7 policed " + first +
+               " 1" );
    ok( sdk().bcm_field_entry_remove( 0, entry ) );
    Shim::MirrorTunnel tunnel;
    tunnel.srcIp = tunnel.dstIp = Plix::IpAddr( 1 );
    ok( sdk().bcm_mirror_destination_set( 0, 0, { {}, 7, tunnel } ) );
-   EXPECT_EQ( told(), "[7 1288 " + last + "] 7 filtered " + last + " 0" );
-   EXPECT_EQ( told( 65'530 ), "] 7 too long 0 0" );
+   EXPECT_EQ( told(), "vid 10 " + copied + "[7 1288 " + last + "] 7 filtered " + last + " 0" );
+   EXPECT_EQ( told( 65'530 ), "vid 10 " + copied + "] 7 too long 0 0" );
    ok( sdk().bcm_port_enable_set( 0, 7, false ) );
-   EXPECT_EQ( told(), "] -1 no port to leave by 0 0" );
+   const std::string noWay = "] -1 no port to leave by 0 0";
+   EXPECT_EQ( told(), "vid 10 " + copied + noWay );
+   // With an entry for one of the ports that it leaves by, and dropped by forwarding.
+   const int toThree = newEntry( newGroup(), FieldAction::cosQCpuNew );
+   toChipPort( toThree, 3 );
+   installed( toThree );
+   EXPECT_EQ( told(), "vid 10 " + copied + " " + std::to_string( toThree ) + "@3 " + noWay );
+   ok( sdk().bcm_vlan_destroy( 0, 10 ) );
+   EXPECT_TRUE( told().starts_with( "vid 10 unknown VLAN; " ) ) << told();
 }
 
 TEST_F( OutPortTest, StagesAndFamiliesHaveTheirOwnQualifiersAndActions ) {

@@ -12,7 +12,6 @@ using Shim::FieldAction;
 
 class EncapsulatorTest : public CopyTest {
  protected:
-   MirrorCounters counters() { return state().mirrorDestinations[ 0 ].counters; }
    // An egress entry that tags every copy.
    int tags( uint32_t offset ) {
       int id = newEntry( newGroup( 0, Shim::FieldStage::egress ), FieldAction::svtagEnable, 1 );
@@ -49,7 +48,7 @@ TEST_F( EncapsulatorTest, AnIp4TunnelToTheByte ) {
    };
    EXPECT_EQ( copyOf( in ), outer( 0, 0xdab0 ) + in );
    EXPECT_EQ( copyOf( in ), outer( 1, 0xdaaf ) + in );
-   EXPECT_EQ( counters().bytes, 2 * ( 38 + in.size() ) );
+   EXPECT_EQ( mirrored().bytes, 2 * ( 38 + in.size() ) );
    EXPECT_EQ( state().ports[ 7 ].counters.txMirrorBytes, 2 * ( 38 + in.size() ) );
    // The identification is the chip's and wraps around; the checksum holds for every one.
    for ( int i = 2; i < 0x10000; ++i ) {
@@ -90,13 +89,13 @@ TEST_F( EncapsulatorTest, WhatDoesNotFitIsCountedAndNotSent ) {
    EXPECT_EQ( cut( sent_[ 0 ].bytes, 16, 18 ), be16( 65535 ) );
    EXPECT_EQ( copyOf( in, 65535 - 23 ), Bytes() );
    EXPECT_EQ(
-         counters(), ( MirrorCounters{ .frames = 1, .bytes = 65535 + 14, .tooLong = 1 } ) );
+         mirrored(), ( MirrorCounters{ .frames = 1, .bytes = 65535 + 14, .tooLong = 1 } ) );
    EXPECT_EQ( sent_.size(), 2u ); // it is forwarded all the same
    ok( tunnelIs( tunnel( "2001:db8::1", "2001:db8::2" ) ) );
    EXPECT_NE( copyOf( in, 65535 - 44 ), Bytes() );
    EXPECT_EQ( copyOf( in, 65535 - 43 ), Bytes() );
    EXPECT_EQ( copyOf( in, 0xffffffff ), Bytes() );
-   EXPECT_EQ( counters().tooLong, 3u );
+   EXPECT_EQ( mirrored().tooLong, 3u );
 }
 
 TEST_F( EncapsulatorTest, ATunnelThatIsNoneIsRefusedAndAnotherReplacesIt ) {
@@ -143,7 +142,7 @@ TEST_F( EncapsulatorTest, ASourceTagStandsAtItsOffsetInWhatLeaves ) {
       ok( sdk().bcm_field_entry_destroy( 0, entry ) );
       ok( sdk().bcm_field_group_destroy( 0, group ) );
    }
-   EXPECT_EQ( counters().tooLong, 1u );
+   EXPECT_EQ( mirrored().tooLong, 1u );
    EXPECT_EQ( sent_.size(), 2u );
    EXPECT_EQ( sent_[ 0 ].bytes, in ); // forwarded frames have no tag
 }
@@ -162,8 +161,8 @@ TEST_F( EncapsulatorTest, TagsOfCutAndOfTheLongestFrames ) {
    EXPECT_EQ( copyOf( longest ).size(), maxFrameBytes );
    longest.push_back( 1 );
    EXPECT_EQ( copyOf( longest ), Bytes() );
-   EXPECT_EQ( counters().tooLong, 2u );
-   EXPECT_EQ( counters().bytes, 3u * 1504 + maxFrameBytes );
+   EXPECT_EQ( mirrored().tooLong, 2u );
+   EXPECT_EQ( mirrored().bytes, 3u * 1504 + maxFrameBytes );
    EXPECT_EQ( view( entry ).bytes, 3u * 1500 + 39 + 2 * maxFrameBytes - 7 ); // without tags
 }
 

@@ -84,31 +84,6 @@ TEST_F( FieldActionTest, AFloodedFrameGoesToTheCpuOnceAndIsDroppedAsAWhole ) {
    EXPECT_EQ( state().cpuCopies, 3u );
 }
 
-TEST_F( FieldActionTest, RangesIncludeBothEndsAndAnEntryAsksSeveral ) {
-   const int entry = newEntry( newGroup(), FieldAction::mirrorIngressTo, 0 );
-   const auto matches = [ & ]( uint32_t src, uint32_t dst, uint8_t protocol = 17 ) {
-      return receive( 1, ethernet( ip4Type, ip4( protocol, tcp( src, dst ) ) ) ).at( 0 ).kind ==
-            CopyKind::ingressMirror;
-   };
-   const int low = range( FieldRange::dstPort, 100, 200 );
-   ok( sdk().bcm_field_qualify_RangeCheck( 0, entry, low ) );
-   installed( entry );
-   EXPECT_TRUE( matches( 1, 100 ) && matches( 1, 200 ) && matches( 1, 150, 132 ) );
-   EXPECT_FALSE( matches( 1, 99 ) || matches( 1, 201 ) || matches( 150, 1 ) );
-   EXPECT_FALSE( matches( 1, 150, 1 ) );
-   const int high = range( FieldRange::srcPort, 65535, 65535 );
-   ok( sdk().bcm_field_qualify_RangeCheck( 0, entry, high ) );
-   installed( entry );
-   EXPECT_TRUE( matches( 65535, 150 ) );
-   EXPECT_FALSE( matches( 65534, 150 ) || matches( 65535, 99 ) );
-   // No frame without ports, not even for a range from 0.
-   ok( sdk().bcm_field_qualifier_delete( 0, entry, Qualifier::rangeCheck ) );
-   ok( sdk().bcm_field_qualify_RangeCheck( 0, entry, range( FieldRange::dstPort, 0, 65535 ) ) );
-   installed( entry );
-   EXPECT_TRUE( matches( 0, 0 ) );
-   EXPECT_FALSE( matches( 0, 0, 47 ) );
-}
-
 TEST_F( FieldActionTest, RangeCheckersAreFewAndStayWhileAnEntryAsksThem ) {
    Sdk& s = sdk();
    int id = 77;

@@ -9,8 +9,6 @@
 namespace ChipModel::Test {
 
 inline constexpr uint32_t exact = 0xffffffff;
-inline constexpr uint32_t ip4Type = 0x0800, ip6Type = 0x86dd, arpType = 0x0806;
-inline constexpr uint32_t mplsType = 0x8847;
 
 class FieldTest : public ChipTest {
  protected:
@@ -73,6 +71,22 @@ class FieldTest : public ChipTest {
 
    const Bytes web_ = ethernet( ip4Type, ip4( 6, tcp( 9, 80 ) ) ); // flooded
    const Bytes dns_ = ethernet( ip4Type, ip4( 17, tcp( 9, 53 ) ) );
+};
+
+// Says for each lookup which entry won, as the packets see it, and why others did not.
+struct Explainer : PipelineObserver {
+   explicit Explainer( FieldProcessor& f, int g ) : fields( f ), group( g ) {}
+   void decided( int, const FrameView&, const Decision& ) override { winner = -1; }
+   void lookedUp( const LookupKey& lookedUpKey, FieldProcessor::GroupChoice, int ) override {
+      key = lookedUpKey;
+   }
+   void matched( const Match& match, int ) override { winner = match.entry; }
+   std::vector< EntryMiss > misses() const { return fields.misses( group, winner, key ); }
+
+   FieldProcessor& fields;
+   int group;
+   int winner = -1;
+   LookupKey key;
 };
 
 // All that comes in at port 1 is copied, through a tunnel.

@@ -1,444 +1,232 @@
+// Groups and entries: strictness, room, ids, and when a change is seen by packets.
+
 #include "ChipModel/FieldProcessor.h"
 
-#include <gtest/gtest.h>
-
-#include <initializer_list>
 #include <limits>
 #include <set>
-#include <string>
-#include <vector>
 
-#include "ChipModel/ChipProfile.h"
-#include "ChipModel/FieldRules.h"
+#include "Tests/ChipModel/FieldFixture.h"
+
+namespace ChipModel::Test {
 
 namespace {
 
-using namespace ChipModel;
 using Shim::FieldAction;
 using Shim::FieldStage;
-using Shim::PortBitmap;
 using Shim::Qualifier;
-using Shim::QualifierSet;
 using Shim::Rc;
-using Shim::Sdk;
 
-constexpr FieldStage ingress = FieldStage::ingress;
-constexpr FieldStage egress = FieldStage::egress;
-constexpr uint32_t exact = 0xffffffff;
-constexpr int unknown = 999999;
-
-QualifierSet qualifiers( std::initializer_list< Qualifier > list ) {
-   QualifierSet set;
-   for ( Qualifier qualifier : list ) {
-      set.set( static_cast< size_t >( qualifier ) );
-   }
-   return set;
-}
-
-PortBitmap ports( std::initializer_list< size_t > list ) {
-   PortBitmap set;
-   for ( size_t port : list ) {
-      set.set( port );
-   }
-   return set;
-}
-
-const PortBitmap allPorts = PortBitmap().set();
-
-LookupKey frame( uint32_t inPort, uint32_t vid = 0, uint32_t dstPort = 0 ) {
-   LookupKey key;
-   key.set( Key::inPort, inPort );
-   if ( vid != 0 ) {
-      key.set( Key::outerVlanId, vid );
-      key.setValid( validOuterVlan );
-   }
-   if ( dstPort != 0 ) {
-      key.set( Key::dstPort, dstPort );
-      key.setValid( validDstPort );
-   }
-   return key;
-}
-
-class FieldProcessorTest : public testing::Test {
+class FieldProcessorTest : public FieldTest {
  protected:
-   int group( FieldStage stage = ingress, int priority = 0 ) {
-      return group( stage, priority, stageQualifiers( *chipProfile( "trident3" ), stage ) );
-   }
-   int group( FieldStage stage, int priority, QualifierSet set ) {
-      int id = 0;
-      EXPECT_EQ( fp.groupCreate( stage, set, priority, &id ), Sdk::QX_BCM_E_NONE() );
+   int made( int in ) {
+      int id = -1;
+      ok( s.bcm_field_entry_create( 0, in, &id ) );
       return id;
    }
-   int entry( int groupId ) {
-      int id = 0;
-      EXPECT_EQ( fp.entryCreate( groupId, &id ), Sdk::QX_BCM_E_NONE() );
-      return id;
-   }
-   // An installed entry that mirrors what enters on a port.
-   int mirrored( int groupId, size_t port, uint32_t destination = 0 ) {
-      int id = entry( groupId );
-      fp.qualifyInPorts( id, ports( { port } ), allPorts );
-      fp.actionAdd( id, FieldAction::mirrorIngress, 0, destination );
-      EXPECT_EQ( fp.entryInstall( id ), Sdk::QX_BCM_E_NONE() );
-      return id;
-   }
-   std::vector< Match > matches( const LookupKey& key, FieldStage stage = ingress,
-         FieldProcessor::GroupChoice choice = FieldProcessor::GroupChoice::destinationFree,
-         size_t room = 8 ) {
-      std::vector< Match > found( room );
-      found.resize( static_cast< size_t >(
-            fp.lookup( stage, choice, key, found.data(), static_cast< int >( room ) ) ) );
-      return found;
-   }
-   std::vector< Match > boundMatches( const LookupKey& key ) {
-      return matches( key, ingress, FieldProcessor::GroupChoice::destinationBound );
-   }
-   // The entry that one group answers with; 0 for none.
-   int winner( const LookupKey& key ) {
-      std::vector< Match > found = matches( key );
-      std::vector< Match > bound = boundMatches( key );
-      found.insert( found.end(), bound.begin(), bound.end() );
-      EXPECT_LE( found.size(), 1U );
-      return found.empty() ? 0 : found[ 0 ].entry;
+   // Whether an entry is asked and matches what comes in at a port.
+   bool hits( int id, int port, const Bytes& bytes ) {
+      const uint64_t before = view( id ).packets;
+      receive( port, bytes );
+      return view( id ).packets > before;
    }
 
-   FieldProcessor fp{ *chipProfile( "trident3" ) };
+   Sdk& s = sdk();
 };
 
 TEST_F( FieldProcessorTest, UnknownIdsAreNotFound ) {
-   int destroyed = entry( group() );
-   EXPECT_EQ( fp.entryDestroy( destroyed ), Sdk::QX_BCM_E_NONE() );
-   for ( int id : { destroyed, 0, -1, unknown, std::numeric_limits< int >::min() } ) {
-      Shim::FieldGroupStatus status;
-      int made = 0;
-      std::vector< Rc > codes{ fp.entryDestroy( id ), fp.entryInstall( id ),
-         fp.entryRemove( id ), fp.entryPrioSet( id, 1 ), fp.entryNameSet( id, "x" ),
-         fp.qualifyInPorts( id, {}, {} ), fp.qualifyPortClass( id, 1, 1 ),
-         fp.qualifyDstPort( id, 0, 0, 1, 1 ), fp.qualifyDstTrunk( id, 1, 1 ),
-         fp.qualifyDrop( id, 1, 1 ), fp.qualifyOuterVlanId( id, 1, 1 ),
-         fp.qualifierDelete( id, Qualifier::drop ),
-         fp.actionAdd( id, FieldAction::mirrorIngress, 0, 0 ),
-         fp.actionRemove( id, FieldAction::mirrorIngress ) };
+   const int destroyed = made( newGroup() );
+   ok( s.bcm_field_entry_destroy( 0, destroyed ) );
+   for ( const int id : { destroyed, 0, -1, 999'999, std::numeric_limits< int >::min() } ) {
+      std::vector< Rc > codes{ s.bcm_field_entry_destroy( 0, id ),
+         s.bcm_field_entry_install( 0, id ), s.bcm_field_entry_remove( 0, id ),
+         s.bcm_field_entry_prio_set( 0, id, 1 ), s.bcm_field_entry_name_set( 0, id, "x" ),
+         s.bcm_field_qualify_InPorts( 0, id, {}, {} ), s.bcm_field_qualify_Drop( 0, id, 1, 1 ),
+         s.bcm_field_qualifier_delete( 0, id, Qualifier::drop ),
+         s.bcm_field_action_add( 0, id, FieldAction::mirrorIngress, 0, 0 ),
+         s.bcm_field_action_remove( 0, id, FieldAction::mirrorIngress ) };
       if ( id != destroyed ) { // group ids count for themselves
-         codes.push_back( fp.groupDestroy( id ) );
-         codes.push_back( fp.groupStatusGet( id, &status ) );
-         codes.push_back( fp.entryCreate( id, &made ) );
+         Shim::FieldGroupStatus status;
+         int other = 0;
+         codes.push_back( s.bcm_field_group_destroy( 0, id ) );
+         codes.push_back( s.bcm_field_group_status_get( 0, id, &status ) );
+         codes.push_back( s.bcm_field_entry_create( 0, id, &other ) );
       }
-      EXPECT_EQ( codes, std::vector< Rc >( codes.size(), Sdk::QX_BCM_E_NOT_FOUND() ) )
-            << id;
+      EXPECT_EQ( codes, std::vector< Rc >( codes.size(), Sdk::QX_BCM_E_NOT_FOUND() ) ) << id;
    }
 }
 
 TEST_F( FieldProcessorTest, WhatDoesNotFitIsRefusedAndChangesNothing ) {
-   int groupId = group( ingress, 0,
-         qualifiers( { Qualifier::dstPort, Qualifier::dstTrunk, Qualifier::portClass,
-               Qualifier::outerVlanId } ) );
-   int id = entry( groupId );
-   EXPECT_EQ( fp.qualifyOuterVlanId( id, 7, exact ), Sdk::QX_BCM_E_NONE() );
-   EXPECT_EQ( fp.actionAdd( id, FieldAction::mirrorIngress, 0, 3 ), Sdk::QX_BCM_E_NONE() );
-   EXPECT_EQ( fp.entryInstall( id ), Sdk::QX_BCM_E_NONE() );
-
-   for ( Rc rc : { fp.qualifyDrop( id, 1, 1 ), fp.qualifyInPorts( id, {}, {} ),
-               fp.qualifyOuterVlanId( id, 0x1000, exact ),
-               fp.qualifyDstTrunk( id, -1, exact ), fp.qualifyDstTrunk( id, 256, 1 ),
-               fp.qualifyDstPort( id, 256, 1, 1, exact ),
-               fp.qualifyDstPort( id, 0, 0, 256, exact ), fp.entryNameSet( id, nullptr ),
-               fp.actionAdd( id, FieldAction::mirrorEgress, 0, 4 ),
-               fp.actionAdd( id, FieldAction{ 99 }, 0, 0 ),
-               fp.qualifierDelete( id, Qualifier::count_ ) } ) {
+   Shim::QualifierSet set;
+   for ( Qualifier each : { Qualifier::dstPort, Qualifier::dstTrunk, Qualifier::portClass,
+               Qualifier::outerVlanId } ) {
+      set.set( static_cast< size_t >( each ) );
+   }
+   int group = -1;
+   ok( s.bcm_field_group_create( 0, FieldStage::ingress, set, 0, &group ) );
+   const int id = newEntry( group, FieldAction::mirrorIngress, 0, 3 );
+   ok( s.bcm_field_qualify_OuterVlanId( 0, id, 7, exact ) );
+   installed( id );
+   const ChipState before = state();
+   for ( Rc rc : { s.bcm_field_qualify_Drop( 0, id, 1, 1 ),
+               s.bcm_field_qualify_InPorts( 0, id, {}, {} ),
+               s.bcm_field_qualify_PortClass( 0, id, 0x1000, exact ), // 12 bits
+               s.bcm_field_qualify_OuterVlanId( 0, id, 0x1000, exact ),
+               s.bcm_field_qualify_DstTrunk( 0, id, -1, exact ),
+               s.bcm_field_qualify_DstTrunk( 0, id, 256, 1 ),
+               s.bcm_field_qualify_DstPort( 0, id, 256, 1, 1, exact ),
+               s.bcm_field_qualify_DstPort( 0, id, 0, 0, 256, exact ),
+               s.bcm_field_action_add( 0, id, FieldAction::mirrorEgress, 0, 4 ),
+               s.bcm_field_action_add( 0, id, FieldAction{ 99 }, 0, 0 ),
+               s.bcm_field_qualifier_delete( 0, id, Qualifier::count_ ) } ) {
       EXPECT_EQ( rc, Sdk::QX_BCM_E_PARAM() );
    }
-   EXPECT_EQ(
-         fp.actionAdd( id, FieldAction::mirrorIngress, 0, 1 ), Sdk::QX_BCM_E_EXISTS() );
-   for ( Rc rc : { fp.actionRemove( id, FieldAction::mirrorEgress ),
-               fp.qualifierDelete( id, Qualifier::dstTrunk ) } ) {
+   EXPECT_EQ( s.bcm_field_action_add( 0, id, FieldAction::mirrorIngress, 0, 1 ),
+         Sdk::QX_BCM_E_EXISTS() );
+   for ( Rc rc : { s.bcm_field_action_remove( 0, id, FieldAction::mirrorEgress ),
+               s.bcm_field_qualifier_delete( 0, id, Qualifier::dstTrunk ) } ) {
       EXPECT_EQ( rc, Sdk::QX_BCM_E_NOT_FOUND() );
    }
-   EntryView view = fp.entries().at( 0 );
-   EXPECT_FALSE( view.modified );
-   ASSERT_EQ( view.qualifiers.size(), 1U );
-   EXPECT_EQ( view.qualifiers[ 0 ].data, std::vector< uint32_t >{ 7 } );
-   EXPECT_EQ( view.actions.at( 0 ).param1, 3U );
-
-   EXPECT_EQ( fp.groupDestroy( groupId ), Sdk::QX_BCM_E_BUSY() );
-   fp.entryDestroy( id ); // installed or not
-   EXPECT_EQ( winner( frame( 1, 7 ) ), 0 );
-   EXPECT_EQ( fp.groupDestroy( groupId ), Sdk::QX_BCM_E_NONE() );
-   EXPECT_EQ( fp.groupDestroy( groupId ), Sdk::QX_BCM_E_NOT_FOUND() );
-}
-
-TEST_F( FieldProcessorTest, PortClassNeedsAChipThatHasIt ) {
-   FieldProcessor plain( *chipProfile( "trident2" ) );
-   int id = 0;
-   QualifierSet set = qualifiers( { Qualifier::portClass } );
-   EXPECT_EQ( plain.groupCreate( ingress, set, 0, &id ), Sdk::QX_BCM_E_UNAVAIL() );
-
-   ChipProfile narrow = *chipProfile( "trident3" );
-   narrow.portClassBits = 4;
-   FieldProcessor four( narrow );
-   int entryId = 0;
-   four.groupCreate( ingress, set, 0, &id );
-   four.entryCreate( id, &entryId );
-   EXPECT_EQ( four.qualifyPortClass( entryId, 0x10, exact ), Sdk::QX_BCM_E_PARAM() );
-   EXPECT_EQ( four.qualifyPortClass( entryId, 0x0f, exact ), Sdk::QX_BCM_E_NONE() );
+   EXPECT_EQ( differences( before, state() ), std::vector< std::string >() );
+   EXPECT_EQ( s.bcm_field_group_destroy( 0, group ), Sdk::QX_BCM_E_BUSY() );
+   ok( s.bcm_field_entry_destroy( 0, id ) ); // installed or not
+   ok( s.bcm_field_group_destroy( 0, group ) );
+   box_.addChip( 1, *chipProfile( "trident2" ) ); // without port classes
+   EXPECT_EQ( s.bcm_field_group_create( 1, FieldStage::ingress, set, 0, &group ),
+         Sdk::QX_BCM_E_UNAVAIL() );
 }
 
 TEST_F( FieldProcessorTest, ChangesTakeEffectAtTheNextInstall ) {
-   int groupId = group();
-   int id = entry( groupId );
-   fp.qualifyInPorts( id, ports( { 5 } ), allPorts );
-   fp.actionAdd( id, FieldAction::mirrorIngress, 0, 1 );
-   EXPECT_EQ( winner( frame( 5 ) ), 0 );
-   EXPECT_EQ( fp.entryRemove( id ), Sdk::QX_BCM_E_NOT_FOUND() );
-   fp.entryInstall( id );
-   int other = mirrored( groupId, 6 );
-
-   // Everything about the entry changes but what packets see.
-   fp.qualifyInPorts( id, ports( { 6 } ), allPorts );
-   fp.entryPrioSet( id, 9 );
-   fp.actionRemove( id, FieldAction::mirrorIngress );
-   fp.actionAdd( id, FieldAction::mirrorEgress, 0, 2 );
-   EXPECT_TRUE( fp.entries().at( 0 ).modified );
-   EXPECT_EQ( winner( frame( 5 ) ), id );
-   EXPECT_EQ( winner( frame( 6 ) ), other );
-   EXPECT_EQ( matches( frame( 5 ) ).at( 0 ).actions->at( 0 ).param1, 1U );
-
-   fp.entryInstall( id );
-   EXPECT_FALSE( fp.entries().at( 0 ).modified );
-   EXPECT_EQ( winner( frame( 5 ) ), 0 );
-   EXPECT_EQ( winner( frame( 6 ) ), id );
-   EXPECT_EQ( matches( frame( 6 ) ).at( 0 ).actions->size(), 1U );
-   EXPECT_EQ( matches( frame( 6 ) ).at( 0 ).actions->at( 0 ).param1, 2U );
-
+   const int group = newGroup();
+   const int a = installed( newEntry( group, FieldAction::mirrorIngressTo, 0 ), 1 );
+   const int b = installed( newEntry( group, FieldAction::mirrorIngressTo, 1 ) );
+   ok( s.bcm_field_entry_prio_set( 0, a, -1 ) );
+   EXPECT_TRUE( view( a ).modified );
+   EXPECT_EQ( leaves( 1, web_ ), "mi0>7 2 3" );
+   ok( s.bcm_field_entry_install( 0, a ) );
+   EXPECT_FALSE( view( a ).modified );
+   EXPECT_EQ( leaves( 1, web_ ), "mi1>8 2 3" );
    // Changed, then taken out: comes back as changed.
-   fp.qualifierDelete( id, Qualifier::inPorts );
-   EXPECT_EQ( winner( frame( 7 ) ), 0 );
-   EXPECT_EQ( fp.entryRemove( id ), Sdk::QX_BCM_E_NONE() );
-   EXPECT_EQ( winner( frame( 6 ) ), other );
-   fp.entryInstall( id );
-   EXPECT_EQ( winner( frame( 7 ) ), id );
+   onPort( b, 80 );
+   EXPECT_EQ( leaves( 1, dns_ ), "mi1>8 2 3" );
+   ok( s.bcm_field_entry_remove( 0, b ) );
+   EXPECT_EQ( s.bcm_field_entry_remove( 0, b ), Sdk::QX_BCM_E_NOT_FOUND() );
+   EXPECT_EQ( leaves( 1, web_ ), "mi0>7 2 3" );
+   ok( s.bcm_field_entry_install( 0, b ) );
+   EXPECT_EQ( leaves( 1, web_ ), "mi1>8 2 3" );
+   EXPECT_EQ( leaves( 1, dns_ ), "mi0>7 2 3" );
 }
 
 TEST_F( FieldProcessorTest, QualifiersCompareUnderTheirMaskAndNeedTheirField ) {
-   int id = entry( group() );
-   auto qualified = [ & ]( auto&& qualify ) {
-      for ( int i = 0; i < static_cast< int >( Qualifier::count_ ); ++i ) {
-         fp.qualifierDelete( id, static_cast< Qualifier >( i ) );
-      }
-      EXPECT_EQ( qualify(), Sdk::QX_BCM_E_NONE() );
-      EXPECT_EQ( fp.entryInstall( id ), Sdk::QX_BCM_E_NONE() );
+   const int id = newEntry( newGroup(), FieldAction::cosQCpuNew );
+   const auto hit = [ & ]( int port, const Bytes& bytes ) {
+      ok( s.bcm_field_entry_install( 0, id ) );
+      return hits( id, port, bytes );
    };
-   auto hit = [ & ]( const LookupKey& key ) { return winner( key ) == id; };
+   ok( s.bcm_field_qualify_InPorts( 0, id, bitmap( { 3, 4 } ), bitmap( { 4, 5 } ) ) );
+   EXPECT_TRUE( hit( 4, web_ ) && !hit( 3, web_ ) && !hit( 5, web_ ) );
+   ok( s.bcm_field_qualify_InPorts( 0, id, {}, ~Shim::PortBitmap() ) );
+   EXPECT_FALSE( hit( 1, web_ ) );
+   ok( s.bcm_field_qualify_InPorts( 0, id, bitmap( { 3 } ), {} ) );
+   EXPECT_TRUE( hit( 6, web_ ) );
+   ok( s.bcm_field_qualify_OuterVlanId( 0, id, 0, exact ) );
+   EXPECT_FALSE( hit( 6, web_ ) ) << "a frame without a VLAN has no VLAN 0";
+   ok( s.bcm_field_qualifier_delete( 0, id, Qualifier::outerVlanId ) );
 
-   qualified( [ & ] { return fp.qualifyInPorts( id, ports( { 3, 200 } ), allPorts ); } );
-   EXPECT_TRUE( hit( frame( 3 ) ) && hit( frame( 200 ) ) && !hit( frame( 4 ) ) );
-   qualified( [ & ] {
-      return fp.qualifyInPorts( id, ports( { 3, 4 } ), ports( { 4, 5 } ) );
-   } );
-   EXPECT_TRUE( hit( frame( 4 ) ) && !hit( frame( 3 ) ) && !hit( frame( 5 ) ) );
-   qualified( [ & ] { return fp.qualifyInPorts( id, {}, allPorts ); } );
-   EXPECT_FALSE( hit( frame( 0 ) ) );
-   qualified( [ & ] { return fp.qualifyInPorts( id, ports( { 3 } ), {} ); } );
-   EXPECT_TRUE( hit( frame( 9 ) ) );
+   ok( s.bcm_port_class_set( 0, 1, 0xe01 ) );
+   ok( s.bcm_field_qualify_PortClass( 0, id, 0x200, 0x300 ) );
+   EXPECT_TRUE( hit( 1, web_ ) && !hit( 2, web_ ) );
+   ok( s.bcm_port_class_set( 0, 1, 0xf01 ) );
+   EXPECT_FALSE( hit( 1, web_ ) );
+   ok( s.bcm_field_qualifier_delete( 0, id, Qualifier::portClass ) );
 
-   qualified( [ & ] { return fp.qualifyOuterVlanId( id, 0x105, 0xf0f ); } );
-   EXPECT_TRUE( hit( frame( 1, 0x105 ) ) && hit( frame( 1, 0x1f5 ) ) );
-   EXPECT_FALSE( hit( frame( 1, 0x106 ) ) || hit( frame( 1, 0x205 ) ) );
-   qualified( [ & ] { return fp.qualifyOuterVlanId( id, 0, exact ); } );
-   EXPECT_FALSE( hit( frame( 1 ) ) ) << "an untagged frame has no VLAN 0";
-   qualified( [ & ] { return fp.qualifyOuterVlanId( id, 5, 0 ); } );
-   EXPECT_TRUE( hit( frame( 1 ) ) );
-
-   LookupKey toPort = frame( 1, 0, 17 );
-   toPort.set( Key::dstModId, 2 );
-   qualified( [ & ] { return fp.qualifyDstPort( id, 2, exact, 17, exact ); } );
-   EXPECT_TRUE( hit( toPort ) );
-   toPort.clearValid( validDstPort );
-   EXPECT_FALSE( hit( toPort ) );
-   qualified( [ & ] { return fp.qualifyDstPort( id, 0, 0, 17, exact ); } );
-   toPort.setValid( validDstPort );
-   EXPECT_TRUE( hit( toPort ) && hit( frame( 1, 0, 17 ) ) && !hit( frame( 1, 0, 16 ) ) );
-
-   LookupKey key = frame( 1 );
-   key.set( Key::dstTrunk, 0 );
-   qualified( [ & ] { return fp.qualifyDstTrunk( id, 0, exact ); } );
-   EXPECT_FALSE( hit( key ) );
-   key.setValid( validDstTrunk );
-   EXPECT_TRUE( hit( key ) );
-
-   key.set( Key::portClass, 0x80010000 );
-   qualified( [ & ] { return fp.qualifyPortClass( id, 0x80000000, 0x80000001 ); } );
-   EXPECT_TRUE( hit( key ) && !hit( frame( 1 ) ) );
-   qualified( [ & ] { return fp.qualifyDrop( id, 1, 1 ); } );
-   EXPECT_FALSE( hit( key ) );
-   key.set( Key::drop, 1 );
-   EXPECT_TRUE( hit( key ) );
-
-   // All of the qualifiers of an entry have to match.
-   fp.qualifyInPorts( id, ports( { 2 } ), allPorts );
-   fp.entryInstall( id );
-   EXPECT_FALSE( hit( key ) );
-   key.set( Key::inPort, 2 );
-   EXPECT_TRUE( hit( key ) );
+   ok( s.bcm_field_qualify_DstTrunk( 0, id, 0, exact ) );
+   EXPECT_FALSE( hit( 1, web_ ) );
+   trunk( 0, { 3 } );
+   EXPECT_TRUE( hit( 1, web_ ) );
 }
 
 TEST_F( FieldProcessorTest, AStageIsFullForAllItsGroupsUntilEntriesGoOrCapacityGrows ) {
-   int first = group(), second = group(), other = group( egress );
-   fp.capacityIs( ingress, 3 );
-   int a = entry( first ), b = entry( first );
-   entry( second );
+   const int first = newGroup(), second = newGroup();
+   const int other = newGroup( 0, FieldStage::egress );
+   const auto room = [ & ]( const char* what, int entries ) {
+      ASSERT_FALSE( box_.control().capacityIs( 0, what, entries ) );
+   };
+   room( "ingress-entries", 3 );
+   const int a = made( first ), b = made( first );
+   made( second );
    int id = 77;
-   EXPECT_EQ( fp.entryCreate( second, &id ), Sdk::QX_BCM_E_RESOURCE() );
+   EXPECT_EQ( s.bcm_field_entry_create( 0, second, &id ), Sdk::QX_BCM_E_RESOURCE() );
    EXPECT_EQ( id, 77 );
-   entry( other ); // the other stage has its own
-
-   fp.capacityIs( ingress, 1 ); // below use: those that exist stay and work
-   EXPECT_EQ( fp.entryInstall( a ), Sdk::QX_BCM_E_NONE() );
-   EXPECT_EQ( winner( frame( 1 ) ), a );
+   made( other );                // the other stage has its own
+   room( "ingress-entries", 1 ); // below use: those that exist stay and work
+   EXPECT_TRUE( hits( installed( a ), 1, web_ ) );
    Shim::FieldGroupStatus status;
-   EXPECT_EQ( fp.groupStatusGet( first, &status ), Sdk::QX_BCM_E_NONE() );
-   EXPECT_EQ( status.entriesUsed, 2 );
-   EXPECT_EQ( status.entriesFree, 0 );
-   fp.entryDestroy( b );
-   EXPECT_EQ( fp.entryCreate( first, &id ), Sdk::QX_BCM_E_RESOURCE() );
-   fp.capacityIs( ingress, 65536 );
-   EXPECT_EQ( fp.entryCreate( first, &id ), Sdk::QX_BCM_E_NONE() );
-   fp.groupStatusGet( second, &status );
-   EXPECT_EQ( status.entriesUsed, 1 );
-   EXPECT_EQ( status.entriesFree, 65536 - 3 );
-   EXPECT_EQ( fp.entriesUsed( ingress ), 3 );
+   ok( s.bcm_field_group_status_get( 0, first, &status ) );
+   EXPECT_EQ( std::pair( status.entriesUsed, status.entriesFree ), std::pair( 2, 0 ) );
+   ok( s.bcm_field_entry_destroy( 0, b ) );
+   EXPECT_EQ( s.bcm_field_entry_create( 0, first, &id ), Sdk::QX_BCM_E_RESOURCE() );
+   room( "ingress-entries", 65536 );
+   made( first );
+   ok( s.bcm_field_group_status_get( 0, second, &status ) );
+   EXPECT_EQ( std::pair( status.entriesUsed, status.entriesFree ), std::pair( 1, 65536 - 3 ) );
 
-   while ( fp.groupCreate( ingress, {}, 0, &id ) == Sdk::QX_BCM_E_NONE() ) {
+   int groups = 2;
+   while ( s.bcm_field_group_create( 0, FieldStage::ingress, {}, 0, &id ) == 0 ) {
+      ++groups;
    }
-   EXPECT_EQ( static_cast< int >( fp.groups().size() ),
-         chipProfile( "trident3" )->groupsPerStage + 1 );
-   EXPECT_EQ( fp.groupCreate( ingress, {}, 0, &id ), Sdk::QX_BCM_E_RESOURCE() );
-   EXPECT_EQ( fp.groupCreate( egress, {}, 0, &id ), Sdk::QX_BCM_E_NONE() );
+   EXPECT_EQ( groups, testProfile().groupsPerStage );
+   EXPECT_EQ( s.bcm_field_group_create( 0, FieldStage::ingress, {}, 0, &id ),
+         Sdk::QX_BCM_E_RESOURCE() );
+   newGroup( 0, FieldStage::egress );
 }
 
 TEST_F( FieldProcessorTest, IdsAreNeverUsedAgain ) {
-   int ids[] = { group(), group( egress ) };
+   const int groups[] = { newGroup(), newGroup( 0, FieldStage::egress ) };
    std::set< int > seen;
    for ( int i = 0; i < 3000; ++i ) {
-      int id = entry( ids[ i % 2 ] );
+      const int id = made( groups[ i % 2 ] );
       EXPECT_TRUE( seen.insert( id ).second );
-      fp.entryNameSet( id, "a name that is too long for the small buffer" );
-      fp.entryPrioSet( id, 4 );
-      if ( i % 7 != 0 ) {
-         EXPECT_EQ( fp.entryDestroy( id ), Sdk::QX_BCM_E_NONE() );
-      }
+      ok( s.bcm_field_entry_name_set( 0, id, "a name that is too long for a small buffer" ) );
+      ok( s.bcm_field_entry_prio_set( 0, id, 4 ) );
+      ok( s.bcm_field_entry_destroy( 0, id ) );
    }
-   int id = entry( ids[ 0 ] );
-   for ( const EntryView& view : fp.entries() ) {
-      if ( view.id == id ) { // nothing is left of what used the memory before
-         EXPECT_EQ( view.name + std::to_string( view.priority ), "0" );
-         EXPECT_FALSE( view.installed || view.modified );
-      }
-   }
-   int last = group();
-   EXPECT_EQ( fp.groupDestroy( last ), Sdk::QX_BCM_E_NONE() );
-   EXPECT_GT( group(), last );
+   const EntryView fresh = view( made( groups[ 0 ] ) );
+   EXPECT_EQ( fresh.name + std::to_string( fresh.priority ), "0" );
+   EXPECT_FALSE( fresh.installed || fresh.modified );
+   const int last = newGroup();
+   ok( s.bcm_field_group_destroy( 0, last ) );
+   EXPECT_GT( newGroup(), last );
 }
 
-TEST_F( FieldProcessorTest, EveryGroupAnswersForItself ) {
-   int low = group( ingress, 1 ), high = group( ingress, 5 ), out = group( egress );
-   int inLow = mirrored( low, 1 );
-   int inHigh = mirrored( high, 1, 2 );
-   int inOut = entry( out );
-   fp.qualifyOuterVlanId( inOut, 7, exact );
-   fp.entryInstall( inOut );
-   int catchAll = entry( high );
-   fp.entryPrioSet( catchAll, -1 );
-   fp.entryInstall( catchAll );
-
-   std::vector< Match > found = matches( frame( 1 ) );
-   ASSERT_EQ( found.size(), 2U );
-   EXPECT_EQ( found[ 0 ].entry, inHigh );
-   EXPECT_EQ( found[ 0 ].actions->at( 0 ).param1, 2U );
-   EXPECT_EQ( found[ 1 ].entry, inLow );
-   EXPECT_EQ( found[ 1 ].group, low );
-   ASSERT_EQ( matches( frame( 2 ) ).size(), 1U );
-   EXPECT_EQ( matches( frame( 2 ) )[ 0 ].entry, catchAll );
-   EXPECT_EQ( matches( frame( 1, 7 ), egress ).at( 0 ).entry, inOut );
-   EXPECT_TRUE( matches( frame( 2 ), egress ).empty() );
-   EXPECT_EQ(
-         matches( frame( 1 ), ingress, FieldProcessor::GroupChoice::destinationFree, 1 )
-               .at( 0 )
-               .entry,
-         inHigh );
-
-   std::vector< int > order;
-   for ( const EntryView& view : fp.entries() ) {
-      order.push_back( view.id );
-   }
-   EXPECT_EQ( order, ( std::vector{ inHigh, catchAll, inLow, inOut } ) );
-}
-
+// A flooded frame is looked up once, or once per copy where the group looks at destinations.
 TEST_F( FieldProcessorTest, AGroupIsDestinationBoundWhileAnInstalledEntryIs ) {
-   int groupId = group();
-   int plain = mirrored( groupId, 1 );
-   int bound = entry( groupId );
-   fp.qualifyDstPort( bound, 0, exact, 17, exact );
-   LookupKey key = frame( 1, 0, 17 );
-   auto askedAs = [ & ]( bool isBound ) {
-      EXPECT_EQ( fp.hasDestinationBound( ingress ), isBound );
-      EXPECT_EQ( boundMatches( key ).size(), isBound ? 1U : 0U );
-      EXPECT_EQ( matches( key ).size(), isBound ? 0U : 1U );
+   const int group = newGroup();
+   const int plain = installed( newEntry( group, FieldAction::mirrorEgress ) );
+   const int bound = newEntry( group, FieldAction::cosQCpuNew );
+   toChipPort( bound, 50 );
+   const auto askedAs = [ & ]( bool isBound ) {
+      const uint64_t before = view( plain ).packets;
+      receive( 1, web_ );
+      EXPECT_EQ( view( plain ).packets - before, isBound ? 2U : 1U );
    };
    askedAs( false ); // qualified, but not installed
-   fp.entryInstall( bound );
+   installed( bound, -1 );
    askedAs( true );
-   EXPECT_FALSE( fp.hasDestinationBound( egress ) );
-   EXPECT_EQ( winner( key ), plain );
-   fp.qualifierDelete( bound, Qualifier::dstPort );
+   ok( s.bcm_field_qualifier_delete( 0, bound, Qualifier::dstPort ) );
    askedAs( true ); // not before the install
-   fp.entryInstall( bound );
+   installed( bound, -1 );
    askedAs( false );
-   fp.qualifyDstTrunk( bound, 4, 0 );
-   fp.entryInstall( bound );
+   ok( s.bcm_field_qualify_DstTrunk( 0, bound, 4, 0 ) );
+   installed( bound, -1 );
    askedAs( false ); // a mask of zero does not look at the destination
-   fp.qualifyDstTrunk( bound, 4, exact );
-   fp.entryInstall( bound );
-   fp.qualifierDelete( bound, Qualifier::dstTrunk );
+   ok( s.bcm_field_qualify_DstTrunk( 0, bound, 4, exact ) );
+   installed( bound, -1 );
+   ok( s.bcm_field_qualifier_delete( 0, bound, Qualifier::dstTrunk ) );
    askedAs( true );
-   fp.entryDestroy( bound );
+   ok( s.bcm_field_entry_destroy( 0, bound ) );
    askedAs( false );
-}
-
-TEST_F( FieldProcessorTest, CountersBelongToTheEntryAndOutliveReinstalls ) {
-   int groupId = group();
-   int id = mirrored( groupId, 1 );
-   fp.count( matches( frame( 1 ) ).at( 0 ), 64 );
-   fp.qualifyInPorts( id, ports( { 2 } ), allPorts );
-   fp.entryInstall( id );
-   fp.count( matches( frame( 2 ) ).at( 0 ), 1500 );
-   mirrored( groupId, 3 );
-   EntryView view = fp.entries().at( 0 );
-   EXPECT_EQ( view.packets, 2U );
-   EXPECT_EQ( view.bytes, 1564U );
-   EXPECT_EQ( fp.entries().at( 1 ).packets, 0U );
-   EXPECT_EQ( fp.groups().at( 0 ).installed, 2 );
-}
-
-TEST( ChipProfileTest, ProfilesAreTellableApartAndCoverWhatChipsDifferIn ) {
-   std::set< std::string_view > names;
-   int tomahawks = 0, withClasses = 0, byRequest = 0, helperless = 0;
-   for ( const ChipProfile& profile : chipProfiles() ) {
-      EXPECT_TRUE( names.insert( profile.name ).second );
-      EXPECT_EQ( chipProfile( profile.name ), &profile );
-      EXPECT_EQ( profile.aclGroup, profile.portClassBits > 0 );
-      EXPECT_LT( profile.ports, Shim::maxPorts );
-      EXPECT_LE( profile.trunks, 256 );
-      tomahawks += profile.tomahawkFamily;
-      withClasses += profile.aclGroup;
-      byRequest += profile.tcamInterface == TcamInterface::request;
-      helperless += !profile.tcamHelpers;
-   }
-   int all = static_cast< int >( names.size() );
-   for ( int some : { tomahawks, withClasses, byRequest, helperless } ) {
-      EXPECT_TRUE( some > 0 && some < all );
-   }
-   EXPECT_EQ( chipProfile( "Trident3" ), nullptr );
 }
 
 } // namespace
+
+} // namespace ChipModel::Test

@@ -1,41 +1,27 @@
 #pragma once
 
-// For tests: frames from parts, and one switch whose output is kept.
+// For tests: one switch whose output is kept.
 
 #include <algorithm>
-#include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "ChipModel/ChipProfile.h"
 #include "ChipModel/Switch.h"
+#include "Tests/Frames.h"
 
 namespace ChipModel::Test {
 
-using Bytes = std::vector< uint8_t >;
+using namespace Frames;
 using Shim::Sdk;
 
-inline Bytes operator+( Bytes left, const Bytes& right ) {
-   left.insert( left.end(), right.begin(), right.end() );
-   return left;
-}
-inline Bytes be16( uint32_t value ) {
-   return { static_cast< uint8_t >( value >> 8 ), static_cast< uint8_t >( value ) };
-}
-
-// Station n: 02:00:00:00:hh:ll.
-inline Bytes mac( uint32_t n ) { return Bytes{ 2, 0, 0, 0 } + be16( n ); }
 inline const Bytes broadcast{ 0xff, 0xff, 0xff, 0xff, 0xff, 0xff };
 inline const Bytes group{ 0x01, 0x00, 0x5e, 0x00, 0x00, 0x09 };
 
-inline Bytes tag( uint32_t vid, uint32_t priority = 0, uint32_t type = customerTag ) {
-   return be16( type ) + be16( priority << 13 | vid );
-}
 // What follows the tags, 50 bytes.
 inline Bytes content( uint8_t fill = 0x5a ) { return be16( 0x88b5 ) + Bytes( 48, fill ); }
 inline Bytes frame( const Bytes& dst, const Bytes& src, const Bytes& tags = {} ) {
@@ -46,37 +32,6 @@ inline Bytes ipv4Udp( const Bytes& dst, const Bytes& src, uint32_t srcIp, uint32
    return dst + src + be16( 0x0800 ) + Bytes{ 0x45, 0, 0, 28, 0, 0 } + be16( fragment ) +
          Bytes{ 64, 17, 0, 0 } + be16( 0x0a00 ) + be16( srcIp ) + Bytes{ 10, 9, 9, 9 } +
          be16( srcPort ) + be16( 53 ) + Bytes( 22, 0 );
-}
-
-inline Bytes be32( uint32_t value ) { return be16( value >> 16 ) + be16( value ); }
-
-// From station 1 to station 2; what the type announces starts at byte 14.
-inline Bytes ethernet( uint32_t type, const Bytes& payload, const Bytes& tags = {} ) {
-   return mac( 2 ) + mac( 1 ) + tags + be16( type ) + payload;
-}
-// From 10.0.0.1 to 10.0.0.2. Options are 0 to 40 bytes, a multiple of 4.
-inline Bytes ip4( uint8_t protocol, const Bytes& payload, uint32_t fragment = 0,
-      const Bytes& options = {}, uint8_t tos = 0 ) {
-   const auto words = static_cast< uint8_t >( 5 + options.size() / 4 );
-   return Bytes{ static_cast< uint8_t >( 0x40 | words ), tos } +
-         be16( static_cast< uint32_t >( words * 4U + payload.size() ) ) + Bytes{ 0, 1 } +
-         be16( fragment ) + Bytes{ 64, protocol, 0, 0 } + be32( 0x0a000001 ) +
-         be32( 0x0a000002 ) + options + payload;
-}
-inline Bytes address6( uint8_t last ) {
-   return Bytes{ 0x20, 1, 0x0d, 0xb8 } + Bytes( 11, 0 ) + Bytes{ last };
-}
-inline Bytes ip6( uint8_t next, const Bytes& payload, uint8_t trafficClass = 0 ) {
-   return be32( 0x60000000U | uint32_t{ trafficClass } << 20 ) +
-         be16( static_cast< uint32_t >( payload.size() ) ) + Bytes{ next, 64 } + address6( 1 ) +
-         address6( 2 ) + payload;
-}
-// 20 bytes of a TCP header; its first 4 do for UDP and SCTP.
-inline Bytes tcp( uint32_t src, uint32_t dst, uint8_t flags = 0 ) {
-   return be16( src ) + be16( dst ) + Bytes( 8, 0 ) + Bytes{ 0x50, flags } + Bytes( 6, 0 );
-}
-inline Bytes label( uint32_t value, bool bottom ) {
-   return be32( value << 12 | ( bottom ? 0x100U : 0U ) | 64U );
 }
 
 struct Sent {
@@ -172,8 +127,8 @@ class ChipTest : public ::testing::Test, public FrameSink {
       const auto block = std::make_unique< uint8_t[] >( bytes.size() );
       std::ranges::copy( bytes, block.get() );
       sent_.clear();
-      const auto error = box_.control().inject(
-            0, port, { now_, block.get(), static_cast< uint32_t >( bytes.size() ), wireLength } );
+      const auto error = box_.control().inject( 0, port,
+            { now_, block.get(), static_cast< uint32_t >( bytes.size() ), wireLength } );
       EXPECT_EQ( error, std::nullopt );
       return sent_;
    }
@@ -193,6 +148,9 @@ class ChipTest : public ::testing::Test, public FrameSink {
          }
       }
       return text.str();
+   }
+   MirrorCounters mirrored( size_t to = 0 ) {
+      return state().mirrorDestinations[ to ].counters;
    }
    uint64_t drops( int port, DropReason reason ) {
       return box_.chip( 0 )->pipeline().counters( port ).drops[ static_cast< size_t >(

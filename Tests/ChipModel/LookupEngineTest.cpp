@@ -52,8 +52,7 @@ class Pair {
          if ( size() != 0 ) {
             satisfy( rules_[ below( static_cast< uint32_t >( size() ) ) ].rule, key );
             ASSERT_EQ( engine_.find( key ), scan( key ) );
-            key.bytes[ columns_[ below( 7 ) ] ] ^=
-                  static_cast< uint8_t >( 1 << below( 8 ) );
+            key.bytes[ columns_[ below( 7 ) ] ] ^= static_cast< uint8_t >( 1 << below( 8 ) );
             ASSERT_EQ( engine_.find( key ), scan( key ) );
          }
       }
@@ -115,8 +114,7 @@ class Pair {
    void satisfy( const LookupRule& rule, LookupKey& key ) {
       for ( const ByteTerm& term : rule.bytes ) {
          uint8_t& byte = key.bytes[ term.column ];
-         byte =
-               static_cast< uint8_t >( ( byte & ~term.mask ) | ( term.value & term.mask ) );
+         byte = static_cast< uint8_t >( ( byte & ~term.mask ) | ( term.value & term.mask ) );
       }
       for ( const SetTerm& term : rule.sets ) {
          uint8_t& byte = key.bytes[ term.column ];
@@ -162,8 +160,8 @@ class Pair {
 class LookupEngineOrder : public testing::TestWithParam< Priorities > {};
 
 INSTANTIATE_TEST_SUITE_P( Priorities, LookupEngineOrder,
-      testing::Values( Priorities::equal, Priorities::rising, Priorities::falling,
-            Priorities::random ) );
+      testing::Values(
+            Priorities::equal, Priorities::rising, Priorities::falling, Priorities::random ) );
 
 TEST_P( LookupEngineOrder, AgreesWithAPlainScanThroughGrowthAndChurn ) {
    Pair pair( GetParam(), 7 );
@@ -200,50 +198,6 @@ TEST_P( LookupEngineOrder, AgreesWithAPlainScanWhenNearlyEmpty ) {
          add ? pair.insert() : pair.removeAny();
          pair.compare( 2 );
       }
-   }
-}
-
-TEST( LookupEngineTest, OneRuleUnlikeAllOthersOfItsColumnIsFound ) {
-   LookupEngine engine;
-   LookupRule even{ { { 1, 2, 0x01 } }, {} };
-   for ( int id = 0; id < 1000; ++id ) {
-      engine.insert( even, -id, id );
-   }
-   auto find = [ & ]( uint8_t byte ) {
-      LookupKey key;
-      key.bytes[ 1 ] = byte;
-      return engine.find( key );
-   };
-   // It looks at more of the byte; in the last slots, so that whole rows have to follow.
-   LookupRule three{ { { 1, 3, 0xff } }, {} };
-   int slot = engine.insert( three, 0, 1000 );
-   EXPECT_EQ( find( 3 ), slot );
-   EXPECT_EQ( find( 5 ), -1 );
-   for ( int id = 0; id < 999; ++id ) {
-      engine.remove( id, even );
-   }
-   EXPECT_EQ( find( 4 ), 999 );
-   EXPECT_EQ( find( 6 ), 999 );
-   engine.remove( 999, even );
-   EXPECT_EQ( find( 4 ), -1 );
-
-   // It does not look at the byte, amid rules that do.
-   for ( int id = 0; id < 64; ++id ) {
-      engine.insert( three, 0, id );
-   }
-   slot = engine.insert( {}, 0, 64 );
-   EXPECT_EQ( find( 9 ), slot );
-}
-
-TEST( LookupEngineTest, SlotsOfRemovedRulesAreUsedAgain ) {
-   LookupEngine engine;
-   LookupRule rule{ { { 1, 2, 0xff } }, {} };
-   for ( int id = 0; id < 200; ++id ) {
-      engine.insert( rule, 0, id );
-   }
-   for ( int id = 200; id < 5000; ++id ) {
-      engine.remove( id % 200, rule );
-      EXPECT_EQ( engine.insert( rule, 0, id ), id % 200 );
    }
 }
 

@@ -2,74 +2,35 @@
 
 #include <random>
 
-#include "Tests/ChipModel/Frames.h"
+#include "Tests/ChipModel/FieldFixture.h"
 
 namespace ChipModel::Test {
 
 namespace {
 
 using Shim::FieldAction;
-using Shim::Qualifier;
 
 constexpr FieldAction asReceived = FieldAction::mirrorIngress;
 constexpr FieldAction asSent = FieldAction::mirrorEgress;
 
-class PipelineTest : public ChipTest {
+class PipelineTest : public FieldTest {
  protected:
    // VLAN 10: port 1 and 2 untagged, 3 and 4 tagged. Mirror destinations 0 and 1: 7 and 8.
    PipelineTest() {
-      vlan( 10, { 3, 4 }, { 1, 2 } );
-      destination( 0, 7 );
-      destination( 1, 8 );
+      ok( sdk().bcm_vlan_port_add( 0, 10, bitmap( { 3, 4 } ), {} ) );
+      ok( sdk().bcm_port_untagged_vlan_set( 0, 3, 0 ) );
    }
 
-   int newGroup( std::initializer_list< Qualifier > qualifiers, int priority = 0 ) {
-      Shim::QualifierSet set;
-      for ( Qualifier qualifier : qualifiers ) {
-         set.set( static_cast< size_t >( qualifier ) );
-      }
-      int id = -1;
-      ok( sdk().bcm_field_group_create(
-            0, Shim::FieldStage::ingress, set, priority, &id ) );
-      return id;
-   }
-   int newEntry( int in, FieldAction action, uint32_t to, uint32_t unit = 0 ) {
-      int id = -1;
-      ok( sdk().bcm_field_entry_create( 0, in, &id ) );
-      ok( sdk().bcm_field_action_add( 0, id, action, unit, to ) );
-      return id;
-   }
    int fromPort( int in, int port, FieldAction action, uint32_t to ) {
-      const int id = newEntry( in, action, to );
+      const int id = newEntry( in, action, 0, to );
       // Of the ports that are asked for by mask, the frame's must be among the data.
-      ok( sdk().bcm_field_qualify_InPorts(
-            0, id, bitmap( { port } ), ~Shim::PortBitmap{} ) );
-      ok( sdk().bcm_field_entry_install( 0, id ) );
-      return id;
+      ok( sdk().bcm_field_qualify_InPorts( 0, id, bitmap( { port } ), ~Shim::PortBitmap{} ) );
+      return installed( id );
    }
    int toPort( int in, uint32_t port, FieldAction action, uint32_t to ) {
-      const int id = newEntry( in, action, to );
-      ok( sdk().bcm_field_qualify_DstPort( 0, id, 0, 0xff, port, 0xff ) );
-      ok( sdk().bcm_field_entry_install( 0, id ) );
-      return id;
-   }
-   int dropped( int in, FieldAction action, uint32_t to ) {
-      const int id = newEntry( in, action, to );
-      ok( sdk().bcm_field_qualify_Drop( 0, id, 1, 1 ) );
-      ok( sdk().bcm_field_entry_install( 0, id ) );
-      return id;
-   }
-   uint64_t matched( int entry ) {
-      const ChipState now = state();
-      for ( const EntryView& view : now.entries ) {
-         if ( view.id == entry ) {
-            return view.packets;
-         }
-      }
-      return ~uint64_t{};
-   }
-   MirrorCounters mirrored( size_t to ) {
-      return state().mirrorDestinations[ to ].counters;
+      const int id = newEntry( in, action, 0, to );
+      toChipPort( id, port );
+      return installed( id );
    }
 
    const Bytes a_ = mac( 1 );
@@ -77,8 +38,8 @@ class PipelineTest : public ChipTest {
 };
 
 TEST_F( PipelineTest, CopiesAreTheFrameAsReceivedAndAsSent ) {
-   const int group = newGroup( { Qualifier::inPorts } );
-   const int other = newGroup( { Qualifier::inPorts } );
+   const int group = newGroup();
+   const int other = newGroup();
    fromPort( group, 3, asReceived, 0 );
    fromPort( other, 3, asSent, 1 );
    const Bytes in = frame( broadcast, a_, tag( 10, 5 ) + tag( 99 ) );
@@ -103,61 +64,62 @@ TEST_F( PipelineTest, CopiesAreTheFrameAsReceivedAndAsSent ) {
 
 TEST_F( PipelineTest, OneCopyPerDestinationHoweverManyRulesNameIt ) {
    for ( int priority : { 3, 2, 1 } ) {
-      fromPort( newGroup( { Qualifier::inPorts }, priority ), 1, asReceived, 0 );
-      toPort( newGroup( { Qualifier::dstPort }, priority ), 2, asSent, 1 );
+      fromPort( newGroup( priority ), 1, asReceived, 0 );
+      toPort( newGroup( priority ), 2, asSent, 1 );
    }
-   toPort( newGroup( { Qualifier::dstPort } ), 2, asReceived, 0 );
+   toPort( newGroup(), 2, asReceived, 0 );
    EXPECT_EQ( leaves( 1, frame( b_, a_ ) ), "mi0>7 2 me1>8(2) 3 4" );
    // Both kinds for one destination, and the copy's port may be the frame's own.
    destination( 1, 1 );
-   toPort( newGroup( { Qualifier::dstPort } ), 3, asSent, 0 );
+   toPort( newGroup(), 3, asSent, 0 );
    EXPECT_EQ( leaves( 1, frame( b_, a_ ) ), "mi0>7 2 me1>1(2) 3 me0>7(3) 4" );
 }
 
 TEST_F( PipelineTest, DestinationRulesSeeEveryCopyThatLeaves ) {
    trunk( 0, { 3, 4 } );
    ok( sdk().bcm_vlan_port_add( 0, 10, bitmap( { 6 } ), {} ) );
-   const int group = newGroup( { Qualifier::dstPort, Qualifier::dstTrunk } );
-   const int onTrunk = newEntry( group, asSent, 0 );
+   const int group = newGroup();
+   const int onTrunk = newEntry( group, asSent );
    ok( sdk().bcm_field_qualify_DstTrunk( 0, onTrunk, 0, 0xff ) );
-   ok( sdk().bcm_field_entry_install( 0, onTrunk ) );
+   installed( onTrunk );
    const int onPort = toPort( group, 2, asSent, 1 );
    int viaTrunk = receive( 1, frame( broadcast, a_ ) ).at( 2 ).port;
    const std::string port = std::to_string( viaTrunk );
-   EXPECT_EQ( leaves( 1, frame( broadcast, a_ ) ),
-         "2 me1>8(2) " + port + " me0>7(" + port + ") 6" );
+   EXPECT_EQ(
+         leaves( 1, frame( broadcast, a_ ) ), "2 me1>8(2) " + port + " me0>7(" + port + ") 6" );
    // Learned: the copy to port 2 alone, and nothing for a frame to port 1.
    receive( 2, frame( broadcast, b_ ) );
    EXPECT_EQ( leaves( 1, frame( b_, a_ ) ), "2 me1>8(2)" );
    EXPECT_EQ( leaves( 2, frame( a_, b_ ) ), "1" );
-   EXPECT_EQ( matched( onTrunk ), 3u );
-   EXPECT_EQ( matched( onPort ), 3u );
+   EXPECT_EQ( view( onTrunk ).packets, 3u );
+   EXPECT_EQ( view( onPort ).packets, 3u );
    // Another chip's port of that number is not this one.
-   const int elsewhere = newEntry( newGroup( { Qualifier::dstPort } ), asSent, 0 );
+   const int elsewhere = newEntry( newGroup(), asSent );
    ok( sdk().bcm_field_qualify_DstPort( 0, elsewhere, 1, 0xff, 2, 0xff ) );
-   ok( sdk().bcm_field_entry_install( 0, elsewhere ) );
+   installed( elsewhere );
    EXPECT_EQ( leaves( 1, frame( b_, a_ ) ), "2 me1>8(2)" );
 }
 
 TEST_F( PipelineTest, FloodedFramesCountOncePerFrameOrOncePerCopy ) {
-   const int group =
-         newGroup( { Qualifier::inPorts, Qualifier::dstPort, Qualifier::drop } );
+   const int group = newGroup();
    const int frames = fromPort( group, 1, asReceived, 0 );
    const int copies = fromPort( group, 2, asSent, 1 );
    toPort( group, 50, asSent, 1 ); // makes the whole group look at destinations
    EXPECT_EQ( leaves( 1, frame( broadcast, a_ ) ), "mi0>7 2 3 4" );
-   EXPECT_EQ( matched( frames ), 1u );
+   EXPECT_EQ( view( frames ).packets, 1u );
    EXPECT_EQ( leaves( 2, frame( broadcast, b_ ) ), "1 me1>8(1) 3 me1>8(3) 4 me1>8(4)" );
-   EXPECT_EQ( matched( copies ), 3u );
+   EXPECT_EQ( view( copies ).packets, 3u );
    // A dropped frame has no destination, and still meets the group's other rules.
-   const uint64_t before = matched( frames );
+   const uint64_t before = view( frames ).packets;
    EXPECT_EQ( leaves( 1, frame( broadcast, a_, tag( 20 ) ) ), "mi0>7" );
-   EXPECT_EQ( matched( frames ), before + 1 );
+   EXPECT_EQ( view( frames ).packets, before + 1 );
 }
 
 TEST_F( PipelineTest, DroppedFramesAreMirroredUnlessTheirPortIsDisabled ) {
-   const int group = newGroup( { Qualifier::drop, Qualifier::outerVlanId } );
-   dropped( group, asReceived, 0 );
+   const int group = newGroup();
+   const int dropped = newEntry( group, asReceived );
+   ok( sdk().bcm_field_qualify_Drop( 0, dropped, 1, 1 ) );
+   installed( dropped );
    const Bytes unknownVlan = frame( b_, a_, tag( 20 ) );
    EXPECT_EQ( leaves( 1, unknownVlan ), "mi0>7" );
    EXPECT_EQ( sent_[ 0 ].bytes, unknownVlan );
@@ -168,17 +130,17 @@ TEST_F( PipelineTest, DroppedFramesAreMirroredUnlessTheirPortIsDisabled ) {
    ok( sdk().bcm_port_enable_set( 0, 1, false ) );
    EXPECT_EQ( leaves( 1, unknownVlan ), "" );
    // The VLAN of a frame is the one it is classified in: by its tag, or by its port.
-   const int inVlan = newEntry( newGroup( { Qualifier::outerVlanId } ), asReceived, 1 );
+   const int inVlan = newEntry( newGroup(), asReceived, 0, 1 );
    ok( sdk().bcm_field_qualify_OuterVlanId( 0, inVlan, 10, 0xfff ) );
-   ok( sdk().bcm_field_entry_install( 0, inVlan ) );
+   installed( inVlan );
    EXPECT_EQ( leaves( 2, frame( b_, a_ ) ), "mi1>8 3 4" );
    EXPECT_EQ( leaves( 5, frame( b_, a_, tag( 10 ) ) ), "mi0>7 mi1>8" );
    EXPECT_EQ( leaves( 5, frame( b_, a_ ) ), "mi0>7" );
 }
 
 TEST_F( PipelineTest, CopiesThatCannotLeaveAreCounted ) {
-   fromPort( newGroup( { Qualifier::inPorts } ), 1, asReceived, 0 );
-   fromPort( newGroup( { Qualifier::inPorts } ), 1, asReceived, 2 );
+   fromPort( newGroup(), 1, asReceived, 0 );
+   fromPort( newGroup(), 1, asReceived, 2 );
    EXPECT_EQ( leaves( 1, frame( b_, a_ ) ), "mi0>7 2 3 4" );
    EXPECT_EQ( mirrored( 2 ).lost, 1u );
    ok( sdk().bcm_port_enable_set( 0, 7, false ) );
@@ -188,17 +150,16 @@ TEST_F( PipelineTest, CopiesThatCannotLeaveAreCounted ) {
    receive( 1, frame( b_, a_ ) );
    EXPECT_EQ( mirrored( 0 ).lost, 1u );
    // To another unit there is no way.
-   const int stray = newEntry( newGroup( { Qualifier::drop } ), asReceived, 1, 3 );
-   ok( sdk().bcm_field_entry_install( 0, stray ) );
+   const int stray = newEntry( newGroup(), asReceived, 3, 1 );
+   installed( stray );
    EXPECT_EQ( leaves( 1, frame( b_, a_ ) ), "2 3 4" );
    EXPECT_EQ( state().strayCopies, 1u );
 }
 
 TEST_F( PipelineTest, ATrunkAsDestinationKeepsFlowsTogetherAndIgnoresVlans ) {
    trunk( 6, { 5, 6 } ); // in no VLAN
-   ok( sdk().bcm_mirror_destination_set(
-         0, 0, { Shim::MirrorDestination::Kind::trunk, 6 } ) );
-   fromPort( newGroup( { Qualifier::inPorts } ), 1, asReceived, 0 );
+   ok( sdk().bcm_mirror_destination_set( 0, 0, { Shim::MirrorDestination::Kind::trunk, 6 } ) );
+   fromPort( newGroup(), 1, asReceived, 0 );
    int viaFive = 0;
    for ( uint32_t n = 0; n < 64; ++n ) {
       const Bytes flow = ipv4Udp( b_, a_, 1, n );
@@ -215,22 +176,12 @@ TEST_F( PipelineTest, ATrunkAsDestinationKeepsFlowsTogetherAndIgnoresVlans ) {
    EXPECT_EQ( mirrored( 0 ).dropped, 1u );
 }
 
-TEST_F( PipelineTest, ClassBitsOfThePortAreLookedAt ) {
-   const int entry = newEntry( newGroup( { Qualifier::portClass } ), asReceived, 0 );
-   ok( sdk().bcm_field_qualify_PortClass( 0, entry, 0x200, 0x300 ) );
-   ok( sdk().bcm_field_entry_install( 0, entry ) );
-   ok( sdk().bcm_port_class_set( 0, 1, 0xe01 ) );
-   EXPECT_EQ( leaves( 1, frame( b_, a_ ) ), "mi0>7 2 3 4" );
-   ok( sdk().bcm_port_class_set( 0, 1, 0xf01 ) );
-   EXPECT_EQ( leaves( 1, frame( b_, a_ ) ), "2 3 4" );
-}
-
 // Whatever arrives is sent or counted as dropped, and copied exactly. Every length up to 64
 // is tried with every header that could make somebody read on.
 TEST_F( PipelineTest, FramesOfAnyLengthAndContentPassWithoutHarm ) {
    trunk( 5, { 3, 4 } ); // so that headers are hashed
-   fromPort( newGroup( { Qualifier::inPorts } ), 1, asReceived, 0 );
-   toPort( newGroup( { Qualifier::dstPort } ), 2, asSent, 1 );
+   fromPort( newGroup(), 1, asReceived, 0 );
+   toPort( newGroup(), 2, asSent, 1 );
    std::mt19937 random( 7 );
    Bytes noise( 64 );
    std::vector< Bytes > whole;
@@ -272,29 +223,6 @@ TEST_F( PipelineTest, FramesOfAnyLengthAndContentPassWithoutHarm ) {
    const std::vector< Sent > out = receive( 1, longest );
    ASSERT_EQ( out.size(), 4u );
    EXPECT_EQ( out[ 3 ].bytes.size(), maxFrameBytes + 4 );
-}
-
-// The observer hears what was decided, and each match with the copy it is for.
-TEST_F( PipelineTest, AnObserverCanExplainAFrame ) {
-   struct Explainer : PipelineObserver {
-      void decided( int, const FrameView&, const Decision& decision ) override {
-         text << "vid " << decision.vid << " " << dropReasonName( decision.drop ) << ";";
-      }
-      void lookedUp( const LookupKey&, FieldProcessor::GroupChoice, int ) override {}
-      void matched( const Match& match, int egressPort ) override {
-         text << " " << match.entry << "@" << egressPort;
-      }
-      std::ostringstream text;
-   } explainer;
-   const int in = fromPort( newGroup( { Qualifier::inPorts } ), 1, asReceived, 0 );
-   const int out = toPort( newGroup( { Qualifier::dstPort } ), 3, asSent, 0 );
-   box_.control().observerIs( &explainer );
-   std::ostringstream expected;
-   receive( 1, frame( broadcast, a_ ) );
-   expected << "vid 10 none; " << in << "@-1 " << out << "@3";
-   receive( 1, frame( broadcast, a_, tag( 20 ) ) );
-   expected << "vid 20 unknown VLAN; " << in << "@-1";
-   EXPECT_EQ( explainer.text.str(), expected.str() );
 }
 
 } // namespace

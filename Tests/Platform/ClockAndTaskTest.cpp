@@ -38,8 +38,7 @@ class ClockAndTask : public ::testing::Test {
    }
 
    Log log_;
-   Zol::Ptr< Orv::TaskScheduler > scheduler_ =
-         Orv::TaskSchedulerRoot::findOrCreateScheduler();
+   Zol::Ptr< Orv::TaskScheduler > scheduler_ = Orv::TaskSchedulerRoot::findOrCreateScheduler();
 };
 
 TEST_F( ClockAndTask, ClockFiresFromTheLoopOnceItsTimeHasCome ) {

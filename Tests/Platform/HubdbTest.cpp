@@ -25,10 +25,9 @@ TEST_F( Hubdb, ModesSayWhatIsCreatedAndWhatMayBeWritten ) {
       const char* mode;
       bool writes, creates;
    };
-   for ( const Case& c :
-         { Case{ "r", false, false }, Case{ "w", true, false }, Case{ "ri", false, true },
-               Case{ "wi", true, true }, Case{ "wc", true, true }, Case{ "cw", true, true },
-               Case{ "rc", false, true } } ) {
+   for ( const Case& c : { Case{ "r", false, false }, Case{ "w", true, false },
+               Case{ "ri", false, true }, Case{ "wi", true, true }, Case{ "wc", true, true },
+               Case{ "cw", true, true }, Case{ "rc", false, true } } ) {
       SCOPED_TRACE( c.mode );
       ::Hubdb::Store store;
       ::Hubdb::EntityManager client( store );

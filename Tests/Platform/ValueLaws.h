@@ -87,8 +87,7 @@ TYPED_TEST_P( ValueLaws, EqualityOrderHashAndTextAgree ) {
          EXPECT_EQ( ( left < right ) + ( right < left ), i == j ? 0 : 1 );
          EXPECT_EQ( Zol::toString( left ) == Zol::toString( right ), i == j );
          if ( i == j ) {
-            EXPECT_EQ(
-                  std::hash< TypeParam >()( left ), std::hash< TypeParam >()( right ) );
+            EXPECT_EQ( std::hash< TypeParam >()( left ), std::hash< TypeParam >()( right ) );
          }
          for ( const TypeParam& between : samples ) {
             EXPECT_TRUE( !( left < between && between < right ) || left < right );
@@ -105,8 +104,8 @@ TYPED_TEST_P( ValueLaws, TextIsReadBackOrRefused ) {
          EXPECT_EQ( Zol::fromString< TypeParam >( text ), value );
          EXPECT_THROW( Zol::fromString< TypeParam >( text + " " ), Zol::ParseError );
          for ( size_t length = 0; length < text.size(); ++length ) {
-            EXPECT_THROW( Zol::fromString< TypeParam >( text.substr( 0, length ) ),
-                  Zol::ParseError );
+            EXPECT_THROW(
+                  Zol::fromString< TypeParam >( text.substr( 0, length ) ), Zol::ParseError );
          }
       } else {
          EXPECT_DEATH( Zol::fromString< TypeParam >( text ), "No String constructor for " );

@@ -144,8 +144,7 @@ TEST_F( ZolEntity, IsWrittenByNameLikeByItsOperations ) {
    using Zol::AttributeWrite;
    EXPECT_EQ( entity.attributeIs( "number", "-12" ), AttributeWrite::done );
    EXPECT_EQ( entity.attributeIs( "number", "-12" ), AttributeWrite::done );
-   EXPECT_EQ(
-         entity.attributeIs( "text", "any text, {as} it 'is'" ), AttributeWrite::done );
+   EXPECT_EQ( entity.attributeIs( "text", "any text, {as} it 'is'" ), AttributeWrite::done );
    EXPECT_EQ( entity.attributeIs( "direction", "egress" ), AttributeWrite::done );
    EXPECT_EQ( entity.attributeIs(
                     "sysPort", "Value('Karvel::SysPort', ** {'unit': 1, 'port': -2})" ),
@@ -156,8 +155,7 @@ TEST_F( ZolEntity, IsWrittenByNameLikeByItsOperations ) {
    EXPECT_EQ( config_->direction(), KarvelMirror::Direction::egress );
    EXPECT_EQ( config_->sysPort(), Karvel::SysPort( 1, -2 ) );
 
-   for ( const char* name :
-         { "labels", "favourite", "member", "counter", "port", "uplink" } ) {
+   for ( const char* name : { "labels", "favourite", "member", "counter", "port", "uplink" } ) {
       EXPECT_EQ( entity.attributeIs( name, "" ), AttributeWrite::notWritable ) << name;
    }
    EXPECT_EQ( entity.attributeIs( "numbers", "1" ), AttributeWrite::noSuchAttribute );
@@ -212,8 +210,7 @@ TEST_F( ZolEntity, AttributesOfBasesAreWrittenWatchedAndShown ) {
 TEST( ZolTypeRegistry, MakesTypesByNameWhileTheyAreRegistered ) {
    {
       Zol::TypeRegistration< Port > registration;
-      auto port =
-            Zol::dynamicCast< Port >( Zol::TypeRegistry::make( "Sample::Port", "eth1" ) );
+      auto port = Zol::dynamicCast< Port >( Zol::TypeRegistry::make( "Sample::Port", "eth1" ) );
       ASSERT_TRUE( !!port );
       EXPECT_EQ( port->name(), "eth1" );
       EXPECT_DEATH( Zol::TypeRegistration< Port >(), "a type is registered once" );

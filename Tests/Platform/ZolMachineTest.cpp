@@ -28,34 +28,21 @@ class ZolMachine : public ::testing::Test {
 // ------------------------------------------------------------------------------
 
 TEST_F( ZolMachine, DeliversInOrderOfAttachmentToThoseAttachedBefore ) {
-   a_ = watcher( "a", [ & ] {
-      if ( !c_ ) {
-         c_ = watcher( "c" );
+   std::vector< Zol::Ptr< Watcher > > more;
+   a_ = watcher( "a", [ &, once = true ]() mutable {
+      while ( once && more.size() < 50 ) {
+         more.push_back( watcher( "m" ) );
       }
+      once = false;
    } );
    b_ = watcher( "b" );
    config_->numberIs( 1 );
    EXPECT_EQ( taken( log_ ), ( Log{ "a:number", "b:number" } ) );
-   config_->numberIs( 2 );
-   EXPECT_EQ( taken( log_ ), ( Log{ "a:number", "b:number", "c:number" } ) );
-}
-
-TEST_F( ZolMachine, ManyMachinesMayComeDuringOneDelivery ) {
-   std::vector< Zol::Ptr< Watcher > > more;
-   a_ = watcher( "a", [ & ] {
-      for ( int i = 0; i < 100; ++i ) {
-         more.push_back( watcher( "m" ) );
-      }
-      more.erase( more.begin(), more.begin() + 50 );
-      log_.clear();
-   } );
-   b_ = watcher( "b" );
-   config_->numberIs( 1 );
-   EXPECT_EQ( taken( log_ ), ( Log{ "b:number" } ) );
-   a_ = nullptr;
+   more.erase( more.begin() );
    log_.clear();
    config_->numberIs( 2 );
-   EXPECT_EQ( log_.size(), 51u );
+   ASSERT_EQ( log_.size(), 51u );
+   EXPECT_EQ( log_[ 1 ] + " " + log_[ 2 ], "b:number m:number" );
    more.clear();
 }
 
@@ -66,12 +53,10 @@ TEST_F( ZolMachine, OneThatGoesDuringDeliveryIsNotCalledAgain ) {
       Log first, second;
    };
    const std::vector< Case > cases = {
-      { "itself", [ & ] { b_ = nullptr; },
-            { "a:number", "b:number", "b:cleanup", "c:number" },
+      { "itself", [ & ] { b_ = nullptr; }, { "a:number", "b:number", "b:cleanup", "c:number" },
             { "a:number", "c:number" } },
       { "the one before", [ & ] { a_ = nullptr; },
-            { "a:number", "b:number", "a:cleanup", "c:number" },
-            { "b:number", "c:number" } },
+            { "a:number", "b:number", "a:cleanup", "c:number" }, { "b:number", "c:number" } },
       { "the one after", [ & ] { c_ = nullptr; }, { "a:number", "b:number", "c:cleanup" },
             { "a:number", "b:number" } },
       { "all", [ & ] { a_ = b_ = c_ = nullptr; },
@@ -167,8 +152,7 @@ TEST_F( ZolMachine, LastPointerToAnEntityMayGoWithTheMachineThatItCalls ) {
 }
 
 TEST_F( ZolMachine, WritesInsideHandlersAreDeliveredAtOnce ) {
-   a_ = watcher(
-         "a", [ & ] { config_->numberIs( std::min( config_->number() + 1, 3 ) ); } );
+   a_ = watcher( "a", [ & ] { config_->numberIs( std::min( config_->number() + 1, 3 ) ); } );
    b_ = watcher( "b", [ & ] { log_.back() += " " + std::to_string( config_->number() ); } );
    config_->numberIs( 1 );
    EXPECT_EQ( taken( log_ ),
@@ -237,6 +221,7 @@ class Tree : public Zol::Entity {
  public:
    explicit Tree( Log& treeLog ) : log( treeLog ) {}
    Log& log;
+   std::function< void() > onCount;
 };
 
 void Branch::doInit() {
@@ -244,7 +229,12 @@ void Branch::doInit() {
    EXPECT_TRUE( tree_.branchHas( name_ ) || tree_.top().get() == this || name_.size() > 1 );
 }
 
-void Branch::handleCount() { tree_.log.push_back( name_ + ":count" ); }
+void Branch::handleCount() {
+   if ( tree_.onCount ) {
+      std::exchange( tree_.onCount, {} )();
+   }
+   tree_.log.push_back( name_ + ":count" );
+}
 
 void Branch::doCleanup() {
    Zol::Ptr< Branch > self( this );
@@ -285,35 +275,18 @@ TEST( ZolOwnership, OwnerIsWholeWhileWhatItOwnsGoes ) {
                "a:cleanup with 0 among 1", "b:cleanup with 0 among 0" } ) );
 }
 
-class SelfDropper : public Zol::EntitySm {
-   ZOL_ENTITY( Sample, SelfDropper, Zol::EntitySm, ( COLL, Zol::String, Branch, branch ) );
-
- public:
-   SelfDropper( Zol::Ptr< Tree > tree, Zol::Ptr< SelfDropper >& holder )
-         : tree_( tree ), holder_( holder ) {}
-
- private:
-   void doInit() override {
-      react< &SelfDropper::handleCount, Tree::Attr::count >( tree_ );
-      branchIs( "sub", *tree_ );
-   }
-   void handleCount() {
-      holder_ = nullptr;
-      tree_->log.push_back( "handler ends" ); // with the machine still in memory
-   }
-
-   Zol::Ptr< Tree > tree_;
-   Zol::Ptr< SelfDropper >& holder_;
-};
-
 TEST( ZolOwnership, MachineThatGoesInItsHandlerLosesItsBranchesAtOnce ) {
    Log log;
    auto tree = Zol::make< Tree >( log );
-   Zol::Ptr< SelfDropper > dropper;
-   dropper = Zol::make< SelfDropper >( tree, dropper );
+   auto dropper = Zol::make< Branch >( "dropper", *tree );
    dropper->zolStart();
+   dropper->branchIs( "sub", *tree );
+   tree->onCount = [ & ] { dropper = nullptr; };
    tree->countIs( 1 );
-   EXPECT_EQ( log, ( Log{ "sub:cleanup with 0 among 0", "handler ends" } ) );
+   // Its handler ends, with the machine still in memory.
+   EXPECT_EQ( log,
+         ( Log{ "sub:count", "dropper:cleanup with 1 among 0", "sub:cleanup with 0 among 0",
+               "dropper:count" } ) );
 }
 
 // --- Batches
@@ -342,23 +315,6 @@ TEST_F( ZolMachine, BatchDeliversEachOnceInOrderOfFirstWrite ) {
                "b:counter k", "a:member 1", "b:member 1" } ) );
    config_->numberIs( 3 );
    EXPECT_EQ( log_.size(), 2u );
-}
-
-TEST_F( ZolMachine, BatchKeepsTenThousandKeysApart ) {
-   a_ = watcher( "a" );
-   Log expected;
-   {
-      Zol::Batch batch;
-      for ( int pass = 0; pass < 2; ++pass ) {
-         for ( int32_t i = 0; i < 10000; ++i ) {
-            config_->counterIs( std::to_string( i ), static_cast< uint32_t >( pass ) );
-         }
-      }
-   }
-   for ( int i = 0; i < 10000; ++i ) {
-      expected.push_back( "a:counter " + std::to_string( i ) );
-   }
-   EXPECT_EQ( log_, expected );
 }
 
 TEST_F( ZolMachine, BatchSkipsWhatHasGoneOrCameLater ) {

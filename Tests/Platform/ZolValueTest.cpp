@@ -57,6 +57,9 @@ TEST( ZolValue, PrintsInTheOneTemplate ) {
          "Value('Sample::Everything', ** {'flag': true, 'number': 18446744073709551615, "
          "'name': a b, 'level': 1, 'slot': 0, "
          "'paint': Value('Sample::Paint', ** {'color': red, 'shade': -3}), 'last': })" );
+   value.nameDel();
+   value.numberDel();
+   EXPECT_EQ( value, Sample::Everything() );
    Sample::Sets sets;
    sets.nameIs( "z" );
    sets.nameIs( "b" );
@@ -64,15 +67,6 @@ TEST( ZolValue, PrintsInTheOneTemplate ) {
    EXPECT_EQ( Zol::toString( sets ),
          "Value('Sample::Sets', ** {'number': 0, 'name': {b, z}, "
          "'paint': {7: Value('Sample::Paint', ** {'color': red, 'shade': -3})}})" );
-}
-
-TEST( ZolValue, DelGoesBackToTheDefault ) {
-   Sample::Everything value;
-   value.flagIs( false );
-   value.nameIs( "x" );
-   value.flagDel();
-   value.nameDel();
-   EXPECT_EQ( value, Sample::Everything() );
 }
 
 TEST( ZolValue, CollectionsKeepOneOfEachInOrder ) {
@@ -99,24 +93,12 @@ TEST( ZolValue, CollectionsKeepOneOfEachInOrder ) {
    EXPECT_EQ( sets, Sample::Sets() );
 }
 
-TEST( ZolValue, IsAKeyOfHashTables ) {
-   std::unordered_set< Karvel::SysPort > ports;
-   for ( int32_t port = 0; port < 1000; ++port ) {
-      ports.emplace( port % 10, port );
-      ports.emplace( port % 10, port );
-   }
-   EXPECT_EQ( ports.size(), 1000u );
+TEST( ZolValue, HashesOfNeighboursDiffer ) {
    std::unordered_set< size_t > hashes;
-   for ( const Karvel::SysPort& port : ports ) {
-      hashes.insert( Zol::hash( port ) );
+   for ( int32_t port = 0; port < 1000; ++port ) {
+      hashes.insert( Zol::hash( Karvel::SysPort( port % 10, port ) ) );
    }
    EXPECT_EQ( hashes.size(), 1000u );
-}
-
-TEST( ZolValue, AValueWithACollectionHasNoStringConstructor ) {
-   EXPECT_DEATH( Zol::fromString< Sample::Sets >( "" ),
-         "assertion failed: \"No String constructor "
-         "for Sets - has collection\" == nullptr" );
 }
 
 TEST( ZolValue, RefusesTextOfAnotherKind ) {

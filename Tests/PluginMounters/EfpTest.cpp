@@ -6,7 +6,6 @@
 namespace KarvelMirror::Slice {
 
 using ChipModel::EntryView;
-using ChipModel::SdkCall;
 using Shim::Qualifier;
 
 namespace {
@@ -36,22 +35,29 @@ class EfpBed : public SliceBed {
          made->dstPortIs( port );
       }
    }
-   Zol::Ptr< Tunnel > tunnel( uint8_t id, Plix::IpGenAddr from, Plix::IpGenAddr to,
-         uint32_t dscp, bool active = true ) {
+   void tunnel( uint8_t id, Plix::IpGenAddr from, Plix::IpGenAddr to, uint32_t dscp ) {
       auto made = info()->tunnelIs( TunnelId( id ) );
       TunnelParameters parameters;
       parameters.srcIpIs( from );
       parameters.dstIpIs( to );
       parameters.dscpIs( dscp );
       made->parametersIs( parameters );
-      made->activeIs( active );
-      return made;
+      made->activeIs( true );
    }
-   Zol::Ptr< Tunnel > tunnel( uint8_t id, bool active = true ) {
-      return tunnel( id, address( "10.0.0.1" ), address( "10.9.0.1" ), 46, active );
+   void tunnel( uint8_t id ) { tunnel( id, address( "10.0.0.1" ), address( "10.9.0.1" ), 46 ); }
+   // Copies by port 2 get a tag.
+   void portTwoIsAChannel() {
+      Karvel::SourceTag tag;
+      tag.signatureIs( 0x88b6 );
+      tag.prioIs( 5 );
+      tag.deviceIdIs( 3 );
+      tag.offsetIs( 12 );
+      scsd->sourceTagIs( tag );
+      scsd->portTypeIs( KarvelTypes::KarvelPort( 0, 2 ), Karvel::PortType::channel );
+      scsd->karvelPortChannelIs( KarvelTypes::KarvelPort( 0, 2 ), 9 );
    }
 
-   size_t policers() { return box.control().state( 0 ).policers.size(); }
+   size_t policers() { return chip().policers.size(); }
    static const ChipModel::QualifierValue* find( const EntryView& entry, Qualifier qualifier ) {
       for ( const ChipModel::QualifierValue& value : entry.qualifiers ) {
          if ( value.qualifier == qualifier ) {
@@ -78,29 +84,27 @@ class EfpBed : public SliceBed {
 
 TEST_F( EfpBed, APolicerIsSharedByItsRateAndGoesWithItsLastUser ) {
    auto slice = programmer();
-   destination(
-         0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ), dstPort( 3, 3000 ), dstPort( 4, 0 ) } );
+   const DstPort two = dstPort( 2, 1000 ), three = dstPort( 3, 3000 );
+   destination( 0, { dstPort( 1, 1000 ), two, three, dstPort( 4, 0 ) } );
    run();
    const auto all = entries();
    ASSERT_EQ( all.size(), 3U ) << "none for the port without a rate";
-   EXPECT_EQ( all[ 1 ].id, all[ 0 ].id + 1 );
-   EXPECT_EQ( all[ 2 ].id, all[ 1 ].id + 1 );
    EXPECT_EQ( all[ 0 ].policer, all[ 1 ].policer );
    EXPECT_NE( all[ 0 ].policer, all[ 2 ].policer );
    EXPECT_EQ( valueOf( all[ 2 ], Qualifier::outPort ), 3U );
    EXPECT_TRUE( hasAction( all[ 2 ], Shim::FieldAction::rpDrop ) );
-   const auto limits = box.control().state( 0 ).policers;
+   const auto limits = chip().policers;
    ASSERT_EQ( limits.size(), 2U );
    EXPECT_EQ( limits[ 1 ].config.ckbits_sec, 3000U );
    EXPECT_EQ( limits[ 1 ].config.ckbits_burst, 4500U );
    EXPECT_EQ( programStatus->efpProgramStatus( RateLimitKind::port ), ProgramStatus::success );
 
-   destination( 0, { dstPort( 2, 1000 ), dstPort( 3, 3000 ) } );
+   destination( 0, { two, three } );
    run();
    ASSERT_EQ( entries().size(), 2U );
    EXPECT_EQ( entries()[ 0 ].id, all[ 1 ].id ) << "an entry stays with its port";
    EXPECT_EQ( policers(), 2U );
-   destination( 0, { dstPort( 3, 3000 ) } );
+   destination( 0, { three } );
    run();
    EXPECT_EQ( policers(), 1U );
    destination( 0, {} );
@@ -111,26 +115,18 @@ TEST_F( EfpBed, APolicerIsSharedByItsRateAndGoesWithItsLastUser ) {
    EXPECT_FALSE( programStatus->efpProgramStatusHas( RateLimitKind::port ) );
 }
 
-TEST_F( EfpBed, ATunnelIsLimitedAtTheHighestRateThatIsAskedForIt ) {
+TEST_F( EfpBed, ATunnelIsOneEntryForEachOfItsPortsAndItsDscp ) {
    auto slice = programmer();
-   auto first = tunnel( 0, false );
-   auto second = tunnel( 1, false );
    destination( 0, { dstPort( 1, 1000, 0 ) } );
+   run();
+   EXPECT_TRUE( entries( false ).empty() ) << "there is no such tunnel";
+   tunnel( 0 );
+   tunnel( 1 );
    destination( 1, { dstPort( 1, 5000, 1 ) } );
-   run();
-   EXPECT_TRUE( entries( false ).empty() ) << "neither tunnel is active";
-   first->activeIs( true );
-   run();
-   ASSERT_EQ( entries().size(), 1U );
-   EXPECT_EQ( box.control().state( 0 ).policers[ 0 ].config.ckbits_sec, 1000U );
-   second->activeIs( true );
    run();
    ASSERT_EQ( entries().size(), 1U );
    const EntryView entry = entries()[ 0 ];
-   ASSERT_EQ( policers(), 1U );
-   EXPECT_EQ( box.control().state( 0 ).policers[ 0 ].config.ckbits_sec, 5000U );
    EXPECT_EQ( valueOf( entry, Qualifier::outPort ), 1U );
-   EXPECT_EQ( valueOf( entry, Qualifier::mirrorCopy ), 1U );
    EXPECT_EQ( valueOf( entry, Qualifier::srcIp ), address( "10.0.0.1" ).value() );
    EXPECT_EQ( valueOf( entry, Qualifier::dstIp ), address( "10.9.0.1" ).value() );
    EXPECT_EQ( valueOf( entry, Qualifier::ipProtocol ), 47U );
@@ -139,7 +135,7 @@ TEST_F( EfpBed, ATunnelIsLimitedAtTheHighestRateThatIsAskedForIt ) {
    EXPECT_EQ( find( entry, Qualifier::dscp )->mask[ 0 ], 252U );
    EXPECT_EQ( entry.name, "EFP GRE Rate Limit" );
 
-   // Another DSCP is another tunnel, and so is another port of one; IPv6 has no rules.
+   // Another DSCP is another tunnel; IPv6 has no rules.
    tunnel( 1, address( "10.0.0.1" ), address( "10.9.0.1" ), 0 );
    tunnel( 2, *Plix::Ip6Addr::fromString( "fc00::1" ), *Plix::Ip6Addr::fromString( "fc00::2" ),
          0 );
@@ -154,14 +150,7 @@ TEST_F( EfpBed, ATunnelIsLimitedAtTheHighestRateThatIsAskedForIt ) {
 }
 
 TEST_F( EfpBed, CopiesOfAChannelPortGetItsTag ) {
-   Karvel::SourceTag tag;
-   tag.signatureIs( 0x88b6 );
-   tag.prioIs( 5 );
-   tag.deviceIdIs( 3 );
-   tag.offsetIs( 12 );
-   scsd->sourceTagIs( tag );
-   scsd->portTypeIs( KarvelTypes::KarvelPort( 0, 2 ), Karvel::PortType::channel );
-   scsd->karvelPortChannelIs( KarvelTypes::KarvelPort( 0, 2 ), 9 );
+   portTwoIsAChannel();
    auto slice = programmer();
    tunnel( 0 );
    destination( 0, { dstPort( 1, 0, 0 ), dstPort( 2, 0, 0 ) } );
@@ -196,11 +185,7 @@ TEST_F( EfpBed, CopiesOfAChannelPortGetItsTag ) {
 }
 
 TEST_F( EfpBed, WhatCouldNotBeClearedIsClearedWithTheNextGeneration ) {
-   scsd->portTypeIs( KarvelTypes::KarvelPort( 0, 2 ), Karvel::PortType::channel );
-   scsd->karvelPortChannelIs( KarvelTypes::KarvelPort( 0, 2 ), 9 );
-   Karvel::SourceTag tag;
-   tag.offsetIs( 12 );
-   scsd->sourceTagIs( tag );
+   portTwoIsAChannel();
    auto slice = programmer();
    tunnel( 0 );
    destination( 0, { dstPort( 2, 800, 0 ) } );
@@ -235,65 +220,62 @@ TEST_F( EfpBed, AnExactlyFullTcamHoldsWhatShrinksOrIsRenumbered ) {
    EXPECT_TRUE( logged().empty() );
 }
 
-TEST_F( EfpBed, AFullTcamTakesNothingAndTheNextGenerationTriesAgain ) {
+// What finds no room or is refused takes all of its feature back, says so once, and comes with
+// the next generation.
+TEST_F( EfpBed, AFailureTakesNothingAndTheNextGenerationTriesAgain ) {
+   struct Case {
+      const char* what;
+      std::function< void() > fails, mends;
+      ProgramResult result;
+      Ids said;
+   };
+   const auto capacity = [ & ]( const char* what, int count ) {
+      return [ this, what, count ] {
+         ASSERT_FALSE( box.control().capacityIs( 0, what, count ) );
+      };
+   };
+   const Case cases[] = {
+      { "entries", capacity( "egress-entries", 2 ), capacity( "egress-entries", 3 ),
+            ProgramResult::entryAllocationFailure, tcamFull },
+      { "policers", capacity( "policers", 1 ), capacity( "policers", 2 ),
+            ProgramResult::entryInstallFailure, rateFull },
+      { "install", [ & ] { refuse( SdkCall::bcm_field_entry_install, 3 ); }, [] {},
+            ProgramResult::entryInstallFailure, rateFull },
+   };
+   for ( const Case& one : cases ) {
+      SCOPED_TRACE( one.what );
+      auto slice = programmer();
+      destination( 0, { dstPort( 1, 1000 ) } );
+      run();
+      one.fails();
+      destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ), dstPort( 3, 3000 ) } );
+      run();
+      EXPECT_TRUE( entries( false ).empty() ) << "the entry that there was goes, too";
+      EXPECT_EQ( policers(), 0U );
+      auto config = slice->efpSmConfig()->config( EfpKey( portRate ) );
+      auto status = slice->efpSmStatus()->status( EfpKey( portRate ) );
+      EXPECT_EQ( status->status(), one.result );
+      EXPECT_EQ( status->updateId(), config->updateId() );
+      EXPECT_TRUE( status->rules().empty() ) << "no dead ids";
+      EXPECT_TRUE( slice->efpConfig()->config( portRate )->rules().empty() );
+      EXPECT_NE(
+            programStatus->efpProgramStatus( RateLimitKind::port ), ProgramStatus::success );
+      EXPECT_EQ( logged(), one.said );
+      one.mends();
+      config->updateIdIs( Orv::UniqueId::fresh() );
+      EXPECT_EQ( status->status(), ProgramResult::success );
+      EXPECT_EQ( entries().size(), 3U );
+      EXPECT_EQ( policers(), 2U );
+      EXPECT_EQ( logged(), one.said );
+      programInfo->lfMtpProgramInfoDel( LogicalFap::LogicalFapId( 0 ) );
+      Flitlog::recordsDelAll();
+   }
+}
+
+TEST_F( EfpBed, APolicerThatTheChipKeepsGoesLater ) {
    auto slice = programmer();
    destination( 0, { dstPort( 1, 1000 ) } );
    run();
-   ASSERT_FALSE( box.control().capacityIs( 0, "egress-entries", 2 ) );
-   destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ), dstPort( 3, 3000 ) } );
-   run();
-   EXPECT_TRUE( entries( false ).empty() ) << "the entry that there was goes, too";
-   EXPECT_EQ( policers(), 0U );
-   auto status = slice->efpSmStatus()->status( EfpKey( portRate ) );
-   EXPECT_EQ( status->status(), ProgramResult::entryAllocationFailure );
-   EXPECT_EQ(
-         status->updateId(), slice->efpSmConfig()->config( EfpKey( portRate ) )->updateId() );
-   EXPECT_TRUE( status->rules().empty() );
-   EXPECT_EQ( programStatus->efpProgramStatus( RateLimitKind::port ),
-         ProgramStatus::resourceExhaustion );
-   EXPECT_EQ( logged(), tcamFull );
-   ASSERT_FALSE( box.control().capacityIs( 0, "egress-entries", 3 ) );
-   slice->efpSmConfig()->config( EfpKey( portRate ) )->updateIdIs( Orv::UniqueId::fresh() );
-   EXPECT_EQ( status->status(), ProgramResult::success );
-   EXPECT_EQ( entries().size(), 3U );
-   EXPECT_EQ( policers(), 2U );
-   EXPECT_EQ( logged(), tcamFull );
-}
-
-TEST_F( EfpBed, ARefusedInstallTakesAllBackOnceAndSaysThatRatesWereInvolved ) {
-   auto slice = programmer();
-   tunnel( 0 );
-   refuse( SdkCall::bcm_field_entry_install, 3 );
-   destination( 0,
-         { dstPort( 1, 1000, 0 ), dstPort( 2, 1000, 0 ), dstPort( 3, 1000, 0 ),
-               dstPort( 4, 1000, 0 ) } );
-   run();
-   EXPECT_TRUE( entries( false ).empty() );
-   EXPECT_EQ( policers(), 0U );
-   auto status = slice->efpSmStatus()->status( EfpKey( gre ) );
-   EXPECT_EQ( status->status(), ProgramResult::entryInstallFailure );
-   EXPECT_TRUE( status->rules().empty() ) << "no dead ids";
-   EXPECT_TRUE( slice->efpConfig()->config( gre )->rules().empty() );
-   EXPECT_EQ( logged(), rateFull );
-   slice->efpSmConfig()->config( EfpKey( gre ) )->updateIdIs( Orv::UniqueId::fresh() );
-   EXPECT_EQ( status->status(), ProgramResult::success );
-   EXPECT_EQ( entries().size(), 4U );
-   EXPECT_EQ( policers(), 1U );
-}
-
-TEST_F( EfpBed, WithoutAPolicerNothingIsInstalled ) {
-   auto slice = programmer();
-   ASSERT_FALSE( box.control().capacityIs( 0, "policers", 1 ) );
-   destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 2000 ) } );
-   run();
-   EXPECT_TRUE( entries( false ).empty() );
-   EXPECT_EQ( policers(), 0U );
-   EXPECT_EQ( logged(), rateFull );
-   destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ) } );
-   run();
-   EXPECT_EQ( entries().size(), 2U );
-   EXPECT_EQ( logged(), rateFull );
-   // What the chip does not destroy goes later.
    refuse( SdkCall::bcm_policer_destroy, 1 );
    destination( 0, {} );
    run();
@@ -323,7 +305,7 @@ TEST_F( EfpBed, InformationThatGoesTakesEverythingAlongAndComesBackWhole ) {
    run();
    EXPECT_TRUE( entries( false ).empty() );
    EXPECT_EQ( policers(), 0U );
-   EXPECT_TRUE( box.control().state( 0 ).groups.empty() );
+   EXPECT_TRUE( chip().groups.empty() );
    EXPECT_TRUE( slice->efpConfig() && slice->efpSmConfig() && slice->efpStatus() &&
          slice->efpSmStatus() );
    EXPECT_TRUE( programStatus->efpProgramStatus().empty() );

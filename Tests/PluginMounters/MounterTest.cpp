@@ -2,13 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <unistd.h>
-
 #include "AgentServices/TcamGroupManager.h"
 #include "ChipModel/Switch.h"
-#include "Platform/KarvelLib/Toggles.h"
 #include "Platform/Zol/TypeRegistry.h"
 #include "PluginMounters/Slice/KarvelMirrorSliceMounter.h"
 #include "PluginMounters/Slice/KarvelMirrorTcamHelperV2.h"
@@ -23,10 +18,11 @@ class MounterTest : public ::testing::Test {
       ::Shim::sdk_ = &box.sdk();
    }
    // Builds a slice on a chip with these attributes.
-   Zol::Ptr< SliceMounter > build( const KarvelCentral::ChipAttributes& attributes,
-         const char* missing = "" ) {
+   Zol::Ptr< SliceMounter > build(
+         const KarvelCentral::ChipAttributes& attributes, const char* missing = "" ) {
       auto put = [ & ]( const char* path, Zol::Ptr< Zol::Entity > entity ) {
-         if ( std::string_view( path ).find( missing ) == std::string_view::npos || !*missing ) {
+         if ( std::string_view( path ).find( missing ) == std::string_view::npos ||
+               !*missing ) {
             store.entityIs( path, entity );
          }
       };
@@ -70,51 +66,22 @@ class MounterTest : public ::testing::Test {
    Zol::Ptr< Zol::Dir > shared = Zol::make< Zol::Dir >();
 };
 
-using Names = std::vector< std::string >;
-
-TEST_F( MounterTest, declaresItsMountsInOrder ) {
-   auto mounter = build( chip( false, false, false ) );
-   Names mounts;
-   for ( const Hubdb::Mount& mount : manager.mountGroup().mounts() ) {
-      mounts.push_back( mount.path + " " + mount.typeName + " " + mount.mode );
-   }
-   const std::string feature = "hardware/karvel/centralStatus/feature/KarvelMirror/";
-   EXPECT_EQ( mounts,
-         ( Names{ feature + "cpuRecircStatus KarvelCentral::CpuRecircStatus r",
-               feature + "mtpProgramInfo KarvelMirror::LogicalFapMtpProgramInfoColl r",
-               "hardware/karvel/mirror/sliceCapability/left KarvelMirror::SliceCapability r",
-               feature + "sliceMtpProgramStatus/left KarvelMirror::SliceMtpProgramStatus wc",
-               "acl/config/input Zol::Dir r", "acl/config/input Acl::Input::Config r",
-               "hardware/karvel/mirror/paramConfig KarvelMirror::Slice::ParamConfig r",
-               "mirroring/hwconfig Mirroring::Config r",
-               "hardware/karvel/globalStatus/karvellag/tableMgrDir/sourceTrunkMap/"
-               "KarvelMirror-left KarvelCentral::PortTabWriteRequestDir cw",
-               "hardware/karvel/feature/karveltcam/config/global Zol::Dir wi",
-               "hardware/karvel/feature/karveltcam/status/global Zol::Dir ri" } ) );
-   EXPECT_EQ( mounter->fwkType(), "KarvelMirror::SliceMounter" );
-   EXPECT_TRUE( mounter->sourceTrunkMap() );
-}
-
-TEST_F( MounterTest, buildsTheDirectHelperTheRootAndTheRestInOrder ) {
-   auto mounter = build( chip( true, false, true ) );
-   EXPECT_TRUE( mounter->loopbackHelperSm() );
-   EXPECT_TRUE( mounter->mtpProgramInfoCollSm() );
-   EXPECT_FALSE( mounter->configSm() );
-   EXPECT_TRUE( mounter->tcamHelperSm() );
-   EXPECT_TRUE( mounter->rootSm() );
-   EXPECT_TRUE( mounter->aclProgrammerSm() );
-   EXPECT_EQ( mounter->unit(), 3 );
-   EXPECT_EQ( mounter->aclConfig()->root(), "acl/config/cli" );
-}
-
-TEST_F( MounterTest, takesUnit0WhereTheCommonDataNamesNone ) {
-   auto mounter = build( chip( true, false, false ), "unit" );
-   EXPECT_EQ( mounter->unit(), 0 );
-   EXPECT_TRUE( mounter->rootSm() );
+TEST_F( MounterTest, buildsWhatTheChipNeeds ) {
+   auto direct = build( chip( true, false, true ) );
+   EXPECT_TRUE( direct->loopbackHelperSm() && direct->mtpProgramInfoCollSm() );
+   EXPECT_TRUE( direct->tcamHelperSm() && direct->rootSm() && direct->aclProgrammerSm() );
+   EXPECT_FALSE( direct->configSm() );
+   EXPECT_EQ( direct->unit(), 3 );
+   EXPECT_EQ( direct->fwkType(), "KarvelMirror::SliceMounter" );
+   auto plain = build( chip( false, false, true ) );
+   EXPECT_TRUE( plain->loopbackHelperSm() && plain->mtpProgramInfoCollSm() );
+   EXPECT_FALSE( plain->tcamManager() || plain->rootSm() || plain->aclProgrammerSm() );
+   EXPECT_FALSE( plain->tcamHelperConfig() );
 }
 
 TEST_F( MounterTest, asksForRequestsOnTheNewTcamInterface ) {
-   auto mounter = build( chip( true, true, false ) );
+   auto mounter = build( chip( true, true, false ), "unit" );
+   EXPECT_EQ( mounter->unit(), 0 ) << "where the common data names none";
    EXPECT_FALSE( mounter->loopbackHelperSm() );
    EXPECT_FALSE( mounter->tcamHelperSm() ) << "there is no manager to ask";
    EXPECT_TRUE( mounter->rootSm() );
@@ -124,33 +91,6 @@ TEST_F( MounterTest, asksForRequestsOnTheNewTcamInterface ) {
    mounter = build( chip( true, true, false ) );
    EXPECT_TRUE( Zol::dynamicCast< TcamHelperSmV2 >( mounter->tcamHelperSm() ) );
    EXPECT_TRUE( featureCommon->tcamEvents()->clientWarm() );
-}
-
-TEST_F( MounterTest, buildsNoTcamMachineOnAChipWithoutHelpers ) {
-   auto mounter = build( chip( false, false, true ) );
-   EXPECT_TRUE( mounter->loopbackHelperSm() );
-   EXPECT_TRUE( mounter->mtpProgramInfoCollSm() );
-   EXPECT_FALSE( mounter->tcamManager() );
-   EXPECT_FALSE( mounter->rootSm() );
-   EXPECT_FALSE( mounter->aclProgrammerSm() );
-   EXPECT_FALSE( mounter->tcamHelperConfig() );
-}
-
-// The toggle is read once per process, so the other value needs a process of its own.
-TEST_F( MounterTest, buildsTheConfigurationMachineInsteadWithTheToggleOff ) {
-   GTEST_FLAG_SET( death_test_style, "threadsafe" ); // starts the program afresh
-   auto buildWithToggleOff = [ & ] {
-      const auto folder = std::filesystem::temp_directory_path() /
-                          ( "karvel-toggle-" + std::to_string( getpid() ) );
-      std::filesystem::create_directory( folder );
-      std::ofstream( folder / "KarvelLib.json" ) << R"({ "KarvelMirrorT4Gre": false })";
-      KarvelLib::toggleDirectoryIs( folder.string() );
-      auto mounter = build( chip( true, false, false ) );
-      std::filesystem::remove_all( folder );
-      const bool good = mounter->configSm() && !mounter->mtpProgramInfoCollSm();
-      exit( good ? 0 : 1 );
-   };
-   EXPECT_EXIT( buildWithToggleOff(), ::testing::ExitedWithCode( 0 ), "" );
 }
 
 TEST_F( MounterTest, stopsWhenWhatItNeedsIsMissing ) {

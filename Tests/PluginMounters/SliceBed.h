@@ -2,27 +2,22 @@
 
 // The field processors' machines on a chip of the model, with the agent's real services.
 
-#include <gtest/gtest.h>
-
 #include "AgentServices/AclHelper.h"
-#include "ChipModel/Switch.h"
 #include "Platform/Flitlog/Flitlog.h"
 #include "PluginMounters/Slice/AclProgrammerSm.h"
+#include "Tests/ChipBed.h"
 
 namespace KarvelMirror::Slice {
 
-class SliceBed : public ::testing::Test {
+class SliceBed : public ChipBed {
  protected:
-   SliceBed() {
+   SliceBed() : ChipBed( "trident3" ) {
       Zol::activityManager().timeSourceIs( Zol::TimeSource::virtualTime );
-      box.addChip( 0, *ChipModel::chipProfile( "trident3" ) );
-      ::Shim::sdk_ = &box.sdk();
       scsd->unitIs( 0 );
       for ( int port = 1; port <= 4; ++port ) {
          scsd->intfToPortIs( "E" + std::to_string( port ), { 0, port } );
          scsd->chipPortIs( port );
       }
-      groups->unitIs( 0, { true, 32, 64 } );
       helper = Zol::make< AgentServices::AclHelper >( groups );
       helper->unitIs( 0, scsd );
       auto aclSm = Zol::make< Ixo::AclSm >();
@@ -53,31 +48,12 @@ class SliceBed : public ::testing::Test {
    }
    void run() { Zol::activityManager().runUntilIdle(); }
 
-   std::vector< ChipModel::EntryView > entries( bool installedOnly = true ) {
-      std::vector< ChipModel::EntryView > result;
-      for ( const ChipModel::EntryView& entry : box.control().state( 0 ).entries ) {
-         if ( entry.installed || !installedOnly ) {
-            result.push_back( entry );
-         }
-      }
-      return result;
-   }
    static bool hasAction( const ChipModel::EntryView& entry, Shim::FieldAction action ) {
       return std::any_of( entry.actions.begin(), entry.actions.end(),
             [ action ]( const auto& one ) { return one.action == action; } );
    }
-   void refuse( ChipModel::SdkCall call, uint64_t nth ) {
-      ChipModel::Fault fault;
-      fault.call = call;
-      fault.first = nth;
-      fault.last = nth;
-      box.control().gate().faultAdd( fault );
-   }
 
-   ChipModel::Switch box;
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
-   Zol::Ptr< AgentServices::TcamGroupManager > groups =
-         Zol::make< AgentServices::TcamGroupManager >();
    Zol::Ptr< AgentServices::AclHelper > helper;
    Zol::Ptr< Karvel::AclSmPluginEntity > plugin = Zol::make< Karvel::AclSmPluginEntity >();
    Zol::Ptr< Acl::Config > aclConfig = Zol::make< Acl::Config >( "acl/config/cli" );

@@ -3,13 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <unistd.h>
-
 #include "ChipModel/Switch.h"
 #include "Platform/Karvel/SdkCall.h"
-#include "Platform/KarvelLib/Toggles.h"
 #include "PluginMounters/Slice/GreKeyTables.h"
 #include "PluginMounters/Slice/LoopbackHelperSm.h"
 #include "PluginMounters/Slice/MtpProgramInfoSm.h"
@@ -55,15 +50,6 @@ class SliceConfigTest : public ::testing::Test {
    std::vector< std::string > changes( const ChipModel::ChipState& before ) {
       return ChipModel::differences(
             before, state( before.unit ), ChipModel::ReadBackScope::programmed );
-   }
-   static void togglesAre( const char* json ) {
-      const auto folder = std::filesystem::temp_directory_path() /
-            ( "karvel-keys-" + std::to_string( getpid() ) );
-      std::filesystem::create_directory( folder );
-      std::ofstream( folder / "KarvelLib.json" ) << json;
-      KarvelLib::toggleDirectoryIs( folder.string() );
-      (void)karvelMirrorGreKey();
-      std::filesystem::remove_all( folder );
    }
 
    ChipModel::Switch box;
@@ -146,20 +132,6 @@ TEST_F( SliceConfigTest, OneLookServesABurstOfSessions ) {
    EXPECT_TRUE( machine->greKeyPatchApplied() );
 }
 
-TEST_F( SliceConfigTest, WithTheToggleOffNoTableIsWritten ) {
-   GTEST_FLAG_SET( death_test_style, "threadsafe" ); // the toggle is read once per process
-   auto withToggleOff = [ & ] {
-      togglesAre( R"({ "KarvelMirrorGreKey": false })" );
-      chip( "tomahawk" );
-      auto machine = configSm();
-      const uint64_t started = box.control().gate().calls();
-      key( "a", 7 );
-      run();
-      exit( box.control().gate().calls() == started && !machine->greKeyPatchApplied() ? 0 : 1 );
-   };
-   EXPECT_EXIT( withToggleOff(), ::testing::ExitedWithCode( 0 ), "" );
-}
-
 TEST_F( SliceConfigTest, ARefusedEntryIsTracedAndTheOthersAreWritten ) {
    chip( "tomahawk", 0 );
    chip( "tomahawk", 1 );
@@ -173,12 +145,6 @@ TEST_F( SliceConfigTest, ARefusedEntryIsTracedAndTheOthersAreWritten ) {
          "(rc:-11)\n" );
    EXPECT_EQ( writes(), 3u ); // two entries on each chip, but for one
    EXPECT_EQ( changes( second ).size(), 8u );
-}
-
-TEST_F( SliceConfigTest, QueueControlsAreSetOnTheTomahawkFamilyOnly ) {
-   chip( "trident3" );
-   configSm();
-   EXPECT_EQ( calls( SdkCall::bcm_switch_control_set ), 0u );
 }
 
 TEST_F( SliceConfigTest, AnUnavailableQueueControlIsToleratedAndAnotherErrorIsTraced ) {
@@ -302,17 +268,6 @@ TEST_F( TunnelConfigTest, AnyChangeOfAHeaderRewritesAllEntriesOnce ) {
    EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), 0u );
 }
 
-TEST_F( TunnelConfigTest, TheChipsTableIsWrittenByLogicalEntries ) {
-   chip( "trident4" );
-   auto made = machine( Zol::make< BcmPtHelper >() );
-   const uint64_t commits = calls( SdkCall::bcmlt_pt_entry_commit );
-   tunnel( 3, 50 );
-   EXPECT_EQ( calls( SdkCall::bcmlt_pt_entry_commit ), commits + 16 );
-   EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), calls( SdkCall::bcmlt_entry_free ) );
-   EXPECT_EQ( state().insertProfiles.at( 5 ).index, 21 );
-   EXPECT_EQ( state().insertProfiles.at( 5 ).fields.at( 6 ).second, 50u );
-}
-
 TEST_F( TunnelConfigTest, ARefusedTableCallStopsTheProcessWithItsText ) {
    chip( "trident4" );
    auto made = machine( Zol::make< BcmPtHelper >() );
@@ -344,8 +299,8 @@ TEST_F( TunnelConfigTest, TheBringUpNeedsTheChipsFirstProfile ) {
    auto all = Zol::make< LogicalFapMtpProgramInfoColl >();
    all->lfMtpProgramInfoIs( fap );
    auto bringUp = [ & ] {
-      auto made = Zol::make< MtpProgramInfoCollSm >( 0, fap, all,
-            Orv::TaskSchedulerRoot::findOrCreateScheduler(), scsd, sessions );
+      auto made = Zol::make< MtpProgramInfoCollSm >(
+            0, fap, all, Orv::TaskSchedulerRoot::findOrCreateScheduler(), scsd, sessions );
       made->zolStart();
       return made;
    };

@@ -24,8 +24,8 @@ class SliceSmTest : public ::testing::Test {
    }
 
    // Publishes a destination's sources, and lets the loop run.
-   Zol::Ptr< MtpProgramInfo > publish( Direction direction, std::vector< int > ports,
-         std::vector< int > trunks = {} ) {
+   Zol::Ptr< MtpProgramInfo > publish(
+         Direction direction, std::vector< int > ports, std::vector< int > trunks = {} ) {
       Zol::Ptr< MtpProgramInfo > info;
       {
          Zol::Batch batch;
@@ -58,40 +58,31 @@ class SliceSmTest : public ::testing::Test {
    const Mtp mtp{ 1 };
    const LogicalFap::LogicalFapId fap{ 0 };
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
-   Zol::Ptr< LogicalFapMtpProgramInfoColl > coll =
-         Zol::make< LogicalFapMtpProgramInfoColl >();
+   Zol::Ptr< LogicalFapMtpProgramInfoColl > coll = Zol::make< LogicalFapMtpProgramInfoColl >();
    Zol::Ptr< SliceMtpProgramStatus > programStatus = Zol::make< SliceMtpProgramStatus >();
    Zol::Ptr< TcamHelperConfig > helperConfig = tcamHelperConfigFactory();
    Zol::Ptr< TcamHelperStatus > helperStatus = tcamHelperStatusFactory();
    Zol::Ptr< SliceRootSm > root;
 };
 
-TEST_F( SliceSmTest, firstReviewReprogramsInFullWithTheRulesOfTheDirection ) {
-   publish( Direction::ingress, { 1, 3 } );
+TEST_F( SliceSmTest, firstReviewReprogramsInFullWithTheSourcesThatAreSupported ) {
+   publish( Direction::egress, { 2, 40 }, { 5, 6, 7 } );
    EXPECT_TRUE( op()->fullReprogram() );
-   EXPECT_EQ( op()->feature(), Op::ingress() );
-   EXPECT_EQ( onlyRule( "ingress" ).inPorts(), 2U );
-   EXPECT_TRUE( onlyRule( "ingress" ).outPort().empty() );
-}
-
-TEST_F( SliceSmTest, egressRulesTellPortsFromTrunks ) {
-   publish( Direction::egress, { 2 }, { 5 } );
-   const RuleData rule = onlyRule( "egress" );
-   EXPECT_TRUE( rule.outPortHas( { 0, 2 } ) );
-   EXPECT_TRUE( rule.outLagHas( 5 ) );
-   EXPECT_TRUE( rule.inPort().empty() );
    EXPECT_EQ( op()->feature(), Op::egress() );
-}
-
-TEST_F( SliceSmTest, unsupportedSourcesReachNoRule ) {
-   publish( Direction::egress, { 2, 40 }, { 6, 7 } );
-   EXPECT_EQ( onlyRule( "egress" ).outPorts(), 1U );
-   EXPECT_EQ( onlyRule( "egress" ).outLags(), 0U );
+   const RuleData rule = onlyRule( "egress" );
+   EXPECT_TRUE( rule.outPorts() == 1 && rule.outPortHas( { 0, 2 } ) );
+   EXPECT_TRUE( rule.outLags() == 1 && rule.outLagHas( 5 ) );
+   EXPECT_TRUE( rule.inPort().empty() );
    coll->lfMtpProgramInfo( fap )->mtpProgramInfoDel( mtp );
-   publish( Direction::ingress, { 40 } );
+   auto info = publish( Direction::ingress, { 40 } );
    EXPECT_TRUE( op()->fullReprogram() );
    EXPECT_EQ( op()->groupData()->aclDatas(), 0U );
    EXPECT_EQ( op()->feature(), Op::noFeature() );
+   info->srcPortIs( SourcePort::ofPort( 0, 1 ) );
+   Zol::activityManager().runUntilIdle();
+   EXPECT_EQ( op()->feature(), Op::ingress() );
+   EXPECT_EQ( onlyRule( "ingress" ).inPorts(), 1U );
+   EXPECT_TRUE( onlyRule( "ingress" ).outPort().empty() );
 }
 
 TEST_F( SliceSmTest, sourcePortBeyondTheTypesRangeIsARangeError ) {
@@ -101,8 +92,9 @@ TEST_F( SliceSmTest, sourcePortBeyondTheTypesRangeIsARangeError ) {
       Zol::activityManager().runUntilIdle();
       FAIL() << "no range error";
    } catch ( const Zol::RangeError& error ) {
-      EXPECT_STREQ( error.what(), "KarvelTypes::KarvelPort::logicalPort < 0 or > "
-                                  "KarvelTypes::KarvelPort::defaultPort not allowed" );
+      EXPECT_STREQ( error.what(),
+            "KarvelTypes::KarvelPort::logicalPort < 0 or > "
+            "KarvelTypes::KarvelPort::defaultPort not allowed" );
    }
 }
 

@@ -1,127 +1,61 @@
 // The request-based TCAM helper with the shared TCAM manager on the chip model: operations in,
 // requests, entries and statuses out.
 
-#include <gtest/gtest.h>
-
 #include "AgentServices/TcamRequestManager.h"
-#include "ChipModel/Switch.h"
 #include "Platform/Duolog/Duolog.h"
 #include "PluginMounters/Slice/KarvelMirrorTcamHelperV2.h"
+#include "Tests/PluginMounters/TcamBed.h"
 
 namespace KarvelMirror {
 
 using AgentServices::TcamRequestView;
-using KarvelTcam::QualifierType;
 using KarvelTcam::RequestStatusType;
-using Op = ProgrammingOp;
 
-class TcamHelperV2Test : public ::testing::Test {
+class TcamHelperV2Test : public TcamBed {
  protected:
-   TcamHelperV2Test() {
-      box.addChip( 0, *ChipModel::chipProfile( "tomahawk3" ) );
-      ::Shim::sdk_ = &box.sdk();
-      for ( int port = 1; port <= 40; ++port ) {
-         const Zol::String intf = "Ethernet" + std::to_string( port );
-         scsd->karvelPortToIntfIs( { 0, port }, intf );
-         scsd->intfToPortIs( intf, { 0, port } );
-         scsd->chipPortIs( port );
-      }
+   TcamHelperV2Test() : TcamBed( "tomahawk3" ) {
       KarvelCentral::ChipAttributes attributes;
       attributes.chipIs( "tomahawk3" );
       scsd->chipAttributesIs( attributes );
       portClasses( true );
-      groups->unitIs( 0, { true, 32 } );
       manager =
             Zol::make< AgentServices::TcamRequestManager >( 0, "slice0", groups, statusDir );
       manager->zolStart();
       common->tcamEventsIs( manager->events() );
       common->intfProfileManagerIs(
             Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >( manager->intfProfileManager() ) );
+      start();
+   }
+   ~TcamHelperV2Test() override { Duolog::sinkIs( {} ); }
+
+   void start() {
       helper = tcamHelperSmV2Factory( 0, config, status, scsd, LogicalFap::LogicalFapId( 0 ),
             nullptr, statusDir, common );
       helper->zolStart();
    }
-   ~TcamHelperV2Test() override { Duolog::sinkIs( {} ); }
-
    static void portClasses( bool has ) {
       KarvelCentral::ChipAttributes attributes;
       attributes.chipIs( "tomahawk3" );
       attributes.aclGroupIs( has );
       KarvelCentral::karvelAttributes()->chipAttributesIs( "tomahawk3", attributes );
    }
-   static TcamAclKey key( const Zol::String& name ) { return { name, TcamAclType::port() }; }
-   using Acls = std::vector< std::pair< Zol::String, RuleData > >;
-   static Zol::Ptr< Op > op( Op::TcamFeature feature, const Acls& acls ) {
-      auto made = programmingOpFactory();
-      made->featureIs( feature );
-      made->groupDataIs();
-      for ( const auto& [ name, rule ] : acls ) {
-         made->groupData()->aclDataIs( key( name ) )->ruleIs( rule );
-      }
-      return made;
-   }
-   static Zol::Ptr< Op > full( Op::TcamFeature feature, const Acls& acls ) {
-      auto made = op( feature, acls );
-      made->fullReprogramIs( true );
-      return made;
-   }
-   static RuleData rule( std::vector< int > in, std::vector< int > out = {},
-         std::vector< int > lags = {}, uint32_t number = 1 ) {
-      RuleData made( number );
-      for ( int port : in ) {
-         made.inPortIs( { 0, port } );
-      }
-      for ( int port : out ) {
-         made.outPortIs( { 0, port } );
-      }
-      for ( int lag : lags ) {
-         made.outLagIs( lag );
-      }
-      return made;
-   }
-   // Without the manager's turn.
-   void hand( Zol::Ptr< const Op > wanted, uint8_t mtp = 2 ) {
-      config->mtpHelperConfigIs( Mtp( mtp ) )->programmingOpIs( wanted );
-      EXPECT_EQ( status->mtpHelperStatus( Mtp( mtp ) )->programmingOp(), ProgStatus::success );
-   }
    RequestStatusType program( Zol::Ptr< const Op > wanted, uint8_t mtp = 2 ) {
-      hand( wanted, mtp );
+      EXPECT_EQ( hand( wanted, mtp ), ProgStatus::success ) << "before the manager's turn";
       Zol::activityManager().runUntilIdle();
       return manager->requests().empty() ? RequestStatusType::withdrawn
                                          : manager->requests().back().status;
    }
    // The request of the only destination.
    TcamRequestView request() { return manager->requests().at( 0 ); }
-   std::vector< int > ids( const std::string& prefix = "" ) {
-      std::vector< int > result;
-      for ( const auto& entry : box.control().state( 0 ).entries ) {
-         if ( entry.installed && entry.name.find( prefix ) != std::string::npos ) {
-            result.push_back( entry.id );
-         }
-      }
-      return result;
-   }
    bool isEmpty() {
       Zol::activityManager().runUntilIdle();
-      const ChipModel::ChipState chip = box.control().state( 0 );
-      bool empty = chip.entries.empty() && chip.groups.empty();
-      for ( const auto& port : chip.ports ) {
-         empty = empty && port.classBits == 0;
-      }
-      return empty;
+      return remains().empty();
    }
 
-   ChipModel::Switch box;
-   Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
-   Zol::Ptr< AgentServices::TcamGroupManager > groups =
-         Zol::make< AgentServices::TcamGroupManager >();
    Zol::Ptr< Zol::Dir > statusDir = Zol::make< Zol::Dir >();
    Zol::Ptr< KarvelCentral::FeatureAgentCommonSmData > common =
          Zol::make< KarvelCentral::FeatureAgentCommonSmData >();
    Zol::Ptr< AgentServices::TcamRequestManager > manager;
-   Zol::Ptr< TcamHelperConfig > config = tcamHelperConfigFactory();
-   Zol::Ptr< TcamHelperStatus > status = tcamHelperStatusFactory();
-   Zol::Ptr< TcamHelperSmBase > helper;
 };
 
 TEST_F( TcamHelperV2Test, filesEachDestinationUnderItsFeatureGroup ) {
@@ -135,7 +69,7 @@ TEST_F( TcamHelperV2Test, filesEachDestinationUnderItsFeatureGroup ) {
       EXPECT_EQ( static_cast< size_t >( requests[ mtp ].group ), 130 + mtp );
       EXPECT_EQ( requests[ mtp ].key.requestName(), "MirroringACL-" + std::to_string( mtp ) );
    }
-   EXPECT_EQ( box.control().state( 0 ).groups.size(), 4U );
+   EXPECT_EQ( chip().groups.size(), 4U );
    EXPECT_DEATH(
          hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ), 4 ), "Unknown mtp" );
 }
@@ -173,7 +107,7 @@ TEST_F( TcamHelperV2Test, asksForEachDestinationOfARuleInOneSequence ) {
          ( std::vector< std::string >{ "0 qualifier 26 trunk 9/255 by ports",
                "1 qualifier 25 port 3/255 by ports", "2 qualifier 25 port 4/255 by ports",
                "3 qualifier 25 port 6/255" } ) );
-   for ( const auto& entry : box.control().state( 0 ).entries ) {
+   for ( const auto& entry : chip().entries ) {
       EXPECT_EQ( entry.actions.at( 0 ).action, Shim::FieldAction::mirrorEgress );
       EXPECT_EQ( entry.actions[ 0 ].param1, 2U );
    }
@@ -188,7 +122,7 @@ TEST_F( TcamHelperV2Test, asksByClassOrByBitmapAsTheChipHasIt ) {
    for ( const bool has : { true, false } ) {
       portClasses( has );
       program( full( Op::ingress(), { { "ingress", wanted } } ) );
-      const auto entry = box.control().state( 0 ).entries.at( 0 );
+      const auto entry = chip().entries.at( 0 );
       ASSERT_EQ( entry.qualifiers.size(), 1U );
       EXPECT_EQ( entry.qualifiers[ 0 ].qualifier,
             has ? Shim::Qualifier::portClass : Shim::Qualifier::inPorts );
@@ -215,11 +149,11 @@ TEST_F( TcamHelperV2Test, replacesTheSubConfigurationAndKeepsUnchangedEntries ) 
    EXPECT_EQ( request().entries.size(), 2U );
 
    // The same from scratch is nothing to do.
-   const uint64_t calls = box.control().gate().calls();
+   const uint64_t calls = gate().calls();
    EXPECT_EQ(
          program( full( Op::ingress(), { { "a", rule( { 5 } ) }, { "b", rule( { 2 } ) } } ) ),
          RequestStatusType::programmed );
-   EXPECT_EQ( box.control().gate().calls(), calls );
+   EXPECT_EQ( gate().calls(), calls );
 
    // Nothing wanted any more: incrementally, then from scratch.
    auto last = op( Op::ingress(), {} );
@@ -251,24 +185,11 @@ TEST_F( TcamHelperV2Test, withdrawsItsRequestsInWhateverOrderThingsGo ) {
    EXPECT_TRUE( isEmpty() );
    EXPECT_TRUE( manager->requests().empty() );
    // A new slice on the same manager, which goes first this time.
-   helper = tcamHelperSmV2Factory(
-         0, config, status, scsd, LogicalFap::LogicalFapId( 0 ), nullptr, statusDir, common );
-   helper->zolStart();
+   start();
    EXPECT_FALSE( isEmpty() ) << "what is configured is programmed at once";
    manager = nullptr;
    EXPECT_TRUE( isEmpty() );
    helper = nullptr;
-}
-
-TEST_F( TcamHelperV2Test, letsTheManagerWaitForRoom ) {
-   ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 2 ) );
-   const auto wanted = full( Op::egress(), { { "egress", rule( {}, { 1, 2, 3 } ) } } );
-   EXPECT_EQ( program( wanted ), RequestStatusType::noRoom );
-   EXPECT_TRUE( isEmpty() );
-   ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 3 ) );
-   Zol::activityManager().advance( 11 );
-   EXPECT_EQ( request().status, RequestStatusType::programmed );
-   EXPECT_EQ( ids().size(), 3U );
 }
 
 TEST_F( TcamHelperV2Test, tracesTheStatusesOfRequestsAndStopsAtOthers ) {
@@ -305,29 +226,13 @@ TEST_F( TcamHelperV2Test, tracesTheStatusesOfRequestsAndStopsAtOthers ) {
 }
 
 TEST_F( TcamHelperV2Test, stopsOnWhatABrokenAgentAsks ) {
-   program( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ) );
-   auto missing = op( Op::ingress(), {} );
-   missing->changeIs( key( "gone" ), { true, true } );
-   EXPECT_DEATH( hand( missing ), "op->groupData\\(\\)->aclDataHas\\( aclIter.key\\(\\) \\)" );
-   RuleData ranges = rule( { 1 } );
-   ranges.rangeCheckerIs( { 1, 10, 20 } );
-   EXPECT_DEATH( hand( full( Op::ingress(), { { "ingress", ranges } } ) ),
-         "rangeIter.key\\(\\).rangeFlags\\(\\) & 0x00000002" );
-   ranges.rangeCheckerIs( { 2, 10, 20 } );
-   EXPECT_DEATH( hand( full( Op::ingress(), { { "ingress", ranges } } ) ),
-         "rule.rangeCheckers\\(\\) < 2" );
-   EXPECT_DEATH( hand( full( Op::ingress(), { { "ingress", rule( { 99 } ) } } ) ),
-         "scsd\\(\\)->karvelPortToIntfHas\\( iter.key\\(\\) \\)" );
-   EXPECT_THROW(
-         {
-            try {
-               KarvelTcam::PortQualifier( 0, 0xff, 1024, 0xff );
-            } catch ( const Zol::RangeError& error ) {
-               EXPECT_STREQ( error.what(), "U10::value < 0 or > 0x03ff not allowed" );
-               throw;
-            }
-         },
-         Zol::RangeError );
+   expectDeathOfWhatIsBroken();
+   try {
+      KarvelTcam::PortQualifier( 0, 0xff, 1024, 0xff );
+      ADD_FAILURE();
+   } catch ( const Zol::RangeError& error ) {
+      EXPECT_STREQ( error.what(), "U10::value < 0 or > 0x03ff not allowed" );
+   }
 }
 
 } // namespace KarvelMirror

@@ -1,6 +1,5 @@
 // Mirroring filtered by ACLs and by plain addresses, as a user sees it.
 
-#include "Platform/Flitlog/Flitlog.h"
 #include "Tests/Scenarios/Packets.h"
 #include "Tests/Scenarios/Scenario.h"
 
@@ -19,7 +18,7 @@ std::string fed( const std::string& name, const std::string& destination ) {
 struct Rule {
    std::string key; // "T|r"
    int priority;
-   std::string fields; // "\"SRC_IP\": \"10.0.0.1/32\""
+   std::string fields;        // "\"SRC_IP\": \"10.0.0.1/32\""
    std::string session = "s"; // empty: drops; "-": what the fields say
 };
 
@@ -34,9 +33,10 @@ std::string ruleJson( const Rule& rule ) {
    return json + " }";
 }
 
-std::string table( const std::string& name, const std::string& type, const std::string& ports ) {
-   return "\"" + name + "\": { \"type\": \"" + type + "\", \"stage\": \"ingress\", \"ports\": \"" +
-          ports + "\" }";
+std::string table(
+      const std::string& name, const std::string& type, const std::string& ports ) {
+   return "\"" + name + "\": { \"type\": \"" + type +
+         "\", \"stage\": \"ingress\", \"ports\": \"" + ports + "\" }";
 }
 
 std::string acls( const std::string& tables, const std::vector< Rule >& rules ) {
@@ -70,14 +70,6 @@ size_t forwarded( Rig& rig ) {
    return count;
 }
 
-size_t logged( const std::string& id ) {
-   size_t count = 0;
-   for ( const Flitlog::Record& record : Flitlog::records() ) {
-      count += record.id == id;
-   }
-   return count;
-}
-
 } // namespace
 
 TEST( AclMirroring, copiesWhatIsPermittedInOrderAndDropsNothing ) {
@@ -98,73 +90,12 @@ TEST( AclMirroring, copiesWhatIsPermittedInOrderAndDropsNothing ) {
    EXPECT_TRUE( isCopied( rig, packet().from( "10.1.1.2" ) ) );
 }
 
-struct FieldCase {
-   const char* name;
-   const char* type;
-   const char* fields;
-   Packet hit;
-   Packet miss;
-   friend void PrintTo( const FieldCase& field, std::ostream* out ) { *out << field.name; }
-};
-
-class MatchField : public ::testing::TestWithParam< FieldCase > {};
-
-TEST_P( MatchField, matchesItsValueAndNothingBesideIt ) {
-   const FieldCase& field = GetParam();
-   for ( const char* profile : { "trident3", "trident2" } ) { // with and without port classes
-      Rig rig( filtered( field.type, { { "T|r", 10, field.fields } } ), profile );
-      EXPECT_TRUE( isCopied( rig, field.hit ) ) << field.name << " on " << profile;
-      EXPECT_FALSE( isCopied( rig, field.miss ) ) << field.name << " on " << profile;
-   }
-}
-
-INSTANTIATE_TEST_SUITE_P( Fields, MatchField,
-      ::testing::Values(
-            FieldCase{ "source", "L3", R"("SRC_IP": "10.0.0.4/31")", packet().from( "10.0.0.5" ),
-                  packet().from( "10.0.0.6" ) },
-            FieldCase{ "destination", "MIRROR", R"("DST_IP": "192.0.2.128/25")",
-                  packet().to( "192.0.2.255" ), packet().to( "192.0.2.127" ) },
-            FieldCase{ "protocol", "L3", R"("IP_PROTOCOL": "47")", packet().protocol( 47 ),
-                  packet().protocol( 46 ) },
-            FieldCase{ "sourcePort", "L3", R"("L4_SRC_PORT": "1000")", packet().udp( 1000, 53 ),
-                  packet().udp( 1001, 53 ) },
-            FieldCase{ "portsOfTcp", "L3", R"("L4_DST_PORT": "443", "IP_PROTOCOL": "6")",
-                  packet().tcp( 9, 443 ), packet().udp( 9, 443 ) },
-            FieldCase{ "rangeLow", "L3", R"("L4_DST_PORT_RANGE": "1001-2002")",
-                  packet().udp( 9, 1001 ), packet().udp( 9, 1000 ) },
-            FieldCase{ "rangeHigh", "L3", R"("L4_SRC_PORT_RANGE": "1001-2002")",
-                  packet().udp( 2002, 9 ), packet().udp( 2003, 9 ) },
-            FieldCase{ "tcpFlags", "L3", R"("TCP_FLAGS": "0x02/0x12")", packet().tcp( 9, 9, 0x42 ),
-                  packet().tcp( 9, 9, 0x12 ) },
-            FieldCase{ "dscp", "L3", R"("DSCP": "46")", packet().tos( 46 << 2 | 1 ),
-                  packet().tos( 47 << 2 ) },
-            FieldCase{ "ecn", "L3", R"("ECN": "3")", packet().tos( 3 ), packet().tos( 2 ) },
-            FieldCase{ "icmp", "L3", R"("ICMP_TYPE": "3", "ICMP_CODE": "1")", packet().icmp( 3, 1 ),
-                  packet().icmp( 3, 0 ) },
-            FieldCase{ "vlan", "L3", R"("VLAN_ID": "20")", packet().vlan( 20 ),
-                  packet().vlan( 21 ) },
-            FieldCase{ "fragment", "L3", R"("IP_FRAG": "NON_HEAD")", packet().fragment( 2, true ),
-                  packet().fragment( 0, true ) },
-            FieldCase{ "source6", "L3V6", R"("SRC_IPV6": "2001:db8::/127")", packet6(),
-                  packet6().from( "2001:db8::2" ) },
-            FieldCase{ "destination6", "MIRRORV6", R"("DST_IPV6": "2001:db8::2/128")", packet6(),
-                  packet6().to( "2001:db8::3" ) },
-            FieldCase{ "port6", "L3V6", R"("L4_DST_PORT": "53", "NEXT_HEADER": "17")",
-                  packet6().udp( 9, 53 ), packet6().udp( 9, 54 ) },
-            FieldCase{ "icmp6", "L3V6", R"("ICMPV6_TYPE": "128")", packet6().icmp( 128, 0, 58 ),
-                  packet6().icmp( 129, 0, 58 ) },
-            FieldCase{ "notTheOtherFamily", "L3V6", "", packet6(), packet() },
-            FieldCase{ "mac", "MAC", R"("SRC_MAC": "02:00:00:00:00:10/ff:ff:ff:ff:ff:f0")",
-                  packet().macs( "02:00:00:00:00:1f", "02:00:00:00:00:02" ),
-                  packet().macs( "02:00:00:00:00:20", "02:00:00:00:00:02" ) },
-            FieldCase{ "etherType", "MAC", R"("ETHER_TYPE": "0x88b5")", packet().etherType( 0x88b5 ),
-                  packet().etherType( 0x88b6 ) } ),
-      []( const auto& field ) { return field.param.name; } );
-
 TEST( Fragments, followThePermitThatTheyMayBelongTo ) {
    Rig rig( filtered( "L3",
-         { { "T|web", 30, R"("L4_DST_PORT": "80", "IP_PROTOCOL": "6", "DST_IP": "10.0.0.2/32")" },
-               { "T|not", 20, R"("L4_DST_PORT": "81", "IP_PROTOCOL": "6", "DST_IP": "10.0.0.3/32")",
+         { { "T|web", 30,
+                 R"("L4_DST_PORT": "80", "IP_PROTOCOL": "6", "DST_IP": "10.0.0.2/32")" },
+               { "T|not", 20,
+                     R"("L4_DST_PORT": "81", "IP_PROTOCOL": "6", "DST_IP": "10.0.0.3/32")",
                      "" } } ) );
    auto part = []( uint16_t offset, bool more ) {
       return packet().tcp( 1, 80 ).fragment( offset, more );
@@ -199,7 +130,7 @@ TEST( AclOnAPortChannel, filtersWhatEveryMemberReceives ) {
 TEST( SeveralFilters, eachGiveTheirCopy ) {
    // The same packet for two sessions, by an ACL and by its port.
    Rig rig( network( fed( "a", "Ethernet20" ) + "," + fed( "b", "Ethernet24" ) + "," +
-                           span( "c", "Ethernet0", "Ethernet28", "RX" ),
+               span( "c", "Ethernet0", "Ethernet28", "RX" ),
          acls( table( "T", "L3", "Ethernet0" ) + "," + table( "U", "L3", "Ethernet0" ),
                { { "T|r", 10, R"("SRC_IP": "10.0.0.1/32")", "a" },
                      { "U|r", 10, R"("DST_IP": "10.0.0.2/32")", "b" } } ) ) );
@@ -214,8 +145,8 @@ TEST( SeveralFilters, eachGiveTheirCopy ) {
 
 TEST( OneDestination, takesPortsAndAclsOfEveryKindAtOnce ) {
    Rig rig( network( span( "s", "Ethernet4", "Ethernet20", "RX" ),
-         acls( table( "T4", "L3", "Ethernet0" ) + "," + table( "T6", "L3V6", "Ethernet0" ) + "," +
-                     table( "TM", "MAC", "Ethernet0" ),
+         acls( table( "T4", "L3", "Ethernet0" ) + "," + table( "T6", "L3V6", "Ethernet0" ) +
+                     "," + table( "TM", "MAC", "Ethernet0" ),
                { { "T4|r", 10, R"("SRC_IP": "10.0.0.1/32")" },
                      { "T6|r", 10, R"("SRC_IPV6": "2001:db8::1/128")" },
                      { "TM|deny", 20, R"("ETHER_TYPE": "0x0800")", "" },
@@ -234,7 +165,8 @@ TEST( SessionFilter, ofItsOwnIsAppliedToItsSources ) {
                                "src_port": "Ethernet0,Ethernet4", "acl": "T",
                                "match": "10.5.0.0/16>192.0.2.1, any>192.0.2.2" })",
          acls( table( "T", "L3", "" ),
-               { { "T|r", 10, R"("SRC_IP": "10.0.0.1/32", "PACKET_ACTION": "FORWARD")", "-" } } ) ) );
+               { { "T|r", 10, R"("SRC_IP": "10.0.0.1/32", "PACKET_ACTION": "FORWARD")",
+                     "-" } } ) ) );
    for ( const char* port : { "Ethernet0", "Ethernet4" } ) {
       EXPECT_TRUE( isCopied( rig, packet(), port ) );
       EXPECT_TRUE( isCopied( rig, packet().from( "10.5.7.7" ).to( "192.0.2.1" ), port ) );
@@ -276,39 +208,6 @@ TEST( AclEdit, reachesTheChipAtOnceAndTouchesNoOtherSession ) {
    EXPECT_EQ( rig.entriesUsed(), 0 );
 }
 
-TEST( FullTcam, takesAllOfAFilterOrNothingAndLogsOncePerGeneration ) {
-   Flitlog::recordsDelAll();
-   const std::string full = "KARVEL_MIRRORING_TCAM_RESOURCE_FULL";
-   Rig rig( network( "" ) );
-   ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 2 ) );
-   const std::string session = R"({ "type": "SPAN", "dst_port": "Ethernet20", "direction": "RX",
-        "src_port": "Ethernet0", "match": "any>192.0.2.1, any>192.0.2.2, any>192.0.2.3" })";
-   rig.set( "MIRROR_SESSION|s", session );
-   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
-   EXPECT_EQ( rig.entriesUsed(), 0 );
-   EXPECT_EQ( logged( full ), 1U );
-   EXPECT_FALSE( isCopied( rig, packet().to( "192.0.2.1" ) ) );
-   ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 3 ) );
-   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
-   EXPECT_TRUE( isCopied( rig, packet().to( "192.0.2.3" ) ) );
-   EXPECT_EQ( logged( full ), 1U );
-}
-
-TEST( RefusedInstall, leavesNothingAndIsTriedAgain ) {
-   Flitlog::recordsDelAll();
-   Rig rig( network( "" ) );
-   rig.runtime.fail( "bcm_field_entry_install", 2, 2 );
-   rig.set( "MIRROR_SESSION|s",
-         R"({ "type": "SPAN", "dst_port": "Ethernet20", "direction": "RX",
-              "src_port": "Ethernet0", "match": "any>192.0.2.1, any>192.0.2.2" })" );
-   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
-   EXPECT_EQ( rig.entriesUsed(), 0 );
-   EXPECT_EQ( logged( "KARVEL_MIRRORING_TCAM_RESOURCE_FULL" ), 1U );
-   rig.runtime.advance( 11 );
-   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
-   EXPECT_TRUE( isCopied( rig, packet().to( "192.0.2.2" ) ) );
-}
-
 TEST( FullTcam, ofAnAclIsToldAndRetried ) {
    Rig rig( network( "" ) );
    ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 3 ) );
@@ -332,9 +231,9 @@ TEST( ManyRules, costWorkForTheirOwnSessionOnly ) {
             std::vector< Rule > rules{ { "T|r", 10, R"("SRC_IP": "10.0.0.1/32")" } };
             for ( int i = 0; i < 500; ++i ) {
                rules.push_back( { "U|r" + std::to_string( i ), i + 1,
-                  R"("SRC_IP": "10.1.)" + std::to_string( i / 250 ) + "." +
-                        std::to_string( i % 250 ) + R"(/32")",
-                  "big" } );
+                     R"("SRC_IP": "10.1.)" + std::to_string( i / 250 ) + "." +
+                           std::to_string( i % 250 ) + R"(/32")",
+                     "big" } );
             }
             return rules;
          }() ) ) );
@@ -358,8 +257,10 @@ TEST( RefusedCalls, leaveNothingBehind ) {
    for ( const char* call : { "bcm_field_group_create", "bcm_field_group_destroy",
                "bcm_field_entry_create", "bcm_field_entry_destroy", "bcm_port_class_set" } ) {
       for ( const std::string& session : sessions ) {
-         Rig rig( network( "", acls( table( "T", "L3", "" ),
-               { { "T|r", 10, R"("DST_IP": "10.0.0.2/32", "PACKET_ACTION": "FORWARD")", "-" } } ) ) );
+         Rig rig( network( "",
+               acls( table( "T", "L3", "" ),
+                     { { "T|r", 10, R"("DST_IP": "10.0.0.2/32", "PACKET_ACTION": "FORWARD")",
+                           "-" } } ) ) );
          rig.runtime.fail( call, 1, 2 );
          rig.set( "MIRROR_SESSION|s", session );
          rig.del( "MIRROR_SESSION|s" );

@@ -10,19 +10,15 @@
 #include "Platform/Plix/EthAddr.h"
 #include "Platform/Plix/Ip6Addr.h"
 #include "Platform/Plix/IpAddr.h"
+#include "Tests/Frames.h"
 
 namespace Scenario {
 
-using Bytes = std::vector< uint8_t >;
-
-inline Bytes operator+( Bytes left, const Bytes& right ) {
-   left.insert( left.end(), right.begin(), right.end() );
-   return left;
-}
+using Frames::Bytes;
+using Frames::operator+;
 
 class Packet {
  public:
-
    Packet& from( const std::string& address ) { return set( src_, address ); }
    Packet& to( const std::string& address ) { return set( dst_, address ); }
    Packet& macs( const std::string& source, const std::string& destination ) {
@@ -53,78 +49,61 @@ class Packet {
       return *this;
    }
    Packet& udp( uint16_t source, uint16_t destination ) {
-      protocol_ = 17;
-      layer4_ = be16( source ) + be16( destination ) + be16( 16 ) + be16( 0 );
-      return *this;
+      return protocol( 17 ).carries(
+            Frames::be16( source ) + Frames::be16( destination ) + Bytes{ 0, 16, 0, 0 } );
    }
    Packet& tcp( uint16_t source, uint16_t destination, uint8_t flags = 0x10 ) {
-      protocol_ = 6;
-      layer4_ = be16( source ) + be16( destination ) + Bytes{ 0, 0, 0, 1, 0, 0, 0, 1, 0x50, flags } +
-                be16( 1024 ) + Bytes( 4, 0 );
-      return *this;
+      return protocol( 6 ).carries( Frames::tcp( source, destination, flags ) );
    }
-   Packet& icmp( uint8_t type, uint8_t code, uint8_t protocol = 1 ) {
-      protocol_ = protocol;
-      layer4_ = Bytes{ type, code, 0, 0, 0, 0, 0, 0 };
-      return *this;
+   Packet& icmp( uint8_t type, uint8_t code, uint8_t number = 1 ) {
+      return protocol( number ).carries( Bytes{ type, code, 0, 0, 0, 0, 0, 0 } );
    }
 
    Bytes bytes() const {
-      const bool isV6 = src_.find( ':' ) != std::string::npos;
-      Bytes result = mac( dstMac_ ) + mac( srcMac_ );
+      const bool isIp6 = src_.find( ':' ) != std::string::npos;
+      Bytes result = bytesOf< Plix::EthAddr >( dstMac_ ) + bytesOf< Plix::EthAddr >( srcMac_ );
       if ( vlan_ ) {
-         result = result + be16( 0x8100 ) + be16( vlan_ );
+         result = result + Frames::tag( vlan_ );
       }
       if ( etherType_ ) {
-         result = result + be16( etherType_ );
+         result = result + Frames::be16( etherType_ );
       } else {
-         result = result + be16( isV6 ? 0x86dd : 0x0800 ) + ( isV6 ? ip6() : ip4() );
+         result = result + Frames::be16( isIp6 ? Frames::ip6Type : Frames::ip4Type ) +
+               ( isIp6 ? ip6() : ip4() );
       }
       result.resize( std::max< size_t >( result.size(), 64 ) );
       return result;
    }
 
  private:
-   static Bytes be16( uint16_t value ) {
-      return { static_cast< uint8_t >( value >> 8 ), static_cast< uint8_t >( value ) };
-   }
-   static Bytes mac( const std::string& text ) {
-      const auto bytes = Plix::EthAddr::fromString( text )->bytes();
+   template < typename Address >
+   static Bytes bytesOf( const std::string& text ) {
+      const auto bytes = Address::fromString( text )->bytes();
       return Bytes( bytes.begin(), bytes.end() );
    }
    Packet& set( std::string& place, const std::string& value ) {
       place = value;
       return *this;
    }
+   Packet& carries( const Bytes& layer4 ) {
+      layer4_ = layer4;
+      return *this;
+   }
    Bytes ip4() const {
-      auto address = []( const std::string& text ) {
-         const uint32_t value = Plix::IpAddr::fromString( text )->value();
-         return be16( static_cast< uint16_t >( value >> 16 ) ) +
-                be16( static_cast< uint16_t >( value ) );
-      };
-      const auto length = static_cast< uint16_t >( 20 + layer4_.size() );
-      const auto fragment = static_cast< uint16_t >( offset_ | ( more_ ? 0x2000 : 0 ) );
-      return Bytes{ 0x45, tos_ } + be16( length ) + be16( 7 ) + be16( fragment ) +
-             Bytes{ 64, protocol_, 0, 0 } + address( src_ ) + address( dst_ ) + layer4_;
+      const uint32_t fragment = offset_ | ( more_ ? 0x2000U : 0U );
+      return Frames::ip4( protocol_, layer4_, fragment, {}, tos_,
+            Plix::IpAddr::fromString( src_ )->value(),
+            Plix::IpAddr::fromString( dst_ )->value() );
    }
    Bytes ip6() const {
-      auto address = []( const std::string& text ) {
-         const auto bytes = Plix::Ip6Addr::fromString( text )->bytes();
-         return Bytes( bytes.begin(), bytes.end() );
-      };
-      const bool isFragment = offset_ != 0 || more_;
-      const auto length = static_cast< uint16_t >( layer4_.size() + ( isFragment ? 8 : 0 ) );
-      Bytes header{ static_cast< uint8_t >( 0x60 | tos_ >> 4 ),
-         static_cast< uint8_t >( tos_ << 4 ), 0, 0 };
-      header = header + be16( length ) +
-               Bytes{ isFragment ? uint8_t{ 44 } : protocol_, uint8_t{ 64 } } +
-               address( src_ ) + address( dst_ );
-      if ( isFragment ) {
-         header = header + Bytes{ protocol_, 0 } +
-                  be16( static_cast< uint16_t >( offset_ << 3 | ( more_ ? 1 : 0 ) ) ) +
-                  Bytes{ 0, 0, 0, 9 };
+      constexpr uint8_t fragmentHeader = 44;
+      const Bytes from = bytesOf< Plix::Ip6Addr >( src_ );
+      const Bytes to = bytesOf< Plix::Ip6Addr >( dst_ );
+      if ( offset_ == 0 && !more_ ) {
+         return Frames::ip6( protocol_, layer4_, tos_, from, to );
       }
-      return header + layer4_;
+      return Frames::ip6( fragmentHeader,
+            Frames::fragment6( protocol_, offset_, more_ ) + layer4_, tos_, from, to );
    }
 
    std::string src_ = "10.0.0.1";

@@ -9,16 +9,17 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <set>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
+#include "Agent/Live/LiveAgent.h"
 #include "Agent/Runtime/Runtime.h"
+#include "Tests/Frames.h"
 
 namespace Scenario {
 
-using Bytes = std::vector< uint8_t >;
+using Frames::Bytes;
 
 // A file that goes with its object.
 class TemporaryFile {
@@ -26,8 +27,8 @@ class TemporaryFile {
    explicit TemporaryFile( const std::string& text ) {
       static int number = 0;
       path_ = std::filesystem::temp_directory_path() /
-              ( "karvel-" + std::to_string( getpid() ) + "-" + std::to_string( ++number ) +
-                    ".json" );
+            ( "karvel-" + std::to_string( getpid() ) + "-" + std::to_string( ++number ) +
+                  ".json" );
       std::ofstream( path_ ) << text;
    }
    ~TemporaryFile() { std::filesystem::remove( path_ ); }
@@ -51,8 +52,9 @@ inline Bytes frame( uint8_t source, uint8_t destination, uint16_t vlan = 0, uint
    bytes.reserve( 64 );
    bytes.assign( { 2, 0, 0, 0, 0, destination, 2, 0, 0, 0, 0, source } );
    if ( vlan ) {
-      bytes.insert( bytes.end(), { 0x81, 0x00, static_cast< uint8_t >( vlan >> 8 ),
-                                       static_cast< uint8_t >( vlan ) } );
+      bytes.insert( bytes.end(),
+            { 0x81, 0x00, static_cast< uint8_t >( vlan >> 8 ),
+                  static_cast< uint8_t >( vlan ) } );
    }
    bytes.insert( bytes.end(), { 0x88, 0xb5, tag } ); // local experimental EtherType
    bytes.resize( 64 );
@@ -68,20 +70,14 @@ class Collector : public ChipModel::FrameSink {
       Bytes bytes;
    };
    void sent( const ChipModel::SentFrame& out ) override {
-      all.push_back(
-            { out.kind, out.port, Bytes( out.frame.data, out.frame.data + out.frame.length ) } );
+      all.push_back( { out.kind, out.port,
+            Bytes( out.frame.data, out.frame.data + out.frame.length ) } );
    }
    std::vector< Sent > all;
 };
 
-// What a user could see of a scenario, in lines.
-using Transcript = std::vector< std::string >;
-
 class Rig {
  public:
-   // While there is a recorder: what leaves the chips for each frame, the sessions after each
-   // change, and at the end, after all sessions were withdrawn, what is left in the chips.
-   static inline Transcript* recorder = nullptr;
    static inline std::string defaultProfile; // of rigs that name none
 
    explicit Rig( const std::string& json, const std::string& profile = defaultProfile )
@@ -91,10 +87,12 @@ class Rig {
       for ( const Agent::Diagnostic& error : loaded.errors ) {
          ADD_FAILURE() << error.toString();
       }
-      recordSessions();
    }
+   // When all sessions have been withdrawn, nothing is left in the chips.
    ~Rig() {
-      recordEnd();
+      runtime.withdraw();
+      EXPECT_EQ( Agent::leftIn( runtime.chips().control().state( 0 ) ),
+            std::vector< std::string >() );
       runtime.chips().control().sinkIs( nullptr );
    }
 
@@ -102,15 +100,12 @@ class Rig {
    void send( const std::string& port, const Bytes& bytes ) {
       const Agent::PortConfig& config = runtime.configuration().ports.at( port );
       const auto length = static_cast< uint32_t >( bytes.size() );
-      const size_t before = collector_.all.size();
       runtime.receive( config.unit, config.chipPort, { 1, bytes.data(), length, length } );
-      recordSent( port, before );
    }
    // The mirror copies that left a port since they were last asked for, there or at any port.
    std::vector< Bytes > copies( const std::string& port ) {
-      return take( port, []( ChipModel::CopyKind kind ) {
-         return kind != ChipModel::CopyKind::forwarded;
-      } );
+      return take( port,
+            []( ChipModel::CopyKind kind ) { return kind != ChipModel::CopyKind::forwarded; } );
    }
    size_t copyCount( const std::string& port ) { return copies( port ).size(); }
    void forget() { collector_.all.clear(); }
@@ -120,13 +115,11 @@ class Rig {
       for ( const Agent::Diagnostic& error : runtime.set( entry, json, {} ).errors ) {
          ADD_FAILURE() << error.toString();
       }
-      recordSessions();
    }
    void del( const std::string& entry ) {
       for ( const Agent::Diagnostic& error : runtime.del( entry, {} ).errors ) {
          ADD_FAILURE() << error.toString();
       }
-      recordSessions();
    }
 
    Agent::SessionState session( const std::string& name ) const {
@@ -156,58 +149,6 @@ class Rig {
    }
 
  private:
-   // In the order of the ports: that of the copies of one frame is the chip's own.
-   void recordSent( const std::string& from, size_t before ) {
-      if ( !recorder ) {
-         return;
-      }
-      std::multiset< std::string > lines;
-      for ( size_t i = before; i < collector_.all.size(); ++i ) {
-         const Collector::Sent& sent = collector_.all[ i ];
-         std::string line = from + " > " + runtime.portName( 0, sent.port ) + " kind " +
-                            std::to_string( static_cast< int >( sent.kind ) ) + ":";
-         for ( uint8_t byte : sent.bytes ) {
-            line += " " + std::to_string( byte );
-         }
-         lines.insert( line );
-      }
-      recorder->insert( recorder->end(), lines.begin(), lines.end() );
-   }
-   void recordSessions() {
-      if ( !recorder ) {
-         return;
-      }
-      for ( const Agent::SessionState& state : runtime.sessions() ) {
-         std::string line = state.config->name + " phase " +
-                            std::to_string( static_cast< int >( state.phase ) ) + " " +
-                            state.reason;
-         for ( const Agent::HeldDestination& held : state.held ) {
-            line += " mirror " + held.mtp.toString() + " " + Zol::toString( held.status );
-         }
-         recorder->push_back( line + ", " + std::to_string( entriesUsed() ) + " entries" );
-      }
-   }
-   void recordEnd() {
-      if ( !recorder ) {
-         return;
-      }
-      recordSessions();
-      std::vector< std::string > names;
-      for ( const Agent::SessionState& state : runtime.sessions() ) {
-         names.push_back( state.config->name );
-      }
-      for ( const std::string& name : names ) {
-         del( "MIRROR_SESSION|" + name );
-      }
-      const ChipModel::ChipState chip = runtime.chips().control().state( 0 );
-      uint32_t classBits = 0;
-      for ( const ChipModel::PortState& port : chip.ports ) {
-         classBits |= port.classBits;
-      }
-      recorder->push_back( "left: " + std::to_string( chip.entries.size() ) + " entries, " +
-                           std::to_string( chip.groups.size() ) + " groups, classes " +
-                           std::to_string( classBits ) );
-   }
    template < typename Wanted >
    std::vector< Bytes > take( const std::string& port, Wanted wanted ) {
       const int number = runtime.configuration().ports.at( port ).chipPort;
@@ -249,13 +190,13 @@ inline std::string network( const std::string& sessions, const std::string& more
     "Vlan20|Ethernet0": { "tagging_mode": "tagged" },
     "Vlan20|Ethernet8": { "tagging_mode": "tagged" } },
   "MIRROR_SESSION": { )" +
-          sessions + " }" + ( more.empty() ? "" : ", " + more ) + " }";
+         sessions + " }" + ( more.empty() ? "" : ", " + more ) + " }";
 }
 
 inline std::string span( const std::string& name, const std::string& sources,
       const std::string& destination, const std::string& direction ) {
    return "\"" + name + "\": { \"type\": \"SPAN\", \"src_port\": \"" + sources +
-          "\", \"dst_port\": \"" + destination + "\", \"direction\": \"" + direction + "\" }";
+         "\", \"dst_port\": \"" + destination + "\", \"direction\": \"" + direction + "\" }";
 }
 
 } // namespace Scenario
