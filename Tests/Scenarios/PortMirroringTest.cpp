@@ -1,7 +1,7 @@
 // Port mirroring as a user sees it: a configuration, frames in, copies out. Most scenarios are
-// played on chips of both generations of the TCAM interface, with and without port classes, which
-// must not show.
+// played on chips of both generations of the TCAM interface, which must not show.
 
+#include "Tests/Scenarios/BothGenerations.h"
 #include "Tests/Scenarios/Scenario.h"
 
 namespace Scenario {
@@ -9,16 +9,7 @@ namespace Scenario {
 using Agent::SessionPhase;
 using ChipModel::SdkCall;
 
-class PortMirroring : public ::testing::TestWithParam< std::string > {
- protected:
-   PortMirroring() { Rig::defaultProfile = GetParam(); }
-   ~PortMirroring() override { Rig::defaultProfile.clear(); }
-};
-INSTANTIATE_TEST_SUITE_P( Generations, PortMirroring,
-      ::testing::Values( "trident3", "trident2", "tomahawk3", "tomahawk4" ),
-      []( const auto& chip ) { return chip.param; } );
-
-TEST_P( PortMirroring, ingressCopiesWhatASourcePortReceivesAndNothingElse ) {
+PORT_SCENARIO( IngressMirroring, copiesWhatASourcePortReceivesAndNothingElse ) {
    Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) ) );
    EXPECT_EQ( rig.session( "in" ).phase, SessionPhase::active );
    const Bytes tagged = frame( 1, 2, 20, 7 );
@@ -31,7 +22,7 @@ TEST_P( PortMirroring, ingressCopiesWhatASourcePortReceivesAndNothingElse ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
 }
 
-TEST_P( PortMirroring, egressCopiesWhatASourcePortSendsAsItIsSent ) {
+PORT_SCENARIO( EgressMirroring, copiesWhatASourcePortSendsAsItIsSent ) {
    Rig rig( network( span( "out", "Ethernet8", "Ethernet20", "TX" ) ) );
    rig.send( "Ethernet8", frame( 3, 9, 10 ) ); // the switch learns where 3 is
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
@@ -49,7 +40,7 @@ TEST_P( PortMirroring, egressCopiesWhatASourcePortSendsAsItIsSent ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
 }
 
-TEST_P( PortMirroring, egressOfAPortChannelFollowsWhateverMemberHashingChooses ) {
+PORT_SCENARIO( EgressMirroring, ofAPortChannelFollowsWhateverMemberHashingChooses ) {
    Rig rig( network( span( "up", "PortChannel1", "Ethernet20", "TX" ) ) );
    size_t expected = 0;
    std::map< int, size_t > byMember;
@@ -70,7 +61,7 @@ TEST_P( PortMirroring, egressOfAPortChannelFollowsWhateverMemberHashingChooses )
    EXPECT_EQ( rig.entries().size(), 1U ) << "one entry matches the trunk";
 }
 
-TEST_P( PortMirroring, ingressOfAPortChannelCopiesFromEveryMember ) {
+PORT_SCENARIO( IngressMirroring, ofAPortChannelCopiesFromEveryMember ) {
    Rig rig( network( span( "up", "PortChannel1", "Ethernet20", "RX" ) ) );
    rig.send( "Ethernet12", frame( 5, 1 ) );
    rig.send( "Ethernet16", frame( 6, 1 ) );
@@ -84,13 +75,20 @@ TEST_P( PortMirroring, ingressOfAPortChannelCopiesFromEveryMember ) {
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
 }
 
-TEST_P( PortMirroring, severalSessionsOfOneSourceEachGetTheirCopy ) {
-   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "BOTH" ) + "," +
-         span( "b", "Ethernet0,Ethernet4", "Ethernet24", "RX" ) + "," +
-         span( "c", "Ethernet4", "Ethernet28", "TX" ) ) );
-   EXPECT_EQ( rig.session( "a" ).held.size(), 2U );
-   rig.send( "Ethernet4", frame( 2, 9 ) ); // flooded, by Ethernet0, too
+PORT_SCENARIO( BothDirections, takeTwoDestinationsAndCopyInAndOut ) {
+   Rig rig( network( span( "both", "Ethernet0", "Ethernet20", "BOTH" ) ) );
+   EXPECT_EQ( rig.session( "both" ).held.size(), 2U );
+   rig.send( "Ethernet0", frame( 1, 2 ) );
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+   rig.send( "Ethernet4", frame( 2, 1 ) );
+   EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
+}
+
+PORT_SCENARIO( SeveralSessions, ofOneSourceEachGetTheirCopy ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
+                     span( "b", "Ethernet0,Ethernet4", "Ethernet24", "RX" ) + "," +
+                     span( "c", "Ethernet4", "Ethernet28", "TX" ) ) );
+   rig.send( "Ethernet4", frame( 2, 9 ) );
    rig.forget();
    rig.send( "Ethernet0", frame( 1, 2 ) );
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
@@ -98,13 +96,12 @@ TEST_P( PortMirroring, severalSessionsOfOneSourceEachGetTheirCopy ) {
    EXPECT_EQ( rig.copyCount( "Ethernet28" ), 1U );
 }
 
-TEST_P( PortMirroring, destinationMayBeAPortChannel ) {
+PORT_SCENARIO( Destination, mayBeAPortChannel ) {
    const std::string channel = R"({
      "PORT": { "Ethernet0": {}, "Ethernet4": {}, "Ethernet8": {} },
      "PORTCHANNEL": { "PortChannel7": {} },
      "PORTCHANNEL_MEMBER": { "PortChannel7|Ethernet4": {}, "PortChannel7|Ethernet8": {} },
-     "MIRROR_SESSION": { )" +
-         span( "in", "Ethernet0", "PortChannel7", "RX" ) + "} }";
+     "MIRROR_SESSION": { )" + span( "in", "Ethernet0", "PortChannel7", "RX" ) + "} }";
    Rig rig( channel );
    for ( uint8_t flow = 1; flow < 40; ++flow ) {
       rig.send( "Ethernet0", frame( flow, 99 ) );
@@ -116,20 +113,15 @@ TEST_P( PortMirroring, destinationMayBeAPortChannel ) {
    EXPECT_GT( second, 0U );
 }
 
-static std::string spanJson( const std::string& sources, const std::string& destination,
-      const std::string& direction = "RX" ) {
-   return "{\"type\":\"SPAN\",\"src_port\":\"" + sources + "\",\"dst_port\":\"" + destination +
-         "\",\"direction\":\"" + direction + "\"}";
-}
-
 // --- Changes ------------------------------------------------------------------------------
 
-TEST_P( PortMirroring, changedSourcesAreFollowedAtTheNextFrameAndLeaveOthersAlone ) {
+PORT_SCENARIO( ChangedSources, areFollowedAtTheNextFrameAndLeaveOthersAlone ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
-         span( "b", "Ethernet4", "Ethernet24", "RX" ) ) );
+                     span( "b", "Ethernet4", "Ethernet24", "RX" ) ) );
    const std::vector< int > others = rig.entries( "mirror1" );
    ASSERT_EQ( others.size(), 1U );
-   rig.set( "MIRROR_SESSION|a", spanJson( "Ethernet8", "Ethernet20" ) );
+   rig.set( "MIRROR_SESSION|a",
+         R"({"type":"SPAN","src_port":"Ethernet8","dst_port":"Ethernet20","direction":"RX"})" );
    rig.send( "Ethernet0", frame( 1, 2 ) );
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
    rig.send( "Ethernet8", frame( 3, 2, 10 ) );
@@ -138,9 +130,10 @@ TEST_P( PortMirroring, changedSourcesAreFollowedAtTheNextFrameAndLeaveOthersAlon
    EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
 }
 
-TEST_P( PortMirroring, changedDirectionWithdrawsTheDestinationAndPublishesItAnew ) {
+PORT_SCENARIO( ChangedDirection, withdrawsTheDestinationAndPublishesItAnew ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
-   rig.set( "MIRROR_SESSION|a", spanJson( "Ethernet0", "Ethernet20", "TX" ) );
+   rig.set( "MIRROR_SESSION|a",
+         R"({"type":"SPAN","src_port":"Ethernet0","dst_port":"Ethernet20","direction":"TX"})" );
    EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
    rig.send( "Ethernet0", frame( 1, 2 ) );
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
@@ -148,19 +141,20 @@ TEST_P( PortMirroring, changedDirectionWithdrawsTheDestinationAndPublishesItAnew
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
 }
 
-TEST_P( PortMirroring, changedTargetMovesTheCopiesWithoutTouchingEntries ) {
+PORT_SCENARIO( ChangedTarget, movesTheCopiesWithoutTouchingEntries ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    const std::vector< int > before = rig.entries();
-   rig.set( "MIRROR_SESSION|a", spanJson( "Ethernet0", "Ethernet24" ) );
+   rig.set( "MIRROR_SESSION|a",
+         R"({"type":"SPAN","src_port":"Ethernet0","dst_port":"Ethernet24","direction":"RX"})" );
    rig.send( "Ethernet0", frame( 1, 2 ) );
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
    EXPECT_EQ( rig.copyCount( "Ethernet24" ), 1U );
    EXPECT_EQ( rig.entries(), before );
 }
 
-TEST_P( PortMirroring, removedSessionLeavesNoCopyNoEntryAndNoStatus ) {
+PORT_SCENARIO( RemovedSession, leavesNoCopyNoEntryAndNoStatus ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
-         span( "b", "Ethernet4", "Ethernet24", "BOTH" ) ) );
+                     span( "b", "Ethernet4", "Ethernet24", "BOTH" ) ) );
    rig.del( "MIRROR_SESSION|a" );
    rig.send( "Ethernet0", frame( 1, 2 ) );
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
@@ -178,6 +172,15 @@ TEST_P( PortMirroring, removedSessionLeavesNoCopyNoEntryAndNoStatus ) {
    }
 }
 
+PORT_SCENARIO( UnchangedConfiguration, costsNoSdkCall ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
+   const uint64_t before = rig.runtime.chips().control().gate().calls();
+   rig.set( "MIRROR_SESSION|a",
+         R"({"type":"SPAN","src_port":"Ethernet0","dst_port":"Ethernet20","direction":"RX"})" );
+   rig.runtime.advance( 60 );
+   EXPECT_EQ( rig.runtime.chips().control().gate().calls(), before );
+}
+
 TEST( OneChangedSource, costsTheSameCallsAmongManyAsAmongFew ) {
    auto callsFor = []( int sources, const std::string& profile ) {
       std::string ports = "\"Ethernet0\": {}";
@@ -187,10 +190,12 @@ TEST( OneChangedSource, costsTheSameCallsAmongManyAsAmongFew ) {
          list += i > 1 && i <= sources ? ",Ethernet" + std::to_string( i ) : "";
       }
       Rig rig( "{ \"PORT\": {" + ports + "}, \"MIRROR_SESSION\": {" +
-                  span( "a", list, "Ethernet0", "RX" ) + "} }",
+                     span( "a", list, "Ethernet0", "RX" ) + "} }",
             profile );
       const uint64_t before = rig.runtime.chips().control().gate().calls();
-      rig.set( "MIRROR_SESSION|a", spanJson( list + ",Ethernet100", "Ethernet0" ) );
+      rig.set( "MIRROR_SESSION|a",
+            "{\"type\":\"SPAN\",\"src_port\":\"" + list +
+                  ",Ethernet100\",\"dst_port\":\"Ethernet0\",\"direction\":\"RX\"}" );
       rig.send( "Ethernet100", frame( 1, 2 ) );
       EXPECT_EQ( rig.copyCount( "Ethernet0" ), 1U );
       return rig.runtime.chips().control().gate().calls() - before;
@@ -202,11 +207,11 @@ TEST( OneChangedSource, costsTheSameCallsAmongManyAsAmongFew ) {
 
 // --- Limits -------------------------------------------------------------------------------
 
-TEST_P( PortMirroring, destinationsBeyondTheChipsFourAreRefusedWithTheNamesOfTheHolders ) {
+PORT_SCENARIO( Destinations, beyondTheChipsFourAreRefusedWithTheNamesOfTheHolders ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "BOTH" ) + "," +
-         span( "b", "Ethernet4", "Ethernet24", "RX" ) + "," +
-         span( "c", "Ethernet8", "Ethernet28", "BOTH" ) + "," +
-         span( "d", "Ethernet8", "Ethernet32", "TX" ) ) );
+                     span( "b", "Ethernet4", "Ethernet24", "RX" ) + "," +
+                     span( "c", "Ethernet8", "Ethernet28", "BOTH" ) + "," +
+                     span( "d", "Ethernet8", "Ethernet32", "TX" ) ) );
    EXPECT_EQ( rig.session( "c" ).phase, SessionPhase::refused );
    EXPECT_EQ( rig.session( "c" ).reason,
          "needs 2 of the chip's 4 mirror destinations; 1 free, held by a (2), b" );
@@ -215,12 +220,13 @@ TEST_P( PortMirroring, destinationsBeyondTheChipsFourAreRefusedWithTheNamesOfThe
    EXPECT_EQ( rig.session( "c" ).phase, SessionPhase::active );
 }
 
-TEST_P( PortMirroring, fullTcamFailsTheDestinationWholeAndLetsOthersBe ) {
+PORT_SCENARIO( FullTcam, failsTheDestinationWholeAndLetsOthersBe ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    const std::vector< int > others = rig.entries();
    ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 2 ) );
    // Two sources are two egress entries; one is left.
-   rig.set( "MIRROR_SESSION|b", spanJson( "Ethernet4,Ethernet8", "Ethernet24", "TX" ) );
+   rig.set( "MIRROR_SESSION|b",
+         R"({"type":"SPAN","src_port":"Ethernet4,Ethernet8","dst_port":"Ethernet24","direction":"TX"})" );
    const Agent::SessionState failed = rig.session( "b" );
    EXPECT_EQ( failed.phase, SessionPhase::failed );
    ASSERT_EQ( failed.held.size(), 1U );
@@ -238,10 +244,11 @@ TEST_P( PortMirroring, fullTcamFailsTheDestinationWholeAndLetsOthersBe ) {
    EXPECT_EQ( rig.copyCount( "Ethernet24" ), 2U ) << "flooded to both sources";
 }
 
-TEST_P( PortMirroring, fullTcamWhoseRoomReturnsByTimeIsTriedAgain ) {
+PORT_SCENARIO( FullTcam, whoseRoomReturnsByTimeIsTriedAgain ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
    ASSERT_FALSE( rig.runtime.fail( "bcm_field_entry_create", 1, 1 ) );
-   rig.set( "MIRROR_SESSION|b", spanJson( "Ethernet4", "Ethernet24" ) );
+   rig.set( "MIRROR_SESSION|b",
+         R"({"type":"SPAN","src_port":"Ethernet4","dst_port":"Ethernet24","direction":"RX"})" );
    EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::failed );
    EXPECT_EQ( rig.session( "b" ).held[ 0 ].status, KarvelMirror::ProgramStatus::failed );
    rig.runtime.advance( 11 );
@@ -250,10 +257,11 @@ TEST_P( PortMirroring, fullTcamWhoseRoomReturnsByTimeIsTriedAgain ) {
    EXPECT_EQ( rig.copyCount( "Ethernet24" ), 1U );
 }
 
-TEST_P( PortMirroring, refusedMirrorDestinationFailsItsSessionAndIsTriedAgain ) {
+PORT_SCENARIO( RefusedMirrorDestination, failsItsSessionAndIsTriedAgain ) {
    Rig rig( network( "" ) );
    ASSERT_FALSE( rig.runtime.fail( "bcm_mirror_destination_set", 1, 1 ) );
-   rig.set( "MIRROR_SESSION|a", spanJson( "Ethernet0", "Ethernet20" ) );
+   rig.set( "MIRROR_SESSION|a",
+         R"({"type":"SPAN","src_port":"Ethernet0","dst_port":"Ethernet20","direction":"RX"})" );
    EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::failed );
    rig.runtime.advance( 11 );
    EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
@@ -267,7 +275,7 @@ class EveryChip : public ::testing::TestWithParam< std::string > {};
 
 TEST_P( EveryChip, mirrorsAlike ) {
    Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) + "," +
-                  span( "out", "Ethernet4,PortChannel1", "Ethernet24", "TX" ) ),
+                     span( "out", "Ethernet4,PortChannel1", "Ethernet24", "TX" ) ),
          GetParam() );
    rig.send( "Ethernet0", frame( 1, 2 ) ); // flooded: Ethernet4 and one member
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
@@ -314,8 +322,8 @@ TEST( TwoChips, doNotTouchEachOther ) {
                       "Vlan10|Ethernet100": { "tagging_mode": "untagged" },
                       "Vlan10|Ethernet104": { "tagging_mode": "untagged" } },
      "MIRROR_SESSION": { )" +
-         span( "one", "Ethernet0", "Ethernet8", "RX" ) + "," +
-         span( "two", "Ethernet104", "Ethernet108", "TX" ) + "} }" );
+            span( "one", "Ethernet0", "Ethernet8", "RX" ) + "," +
+            span( "two", "Ethernet104", "Ethernet108", "TX" ) + "} }" );
    rig.send( "Ethernet0", frame( 1, 2 ) );
    rig.send( "Ethernet100", frame( 1, 2 ) );
    size_t copies = 0;
@@ -329,5 +337,34 @@ TEST( TwoChips, doNotTouchEachOther ) {
    EXPECT_EQ( rig.entriesUsed( 0 ), 0 );
    EXPECT_EQ( rig.entriesUsed( 1 ), 1 );
 }
+
+// --- Generations --------------------------------------------------------------------------
+
+// A chip that is programmed directly, and its like that is programmed by requests.
+struct Generations {
+   const char* name;
+   const char* direct;
+   const char* byRequest;
+};
+
+class BothGenerations
+      : public ::testing::TestWithParam< std::tuple< PortScenario, Generations > > {};
+
+TEST_P( BothGenerations, mirrorTheSame ) {
+   const auto& [ scenario, chips ] = GetParam();
+   const Transcript direct = play( scenario, chips.direct );
+   const Transcript byRequest = play( scenario, chips.byRequest );
+   EXPECT_EQ( direct, byRequest );
+   EXPECT_FALSE( direct.empty() );
+}
+
+INSTANTIATE_TEST_SUITE_P( Scenarios, BothGenerations,
+      ::testing::Combine( ::testing::ValuesIn( portScenarios() ),
+            ::testing::Values( Generations{ "portClasses", "trident3", "tomahawk3" },
+                  Generations{ "portBitmaps", "trident2", "tomahawk4" } ) ),
+      []( const auto& test ) {
+         return std::string( std::get< 0 >( test.param ).name ) + "_" +
+                std::get< 1 >( test.param ).name;
+      } );
 
 } // namespace Scenario

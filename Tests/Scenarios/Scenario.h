@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -76,8 +77,14 @@ class Collector : public ChipModel::FrameSink {
    std::vector< Sent > all;
 };
 
+// What a user could see of a scenario, in lines.
+using Transcript = std::vector< std::string >;
+
 class Rig {
  public:
+   // While there is a recorder: what leaves the chips for each frame, and the sessions after each
+   // change.
+   static inline Transcript* recorder = nullptr;
    static inline std::string defaultProfile; // of rigs that name none
 
    explicit Rig( const std::string& json, const std::string& profile = defaultProfile )
@@ -87,6 +94,7 @@ class Rig {
       for ( const Agent::Diagnostic& error : loaded.errors ) {
          ADD_FAILURE() << error.toString();
       }
+      recordSessions();
    }
    // When all sessions have been withdrawn, nothing is left in the chips.
    ~Rig() {
@@ -100,7 +108,9 @@ class Rig {
    void send( const std::string& port, const Bytes& bytes ) {
       const Agent::PortConfig& config = runtime.configuration().ports.at( port );
       const auto length = static_cast< uint32_t >( bytes.size() );
+      const size_t before = collector_.all.size();
       runtime.receive( config.unit, config.chipPort, { 1, bytes.data(), length, length } );
+      recordSent( port, before );
    }
    // The mirror copies that left a port since they were last asked for, there or at any port.
    std::vector< Bytes > copies( const std::string& port ) {
@@ -115,11 +125,13 @@ class Rig {
       for ( const Agent::Diagnostic& error : runtime.set( entry, json, {} ).errors ) {
          ADD_FAILURE() << error.toString();
       }
+      recordSessions();
    }
    void del( const std::string& entry ) {
       for ( const Agent::Diagnostic& error : runtime.del( entry, {} ).errors ) {
          ADD_FAILURE() << error.toString();
       }
+      recordSessions();
    }
 
    Agent::SessionState session( const std::string& name ) const {
@@ -149,6 +161,37 @@ class Rig {
    }
 
  private:
+   // In the order of the ports: that of the copies of one frame is the chip's own.
+   void recordSent( const std::string& from, size_t before ) {
+      if ( !recorder ) {
+         return;
+      }
+      std::multiset< std::string > lines;
+      for ( size_t i = before; i < collector_.all.size(); ++i ) {
+         const Collector::Sent& sent = collector_.all[ i ];
+         std::string line = from + " > " + runtime.portName( 0, sent.port ) + " kind " +
+                            std::to_string( static_cast< int >( sent.kind ) ) + ":";
+         for ( uint8_t byte : sent.bytes ) {
+            line += " " + std::to_string( byte );
+         }
+         lines.insert( line );
+      }
+      recorder->insert( recorder->end(), lines.begin(), lines.end() );
+   }
+   void recordSessions() {
+      if ( !recorder ) {
+         return;
+      }
+      for ( const Agent::SessionState& state : runtime.sessions() ) {
+         std::string line = state.config->name + " phase " +
+                            std::to_string( static_cast< int >( state.phase ) ) + " " +
+                            state.reason;
+         for ( const Agent::HeldDestination& held : state.held ) {
+            line += " mirror " + held.mtp.toString() + " " + Zol::toString( held.status );
+         }
+         recorder->push_back( line + ", " + std::to_string( entriesUsed() ) + " entries" );
+      }
+   }
    template < typename Wanted >
    std::vector< Bytes > take( const std::string& port, Wanted wanted ) {
       const int number = runtime.configuration().ports.at( port ).chipPort;
