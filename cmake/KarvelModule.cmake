@@ -10,7 +10,7 @@ if( CMAKE_CXX_COMPILER_ID STREQUAL "GNU" )
 endif()
 if( KARVEL_SANITIZE )
    target_compile_options( karvel-options INTERFACE
-      -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 )
+      -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O0 )
    target_link_options( karvel-options INTERFACE -fsanitize=address,undefined )
 endif()
 
