@@ -46,7 +46,14 @@ void vary( T& value ) {
       Zol::allMembers< T >(
             [ & ]( const auto&... member ) { ( vary( member.of( value ) ), ... ); } );
    } else if constexpr ( requires { T::fromString( "" ); } ) {
-      value = *T::fromString( Zol::toString( value ) == "1" ? "2" : "1" );
+      for ( const char* text : { "1", "2", "0.0.0.1", "::1", "02:00:00:00:00:01" } ) {
+         const auto other = T::fromString( text );
+         if ( other && !( *other == value ) ) {
+            value = *other;
+            return;
+         }
+      }
+      ADD_FAILURE() << "no other value than " << Zol::toString( value );
    } else {
       value += "x, {'y': 1} ";
    }
