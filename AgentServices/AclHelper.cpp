@@ -138,4 +138,6 @@ std::vector< Zol::Ptr< const KarvelAclData > > AclHelper::acls() const {
    return { acls_->all.begin(), acls_->all.end() };
 }
 
+ZOL_DEFINE_ENTITY( AclHelper );
+
 } // namespace AgentServices

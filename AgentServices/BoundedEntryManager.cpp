@@ -174,4 +174,6 @@ void BoundedEntryManager::lastRelease() {
    units_.clear();
 }
 
+ZOL_DEFINE_ENTITY( BoundedEntryManager );
+
 } // namespace AgentServices

@@ -54,4 +54,6 @@ Zol::Ptr< const IntfProfile > IntfProfileManager::intfProfile(
    return Zol::make< Listed >( wanted, table_ );
 }
 
+ZOL_DEFINE_ENTITY( IntfProfileManager );
+
 } // namespace AgentServices

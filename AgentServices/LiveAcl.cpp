@@ -42,4 +42,6 @@ void LiveAcl::lastRelease() {
    withdraw();
 }
 
+ZOL_DEFINE_ENTITY( LiveAcl );
+
 } // namespace AgentServices

@@ -143,4 +143,6 @@ void TcamEntryManager::lastRelease() {
    group_->managerGone();
 }
 
+ZOL_DEFINE_ENTITY( TcamEntryManager );
+
 } // namespace AgentServices

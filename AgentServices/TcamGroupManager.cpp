@@ -153,4 +153,6 @@ Shim::Rc TcamGroupManager::removePolicer( uint32_t unit, uint32_t policerId ) {
    return unitOf( unit ).policers->remove( policerId );
 }
 
+ZOL_DEFINE_ENTITY( TcamGroupManager );
+
 } // namespace AgentServices

@@ -351,4 +351,6 @@ std::vector< TcamRequestView > TcamRequestManager::requests() const {
    return views;
 }
 
+ZOL_DEFINE_ENTITY( TcamRequestManager );
+
 } // namespace AgentServices

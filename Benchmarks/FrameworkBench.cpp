@@ -51,12 +51,14 @@ class Element : public Zol::Entity {
  public:
    explicit Element( uint32_t id ) : id_( id ) {}
 };
+ZOL_DEFINE_ENTITY( Element );
 
 class Config : public Zol::Entity {
    ZOL_ENTITY( Bench, Config, Zol::Entity, ( VAL, uint32_t, number ),
          ( SET, uint32_t, member ), ( MAP, uint32_t, uint32_t, counter ),
          ( COLL, uint32_t, Element, element ) );
 };
+ZOL_DEFINE_ENTITY( Config );
 
 class Counter : public Zol::EntitySm {
    ZOL_ENTITY( Bench, Counter, Zol::EntitySm );
@@ -82,6 +84,7 @@ class Counter : public Zol::EntitySm {
    Zol::Ptr< const Config > config_;
    Config::Attr attribute_;
 };
+ZOL_DEFINE_ENTITY( Counter );
 
 // What a write and its notification would be if they were written by hand for one listener.
 class Listener {

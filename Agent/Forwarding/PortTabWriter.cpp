@@ -45,4 +45,6 @@ void PortTabWriter::handleRequest( const KarvelCentral::PortTabKey& key ) {
    KARVEL_SDK_CALL( trace, soc_mem_write, ( unit(), memory, MEM_BLOCK_ALL, index, entry ) );
 }
 
+ZOL_DEFINE_ENTITY( PortTabWriter );
+
 } // namespace Agent

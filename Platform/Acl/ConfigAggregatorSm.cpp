@@ -44,4 +44,6 @@ void ConfigAggregatorSm::mergeType( const AclTypeConfig& input ) {
    }
 }
 
+ZOL_DEFINE_ENTITY( ConfigAggregatorSm );
+
 } // namespace Acl

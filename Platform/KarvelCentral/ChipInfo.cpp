@@ -22,4 +22,8 @@ Zol::Ptr< ChipInfo > ChipTable::findOrMake( const ChipAttributes& attributes ) {
    return info;
 }
 
+ZOL_DEFINE_ENTITY( KarvelAttributes );
+ZOL_DEFINE_ENTITY( ChipInfo );
+ZOL_DEFINE_ENTITY( ChipTable );
+
 } // namespace KarvelCentral

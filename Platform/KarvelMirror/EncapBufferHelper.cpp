@@ -41,4 +41,7 @@ void EncapBufferHelper::encapBufferFrom( const Tunnel& tunnel ) {
    encapBufferIs( tunnel.tunnelId(), buffer );
 }
 
+ZOL_DEFINE_ENTITY( EncapBufferHelper::TunnelSm );
+ZOL_DEFINE_ENTITY( EncapBufferHelper );
+
 } // namespace KarvelMirror

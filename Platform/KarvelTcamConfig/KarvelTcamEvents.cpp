@@ -27,4 +27,8 @@ Zol::Ptr< KarvelTcamReviewRequest > karvelTcamReviewRequestFactory(
    return Zol::make< KarvelTcamReviewRequest >( requestConfig, intfType, time );
 }
 
+ZOL_DEFINE_ENTITY( KarvelTcamIntfType );
+ZOL_DEFINE_ENTITY( KarvelTcamReviewRequest );
+ZOL_DEFINE_ENTITY( KarvelTcamEvents );
+
 } // namespace KarvelTcamConfig

@@ -70,4 +70,6 @@ Zol::Ptr< TaskScheduler > TaskSchedulerRoot::findOrCreateScheduler() {
    return theScheduler ? theScheduler : new AgentScheduler;
 }
 
+ZOL_DEFINE_ENTITY( TaskScheduler );
+
 } // namespace Orv

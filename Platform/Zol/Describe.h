@@ -1,15 +1,15 @@
 #pragma once
 
-// What the framework knows of a declared type: its members, in declaration order, as a tuple.
+// What the framework knows of a declared type: its members, in declaration order, as a list.
 // The macros spell the identifiers; everything that walks a type (equality, text, generic
-// access) is a template over this tuple.
+// access) is a template over this list.
 
 #include <array>
 #include <cstdint>
 #include <functional>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
+#include <utility>
 
 #include "Platform/Zol/Containers.h"
 #include "Platform/Zol/Macros.h"
@@ -37,11 +37,46 @@ constexpr Member< kind, Key, Class, T > describeMember( std::string_view name, T
    return { name, pointer };
 }
 
+// The members of a type. Its bases are flat, where a tuple's are nested one per member: every
+// file that includes a declared type compiles one of these, and the flat one costs half.
+template < size_t index, typename M >
+struct MemberAt {
+   M member;
+};
+
+template < typename Indexes, typename... M >
+struct MemberList;
+
+template < size_t... index, typename... M >
+struct MemberList< std::index_sequence< index... >, M... > : MemberAt< index, M >... {
+   static constexpr size_t size = sizeof...( M );
+
+   // Calls f( member... ) with all members and returns what it returns.
+   template < typename F >
+   constexpr auto apply( F f ) const {
+      return f( static_cast< const MemberAt< index, M >& >( *this ).member... );
+   }
+};
+
+// The leading 0 stands before the comma of the first member (ZOL_DESCRIBE).
+template < typename... M >
+constexpr auto memberList( int, M... member ) {
+   return MemberList< std::index_sequence_for< M... >, M... >{ { member }... };
+}
+
+template < size_t index, typename M >
+constexpr M memberAt( const MemberAt< index, M >& place ) {
+   return place.member;
+}
+
+// The description of one member of T.
+template < typename T, size_t index >
+using MemberTypeAt = decltype( memberAt< index >( T::zolMembers() ) );
+
 // Calls f( member... ) with all members of T and returns what it returns.
 template < typename T, typename F >
 constexpr auto allMembers( F f ) {
-   return std::apply( [ & ]( int, const auto&... member ) { return f( member... ); },
-         T::zolMembers() );
+   return T::zolMembers().apply( f );
 }
 
 template < typename T >
@@ -79,6 +114,10 @@ size_t hashOf( const T& value ) {
 
 } // namespace Zol
 
+// Operations on collections are templates, so that only those that a file calls are compiled in
+// it: they cost more to compile than all else in a header.
+#define ZOL_LAZY template < typename zolLazy = void >
+
 #define ZOL_DESCRIBE_VAL( Type, type, name, ... )                                          \
    , ::Zol::describeMember< ::Zol::MemberKind::val, void >( #name, &Type::name##_ )
 #define ZOL_DESCRIBE_CONST( Type, type, name )                                             \
@@ -96,9 +135,8 @@ size_t hashOf( const T& value ) {
 #define ZOL_DESCRIBE_ITEM_2_( ... ) ZOL_DESCRIBE_ITEM_3_( __VA_ARGS__ )
 #define ZOL_DESCRIBE_ITEM_3_( Type, kind, ... ) ZOL_DESCRIBE_##kind( Type, __VA_ARGS__ )
 
-// The leading 0 takes the comma in front of the first member; allMembers() drops it.
 #define ZOL_DESCRIBE( Type, ... )                                                          \
  public:                                                                                   \
    static constexpr auto zolMembers() {                                                    \
-      return std::make_tuple( 0 ZOL_FOR_EACH( ZOL_DESCRIBE_ITEM_, Type, __VA_ARGS__ ) );   \
+      return ::Zol::memberList( 0 ZOL_FOR_EACH( ZOL_DESCRIBE_ITEM_, Type, __VA_ARGS__ ) );   \
    }

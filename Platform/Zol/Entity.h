@@ -10,6 +10,7 @@
 //     public:
 //       explicit MtpTcamHelperConfig( Mtp mtp ) : mtp_( mtp ) {}
 //    };
+//    ZOL_DEFINE_ENTITY( MtpTcamHelperConfig );      // in a source file
 //
 // Kinds and their operations:
 //    CONST type, name            name()
@@ -138,10 +139,10 @@ void dropOwnedMember( const M& member, T& object ) {
 
 template < typename T >
 void dropOwnedMembers( T& object ) {
-   [[maybe_unused]] constexpr auto members = T::zolMembers(); // the first is no member
-   constexpr size_t count = std::tuple_size_v< decltype( T::zolMembers() ) > - 1;
+   [[maybe_unused]] constexpr auto members = T::zolMembers();
+   constexpr size_t count = decltype( T::zolMembers() )::size;
    [ & ]< size_t... i >( std::index_sequence< i... > ) {
-      ( dropOwnedMember( std::get< count - i >( members ), object ), ... );
+      ( dropOwnedMember( memberAt< count - 1 - i >( members ), object ), ... );
    }( std::make_index_sequence< count >() );
 }
 
@@ -210,19 +211,19 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
                                                                                            \
  public:                                                                                   \
    const ::Zol::Set< type >& name() const { return name##_; }                              \
-   bool name##Has( const type& element ) const { return name##_.contains( element ); }     \
+   ZOL_LAZY bool name##Has( const type& element ) const { return name##_.contains( element ); }\
    size_t name##s() const { return name##_.size(); }                                       \
-   void name##Is( const type& element ) {                                                  \
+   ZOL_LAZY void name##Is( const type& element ) {                                         \
       if ( name##_.insert( element ) ) {                                                   \
          zolNotify( static_cast< int >( Attr::name ), element );                           \
       }                                                                                    \
    }                                                                                       \
-   void name##Del( type element ) {                                                        \
+   ZOL_LAZY void name##Del( type element ) {                                               \
       if ( name##_.erase( element ) ) {                                                    \
          zolNotify( static_cast< int >( Attr::name ), element );                           \
       }                                                                                    \
    }                                                                                       \
-   void name##DelAll() {                                                                   \
+   ZOL_LAZY void name##DelAll() {                                                          \
       ::Zol::Pin zolKeep( *this );                                                         \
       const ::Zol::Set< type > zolOld = std::exchange( name##_, {} );                      \
       for ( const type& element : zolOld ) {                                               \
@@ -236,13 +237,13 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
                                                                                            \
  public:                                                                                   \
    const ::Zol::Map< keyType, type >& name() const { return name##_; }                     \
-   bool name##Has( const keyType& key ) const { return name##_.contains( key ); }          \
+   ZOL_LAZY bool name##Has( const keyType& key ) const { return name##_.contains( key ); } \
    size_t name##s() const { return name##_.size(); }                                       \
-   type name( const keyType& key ) const {                                                 \
+   ZOL_LAZY type name( const keyType& key ) const {                                        \
       auto at = name##_.find( key );                                                       \
       return at == name##_.end() ? type{} : at.value();                                    \
    }                                                                                       \
-   void name##Is( const keyType& key, type zolNew ) {                                      \
+   ZOL_LAZY void name##Is( const keyType& key, type zolNew ) {                             \
       auto& zolMap = name##_.base();                                                       \
       auto at = zolMap.lower_bound( key );                                                 \
       if ( at == zolMap.end() || key < at->first ) {                                       \
@@ -254,12 +255,12 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
       }                                                                                    \
       zolNotify( static_cast< int >( Attr::name ), key );                                  \
    }                                                                                       \
-   void name##Del( keyType key ) {                                                         \
+   ZOL_LAZY void name##Del( keyType key ) {                                                \
       if ( name##_.base().erase( key ) ) {                                                 \
          zolNotify( static_cast< int >( Attr::name ), key );                               \
       }                                                                                    \
    }                                                                                       \
-   void name##DelAll() {                                                                   \
+   ZOL_LAZY void name##DelAll() {                                                          \
       ::Zol::Pin zolKeep( *this );                                                         \
       for ( const keyType& key : name##_.keys() ) {                                        \
          name##Del( key );                                                                 \
@@ -272,13 +273,13 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
                                                                                            \
  public:                                                                                   \
    const ::Zol::Map< keyType, ::Zol::Ptr< type > >& name() const { return name##_; }       \
-   bool name##Has( const keyType& key ) const { return name##_.contains( key ); }          \
+   ZOL_LAZY bool name##Has( const keyType& key ) const { return name##_.contains( key ); } \
    size_t name##s() const { return name##_.size(); }                                       \
-   ::Zol::Ptr< type > name( const keyType& key ) {                                         \
+   ZOL_LAZY ::Zol::Ptr< type > name( const keyType& key ) {                                \
       auto at = name##_.find( key );                                                       \
       return at == name##_.end() ? nullptr : at.value();                                   \
    }                                                                                       \
-   ::Zol::Ptr< const type > name( const keyType& key ) const {                             \
+   ZOL_LAZY ::Zol::Ptr< const type > name( const keyType& key ) const {                    \
       auto at = name##_.find( key );                                                       \
       return at == name##_.end() ? nullptr : at.value().get();                             \
    }                                                                                       \
@@ -296,7 +297,7 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
       zolNotify( static_cast< int >( Attr::name ), key );                                  \
       return made;                                                                         \
    }                                                                                       \
-   void name##Is( const keyType& key, ::Zol::Ptr< type > ready ) {                         \
+   ZOL_LAZY void name##Is( const keyType& key, ::Zol::Ptr< type > ready ) {                \
       ZOL_ASSERT( !!ready );                                                               \
       ::Zol::Pin zolKeep( *this );                                                         \
       ::Zol::Ptr< type >& place = name##_.base()[ key ];                                   \
@@ -306,14 +307,14 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
          zolNotify( static_cast< int >( Attr::name ), key );                               \
       }                                                                                    \
    }                                                                                       \
-   void name##Del( keyType key ) {                                                         \
+   ZOL_LAZY void name##Del( keyType key ) {                                                \
       if ( auto node = name##_.base().extract( key ) ) {                                   \
          ::Zol::Pin zolKeep( *this );                                                      \
          node.mapped() = nullptr;                                                          \
          zolNotify( static_cast< int >( Attr::name ), key );                               \
       }                                                                                    \
    }                                                                                       \
-   void name##DelAll() {                                                                   \
+   ZOL_LAZY void name##DelAll() {                                                          \
       ::Zol::Pin zolKeep( *this );                                                         \
       for ( const keyType& key : name##_.keys() ) {                                        \
          name##Del( key );                                                                 \
@@ -337,7 +338,7 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
       name##Is( made );                                                                    \
       return made;                                                                         \
    }                                                                                       \
-   void name##Is( ::Zol::Ptr< type > ready ) {                                             \
+   ZOL_LAZY void name##Is( ::Zol::Ptr< type > ready ) {                                    \
       if ( name##_.get() != ready.get() ) {                                                \
          ::Zol::Pin zolKeep( *this );                                                      \
          name##_ = ready;                                                                  \
@@ -347,7 +348,7 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
          zolNotify( static_cast< int >( Attr::name ) );                                    \
       }                                                                                    \
    }                                                                                       \
-   void name##Del() { name##Is( ::Zol::Ptr< type >() ); }
+   ZOL_LAZY void name##Del() { name##Is( ::Zol::Ptr< type >() ); }
 
 #define ZOL_ATTR_ITEM_( Type, item ) ZOL_ATTR_ITEM_2_ item
 #define ZOL_ATTR_ITEM_2_( kind, ... ) ZOL_ATTR_##kind( __VA_ARGS__ )
@@ -374,24 +375,34 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
    static constexpr std::string_view zolTypeName() { return #Namespace "::" #Type; }       \
    ZOL_DESCRIBE( Type, __VA_ARGS__ )                                                       \
    std::string_view typeName() const override { return zolTypeName(); }                    \
-   void visitAttributes( ::Zol::AttributeVisitor& visitor ) const override {               \
-      Base::visitAttributes( visitor );                                                    \
-      ::Zol::visitMembers( visitor, *this );                                               \
-   }                                                                                       \
+   void visitAttributes( ::Zol::AttributeVisitor& visitor ) const override;                \
    ::Zol::AttributeWrite attributeIs(                                                      \
-         std::string_view zolName, std::string_view zolText ) override {                   \
-      auto zolResult = ::Zol::AttributeWrite::noSuchAttribute;                             \
-      bool zolFound = ::Zol::writeMembers( *this, zolName, zolText, zolResult,             \
-            [ & ]( int attr ) { this->zolNotify( attr ); } );                              \
-      return zolFound ? zolResult : Base::attributeIs( zolName, zolText );                 \
-   }                                                                                       \
+         std::string_view zolName, std::string_view zolText ) override;                    \
    ZOL_FOR_EACH( ZOL_ENTITY_ITEM_, Type, __VA_ARGS__ )                                     \
                                                                                            \
  protected:                                                                                \
-   void zolDropOwned() override {                                                          \
-      ::Zol::dropOwnedMembers( *this );                                                    \
-      Base::zolDropOwned();                                                                \
-   }                                                                                       \
+   void zolDropOwned() override;                                                           \
+   using ZolBase = Base;                                                                   \
                                                                                            \
  public:                                                                                   \
+   static_assert( true )
+
+// In one source file per entity type; entities whose header has no source file of its own stand
+// in the folder's Entities.cpp. What walks all attributes is compiled there only.
+#define ZOL_DEFINE_ENTITY( ... )                                                           \
+   void __VA_ARGS__::visitAttributes( ::Zol::AttributeVisitor& visitor ) const {           \
+      ZolBase::visitAttributes( visitor );                                                 \
+      ::Zol::visitMembers( visitor, *this );                                               \
+   }                                                                                       \
+   ::Zol::AttributeWrite __VA_ARGS__::attributeIs(                                         \
+         std::string_view zolName, std::string_view zolText ) {                            \
+      auto zolResult = ::Zol::AttributeWrite::noSuchAttribute;                             \
+      bool zolFound = ::Zol::writeMembers( *this, zolName, zolText, zolResult,             \
+            [ & ]( int attr ) { this->zolNotify( attr ); } );                              \
+      return zolFound ? zolResult : ZolBase::attributeIs( zolName, zolText );              \
+   }                                                                                       \
+   void __VA_ARGS__::zolDropOwned() {                                                      \
+      ::Zol::dropOwnedMembers( *this );                                                    \
+      ZolBase::zolDropOwned();                                                             \
+   }                                                                                       \
    static_assert( true )

@@ -37,4 +37,6 @@ void EntitySm::lastRelease() {
    doCleanup();
 }
 
+ZOL_DEFINE_ENTITY( EntitySm );
+
 } // namespace Zol

@@ -50,9 +50,8 @@ class EntitySm : public Entity {
    void react( const Ptr< E >& entity ) {
       using Owner = std::remove_pointer_t< decltype( zolAttrOwner( attr ) ) >;
       static_assert( std::is_base_of_v< Owner, std::remove_const_t< E > > );
-      constexpr size_t index = static_cast< size_t >( attr ) - Owner::zolFirstAttr + 1;
-      using MemberType = std::tuple_element_t< index, decltype( Owner::zolMembers() ) >;
-      using Key = typename MemberType::Key;
+      constexpr size_t index = static_cast< size_t >( attr ) - Owner::zolFirstAttr;
+      using Key = typename MemberTypeAt< Owner, index >::Key;
       ZOL_ASSERT( !!entity );
       addReaction( *entity, static_cast< int >( attr ), &call< handler, Key >,
             takesKey< decltype( handler ), Key >() );

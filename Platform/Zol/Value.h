@@ -18,7 +18,6 @@
 // assertion, because such a text never comes from a user.
 
 #include <functional>
-#include <tuple>
 
 #include "Platform/Zol/Assert.h"
 #include "Platform/Zol/Describe.h"
@@ -36,9 +35,14 @@ bool operator==( const T& left, const T& right ) {
 
 template < ValueType T >
 bool operator<( const T& left, const T& right ) {
-   return allMembers< T >( [ & ]( const auto&... member ) {
-      return std::tie( member.of( left )... ) < std::tie( member.of( right )... );
+   bool less = false;
+   allMembers< T >( [ & ]( const auto&... member ) {
+      // Up to the first member that differs.
+      (void)( ( member.of( left ) == member.of( right ) ||
+                      ( less = member.of( left ) < member.of( right ), false ) ) &&
+            ... );
    } );
+   return less;
 }
 
 template < ValueType T >
@@ -121,11 +125,11 @@ struct std::hash< T > {
                                                                                            \
  public:                                                                                   \
    const ::Zol::Set< type >& name() const { return name##_; }                              \
-   bool name##Has( const type& element ) const { return name##_.contains( element ); }     \
+   ZOL_LAZY bool name##Has( const type& element ) const { return name##_.contains( element ); }\
    size_t name##s() const { return name##_.size(); }                                       \
-   void name##Is( type element ) { name##_.insert( std::move( element ) ); }               \
-   void name##Del( const type& element ) { name##_.erase( element ); }                     \
-   void name##DelAll() { name##_.clear(); }
+   ZOL_LAZY void name##Is( type element ) { name##_.insert( std::move( element ) ); }      \
+   ZOL_LAZY void name##Del( const type& element ) { name##_.erase( element ); }            \
+   ZOL_LAZY void name##DelAll() { name##_.clear(); }                                       \
 
 #define ZOL_VALUE_MAP( keyType, type, name )                                               \
  private:                                                                                  \
@@ -133,17 +137,17 @@ struct std::hash< T > {
                                                                                            \
  public:                                                                                   \
    const ::Zol::Map< keyType, type >& name() const { return name##_; }                     \
-   bool name##Has( const keyType& key ) const { return name##_.contains( key ); }          \
+   ZOL_LAZY bool name##Has( const keyType& key ) const { return name##_.contains( key ); } \
    size_t name##s() const { return name##_.size(); }                                       \
-   type name( const keyType& key ) const {                                                 \
+   ZOL_LAZY type name( const keyType& key ) const {                                        \
       auto at = name##_.find( key );                                                       \
       return at == name##_.end() ? type{} : at.value();                                    \
    }                                                                                       \
-   void name##Is( const keyType& key, type zolNew ) {                                      \
+   ZOL_LAZY void name##Is( const keyType& key, type zolNew ) {                             \
       name##_.base().insert_or_assign( key, std::move( zolNew ) );                         \
    }                                                                                       \
-   void name##Del( const keyType& key ) { name##_.base().erase( key ); }                   \
-   void name##DelAll() { name##_.base().clear(); }
+   ZOL_LAZY void name##Del( const keyType& key ) { name##_.base().erase( key ); }          \
+   ZOL_LAZY void name##DelAll() { name##_.base().clear(); }                                \
 
 #define ZOL_VALUE_ITEM_( Type, item ) ZOL_VALUE_ITEM_2_ item
 #define ZOL_VALUE_ITEM_2_( kind, ... ) ZOL_VALUE_##kind( __VA_ARGS__ )

@@ -75,4 +75,6 @@ void AclProgrammerSm::takeDown() {
    ifpConfigSmDel();
 }
 
+ZOL_DEFINE_ENTITY( AclProgrammerSm );
+
 } // namespace KarvelMirror

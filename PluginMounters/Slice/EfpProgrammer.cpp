@@ -342,4 +342,7 @@ bool EfpProgrammerFeatureSm::checked(
 #undef CHECKED_CALL
 #undef TRACE
 
+ZOL_DEFINE_ENTITY( EfpProgrammerFeatureSm );
+ZOL_DEFINE_ENTITY( EfpProgrammer );
+
 } // namespace KarvelMirror::Slice

@@ -105,4 +105,7 @@ Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > EfpSm::getEntryManager(
    return getFeatureEntryMgr( tcamManager(), feature );
 }
 
+ZOL_DEFINE_ENTITY( EfpFeatureSm );
+ZOL_DEFINE_ENTITY( EfpSm );
+
 } // namespace KarvelMirror::Slice

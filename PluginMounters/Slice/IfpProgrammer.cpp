@@ -289,4 +289,7 @@ Shim::Rc IfpProgrammerMtpSm::installEntry( uint32_t entryId ) {
    return entryManager()->installEntry( unit(), entryId );
 }
 
+ZOL_DEFINE_ENTITY( IfpProgrammerMtpSm );
+ZOL_DEFINE_ENTITY( IfpProgrammer );
+
 } // namespace KarvelMirror::Slice

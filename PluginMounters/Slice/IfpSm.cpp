@@ -90,4 +90,7 @@ Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > IfpSm::getEntryManager( Mtp 
    return groupManager()->mirroringAclEntryManager( unit(), mtpToFeature( mtp.value() ) );
 }
 
+ZOL_DEFINE_ENTITY( IfpFeatureSm );
+ZOL_DEFINE_ENTITY( IfpSm );
+
 } // namespace KarvelMirror::Slice

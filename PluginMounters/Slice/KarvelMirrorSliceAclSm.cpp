@@ -13,4 +13,8 @@ void AclTypeConfigSm::doInit() {
    }
 }
 
+ZOL_DEFINE_ENTITY( ExpectedAclConfig );
+ZOL_DEFINE_ENTITY( AclConfigSm );
+ZOL_DEFINE_ENTITY( AclTypeConfigSm );
+
 } // namespace KarvelMirror

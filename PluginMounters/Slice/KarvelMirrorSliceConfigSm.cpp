@@ -155,4 +155,7 @@ void ConfigSm::applyGreKeyPatch( bool apply ) {
    greKeyPatchAppliedIs( apply );
 }
 
+ZOL_DEFINE_ENTITY( ConfigSm::ZolMirroringSession );
+ZOL_DEFINE_ENTITY( ConfigSm );
+
 } // namespace KarvelMirror::Slice

@@ -179,6 +179,7 @@ Zol::String SliceMounter::slicePath( const Zol::String& base ) const {
    return base + "/" + name();
 }
 
+ZOL_DEFINE_ENTITY( SliceMounter );
 ZOL_REGISTER_TYPE( KarvelMirror::SliceMounter );
 
 } // namespace KarvelMirror

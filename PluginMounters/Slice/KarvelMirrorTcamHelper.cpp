@@ -238,4 +238,9 @@ Zol::Ptr< MtpTcamHelperSmBase > mtpTcamHelperSmFactory( uint32_t unit, Mtp mtp,
          unit, mtp, mtpHelperConfig, mtpHelperStatus, scsd, groupManager );
 }
 
+ZOL_DEFINE_ENTITY( MtpTcamHelperSmBase );
+ZOL_DEFINE_ENTITY( MtpTcamHelperSm );
+ZOL_DEFINE_ENTITY( TcamHelperSmBase );
+ZOL_DEFINE_ENTITY( TcamHelperSm );
+
 } // namespace KarvelMirror

@@ -400,4 +400,7 @@ Zol::Ptr< MtpTcamHelperSmBase > mtpTcamHelperSmV2Factory( uint32_t unit, Mtp mtp
          unit, mtp, mtpHelperConfig, mtpHelperStatus, scsd, context );
 }
 
+ZOL_DEFINE_ENTITY( MtpTcamHelperSmV2 );
+ZOL_DEFINE_ENTITY( TcamHelperSmV2 );
+
 } // namespace KarvelMirror

@@ -40,4 +40,13 @@ Zol::Ptr< TcamHelperStatus > tcamHelperStatusFactory() {
    return Zol::make< TcamHelperStatus >();
 }
 
+ZOL_DEFINE_ENTITY( TcamAclData );
+ZOL_DEFINE_ENTITY( TcamGroupData );
+ZOL_DEFINE_ENTITY( ProgrammingOp );
+ZOL_DEFINE_ENTITY( RateLimitMtp );
+ZOL_DEFINE_ENTITY( MtpTcamHelperConfig );
+ZOL_DEFINE_ENTITY( MtpTcamHelperStatus );
+ZOL_DEFINE_ENTITY( TcamHelperConfig );
+ZOL_DEFINE_ENTITY( TcamHelperStatus );
+
 } // namespace KarvelMirror

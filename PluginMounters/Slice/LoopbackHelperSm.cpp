@@ -91,4 +91,6 @@ void LoopbackHelperSm::postRequest( const PortTabKey& key, uint32_t value ) {
    portTabWriteRequestDir()->postRequest( key, value );
 }
 
+ZOL_DEFINE_ENTITY( LoopbackHelperSm );
+
 } // namespace KarvelMirror

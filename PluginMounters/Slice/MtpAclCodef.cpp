@@ -23,4 +23,9 @@ void MtpAclCodef::doReview() {
    codefStatus()->reviewInc( 1 );
 }
 
+ZOL_DEFINE_ENTITY( MtpAclCodefCommon );
+ZOL_DEFINE_ENTITY( MtpAclCodefConfig );
+ZOL_DEFINE_ENTITY( MtpAclCodefStatus );
+ZOL_DEFINE_ENTITY( MtpAclCodef );
+
 } // namespace KarvelMirror

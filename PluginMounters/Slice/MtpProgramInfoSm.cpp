@@ -54,4 +54,7 @@ void MtpProgramInfoCollSm::handleLogicalFap() {
    }
 }
 
+ZOL_DEFINE_ENTITY( MtpProgramInfoSm );
+ZOL_DEFINE_ENTITY( MtpProgramInfoCollSm );
+
 } // namespace KarvelMirror

@@ -127,4 +127,6 @@ void MtpTunnelConfigSm::update() {
    helper_.update( helpers );
 }
 
+ZOL_DEFINE_ENTITY( MtpTunnelConfigSm );
+
 } // namespace KarvelMirror::Slice

@@ -80,4 +80,8 @@ TableValues MockPtHelper::dataDeq() {
    return oldest;
 }
 
+ZOL_DEFINE_ENTITY( PtHelper );
+ZOL_DEFINE_ENTITY( BcmPtHelper );
+ZOL_DEFINE_ENTITY( MockPtHelper );
+
 } // namespace KarvelMirror::Slice

@@ -20,6 +20,7 @@ Zol::Ptr< SliceMounter > SliceCliCallback::sliceMounter() const {
    return sharedEntity< SliceMounter >( name() );
 }
 
+ZOL_DEFINE_ENTITY( SliceCliCallback );
 ZOL_REGISTER_TYPE( KarvelMirror::SliceCliCallback );
 
 } // namespace KarvelMirror

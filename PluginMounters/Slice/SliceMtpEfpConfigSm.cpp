@@ -245,4 +245,9 @@ void MtpEfpConfigSm::reviewBacklog() {
    }
 }
 
+ZOL_DEFINE_ENTITY( MtpEfpInfoSm );
+ZOL_DEFINE_ENTITY( MtpEfpTunnelSm );
+ZOL_DEFINE_ENTITY( MtpEfpStatusSm );
+ZOL_DEFINE_ENTITY( MtpEfpConfigSm );
+
 } // namespace KarvelMirror::Slice

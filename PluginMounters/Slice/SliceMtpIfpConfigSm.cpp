@@ -309,4 +309,8 @@ void MtpIfpConfigSm::reviewIfpBacklog() {
    ifpHelper_.updateIfp();
 }
 
+ZOL_DEFINE_ENTITY( MtpIfpInfoSm );
+ZOL_DEFINE_ENTITY( MtpIfpStatusSm );
+ZOL_DEFINE_ENTITY( MtpIfpConfigSm );
+
 } // namespace KarvelMirror::Slice

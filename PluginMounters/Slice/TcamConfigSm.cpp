@@ -82,4 +82,6 @@ Zol::Ptr< TcamConfigSm > tcamConfigSmFactory( KarvelTcam::FeatureType featureTyp
          featureType, tcamEvents, tcamConfigDir, tcamStatusDir, acsd );
 }
 
+ZOL_DEFINE_ENTITY( TcamConfigSm );
+
 } // namespace KarvelMirror

@@ -235,6 +235,7 @@ class Reviewer : public Zol::EntitySm {
    static inline Zol::Ptr< Reviewer > holder;
    static inline int alive = 0;
 };
+ZOL_DEFINE_ENTITY( Reviewer );
 
 TEST_F( ClockAndTask, MachineMayGoInItsOwnClockAndTask ) {
    Reviewer::holder = Zol::make< Reviewer >( log_ );

@@ -10,6 +10,7 @@ class WideConfig : public Config {
    ZOL_ENTITY( Sample, WideConfig, Config, ( VAL, uint8_t, width, 4 ),
          ( CONST, Zol::String, origin ), ( VAL, int32_t, depth ) );
 };
+ZOL_DEFINE_ENTITY( WideConfig );
 
 class WideWatcher : public Zol::EntitySm {
    ZOL_ENTITY( Sample, WideWatcher, Zol::EntitySm );
@@ -29,6 +30,7 @@ class WideWatcher : public Zol::EntitySm {
    Zol::Ptr< const WideConfig > config_;
    Log& log_;
 };
+ZOL_DEFINE_ENTITY( WideWatcher );
 
 class ZolEntity : public ::testing::Test {
  protected:

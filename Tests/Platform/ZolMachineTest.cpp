@@ -213,6 +213,7 @@ class Branch : public Zol::EntitySm {
 
    Tree& tree_;
 };
+ZOL_DEFINE_ENTITY( Branch );
 
 class Tree : public Zol::Entity {
    ZOL_ENTITY( Sample, Tree, Zol::Entity, ( VAL, int32_t, count ),
@@ -223,6 +224,7 @@ class Tree : public Zol::Entity {
    Log& log;
    std::function< void() > onCount;
 };
+ZOL_DEFINE_ENTITY( Tree );
 
 void Branch::doInit() {
    react< &Branch::handleCount, Tree::Attr::count >( Zol::Ptr< Tree >( &tree_ ) );
