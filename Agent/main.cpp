@@ -1,9 +1,9 @@
 #include <csignal>
 #include <iostream>
 
-#include "Agent/CommandLine/CommandLine.h"
+#include "Agent/Commands/CommandLine.h"
+#include "Agent/Commands/Run.h"
 #include "Agent/Live/Live.h"
-#include "Agent/Run/Run.h"
 
 int main( int argc, char** argv ) {
    std::signal( SIGPIPE, SIG_IGN ); // a reader that goes away is a failed write, no signal
@@ -18,11 +18,17 @@ int main( int argc, char** argv ) {
       return 0;
    }
    switch ( command->verb ) {
-   case Agent::Verb::run: return Agent::runCommand( *command );
-   case Agent::Verb::check: return Agent::checkCommand( *command );
-   case Agent::Verb::explain: return Agent::explainCommand( *command );
-   case Agent::Verb::serve: return Agent::serveCommand( *command );
-   case Agent::Verb::ctl: return Agent::ctlCommand( *command );
-   default: return Agent::chipsCommand( *command );
+   case Agent::Verb::run:
+      return Agent::runCommand( *command );
+   case Agent::Verb::check:
+      return Agent::checkCommand( *command );
+   case Agent::Verb::explain:
+      return Agent::explainCommand( *command );
+   case Agent::Verb::serve:
+      return Agent::serveCommand( *command );
+   case Agent::Verb::ctl:
+      return Agent::ctlCommand( *command );
+   default:
+      return Agent::chipsCommand( *command );
    }
 }

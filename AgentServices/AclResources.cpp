@@ -19,7 +19,7 @@ constexpr int aclPriority = 80;
 AclResources::AclResources(
       uint32_t unit, KarvelTcam::CommonData common, Zol::Ptr< PortClassManager > classes )
       : unit_( unit ), common_( std::move( common ) ), classes_( std::move( classes ) ),
-        checkers_( Zol::make< RangeCheckers >( unit ) ),
+        checkers_( Zol::make< RangeCheckerPool >( unit ) ),
         tidyClock_( *this, [ this ] { tidy(); } ) {}
 
 Zol::Ptr< TcamGroup > AclResources::group(

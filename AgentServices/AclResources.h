@@ -11,7 +11,7 @@
 
 #include "AgentServices/ChipAcl.h"
 #include "AgentServices/PortClassManager.h"
-#include "AgentServices/RangeCheckers.h"
+#include "AgentServices/RangeCheckerPool.h"
 #include "Platform/KarvelTcam/PortMaps.h"
 
 namespace AgentServices {
@@ -26,7 +26,7 @@ class AclResources : public Zol::RefCounted {
    int sdkUnit() const { return static_cast< int >( unit_ ); } // as SDK calls take it
    const KarvelTcam::CommonData& common() const { return common_; }
    const Zol::Ptr< PortClassManager >& classes() const { return classes_; } // may be null
-   RangeCheckers& checkers() { return *checkers_; }
+   RangeCheckerPool& checkers() { return *checkers_; }
 
    // A group for an ACL of that kind and feature, without entries.
    Zol::Ptr< TcamGroup > group( Acl::AclType type, Karvel::KarvelAclFeature feature );
@@ -40,7 +40,7 @@ class AclResources : public Zol::RefCounted {
    uint32_t unit_;
    KarvelTcam::CommonData common_;
    Zol::Ptr< PortClassManager > classes_;
-   Zol::Ptr< RangeCheckers > checkers_;
+   Zol::Ptr< RangeCheckerPool > checkers_;
    std::vector< std::unique_ptr< ChipAcl > > leftAcls_;
    std::vector< Zol::Ptr< TcamGroup > > leftGroups_; // without known entries
    Zol::Clock tidyClock_;

@@ -13,7 +13,7 @@
 #include <optional>
 #include <span>
 
-#include "AgentServices/RangeCheckers.h"
+#include "AgentServices/RangeCheckerPool.h"
 #include "Platform/Acl/Rules.h"
 
 namespace AgentServices {

@@ -8,7 +8,7 @@
 #include <map>
 #include <vector>
 
-#include "Platform/Shim/Types.h"
+#include "Platform/Shim/SdkTypes.h"
 #include "Platform/Zol/Clock.h"
 #include "Platform/Zol/Ptr.h"
 

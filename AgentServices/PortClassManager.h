@@ -69,8 +69,7 @@ class PortClassManager : public Zol::RefCounted {
    Zol::Clock tidyClock_;
    std::vector< Class > classes_; // by bit number
    std::array< uint32_t, Shim::maxPorts > portBits_{};
-   Shim::PortBitmap
-         unsure_; // the last write was refused: the chip may or may not have done it
+   Shim::PortBitmap unsure_; // the last write was refused: the chip may or may not have done it
 };
 
 } // namespace AgentServices

@@ -78,8 +78,7 @@ Rc TcamEntryManager::addInPortsForEntry( uint32_t ofUnit, EntryId id,
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
    const int entryId = found->sdkId();
-   return KARVEL_SDK_CALL(
-         trace, bcm_field_qualify_InPorts, ( unit(), entryId, pbmp, mask ) );
+   return KARVEL_SDK_CALL( trace, bcm_field_qualify_InPorts, ( unit(), entryId, pbmp, mask ) );
 }
 
 Rc TcamEntryManager::installEntry( uint32_t unit, EntryId entryId ) {

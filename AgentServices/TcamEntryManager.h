@@ -18,8 +18,8 @@ class TcamEntryManager : public Karvel::KarvelUnboundedTcamEntryManager {
  public:
    explicit TcamEntryManager( Zol::Ptr< TcamGroup > group );
 
-   Karvel::TcamEntryResult getEntry( uint32_t unit, const Zol::String& name,
-         const Karvel::TcamRequestKey& key ) override;
+   Karvel::TcamEntryResult getEntry(
+         uint32_t unit, const Zol::String& name, const Karvel::TcamRequestKey& key ) override;
    bool supportsAclGroup() const override;
    // May be called again for an entry that is installed: until the next install the chip
    // matches the earlier ports, whose class is kept that long. E_UNAVAIL on a chip without

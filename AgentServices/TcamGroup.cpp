@@ -67,8 +67,8 @@ Rc TcamGroup::groupCreate() {
    const int priority = purpose_.priority;
    const Shim::FieldStage stage = purpose_.stage;
    int group = 0;
-   const Rc rc = KARVEL_SDK_CALL( trace, bcm_field_group_create,
-         ( sdkUnit(), stage, qualifiers, priority, &group ) );
+   const Rc rc = KARVEL_SDK_CALL(
+         trace, bcm_field_group_create, ( sdkUnit(), stage, qualifiers, priority, &group ) );
    hardwareGroup_ = group;
    return rc;
 }
@@ -139,8 +139,8 @@ void TcamGroup::destroyLeftovers() {
    std::erase_if( leftovers_, [ this ]( const TcamEntry& entry ) {
       return destroy( entry ) == Sdk::QX_BCM_E_NONE();
    } );
-   tidyClock_.timeMinIs( leftovers_.empty() ? Zol::never
-                                            : Zol::activityManager().now() + tidyInterval );
+   tidyClock_.timeMinIs(
+         leftovers_.empty() ? Zol::never : Zol::activityManager().now() + tidyInterval );
 }
 
 void TcamGroup::tidy() {

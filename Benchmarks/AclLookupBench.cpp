@@ -32,7 +32,7 @@
 #include <vector>
 
 #include "Benchmarks/AclTrace.h"
-#include "ChipModel/LookupEngine.h"
+#include "ChipModel/Lookup/LookupEngine.h"
 
 #ifdef KARVEL_HAVE_RTE_ACL
 #include <rte_acl.h>

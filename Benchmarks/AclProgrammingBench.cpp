@@ -11,7 +11,7 @@
 #include <cstring>
 #include <iostream>
 
-#include "AgentServices/AclHelper.h"
+#include "AgentServices/EmbeddedAclHelper.h"
 #include "ChipModel/Switch.h"
 #include "Platform/Zol/ActivityLock.h"
 #include "PluginMounters/Slice/AclProgrammerSm.h"
@@ -60,7 +60,7 @@ struct Bed {
       scsd->unitIs( 0 );
       scsd->intfToPortIs( "Ethernet0", { 0, 1 } );
       groups->unitIs( 0, { true, 32 } );
-      helper = Zol::make< AgentServices::AclHelper >( groups );
+      helper = Zol::make< AgentServices::EmbeddedAclHelper >( groups );
       helper->unitIs( 0, scsd );
       auto aclSm = Zol::make< Ixo::AclSm >();
       aclSm->aclHelperIs( Zol::Ptr< Karvel::AclHelper >( helper ) );
@@ -87,7 +87,7 @@ struct Bed {
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
    Zol::Ptr< AgentServices::TcamGroupManager > groups =
          Zol::make< AgentServices::TcamGroupManager >();
-   Zol::Ptr< AgentServices::AclHelper > helper;
+   Zol::Ptr< AgentServices::EmbeddedAclHelper > helper;
    Zol::Ptr< Karvel::AclSmPluginEntity > plugin = Zol::make< Karvel::AclSmPluginEntity >();
    Zol::Ptr< Acl::Config > aclConfig = Zol::make< Acl::Config >( "acl/config/cli" );
    Zol::Ptr< LogicalFapMtpProgramInfoColl > programInfo =

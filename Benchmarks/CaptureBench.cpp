@@ -22,10 +22,10 @@ using namespace Agent;
 constexpr uint64_t frameCount = 500'000;
 
 class CaptureBench : public benchmark::Fixture {
-  public:
+ public:
    void SetUp( benchmark::State& ) override {
       directory_ = std::filesystem::temp_directory_path() /
-                   ( "karvel-bench-" + std::to_string( ::getpid() ) );
+            ( "karvel-bench-" + std::to_string( ::getpid() ) );
       std::filesystem::create_directory( directory_ );
       input_ = directory_ / "in.pcap";
       output_ = directory_ / "out.pcap";
@@ -37,9 +37,9 @@ class CaptureBench : public benchmark::Fixture {
       std::filesystem::remove_all( directory_, ignored );
    }
 
-  protected:
+ protected:
    static void writeFrames( const std::string& path ) {
-      std::array<uint8_t, 64> frame{ 2, 0, 0, 0, 0, 0x0b, 2, 0, 0, 0, 0, 0x0a, 8, 0 };
+      std::array< uint8_t, 64 > frame{ 2, 0, 0, 0, 0, 0x0b, 2, 0, 0, 0, 0, 0x0a, 8, 0 };
       CaptureWriter writer( path );
       for ( uint64_t i = 0; i < frameCount; ++i ) {
          writer.write( i * 672, frame, 64 ); // the pace of a full 1 Gbit/s link
@@ -49,10 +49,10 @@ class CaptureBench : public benchmark::Fixture {
 
    // Frames per second, and their cost one by one.
    static void report( benchmark::State& state ) {
-      auto frames = static_cast<double>( frameCount );
-      state.counters["frames"] =
+      auto frames = static_cast< double >( frameCount );
+      state.counters[ "frames" ] =
             benchmark::Counter( frames, benchmark::Counter::kIsIterationInvariantRate );
-      state.counters["s/frame"] = benchmark::Counter( frames,
+      state.counters[ "s/frame" ] = benchmark::Counter( frames,
             benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert );
    }
 

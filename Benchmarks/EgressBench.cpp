@@ -12,7 +12,7 @@
 #include <cstring>
 #include <iostream>
 
-#include "AgentServices/AclHelper.h"
+#include "AgentServices/EmbeddedAclHelper.h"
 #include "ChipModel/Switch.h"
 #include "PluginMounters/Slice/AclProgrammerSm.h"
 
@@ -46,7 +46,7 @@ struct Bed {
       box.addChip( 0, *ChipModel::chipProfile( "trident3" ) );
       ::Shim::sdk_ = &box.sdk();
       groups->unitIs( 0, { true, 32, 4096 } );
-      auto helper = Zol::make< AgentServices::AclHelper >( groups );
+      auto helper = Zol::make< AgentServices::EmbeddedAclHelper >( groups );
       helper->unitIs( 0, scsd );
       auto aclSm = Zol::make< Ixo::AclSm >();
       aclSm->aclHelperIs( Zol::Ptr< Karvel::AclHelper >( helper ) );

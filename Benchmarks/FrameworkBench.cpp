@@ -38,15 +38,12 @@ uint64_t allocations = 0;
    throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete( void* memory ) noexcept { std::free( memory ); }
-[[gnu::noinline]] void operator delete( void* memory, size_t ) noexcept {
-   std::free( memory );
-}
+[[gnu::noinline]] void operator delete( void* memory, size_t ) noexcept { std::free( memory ); }
 
 namespace Bench {
 
 class Element : public Zol::Entity {
-   ZOL_ENTITY(
-         Bench, Element, Zol::Entity, ( CONST, uint32_t, id ), ( VAL, uint32_t, value ) );
+   ZOL_ENTITY( Bench, Element, Zol::Entity, ( CONST, uint32_t, id ), ( VAL, uint32_t, value ) );
 
  public:
    explicit Element( uint32_t id ) : id_( id ) {}
@@ -54,9 +51,8 @@ class Element : public Zol::Entity {
 ZOL_DEFINE_ENTITY( Element );
 
 class Config : public Zol::Entity {
-   ZOL_ENTITY( Bench, Config, Zol::Entity, ( VAL, uint32_t, number ),
-         ( SET, uint32_t, member ), ( MAP, uint32_t, uint32_t, counter ),
-         ( COLL, uint32_t, Element, element ) );
+   ZOL_ENTITY( Bench, Config, Zol::Entity, ( VAL, uint32_t, number ), ( SET, uint32_t, member ),
+         ( MAP, uint32_t, uint32_t, counter ), ( COLL, uint32_t, Element, element ) );
 };
 ZOL_DEFINE_ENTITY( Config );
 
@@ -123,8 +119,7 @@ T* opaque( T* object ) {
    return object;
 }
 
-// --- Notification
-// --------------------------------------------------------------------------
+// --- Notification --------------------------------------------------------------------------
 
 void virtualCall( benchmark::State& state ) {
    std::vector< std::unique_ptr< Listener > > listeners;
@@ -193,8 +188,7 @@ void batchedWrite( benchmark::State& state ) {
 }
 BENCHMARK( batchedWrite )->Arg( 10 )->Arg( 100 )->Arg( 1000 )->Arg( 10000 );
 
-// --- Containers
-// ----------------------------------------------------------------------------
+// --- Containers ----------------------------------------------------------------------------
 
 constexpr uint32_t spread = 2654435761u; // keys in no particular order
 
@@ -252,8 +246,7 @@ void collectionInsertAndNotify( benchmark::State& state ) {
 }
 BENCHMARK( collectionInsertAndNotify )->Arg( 100 )->Arg( 1000 )->Arg( 10000 );
 
-// --- Pointers
-// ------------------------------------------------------------------------------
+// --- Pointers ------------------------------------------------------------------------------
 
 template < typename Pointer >
 void copyAndDrop( benchmark::State& state, Pointer original ) {
@@ -269,13 +262,10 @@ void sharedPtrCopy( benchmark::State& state ) {
 }
 BENCHMARK( sharedPtrCopy );
 
-void zolPtrCopy( benchmark::State& state ) {
-   copyAndDrop( state, Zol::make< Element >( 1u ) );
-}
+void zolPtrCopy( benchmark::State& state ) { copyAndDrop( state, Zol::make< Element >( 1u ) ); }
 BENCHMARK( zolPtrCopy );
 
-// --- Workloads for counting
-// ----------------------------------------------------------------
+// --- Workloads for counting ----------------------------------------------------------------
 
 struct Workload {
    const char* name;

@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "ChipModel/ChipProfile.h"
-#include "ChipModel/FieldProcessor.h"
-#include "ChipModel/FieldRules.h"
-#include "ChipModel/LookupEngine.h"
+#include "ChipModel/Fields/FieldProcessor.h"
+#include "ChipModel/Fields/FieldRules.h"
+#include "ChipModel/Lookup/LookupEngine.h"
+#include "ChipModel/Profile.h"
 #include "Platform/Zol/Assert.h"
 
 namespace {
@@ -111,8 +111,7 @@ LookupKey randomKey( const std::vector< ScanRule >& rules, Random& random ) {
    key.set( Key::outerVlanId, random( 4094 ) + 1 );
    key.setValid( validOuterVlan );
    if ( random( 2 ) != 0 ) {
-      const LookupRule& rule =
-            rules[ random( static_cast< uint32_t >( rules.size() ) ) ].rule;
+      const LookupRule& rule = rules[ random( static_cast< uint32_t >( rules.size() ) ) ].rule;
       for ( const ByteTerm& term : rule.bytes ) {
          key.bytes[ term.column ] = byteOf( ( term.value & term.mask ) |
                ( key.bytes[ term.column ] & ~unsigned{ term.mask } ) );
@@ -180,8 +179,7 @@ void programEntries( benchmark::State& state ) {
       FieldProcessor processor( chipProfiles().front() );
       processor.capacityIs( Shim::FieldStage::ingress, count );
       int group = 0;
-      failed |= processor.groupCreate(
-            Shim::FieldStage::ingress,
+      failed |= processor.groupCreate( Shim::FieldStage::ingress,
             stageQualifiers( chipProfiles().front(), Shim::FieldStage::ingress ), 0, &group );
       for ( int i = 0; i < count; ++i ) {
          int entry = 0;
@@ -192,8 +190,8 @@ void programEntries( benchmark::State& state ) {
          failed |= processor.entryNameSet( entry, "session" );
          failed |= processor.qualifyInPorts( entry, ports, Shim::PortBitmap().set() );
          failed |= processor.qualifyOuterVlanId( entry, number / 128 + 1, 0xfff );
-         failed |= processor.actionAdd(
-               entry, Shim::FieldAction::mirrorIngress, 0, number % 4 );
+         failed |=
+               processor.actionAdd( entry, Shim::FieldAction::mirrorIngress, 0, number % 4 );
          failed |= processor.entryInstall( entry );
       }
    }
@@ -202,11 +200,6 @@ void programEntries( benchmark::State& state ) {
          benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert );
    state.SetComplexityN( count );
 }
-BENCHMARK( programEntries )
-      ->Arg( 1000 )
-      ->Arg( 4000 )
-      ->Arg( 16000 )
-      ->Arg( 60000 )
-      ->Complexity();
+BENCHMARK( programEntries )->Arg( 1000 )->Arg( 4000 )->Arg( 16000 )->Arg( 60000 )->Complexity();
 
 } // namespace

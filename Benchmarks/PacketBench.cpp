@@ -15,7 +15,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "ChipModel/ChipProfile.h"
+#include "ChipModel/Profile.h"
 #include "ChipModel/Switch.h"
 
 namespace {
@@ -109,8 +109,7 @@ class Setup {
          if ( match == Match::ingressAndEgress ) {
             check( sdk.bcm_field_qualify_DstPort( 0, entry, 0, 0xff, 0, 0xfc ) );
          }
-         check( sdk.bcm_field_action_add(
-               0, entry, Shim::FieldAction::mirrorIngress, 0, 0 ) );
+         check( sdk.bcm_field_action_add( 0, entry, Shim::FieldAction::mirrorIngress, 0, 0 ) );
          check( sdk.bcm_field_entry_install( 0, entry ) );
       }
    }
@@ -118,9 +117,9 @@ class Setup {
    // Turn by turn from a station at port 1 to one at port 2 and back.
    void makeFrames( uint16_t vid ) {
       for ( int i = 0; i < stations; ++i ) {
-         std::array< uint8_t, 64 > frame{ 2, 2, 0, 0, 0, static_cast< uint8_t >( i ), 2, 1,
-            0, 0, 0, static_cast< uint8_t >( i ), 0x81, 0,
-            static_cast< uint8_t >( vid >> 8 ), static_cast< uint8_t >( vid ), 0x08, 0 };
+         std::array< uint8_t, 64 > frame{ 2, 2, 0, 0, 0, static_cast< uint8_t >( i ), 2, 1, 0,
+            0, 0, static_cast< uint8_t >( i ), 0x81, 0, static_cast< uint8_t >( vid >> 8 ),
+            static_cast< uint8_t >( vid ), 0x08, 0 };
          frames_.push_back( frame );
          std::swap_ranges( frame.begin(), frame.begin() + 6, frame.begin() + 6 );
          frames_.push_back( frame );

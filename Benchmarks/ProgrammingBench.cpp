@@ -15,8 +15,8 @@
 #include "AgentServices/TcamGroupManager.h"
 #include "AgentServices/TcamRequestManager.h"
 #include "ChipModel/Switch.h"
-#include "PluginMounters/Slice/KarvelMirrorTcamHelper.h"
-#include "PluginMounters/Slice/KarvelMirrorTcamHelperV2.h"
+#include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelper.h"
+#include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelperV2.h"
 
 namespace {
 
@@ -58,8 +58,8 @@ struct Bed {
          common->tcamEventsIs( manager->events() );
          common->intfProfileManagerIs( Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >(
                manager->intfProfileManager() ) );
-         helper = tcamHelperSmV2Factory(
-               0, config, status, scsd, LogicalFap::LogicalFapId( 0 ), nullptr, nullptr, common );
+         helper = tcamHelperSmV2Factory( 0, config, status, scsd, LogicalFap::LogicalFapId( 0 ),
+               nullptr, nullptr, common );
       } else {
          helper = tcamHelperSmFactory( 0, config, status, scsd, groups );
       }
@@ -105,8 +105,7 @@ void programBare( Bed& bed, const ProgrammingOp& op ) {
    Shim::QualifierSet qualifiers;
    qualifiers.set( static_cast< size_t >( Shim::Qualifier::dstPort ) );
    int group = 0;
-   must( sdk.bcm_field_group_create(
-               0, Shim::FieldStage::ingress, qualifiers, 0, &group ) == 0,
+   must( sdk.bcm_field_group_create( 0, Shim::FieldStage::ingress, qualifiers, 0, &group ) == 0,
          "no group" );
    const auto& rules =
          op.groupData()->aclData( TcamAclKey( "egress", TcamAclType::port() ) )->rule();
@@ -126,9 +125,12 @@ void programBare( Bed& bed, const ProgrammingOp& op ) {
 
 void programBy( Way way, Bed& bed, const Zol::Ptr< ProgrammingOp >& op ) {
    switch ( way ) {
-   case Way::helper: return programByHelper( bed, op );
-   case Way::bare: return programBare( bed, *op );
-   default: return programByRequest( bed, op );
+   case Way::helper:
+      return programByHelper( bed, op );
+   case Way::bare:
+      return programBare( bed, *op );
+   default:
+      return programByRequest( bed, op );
    }
 }
 
@@ -151,20 +153,16 @@ void program( benchmark::State& state, Way way ) {
    state.SetComplexityN( entries );
 }
 
-void byHelper( benchmark::State& state ) {
-   program( state, Way::helper );
-}
-void byRequest( benchmark::State& state ) {
-   program( state, Way::request );
-}
-void byRequestAgain( benchmark::State& state ) {
-   program( state, Way::again );
-}
-void bareLoop( benchmark::State& state ) {
-   program( state, Way::bare );
-}
+void byHelper( benchmark::State& state ) { program( state, Way::helper ); }
+void byRequest( benchmark::State& state ) { program( state, Way::request ); }
+void byRequestAgain( benchmark::State& state ) { program( state, Way::again ); }
+void bareLoop( benchmark::State& state ) { program( state, Way::bare ); }
 BENCHMARK( byHelper )->Arg( 1000 )->Arg( 10000 )->Arg( 60000 )->Unit( benchmark::kMillisecond );
-BENCHMARK( byRequest )->Arg( 1000 )->Arg( 10000 )->Arg( 60000 )->Unit( benchmark::kMillisecond );
+BENCHMARK( byRequest )
+      ->Arg( 1000 )
+      ->Arg( 10000 )
+      ->Arg( 60000 )
+      ->Unit( benchmark::kMillisecond );
 BENCHMARK( byRequestAgain )
       ->Arg( 1000 )
       ->Arg( 10000 )
@@ -178,10 +176,10 @@ int main( int argc, char** argv ) {
    if ( argc == 4 && std::strcmp( argv[ 1 ], "--instructions" ) == 0 ) {
       const int entries = std::atoi( argv[ 3 ] );
       const std::string_view name = argv[ 2 ];
-      const Way way = name == "helper"    ? Way::helper
-                      : name == "request" ? Way::request
-                      : name == "again"   ? Way::again
-                                          : Way::bare;
+      const Way way = name == "helper" ? Way::helper
+            : name == "request"        ? Way::request
+            : name == "again"          ? Way::again
+                                       : Way::bare;
       Bed bed( way );
       auto op = operation( entries );
       if ( way == Way::again ) {

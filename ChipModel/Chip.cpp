@@ -4,7 +4,7 @@ namespace ChipModel {
 
 using Shim::FieldStage;
 
-Chip::Chip( int unit, const ChipProfile& profile, const SwitchContext& context )
+Chip::Chip( int unit, const Profile& profile, const SwitchContext& context )
       : unit_( unit ), profile_( profile ), tables_( profile_, context ), fields_( profile_ ),
         pipeline_( unit, tables_, fields_ ) {}
 

@@ -2,32 +2,32 @@
 
 // One chip: tables, field processors and pipeline of a unit.
 
-#include "ChipModel/ChipProfile.h"
-#include "ChipModel/FieldProcessor.h"
+#include "ChipModel/Fields/FieldProcessor.h"
 #include "ChipModel/Pipeline.h"
+#include "ChipModel/Profile.h"
 #include "ChipModel/ReadBack.h"
-#include "ChipModel/Tables.h"
+#include "ChipModel/Tables/ForwardingTables.h"
 
 namespace ChipModel {
 
 class Chip {
  public:
    // The context must outlive this.
-   Chip( int unit, const ChipProfile& profile, const SwitchContext& context );
+   Chip( int unit, const Profile& profile, const SwitchContext& context );
    Chip( const Chip& ) = delete;
    Chip& operator=( const Chip& ) = delete;
 
    int unit() const { return unit_; }
-   const ChipProfile& profile() const { return profile_; }
-   Tables& tables() { return tables_; }
+   const Profile& profile() const { return profile_; }
+   ForwardingTables& tables() { return tables_; }
    FieldProcessor& fields() { return fields_; }
    Pipeline& pipeline() { return pipeline_; }
    ChipState state() const;
 
  private:
    int unit_;
-   ChipProfile profile_;
-   Tables tables_;
+   Profile profile_;
+   ForwardingTables tables_;
    FieldProcessor fields_;
    Pipeline pipeline_;
 };

@@ -23,8 +23,7 @@ uint16_t Forwarder::classify( int port, const ParsedFrame& frame ) const {
    return tables_.ports.port( port ).untaggedVlan;
 }
 
-DropReason Forwarder::ingressCheck(
-      int port, const ParsedFrame& frame, uint16_t vid ) const {
+DropReason Forwarder::ingressCheck( int port, const ParsedFrame& frame, uint16_t vid ) const {
    if ( frame.length > maxFrameBytes ) {
       return DropReason::tooLong;
    }
@@ -61,8 +60,7 @@ Decision Forwarder::decide(
       static_cast< int16_t >( trunk >= 0 ? trunk : port ) };
    tables_.l2.learn( L2Table::key( frame.source(), vid ), origin );
 
-   const PortMask eligible =
-         tables_.vlans.vlan( vid ).members & tables_.ports.enabledPorts();
+   const PortMask eligible = tables_.vlans.vlan( vid ).members & tables_.ports.enabledPorts();
    const L2Destination* known = isGroup( frame.destination() )
          ? nullptr
          : tables_.l2.find( L2Table::key( frame.destination(), vid ) );
@@ -74,11 +72,10 @@ Decision Forwarder::decide(
    return decision;
 }
 
-void Forwarder::direct( Decision& decision, L2Destination destination,
-      const PortMask& eligible, LazyFlowHash& hash ) const {
+void Forwarder::direct( Decision& decision, L2Destination destination, const PortMask& eligible,
+      LazyFlowHash& hash ) const {
    const TrunkTable& trunks = tables_.trunks;
-   const int trunk =
-         destination.isTrunk ? destination.id : trunks.trunkOf( destination.id );
+   const int trunk = destination.isTrunk ? destination.id : trunks.trunkOf( destination.id );
    const bool sameTrunk = trunk >= 0 && trunk == trunks.trunkOf( decision.ingressPort );
    if ( sameTrunk || ( !destination.isTrunk && destination.id == decision.ingressPort ) ) {
       decision.drop = DropReason::destinationOnIngress;

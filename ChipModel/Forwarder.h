@@ -5,11 +5,11 @@
 
 #include <cstdint>
 
-#include "ChipModel/Counters.h"
-#include "ChipModel/FlowHash.h"
-#include "ChipModel/Parser.h"
-#include "ChipModel/PortMask.h"
-#include "ChipModel/Tables.h"
+#include "ChipModel/Packets/FlowHash.h"
+#include "ChipModel/Packets/Parser.h"
+#include "ChipModel/Tables/Counters.h"
+#include "ChipModel/Tables/ForwardingTables.h"
+#include "ChipModel/Tables/PortMask.h"
 
 namespace ChipModel {
 
@@ -25,7 +25,7 @@ struct Decision {
 class Forwarder {
  public:
    // `tables` must outlive this.
-   explicit Forwarder( Tables& tables ) : tables_( tables ) {}
+   explicit Forwarder( ForwardingTables& tables ) : tables_( tables ) {}
 
    // The VLAN of a frame received at a port: that of its tag, else the port's VLAN for
    // untagged frames. 0: none, or not to be known.
@@ -40,7 +40,7 @@ class Forwarder {
    void direct( Decision& decision, L2Destination destination, const PortMask& eligible,
          LazyFlowHash& hash ) const;
 
-   Tables& tables_;
+   ForwardingTables& tables_;
 };
 
 } // namespace ChipModel

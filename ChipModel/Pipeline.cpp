@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "ChipModel/HeaderParser.h"
+#include "ChipModel/Packets/HeaderParser.h"
 #include "Platform/Zol/Assert.h"
 
 namespace ChipModel {
@@ -30,7 +30,7 @@ class BusyScope {
 
 } // namespace
 
-Pipeline::Pipeline( int unit, Tables& tables, FieldProcessor& fields )
+Pipeline::Pipeline( int unit, ForwardingTables& tables, FieldProcessor& fields )
       : unit_( unit ), tables_( tables ), fields_( fields ), forwarder_( tables ),
         egress_( unit, tables, fields, counters_ ) {
    ZOL_ASSERT( unit >= 0 && unit <= 127 );
@@ -62,8 +62,7 @@ void Pipeline::receive( int port, const FrameView& frame ) {
    }
    fillKey( pass );
    lookUp( pass );
-   egress_.frameIs(
-         pass.parsed, pass.key, pass.keyHasHeaders, pass.decision.flooded );
+   egress_.frameIs( pass.parsed, pass.key, pass.keyHasHeaders, pass.decision.flooded );
    if ( pass.mirrors.ingress != 0 ) {
       egress_.mirror( pass.mirrors.ingress,
             { unit_, 0, CopyKind::ingressMirror, -1, port, -1, pass.frame }, hash );

@@ -20,22 +20,22 @@
 #include <cstdint>
 #include <vector>
 
-#include "ChipModel/Counters.h"
-#include "ChipModel/EgressStage.h"
-#include "ChipModel/EgressTagger.h"
-#include "ChipModel/FieldProcessor.h"
+#include "ChipModel/Egress/EgressStage.h"
+#include "ChipModel/Egress/EgressTagger.h"
+#include "ChipModel/Fields/FieldProcessor.h"
 #include "ChipModel/Forwarder.h"
-#include "ChipModel/Frame.h"
-#include "ChipModel/LookupKey.h"
+#include "ChipModel/Lookup/LookupKey.h"
+#include "ChipModel/Packets/Frame.h"
 #include "ChipModel/PipelineObserver.h"
-#include "ChipModel/Tables.h"
+#include "ChipModel/Tables/Counters.h"
+#include "ChipModel/Tables/ForwardingTables.h"
 
 namespace ChipModel {
 
 class Pipeline {
  public:
    // `unit` is also the module id that destinations carry. References must outlive this.
-   Pipeline( int unit, Tables& tables, FieldProcessor& fields );
+   Pipeline( int unit, ForwardingTables& tables, FieldProcessor& fields );
 
    // Null: what leaves is counted and forgotten.
    void sinkIs( FrameSink* sink ) { egress_.sinkIs( sink ); }
@@ -96,7 +96,7 @@ class Pipeline {
    PortCounters& countersOf( int port ) { return counters_[ static_cast< size_t >( port ) ]; }
 
    int unit_;
-   Tables& tables_;
+   ForwardingTables& tables_;
    FieldProcessor& fields_;
    Forwarder forwarder_;
    EgressTagger tagger_;

@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <string_view>
 
-#include "ChipModel/FieldProcessor.h"
+#include "ChipModel/Fields/FieldProcessor.h"
 #include "ChipModel/Forwarder.h"
-#include "ChipModel/Frame.h"
-#include "ChipModel/LookupKey.h"
+#include "ChipModel/Lookup/LookupKey.h"
+#include "ChipModel/Packets/Frame.h"
 
 namespace ChipModel {
 

@@ -5,7 +5,7 @@
 #include <map>
 #include <string_view>
 
-#include "ChipModel/FieldNames.h"
+#include "ChipModel/Fields/FieldNames.h"
 #include "Platform/Zol/Assert.h"
 
 namespace ChipModel {

@@ -14,12 +14,12 @@
 #include <utility>
 #include <vector>
 
-#include "ChipModel/Counters.h"
-#include "ChipModel/FieldProcessor.h"
-#include "ChipModel/LogicalTables.h"
-#include "ChipModel/Memories.h"
-#include "ChipModel/SwitchControls.h"
-#include "Platform/Shim/Types.h"
+#include "ChipModel/Fields/FieldProcessor.h"
+#include "ChipModel/Tables/Counters.h"
+#include "ChipModel/Tables/LogicalTables.h"
+#include "ChipModel/Tables/Memories.h"
+#include "ChipModel/Tables/SwitchControls.h"
+#include "Platform/Shim/SdkTypes.h"
 
 namespace ChipModel {
 
@@ -61,15 +61,15 @@ struct ChipState {
    std::vector< MirrorDestinationState > mirrorDestinations;
    // By Shim::SwitchControl; empty on a chip that has none.
    std::vector< SwitchControls::Setting > switchControls;
-   std::vector< MemoryEntryView > memories; // that were written or are looked at
+   std::vector< MemoryEntryView > memories;        // that were written or are looked at
    std::vector< LogicalEntryView > insertProfiles; // that were written
-   uint64_t strayCopies = 0;         // see Pipeline::strayCopies
-   uint64_t cpuCopies = 0;           // see Pipeline::cpuCopies
+   uint64_t strayCopies = 0;                       // see Pipeline::strayCopies
+   uint64_t cpuCopies = 0;                         // see Pipeline::cpuCopies
    int policerCapacity = 0;
    std::vector< PolicerView > policers; // by id
-   std::vector< RangeView > ranges;  // by id
-   std::vector< GroupView > groups;  // by id
-   std::vector< EntryView > entries; // in the order of lookup
+   std::vector< RangeView > ranges;     // by id
+   std::vector< GroupView > groups;     // by id
+   std::vector< EntryView > entries;    // in the order of lookup
 };
 
 enum class ReadBackScope : uint8_t {

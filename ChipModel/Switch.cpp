@@ -1,6 +1,6 @@
 #include "ChipModel/Switch.h"
 
-#include "ChipModel/SdkModel.h"
+#include "ChipModel/Sdk/SdkModel.h"
 #include "Platform/Zol/Assert.h"
 
 namespace ChipModel {
@@ -80,7 +80,7 @@ Switch::Switch()
 
 Switch::~Switch() = default;
 
-Chip& Switch::addChip( int unit, const ChipProfile& profile ) {
+Chip& Switch::addChip( int unit, const Profile& profile ) {
    ZOL_ASSERT( !chips_.contains( unit ) );
    Chip& chip =
          *( chips_[ unit ] = std::make_unique< Chip >( unit, profile, control_.context() ) );

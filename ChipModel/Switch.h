@@ -21,9 +21,9 @@
 #include <vector>
 
 #include "ChipModel/Chip.h"
-#include "ChipModel/Frame.h"
-#include "ChipModel/Gate.h"
+#include "ChipModel/Packets/Frame.h"
 #include "ChipModel/ReadBack.h"
+#include "ChipModel/Sdk/Gate.h"
 #include "Platform/Shim/Sdk.h"
 
 namespace ChipModel {
@@ -88,7 +88,7 @@ class Switch {
    Switch& operator=( const Switch& ) = delete;
 
    // Units are 0 to 127, the chip's module id is its unit number. A unit is added once.
-   Chip& addChip( int unit, const ChipProfile& profile );
+   Chip& addChip( int unit, const Profile& profile );
    // Null if there is no such unit.
    Chip* chip( int unit );
    std::vector< int > units() const;

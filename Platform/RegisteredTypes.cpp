@@ -1,9 +1,9 @@
 // The platform's types that a mount may ask the store to make.
 
-#include "Platform/Acl/Config.h"
+#include "Platform/Acl/AclConfig.h"
 #include "Platform/KarvelCentral/Status.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
-#include "Platform/Mirroring/Config.h"
+#include "Platform/Mirroring/MirroringConfig.h"
 #include "Platform/Zol/TypeRegistry.h"
 
 ZOL_REGISTER_TYPE( Acl::Input::Config );

@@ -43,7 +43,7 @@ class ChipBed : public ::testing::Test {
       gate().faultAdd( { .call = call, .first = nth, .last = nth, .effect = effect } );
    }
 
-   const ChipModel::ChipProfile& profile;
+   const ChipModel::Profile& profile;
    ChipModel::Switch box;
    Zol::Ptr< AgentServices::TcamGroupManager > groups =
          Zol::make< AgentServices::TcamGroupManager >();

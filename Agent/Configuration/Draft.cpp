@@ -7,8 +7,8 @@
 
 namespace Agent {
 
-const ChipModel::ChipProfile& Draft::profileOf( int unit ) const {
-   const ChipModel::ChipProfile* profile =
+const ChipModel::Profile& Draft::profileOf( int unit ) const {
+   const ChipModel::Profile* profile =
          ChipModel::chipProfile( configuration.chips.at( unit ).profile );
    ZOL_ASSERT( profile );
    return *profile;

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "Agent/Configuration/Acls.h"
+#include "Agent/Configuration/ConfigTables.h"
 #include "Agent/Configuration/Configuration.h"
 #include "Agent/Configuration/Fields.h"
-#include "Agent/Configuration/Tables.h"
-#include "ChipModel/ChipProfile.h"
+#include "ChipModel/Profile.h"
 
 namespace Agent {
 
@@ -53,7 +53,7 @@ struct Draft {
    // The sessions that an ACL mirrors to at egress, and a rule that asks for it.
    std::map< std::string, std::string > egressRuleBySession{};
 
-   const ChipModel::ChipProfile& profileOf( int unit ) const;
+   const ChipModel::Profile& profileOf( int unit ) const;
    bool isInterface( const std::string& name ) const;
    // Of an interface that is there; none if there is no such port, or no VLAN behind the dot.
    std::optional< NamedInterface > find( const std::string& name ) const;

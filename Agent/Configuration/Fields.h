@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
+#include "Agent/Configuration/ConfigTables.h"
 #include "Agent/Configuration/Configuration.h"
-#include "Agent/Configuration/Tables.h"
 
 namespace Agent {
 

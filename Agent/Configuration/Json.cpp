@@ -41,8 +41,7 @@ class CountingIterator {
    using pointer = const char*;
    using reference = const char&;
 
-   CountingIterator( const char* at, Position* position )
-         : at_( at ), position_( position ) {}
+   CountingIterator( const char* at, Position* position ) : at_( at ), position_( position ) {}
    const char& operator*() const { return *at_; }
    CountingIterator& operator++() {
       position_->passed( *at_++ );
@@ -64,8 +63,7 @@ class CountingIterator {
 // The parser's text without its prefix and without the rest of a long token.
 std::string messageOf( const std::string& what ) {
    std::string text = what;
-   if ( const size_t place = text.find( "parse error at line " );
-         place != std::string::npos ) {
+   if ( const size_t place = text.find( "parse error at line " ); place != std::string::npos ) {
       if ( const size_t colon = text.find( ": ", place ); colon != std::string::npos ) {
          text.erase( 0, colon + 2 );
       }
@@ -112,8 +110,8 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
    bool start_array( std::size_t ) override { return open( JsonValue::Kind::array ); }
    bool end_array() override { return close(); }
 
-   bool parse_error( std::size_t, const std::string&,
-         const nlohmann::json::exception& error ) override {
+   bool parse_error(
+         std::size_t, const std::string&, const nlohmann::json::exception& error ) override {
       throw JsonError( position_.line,
             "not JSON at column " + std::to_string( position_.column ) + ": " +
                   messageOf( error.what() ) );
@@ -139,8 +137,7 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
    bool open( JsonValue::Kind kind ) {
       if ( open_.size() == deepest ) {
          throw JsonError( position_.line,
-               "nested too deeply; allowed: up to " + std::to_string( deepest ) +
-                     " levels" );
+               "nested too deeply; allowed: up to " + std::to_string( deepest ) + " levels" );
       }
       open_.push_back( &next( kind ) );
       return true;

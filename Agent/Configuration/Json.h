@@ -20,7 +20,7 @@ struct JsonValue {
 
    Kind kind = Kind::null;
    int line = 0;
-   std::string text; // of a scalar: "true", "0x10" if it was a string, "9100"
+   std::string text;                  // of a scalar: "true", "0x10" if it was a string, "9100"
    std::vector< JsonValue > elements; // of an array
    std::vector< JsonMember > members; // of an object, as written
 
@@ -36,8 +36,7 @@ struct JsonMember {
 // Text that cannot be read: one line of text without the place.
 class JsonError : public std::runtime_error {
  public:
-   JsonError( int line, const std::string& what )
-         : std::runtime_error( what ), line_( line ) {}
+   JsonError( int line, const std::string& what ) : std::runtime_error( what ), line_( line ) {}
    int line() const { return line_; } // 0: the text as a whole
 
  private:

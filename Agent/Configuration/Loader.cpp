@@ -172,8 +172,9 @@ LoadResult ConfigSource::reload( const std::string& path ) {
             break;
          }
       }
-      result.errors.push_back( { place, "CHIP: the chips are fixed while the agent runs; "
-                                        "allowed: the table as it was at the start" } );
+      result.errors.push_back( { place,
+            "CHIP: the chips are fixed while the agent runs; "
+            "allowed: the table as it was at the start" } );
    }
    return state_->replace( std::move( result ), std::move( candidate ) );
 }

@@ -19,7 +19,7 @@ constexpr size_t longestPortName = 128;
 
 std::string profileNames() {
    std::vector< std::string_view > names;
-   for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
+   for ( const ChipModel::Profile& profile : ChipModel::chipProfiles() ) {
       names.push_back( profile.name );
    }
    return joined( names );
@@ -123,7 +123,7 @@ class Numbering {
 
  private:
    int unit_;
-   const ChipModel::ChipProfile& profile_;
+   const ChipModel::Profile& profile_;
    std::map< int, std::string > taken_;
    int next_ = 1;
 };
@@ -188,7 +188,7 @@ void numberTheOthers( Draft& draft, Numberings& numberings ) {
       const auto& ports = draft.configuration.ports;
       const auto count = std::count_if( ports.begin(), ports.end(),
             [ & ]( const auto& other ) { return other.second.unit == port.unit; } );
-      const ChipModel::ChipProfile& profile = draft.profileOf( port.unit );
+      const ChipModel::Profile& profile = draft.profileOf( port.unit );
       draft.findings.errors.push_back( { port.place,
             "PORT|" + port.name + ": chip " + std::to_string( port.unit ) +
                   " has no port left for it: there are " + std::to_string( count ) +

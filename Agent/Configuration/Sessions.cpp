@@ -319,14 +319,14 @@ void SessionReader::refuse() {
       }
    }
    if ( session_.rateIsEnforced() && session_.unit >= 0 ) {
-      const ChipModel::ChipProfile& profile = draft_.profileOf( session_.unit );
+      const ChipModel::Profile& profile = draft_.profileOf( session_.unit );
       if ( profile.policers == 0 ) {
          reasons_.push_back( "chip profile " + std::string( profile.name ) +
                " has no policers: it limits no rate" );
       }
    }
    if ( session_.tunnel && session_.tunnel->greKey && session_.unit >= 0 ) {
-      const ChipModel::ChipProfile& profile = draft_.profileOf( session_.unit );
+      const ChipModel::Profile& profile = draft_.profileOf( session_.unit );
       if ( profile.greKeys == ChipModel::GreKeys::none ) {
          reasons_.push_back(
                "chip profile " + std::string( profile.name ) + " sends no GRE keys" );

@@ -9,12 +9,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "Agent/Commands/Script.h"
+#include "Agent/Commands/Startup.h"
 #include "Agent/Live/Live.h"
 #include "Agent/Live/Prompt.h"
 #include "Agent/Live/Protocol.h"
 #include "Agent/Live/Socket.h"
-#include "Agent/Run/Startup.h"
-#include "Agent/Script/Script.h"
 
 namespace Agent {
 

@@ -4,7 +4,7 @@
 // command that could not be done, or something left in the chips, said in one line each on
 // standard error.
 
-#include "Agent/CommandLine/CommandLine.h"
+#include "Agent/Commands/CommandLine.h"
 
 namespace Agent {
 

@@ -4,9 +4,10 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "Agent/Commands/ScriptRunner.h"
+#include "Agent/Commands/Startup.h"
 #include "Agent/Packets/CaptureReader.h"
-#include "Agent/Run/ScriptRunner.h"
-#include "Agent/Run/Startup.h"
+#include "ChipModel/LeftIn.h"
 
 namespace Agent {
 
@@ -160,72 +161,9 @@ std::vector< std::string > LiveAgent::withdraw() {
    runtime_.withdraw();
    std::vector< std::string > left;
    for ( int unit : runtime_.units() ) {
-      for ( std::string& line : leftIn( runtime_.chips().control().state( unit ) ) ) {
+      for ( std::string& line :
+            ChipModel::leftIn( runtime_.chips().control().state( unit ) ) ) {
          left.push_back( std::move( line ) );
-      }
-   }
-   return left;
-}
-
-namespace {
-
-// What the plug-in sets once for the whole chip, whether anything is mirrored or not, stays.
-bool isSetAtStart( Shim::Memory memory ) {
-   switch ( memory ) {
-   case Shim::ING_FLEX_EDITOR_PROFILEm:
-   case Shim::EGR_FLEX_EDITOR_PROFILEm:
-   case Shim::SOURCE_TRUNK_MAP_MODBASEm:
-   case Shim::SOURCE_TRUNK_MAP_TABLEm:
-   case Shim::ING_DEVICE_PORTm: return true;
-   default: return false;
-   }
-}
-
-} // namespace
-
-std::vector< std::string > leftIn( const ChipModel::ChipState& chip ) {
-   std::vector< std::string > left;
-   auto add = [ & ]( const std::string& what, int64_t number, const std::string& name = "" ) {
-      left.push_back( "chip " + std::to_string( chip.unit ) + ": " + what + " " +
-            std::to_string( number ) + ( name.empty() ? "" : " '" + name + "'" ) );
-   };
-   for ( const auto& entry : chip.entries ) {
-      add( "TCAM entry", entry.id, entry.name );
-   }
-   for ( const auto& group : chip.groups ) {
-      add( "TCAM group", group.id );
-   }
-   for ( const auto& policer : chip.policers ) {
-      add( "policer", policer.id );
-   }
-   for ( const auto& range : chip.ranges ) {
-      add( "range checker", range.id );
-   }
-   for ( const auto& mirror : chip.mirrorDestinations ) {
-      if ( mirror.value ) {
-         add( "mirror destination", mirror.destination );
-      }
-   }
-   for ( const auto& vlan : chip.vlans ) {
-      add( "VLAN", vlan.vid );
-   }
-   for ( const auto& trunk : chip.trunks ) {
-      add( "trunk", trunk.trunk );
-   }
-   for ( const auto& address : chip.l2Addresses ) {
-      if ( address.isStatic ) {
-         left.push_back(
-               "chip " + std::to_string( chip.unit ) + ": address " + address.mac.toString() );
-      }
-   }
-   for ( const auto& entry : chip.memories ) {
-      if ( !entry.isReset && !isSetAtStart( entry.memory ) ) {
-         add( std::string( Shim::memoryNames[ entry.memory ] ) + " entry", entry.index );
-      }
-   }
-   for ( const auto& entry : chip.insertProfiles ) {
-      if ( !entry.isReset() ) {
-         add( std::string( ChipModel::LogicalTables::insertProfiles ) + " entry", entry.index );
       }
    }
    return left;

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "Agent/CommandLine/CommandLine.h"
+#include "Agent/Commands/CommandLine.h"
+#include "Agent/Commands/Script.h"
 #include "Agent/Live/Protocol.h"
-#include "Agent/Replay/Replay.h"
+#include "Agent/Packets/Replay.h"
 #include "Agent/Runtime/Runtime.h"
-#include "Agent/Script/Script.h"
 
 namespace Agent {
 
@@ -54,8 +54,5 @@ class LiveAgent {
    Runtime runtime_;
    std::unique_ptr< Outlet > outlet_; // none without --out
 };
-
-// What a chip holds that an agent has put into it, in one line each.
-std::vector< std::string > leftIn( const ChipModel::ChipState& chip );
 
 } // namespace Agent

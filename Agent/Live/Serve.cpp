@@ -1,11 +1,11 @@
 #include <iostream>
 
+#include "Agent/Commands/Startup.h"
 #include "Agent/Live/Live.h"
 #include "Agent/Live/LiveAgent.h"
 #include "Agent/Live/Server.h"
 #include "Agent/Live/Signals.h"
 #include "Agent/Live/Socket.h"
-#include "Agent/Run/Startup.h"
 #include "Platform/Duolog/Duolog.h"
 
 namespace Agent {

@@ -42,7 +42,7 @@ bool CaptureMerge::next( Arrival& arrival ) {
    if ( !taken_ ) {
       return false;
    }
-   arrival.input = static_cast<size_t>( taken_ - sources_.data() );
+   arrival.input = static_cast< size_t >( taken_ - sources_.data() );
    arrival.frame = taken_->frame;
    return true;
 }

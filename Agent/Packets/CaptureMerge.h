@@ -28,7 +28,7 @@ struct Arrival {
 };
 
 class CaptureMerge {
-  public:
+ public:
    // Adds a capture. Only before the first next().
    void add( std::string port, CaptureReader reader );
 
@@ -39,7 +39,7 @@ class CaptureMerge {
    size_t inputs() const { return sources_.size(); }
    const std::string& port( size_t input ) const { return sources_.at( input ).port; }
 
-  private:
+ private:
    struct Source {
       std::string port;
       CaptureReader reader;
@@ -49,7 +49,7 @@ class CaptureMerge {
    static void advance( Source& source );
    void start();
 
-   std::vector<Source> sources_;
+   std::vector< Source > sources_;
    // The source whose frame is out with the caller: it may read on only with the next call.
    Source* taken_ = nullptr;
    bool started_ = false;

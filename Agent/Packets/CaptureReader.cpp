@@ -26,10 +26,10 @@ uint64_t stampNs( const timeval& stamp ) {
    if ( seconds < 0 ) {
       seconds += int64_t( 1 ) << 32; // pcap's seconds are unsigned, libpcap's are not
    }
-   seconds = std::clamp<int64_t>( seconds, 0, std::numeric_limits<uint32_t>::max() );
+   seconds = std::clamp< int64_t >( seconds, 0, std::numeric_limits< uint32_t >::max() );
    // Nanoseconds: the handle is opened with that precision.
-   int64_t fraction = std::clamp<int64_t>( stamp.tv_usec, 0, nsPerSecond - 1 );
-   return static_cast<uint64_t>( seconds * nsPerSecond + fraction );
+   int64_t fraction = std::clamp< int64_t >( stamp.tv_usec, 0, nsPerSecond - 1 );
+   return static_cast< uint64_t >( seconds * nsPerSecond + fraction );
 }
 
 // What the kernel would let us open although no capture can come of it.
@@ -63,14 +63,14 @@ std::string linkTypeName( int linkType ) {
 void CaptureReader::Close::operator()( pcap* handle ) const { pcap_close( handle ); }
 
 CaptureReader::CaptureReader( const std::string& path )
-      : path_( path ), buffer_( std::make_unique<char[]>( streamBufferBytes ) ) {
+      : path_( path ), buffer_( std::make_unique< char[] >( streamBufferBytes ) ) {
    checkKind( path );
    FILE* stream = std::fopen( path.c_str(), "rbe" );
    if ( !stream ) {
       throw CaptureError( path + ": cannot be read (" + std::strerror( errno ) + ")" );
    }
    std::setvbuf( stream, buffer_.get(), _IOFBF, streamBufferBytes );
-   char error[PCAP_ERRBUF_SIZE] = "";
+   char error[ PCAP_ERRBUF_SIZE ] = "";
    handle_.reset( pcap_fopen_offline_with_tstamp_precision(
          stream, PCAP_TSTAMP_PRECISION_NANO, error ) );
    if ( !handle_ ) {
@@ -123,9 +123,9 @@ void CaptureReader::failRead() {
    // The interfaces of a pcapng file may differ; libpcap reads those like the first only.
    bool interfacesDiffer = text.find( "different from" ) != text.npos;
    throw CaptureError( where + text +
-                       ( interfacesDiffer ? "; allowed: interfaces of one link type, "
-                                            "Ethernet, and one snapshot length"
-                                          : "" ) );
+         ( interfacesDiffer ? "; allowed: interfaces of one link type, "
+                              "Ethernet, and one snapshot length"
+                            : "" ) );
 }
 
 CaptureSummary validateCapture( const std::string& path ) {

@@ -32,20 +32,20 @@ namespace Agent {
 
 // A capture file that cannot be read or written: one line, "FILE: what is wrong".
 class CaptureError : public std::runtime_error {
-  public:
+ public:
    using std::runtime_error::runtime_error;
 };
 
 // One frame as it stood on the wire, without preamble.
 struct CaptureFrame {
-   uint64_t timeNs = 0; // since 1970, at most to the year 2106, as pcap can say it
+   uint64_t timeNs = 0;           // since 1970, at most to the year 2106, as pcap can say it
    const uint8_t* data = nullptr; // not owned; valid until the reader's next call
    uint32_t length = 0;           // bytes at data; may be 0 in a damaged capture
    uint32_t wireLength = 0;       // bytes on the wire, never less than length
 };
 
 class CaptureReader {
-  public:
+ public:
    // Opens the file and reads its header.
    explicit CaptureReader( const std::string& path );
    ~CaptureReader();
@@ -60,7 +60,7 @@ class CaptureReader {
    // How many frames next() has yielded so far.
    uint64_t frames() const { return frames_; }
 
-  private:
+ private:
    struct Close {
       void operator()( pcap* handle ) const;
    };
@@ -68,8 +68,8 @@ class CaptureReader {
 
    std::string path_;
    uint64_t frames_ = 0;
-   std::unique_ptr<char[]> buffer_; // of the stream inside handle_, so declared before it
-   std::unique_ptr<pcap, Close> handle_;
+   std::unique_ptr< char[] > buffer_; // of the stream inside handle_, so declared before it
+   std::unique_ptr< pcap, Close > handle_;
 };
 
 // What one reading of a whole capture found. The times are 0 if it holds no frame.

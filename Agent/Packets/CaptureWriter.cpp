@@ -30,16 +30,15 @@ constexpr uint64_t nsPerSecond = 1'000'000'000;
 std::string temporaryName( const std::string& path, unsigned attempt ) {
    size_t nameStart = path.rfind( '/' ) + 1; // 0 if there is none
    return path.substr( 0, nameStart ) + "." + path.substr( nameStart ) + "." +
-          std::to_string( attempt ) + ".part";
+         std::to_string( attempt ) + ".part";
 }
 
 // A new file of the first such name that is free: others may be another writer's, or the
 // remains of one that was killed. Returns the name and the open descriptor.
-std::pair<std::string, int> makeTemporary( const std::string& path ) {
+std::pair< std::string, int > makeTemporary( const std::string& path ) {
    for ( unsigned attempt = 0;; ++attempt ) {
       std::string name = temporaryName( path, attempt );
-      int descriptor =
-            ::open( name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666 );
+      int descriptor = ::open( name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666 );
       if ( descriptor >= 0 ) {
          return { std::move( name ), descriptor };
       }
@@ -56,8 +55,7 @@ void CaptureWriter::Close::operator()( pcap_dumper* dumper ) const {
 }
 
 CaptureWriter::CaptureWriter( std::string path )
-      : path_( std::move( path ) ),
-        buffer_( std::make_unique<char[]>( streamBufferBytes ) ) {
+      : path_( std::move( path ) ), buffer_( std::make_unique< char[] >( streamBufferBytes ) ) {
    checkReplaceable( path_ );
    openTemporary();
 }
@@ -66,10 +64,8 @@ void CaptureWriter::checkReplaceable( const std::string& path ) {
    struct stat status {};
    if ( ::stat( path.c_str(), &status ) == 0 && !S_ISREG( status.st_mode ) ) {
       // The renaming would fail, or put a file in the place of a device.
-      throw CaptureError(
-            path + ": cannot be written (" +
-            ( S_ISDIR( status.st_mode ) ? "is a directory" : "is not a regular file" ) +
-            ")" );
+      throw CaptureError( path + ": cannot be written (" +
+            ( S_ISDIR( status.st_mode ) ? "is a directory" : "is not a regular file" ) + ")" );
    }
 }
 
@@ -94,14 +90,14 @@ CaptureWriter::~CaptureWriter() {
 }
 
 void CaptureWriter::write(
-      uint64_t timeNs, std::span<const uint8_t> frame, uint32_t wireLength ) {
+      uint64_t timeNs, std::span< const uint8_t > frame, uint32_t wireLength ) {
    ZOL_ASSERT( dumper_ );
    pcap_pkthdr header{};
-   header.ts.tv_sec = static_cast<time_t>( timeNs / nsPerSecond );
-   header.ts.tv_usec = static_cast<suseconds_t>( timeNs % nsPerSecond );
-   header.caplen = static_cast<bpf_u_int32>( std::min( frame.size(), snapshotBytes ) );
+   header.ts.tv_sec = static_cast< time_t >( timeNs / nsPerSecond );
+   header.ts.tv_usec = static_cast< suseconds_t >( timeNs % nsPerSecond );
+   header.caplen = static_cast< bpf_u_int32 >( std::min( frame.size(), snapshotBytes ) );
    header.len = wireLength;
-   pcap_dump( reinterpret_cast<u_char*>( dumper_.get() ), &header, frame.data() );
+   pcap_dump( reinterpret_cast< u_char* >( dumper_.get() ), &header, frame.data() );
    // pcap_dump() itself reports nothing, and the cause is known only now.
    if ( ::ferror_unlocked( pcap_dump_file( dumper_.get() ) ) ) [[unlikely]] {
       failWrite();

@@ -25,7 +25,7 @@ struct pcap_dumper; // libpcap's handle of a file that is written
 namespace Agent {
 
 class CaptureWriter {
-  public:
+ public:
    explicit CaptureWriter( std::string path );
    // Throws if something other than a regular file stands at the path, as the constructor
    // would: for whoever makes writers late but wants to know early.
@@ -37,7 +37,7 @@ class CaptureWriter {
    // Appends a frame. timeNs is since 1970; wireLength is at least the frame's size, more
    // if it was cut short when captured. Of a frame beyond 262,144 bytes, the most that
    // readers of captures accept, the rest is left out.
-   void write( uint64_t timeNs, std::span<const uint8_t> frame, uint32_t wireLength );
+   void write( uint64_t timeNs, std::span< const uint8_t > frame, uint32_t wireLength );
 
    // Writes out what is buffered and closes the hidden file: nothing can fail any more but
    // the renaming. For whoever commits several files together.
@@ -51,7 +51,7 @@ class CaptureWriter {
    const std::string& path() const { return path_; }
    uint64_t frames() const { return frames_; }
 
-  private:
+ private:
    struct Close {
       void operator()( pcap_dumper* dumper ) const;
    };
@@ -62,8 +62,8 @@ class CaptureWriter {
    std::string path_;
    std::string temporary_; // empty once renamed
    uint64_t frames_ = 0;
-   std::unique_ptr<char[]> buffer_; // of the stream inside dumper_, so declared before it
-   std::unique_ptr<pcap_dumper, Close> dumper_; // none once complete
+   std::unique_ptr< char[] > buffer_; // of the stream inside dumper_, so declared before it
+   std::unique_ptr< pcap_dumper, Close > dumper_; // none once complete
 };
 
 } // namespace Agent

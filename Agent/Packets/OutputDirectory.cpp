@@ -21,8 +21,7 @@ std::string fileName( std::string_view port, OutputKind kind ) {
 void checkPortName( const std::string& port ) {
    if ( port.empty() || port.front() == '.' || port.find( '/' ) != port.npos ||
          port.find( '\0' ) != port.npos ) {
-      throw CaptureError(
-            "port \"" + port +
+      throw CaptureError( "port \"" + port +
             "\" cannot name a capture file; allowed: names without '/' that do not begin "
             "with '.'" );
    }
@@ -35,14 +34,14 @@ bool isRegularFile( const std::string& path ) {
 
 } // namespace
 
-OutputDirectory::OutputDirectory( std::string path, const std::vector<std::string>& ports,
-      const std::vector<std::string>& inputs )
+OutputDirectory::OutputDirectory( std::string path, const std::vector< std::string >& ports,
+      const std::vector< std::string >& inputs )
       : path_( std::move( path ) ) {
    for ( const std::string& port : ports ) {
       addPort( port );
    }
    makeDirectory();
-   for ( const auto& [name, unused] : files_ ) {
+   for ( const auto& [ name, unused ] : files_ ) {
       checkOutput( path_ + "/" + name, inputs );
    }
 }
@@ -53,8 +52,8 @@ void OutputDirectory::addPort( const std::string& port ) {
       std::string name = fileName( port, kind );
       if ( !files_.try_emplace( name ).second ) {
          throw CaptureError( "port \"" + port + "\": " + name +
-                             " would hold the packets of two ports; allowed: names that "
-                             "differ, also with \".mirror\" appended" );
+               " would hold the packets of two ports; allowed: names that "
+               "differ, also with \".mirror\" appended" );
       }
    }
 }
@@ -70,8 +69,7 @@ void OutputDirectory::makeDirectory() {
    }
    struct stat status {};
    if ( ::stat( path_.c_str(), &status ) != 0 || !S_ISDIR( status.st_mode ) ) {
-      throw CaptureError(
-            path_ + ": is not a directory; allowed: a directory or a new name" );
+      throw CaptureError( path_ + ": is not a directory; allowed: a directory or a new name" );
    }
    if ( ::access( path_.c_str(), W_OK | X_OK ) != 0 ) {
       throw CaptureError( path_ + ": cannot be written (" + std::strerror( errno ) + ")" );
@@ -79,7 +77,7 @@ void OutputDirectory::makeDirectory() {
 }
 
 void OutputDirectory::checkOutput(
-      const std::string& file, const std::vector<std::string>& inputs ) const {
+      const std::string& file, const std::vector< std::string >& inputs ) const {
    CaptureWriter::checkReplaceable( file );
    for ( const std::string& input : inputs ) {
       std::error_code missing; // a file that is missing is no other file
@@ -91,7 +89,7 @@ void OutputDirectory::checkOutput(
 }
 
 void OutputDirectory::checkInput( const std::string& file ) const {
-   for ( const auto& [name, unused] : files_ ) {
+   for ( const auto& [ name, unused ] : files_ ) {
       checkOutput( path_ + "/" + name, { file } );
    }
 }
@@ -110,7 +108,7 @@ CaptureWriter& OutputDirectory::writer( std::string_view port, OutputKind kind )
       it = files_.find( fileName( port, kind ) );
    }
    if ( !it->second ) {
-      it->second = std::make_unique<CaptureWriter>( path_ + "/" + it->first );
+      it->second = std::make_unique< CaptureWriter >( path_ + "/" + it->first );
    }
    return *it->second;
 }
@@ -119,18 +117,18 @@ void OutputDirectory::removeEarlier( const std::string& name ) const {
    const std::string path = path_ + "/" + name;
    if ( isRegularFile( path ) && ::unlink( path.c_str() ) != 0 ) {
       throw CaptureError( path + ": is of an earlier run and cannot be removed (" +
-                          std::strerror( errno ) + ")" );
+            std::strerror( errno ) + ")" );
    }
 }
 
 void OutputDirectory::commit() {
-   for ( auto& [name, file] : files_ ) {
+   for ( auto& [ name, file ] : files_ ) {
       if ( file ) {
          file->complete();
       }
    }
    made_ = false;
-   for ( auto& [name, file] : files_ ) {
+   for ( auto& [ name, file ] : files_ ) {
       if ( file ) {
          file->commit();
       } else {
@@ -141,7 +139,7 @@ void OutputDirectory::commit() {
 
 void OutputDirectory::publish() {
    made_ = false;
-   for ( auto& [name, file] : files_ ) {
+   for ( auto& [ name, file ] : files_ ) {
       if ( file ) {
          file->publish();
       } else if ( !published_ ) {

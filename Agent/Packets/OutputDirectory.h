@@ -37,11 +37,11 @@ enum class OutputKind {
 };
 
 class OutputDirectory {
-  public:
+ public:
    // Checks everything that can be known before the first packet. `inputs` are the captures
    // that the run reads.
-   OutputDirectory( std::string path, const std::vector<std::string>& ports,
-         const std::vector<std::string>& inputs );
+   OutputDirectory( std::string path, const std::vector< std::string >& ports,
+         const std::vector< std::string >& inputs );
    ~OutputDirectory();
    OutputDirectory( const OutputDirectory& ) = delete;
    OutputDirectory& operator=( const OutputDirectory& ) = delete;
@@ -60,15 +60,15 @@ class OutputDirectory {
 
    const std::string& path() const { return path_; }
 
-  private:
+ private:
    void addPort( const std::string& port );
    void makeDirectory();
-   void checkOutput( const std::string& file, const std::vector<std::string>& inputs ) const;
+   void checkOutput( const std::string& file, const std::vector< std::string >& inputs ) const;
    void removeEarlier( const std::string& name ) const;
 
    std::string path_;
    // Every file that is ours to write, by name; no writer as long as nothing was sent.
-   std::map<std::string, std::unique_ptr<CaptureWriter>> files_;
+   std::map< std::string, std::unique_ptr< CaptureWriter > > files_;
    bool made_ = false;      // by us, and nothing is committed yet
    bool published_ = false; // what was there of earlier runs has gone
 };

@@ -1,6 +1,6 @@
 #include "Agent/Publisher/CentralPublisher.h"
 
-#include "ChipModel/GreFormats.h"
+#include "ChipModel/Tables/GreFormats.h"
 #include "Platform/Karvel/SdkCall.h"
 #include "Platform/KarvelLib/Toggles.h"
 
@@ -38,7 +38,7 @@ KarvelMirror::AclKey programKey( const Ixo::AclKey& key ) {
 }
 
 // Whether mirroring can work at all on a chip; why not, if it cannot.
-std::optional< std::string > chipRefusal( const ChipModel::ChipProfile& profile ) {
+std::optional< std::string > chipRefusal( const ChipModel::Profile& profile ) {
    const std::string chip = "chip profile " + std::string( profile.name );
    if ( !profile.tcamHelpers ) {
       return chip + " has no TCAM helpers: it mirrors nothing";

@@ -20,7 +20,7 @@
 #include "Agent/Publisher/MirroringSessions.h"
 #include "Agent/Publisher/Wanted.h"
 #include "Agent/Slices/SliceHost.h"
-#include "Platform/Acl/Config.h"
+#include "Platform/Acl/AclConfig.h"
 #include "Platform/Zol/Clock.h"
 
 namespace Agent {

@@ -11,7 +11,7 @@
 #include <set>
 #include <string>
 
-#include "Platform/Mirroring/Config.h"
+#include "Platform/Mirroring/MirroringConfig.h"
 
 namespace Agent {
 
@@ -26,8 +26,7 @@ class MirroringSessions {
    void announce( int unit, const Keys& sessions );
    // These are all that the chip serves, as they are. Unsettled ones may still send copies as
    // before: no key of theirs goes.
-   void settle(
-         int unit, const Keys& sessions, const std::set< std::string >& unsettled = {} );
+   void settle( int unit, const Keys& sessions, const std::set< std::string >& unsettled = {} );
 
  private:
    void set( int unit, const std::string& session, const Key& key );

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "ChipModel/ChipProfile.h"
+#include "ChipModel/Profile.h"
 #include "Platform/KarvelMirror/KarvelChipAttributesMirror.h"
 
 namespace Agent {
@@ -113,7 +113,7 @@ class Deriver {
       if ( keys_ == GreKeyUse::sent ) {
          result.greKey = tunnel.greKey;
       }
-      const ChipModel::ChipProfile& profile =
+      const ChipModel::Profile& profile =
             *ChipModel::chipProfile( configuration_.chips.at( session_.unit ).profile );
       if ( profile.logicalTables ) {
          result.insertProfile = profile.mirrorEditIdBase +

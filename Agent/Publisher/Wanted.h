@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "Agent/Configuration/Configuration.h"
-#include "Agent/Routing/Resolver.h"
+#include "Agent/Publisher/Resolver.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
-#include "Platform/Shim/Types.h"
+#include "Platform/Shim/SdkTypes.h"
 
 namespace Agent {
 

@@ -56,14 +56,14 @@ class AclReporter {
 
    void addRule( const SessionConfig& session, const SessionAcl& acl,
          const Acl::RuleConfig& rule, const std::string& interfaces ) {
-      const auto [ first, last ] = entries_.equal_range(
-            session.name + " " + acl.key.aclName() + "|" + rule.name() );
+      const auto [ first, last ] =
+            entries_.equal_range( session.name + " " + acl.key.aclName() + "|" + rule.name() );
       const Sum sum = addEntries( session.name, acl.key.aclName(), rule.name(), first, last );
-      acls_.rows.push_back( { session.name, acl.key.aclName(),
-         Zol::toString( acl.key.aclType() ), interfaces, rule.name(),
-         int64_t( rule.ruleId() ),
-         rule.action() == Acl::RuleAction::permit ? "mirror" : "leave alone", sum.entries,
-         sum.packets, sum.bytes } );
+      acls_.rows.push_back(
+            { session.name, acl.key.aclName(), Zol::toString( acl.key.aclType() ), interfaces,
+                  rule.name(), int64_t( rule.ruleId() ),
+                  rule.action() == Acl::RuleAction::permit ? "mirror" : "leave alone",
+                  sum.entries, sum.packets, sum.bytes } );
    }
 
    void addMatches( const SessionConfig& session ) {
@@ -74,7 +74,7 @@ class AclReporter {
       const auto [ first, last ] = entries_.equal_range( session.name );
       const Sum sum = addEntries( session.name, "(match)", "", first, last );
       acls_.rows.push_back( { session.name, "(match)", "ip", joined( interfaces ), "",
-         int64_t( 0 ), "mirror", sum.entries, sum.packets, sum.bytes } );
+            int64_t( 0 ), "mirror", sum.entries, sum.packets, sum.bytes } );
    }
 
    struct Sum {
@@ -91,8 +91,8 @@ class AclReporter {
          const auto packets = static_cast< int64_t >( entry.packets );
          const auto bytes = static_cast< int64_t >( entry.bytes );
          hardware_.rows.push_back( { session, acl, rule, int64_t( entry.id ),
-            int64_t( entry.priority ), matchText( runtime_, chip_, entry ),
-            actionsText( runtime_, chip_, entry.actions ), packets, bytes } );
+               int64_t( entry.priority ), matchText( runtime_, chip_, entry ),
+               actionsText( runtime_, chip_, entry.actions ), packets, bytes } );
          ++sum.entries;
          sum.packets += packets;
          sum.bytes += bytes;
@@ -104,11 +104,12 @@ class AclReporter {
    ChipModel::ChipState chip_; // of the session in hand
    EntriesByName entries_;
    Report acls_{ "acls",
-      { "session", "acl", "type", "interfaces", "rule", "priority", "does", "entries", "packets",
-            "bytes" },
+      { "session", "acl", "type", "interfaces", "rule", "priority", "does", "entries",
+            "packets", "bytes" },
       {}, "no session is filtered" };
    Report hardware_{ "acl entries",
-      { "session", "acl", "rule", "entry", "priority", "matches", "action", "packets", "bytes" },
+      { "session", "acl", "rule", "entry", "priority", "matches", "action", "packets",
+            "bytes" },
       {}, "no entry of a filter is installed" };
 };
 

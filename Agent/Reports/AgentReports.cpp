@@ -1,10 +1,13 @@
 #include "Agent/Reports/AgentReports.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "Agent/Configuration/Names.h"
-#include "ChipModel/ChipProfile.h"
+#include "ChipModel/Profile.h"
 #include "Platform/Flitlog/Flitlog.h"
+#include "Platform/Zol/Assert.h"
 
 namespace Agent {
 
@@ -12,9 +15,12 @@ namespace {
 
 const char* directionName( SessionDirection direction ) {
    switch ( direction ) {
-   case SessionDirection::rx: return "RX";
-   case SessionDirection::tx: return "TX";
-   default: return "BOTH";
+   case SessionDirection::rx:
+      return "RX";
+   case SessionDirection::tx:
+      return "TX";
+   default:
+      return "BOTH";
    }
 }
 
@@ -51,9 +57,10 @@ Report sessionsReport( Runtime& runtime ) {
       }
       const int unit = session.config->unit;
       report.rows.push_back( { session.config->name, directionName( session.config->direction ),
-         joined( session.config->sources ), filtersOf( *session.config ),
-         destinationOf( *session.config ), limitOf( *session.config ), phaseName( session.phase ), unit < 0 ? "" : std::to_string( unit ), joined( numbers ),
-         session.reason } );
+            joined( session.config->sources ), filtersOf( *session.config ),
+            destinationOf( *session.config ), limitOf( *session.config ),
+            phaseName( session.phase ), unit < 0 ? "" : std::to_string( unit ),
+            joined( numbers ), session.reason } );
    }
    return report;
 }
@@ -65,9 +72,9 @@ Report ratesReport( Runtime& runtime ) {
       const auto& all = status->efpProgramStatus();
       for ( auto iter = all.begin(); iter != all.end(); ++iter ) {
          rates.rows.push_back( { "slice" + std::to_string( unit ),
-            iter.key() == KarvelMirror::RateLimitKind::gre ? "copies through tunnels"
-                                                           : "copies by port",
-            Zol::toString( iter.value() ) } );
+               iter.key() == KarvelMirror::RateLimitKind::gre ? "copies through tunnels"
+                                                              : "copies by port",
+               Zol::toString( iter.value() ) } );
       }
    }
    return rates;
@@ -79,11 +86,12 @@ std::vector< Report > statusReports( Runtime& runtime ) {
    Report status{ "status", { "slice", "mirror", "session", "ports", "filters" }, {},
       "no mirror destination is programmed" };
    for ( int unit : runtime.units() ) {
-      const ChipModel::ChipProfile& profile = runtime.profile( unit );
+      const ChipModel::Profile& profile = runtime.profile( unit );
       const std::string name = "slice" + std::to_string( unit );
-      slices.rows.push_back( { name, std::string( profile.name ),
-         profile.tcamHelpers ? "yes" : "no",
-         profile.tcamInterface == ChipModel::TcamInterface::direct ? "direct" : "request" } );
+      slices.rows.push_back(
+            { name, std::string( profile.name ), profile.tcamHelpers ? "yes" : "no",
+                  profile.tcamInterface == ChipModel::TcamInterface::direct ? "direct"
+                                                                            : "request" } );
       auto programmed = runtime.programStatus( unit );
       const auto& all = programmed->programStatus();
       const auto& filters = programmed->ifpProgramStatus();
@@ -97,10 +105,10 @@ std::vector< Report > statusReports( Runtime& runtime ) {
             }
          }
          status.rows.push_back( { name, int64_t( iter.key().value() ), user,
-            Zol::toString( runtime.portStatus( unit, iter.key() ) ),
-            filters.contains( iter.key() )
-                  ? Zol::toString( programmed->ifpProgramStatus( iter.key() ) )
-                  : "none" } );
+               Zol::toString( runtime.portStatus( unit, iter.key() ) ),
+               filters.contains( iter.key() )
+                     ? Zol::toString( programmed->ifpProgramStatus( iter.key() ) )
+                     : "none" } );
       }
    }
    return { slices, status, ratesReport( runtime ) };
@@ -122,15 +130,15 @@ Report countersReport( Runtime& runtime ) {
             if ( counters.drops[ i ] ) {
                const auto reason = static_cast< ChipModel::DropReason >( i );
                drops.push_back( std::to_string( counters.drops[ i ] ) + " " +
-                                std::string( ChipModel::dropReasonName( reason ) ) );
+                     std::string( ChipModel::dropReasonName( reason ) ) );
             }
          }
          auto number = []( uint64_t value ) { return static_cast< int64_t >( value ); };
          report.rows.push_back( { int64_t( unit ), runtime.portName( unit, port.port ),
-            number( counters.rxFrames ), number( counters.rxBytes ),
-            number( counters.txFrames ), number( counters.txBytes ),
-            number( counters.txMirrorFrames ), number( counters.txMirrorBytes ),
-            joined( drops ) } );
+               number( counters.rxFrames ), number( counters.rxBytes ),
+               number( counters.txFrames ), number( counters.txBytes ),
+               number( counters.txMirrorFrames ), number( counters.txMirrorBytes ),
+               joined( drops ) } );
       }
    }
    return report;
@@ -149,43 +157,57 @@ Report logReport() {
 
 } // namespace
 
+namespace {
+
+using Reporter = std::vector< Report > ( * )( Runtime& runtime );
+
+template < auto report >
+std::vector< Report > one( Runtime& runtime ) {
+   return { report( runtime ) };
+}
+
+// In the order in which users are told of them.
+const std::pair< const char*, Reporter > reporters[] = {
+   { "sessions", one< sessionsReport > },
+   { "acls", aclReports },
+   { "tcam",
+         []( Runtime& runtime ) -> std::vector< Report > {
+            return { tcamReport( runtime ), tcamCapacityReport( runtime ) };
+         } },
+   { "requests", one< requestsReport > },
+   { "policers", one< policersReport > },
+   { "rates", one< rateHistoryReport > },
+   { "tunnels", one< tunnelsReport > },
+   { "tables",
+         []( Runtime& runtime ) {
+            std::vector< Report > reports = tableReports( runtime );
+            std::ranges::move( settingReports( runtime ), std::back_inserter( reports ) );
+            return reports;
+         } },
+   { "status", statusReports },
+   { "counters", one< countersReport > },
+   { "queues", one< queuesReport > },
+   { "log", []( Runtime& ) -> std::vector< Report > { return { logReport() }; } },
+};
+
+} // namespace
+
+const std::vector< std::string >& reportNames() {
+   static const std::vector< std::string > names = [] {
+      std::vector< std::string > result;
+      for ( const auto& [ name, reporter ] : reporters ) {
+         result.emplace_back( name );
+      }
+      return result;
+   }();
+   return names;
+}
+
 std::vector< Report > reportsOf( Runtime& runtime, const std::string& name ) {
-   if ( name == "sessions" ) {
-      return { sessionsReport( runtime ) };
-   }
-   if ( name == "acls" ) {
-      return aclReports( runtime );
-   }
-   if ( name == "tcam" ) {
-      return { tcamReport( runtime ), tcamCapacityReport( runtime ) };
-   }
-   if ( name == "requests" ) {
-      return { requestsReport( runtime ) };
-   }
-   if ( name == "policers" ) {
-      return { policersReport( runtime ) };
-   }
-   if ( name == "rates" ) {
-      return { rateHistoryReport( runtime ) };
-   }
-   if ( name == "tunnels" ) {
-      return { tunnelsReport( runtime ) };
-   }
-   if ( name == "tables" ) {
-      std::vector< Report > reports = tableReports( runtime );
-      std::ranges::move( settingReports( runtime ), std::back_inserter( reports ) );
-      return reports;
-   }
-   if ( name == "queues" ) {
-      return { queuesReport( runtime ) };
-   }
-   if ( name == "status" ) {
-      return statusReports( runtime );
-   }
-   if ( name == "counters" ) {
-      return { countersReport( runtime ) };
-   }
-   return { logReport() };
+   const auto* reporter = std::ranges::find(
+         reporters, name, []( const auto& row ) { return std::string_view( row.first ); } );
+   ZOL_ASSERT( reporter != std::end( reporters ) );
+   return reporter->second( runtime );
 }
 
 Report chipsReport() {
@@ -195,16 +217,16 @@ Report chipsReport() {
             "GRE keys", "header insertion", "description" },
       {}, "" };
    auto yesNo = []( bool yes ) { return std::string( yes ? "yes" : "no" ); };
-   for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
+   for ( const ChipModel::Profile& profile : ChipModel::chipProfiles() ) {
       report.rows.push_back( { std::string( profile.name ), int64_t( profile.ports ),
-         int64_t( profile.ingressEntries ), int64_t( profile.egressEntries ),
-         int64_t( profile.groupsPerStage ), int64_t( profile.mirrorDestinations ),
-         int64_t( profile.trunks ), int64_t( profile.l2Addresses ),
-         int64_t( profile.portClassBits ), yesNo( profile.tcamHelpers ),
-         profile.tcamInterface == ChipModel::TcamInterface::direct ? "direct" : "request",
-         yesNo( profile.tomahawkFamily ),
-         yesNo( profile.greKeys != ChipModel::GreKeys::none ), yesNo( profile.logicalTables ),
-         std::string( profile.description ) } );
+            int64_t( profile.ingressEntries ), int64_t( profile.egressEntries ),
+            int64_t( profile.groupsPerStage ), int64_t( profile.mirrorDestinations ),
+            int64_t( profile.trunks ), int64_t( profile.l2Addresses ),
+            int64_t( profile.portClassBits ), yesNo( profile.tcamHelpers ),
+            profile.tcamInterface == ChipModel::TcamInterface::direct ? "direct" : "request",
+            yesNo( profile.tomahawkFamily ),
+            yesNo( profile.greKeys != ChipModel::GreKeys::none ),
+            yesNo( profile.logicalTables ), std::string( profile.description ) } );
    }
    return report;
 }

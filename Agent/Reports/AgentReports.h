@@ -7,7 +7,10 @@
 
 namespace Agent {
 
-// The reports of one name ("sessions", "tcam", ...; see reportNames()), at least one.
+// What --show and the script's `show` can name.
+const std::vector< std::string >& reportNames();
+
+// The reports of one of those names, at least one.
 std::vector< Report > reportsOf( Runtime& runtime, const std::string& name );
 
 // The chip profiles and their capacities.

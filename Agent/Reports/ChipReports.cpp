@@ -15,8 +15,8 @@ std::vector< Cell > entryRow(
       const Runtime& runtime, const ChipState& chip, const EntryView& entry ) {
    return { int64_t( chip.unit ), int64_t( entry.group ), int64_t( entry.id ),
       int64_t( entry.priority ), entry.name, matchText( runtime, chip, entry ),
-      actionsText( runtime, chip, entry.actions ),
-      static_cast< int64_t >( entry.packets ), static_cast< int64_t >( entry.bytes ) };
+      actionsText( runtime, chip, entry.actions ), static_cast< int64_t >( entry.packets ),
+      static_cast< int64_t >( entry.bytes ) };
 }
 
 } // namespace
@@ -43,21 +43,21 @@ Report tcamCapacityReport( Runtime& runtime ) {
       for ( Shim::FieldStage stage : { Shim::FieldStage::ingress, Shim::FieldStage::egress } ) {
          const int64_t capacity = fields.capacity( stage );
          const int64_t used = fields.entriesUsed( stage );
-         report.rows.push_back( { int64_t( unit ),
-            stage == Shim::FieldStage::ingress ? "ingress" : "egress", capacity, used,
-            std::max< int64_t >( 0, capacity - used ) } );
+         report.rows.push_back(
+               { int64_t( unit ), stage == Shim::FieldStage::ingress ? "ingress" : "egress",
+                     capacity, used, std::max< int64_t >( 0, capacity - used ) } );
       }
    }
    return report;
 }
 
 std::vector< Report > tableReports( Runtime& runtime ) {
-   Report ports{ "ports", { "chip", "port", "number", "enabled", "untagged VLAN", "trunk", "class" },
-      {}, "no ports" };
+   Report ports{ "ports",
+      { "chip", "port", "number", "enabled", "untagged VLAN", "trunk", "class" }, {},
+      "no ports" };
    Report vlans{ "vlans", { "chip", "VLAN", "tagged", "untagged" }, {}, "no VLANs" };
    Report trunks{ "trunks", { "chip", "trunk", "name", "members" }, {}, "no trunks" };
-   Report addresses{ "l2", { "chip", "VLAN", "MAC", "behind", "kind" }, {},
-      "no L2 addresses" };
+   Report addresses{ "l2", { "chip", "VLAN", "MAC", "behind", "kind" }, {}, "no L2 addresses" };
    Report mirrors{ "mirrors",
       { "chip", "mirror", "target", "copies", "bytes", "dropped", "lost" }, {}, "" };
    for ( int unit : runtime.units() ) {
@@ -68,14 +68,14 @@ std::vector< Report > tableReports( Runtime& runtime ) {
             continue; // nobody configured it
          }
          ports.rows.push_back( { number, runtime.portName( unit, port.port ),
-            int64_t( port.port ), port.enabled ? "yes" : "no", int64_t( port.untaggedVlan ),
-            port.trunk < 0 ? "" : trunkName( runtime, unit, port.trunk ),
-            port.classBits ? hex( port.classBits ) : "" } );
+               int64_t( port.port ), port.enabled ? "yes" : "no", int64_t( port.untaggedVlan ),
+               port.trunk < 0 ? "" : trunkName( runtime, unit, port.trunk ),
+               port.classBits ? hex( port.classBits ) : "" } );
       }
       for ( const ChipModel::VlanState& vlan : chip.vlans ) {
          vlans.rows.push_back( { number, int64_t( vlan.vid ),
-            portList( runtime, unit, vlan.members & ~vlan.untagged ),
-            portList( runtime, unit, vlan.untagged ) } );
+               portList( runtime, unit, vlan.members & ~vlan.untagged ),
+               portList( runtime, unit, vlan.untagged ) } );
       }
       for ( const ChipModel::TrunkState& trunk : chip.trunks ) {
          std::string members;
@@ -83,20 +83,20 @@ std::vector< Report > tableReports( Runtime& runtime ) {
             members += ( members.empty() ? "" : ", " ) + runtime.portName( unit, port );
          }
          trunks.rows.push_back( { number, int64_t( trunk.trunk ),
-            trunkName( runtime, unit, trunk.trunk ), members } );
+               trunkName( runtime, unit, trunk.trunk ), members } );
       }
       for ( const Shim::L2Addr& address : chip.l2Addresses ) {
          addresses.rows.push_back( { number, int64_t( address.vid ), address.mac.toString(),
-            address.isTrunk ? trunkName( runtime, unit, address.destination )
-                            : runtime.portName( unit, address.destination ),
-            address.isStatic ? "static" : "learned" } );
+               address.isTrunk ? trunkName( runtime, unit, address.destination )
+                               : runtime.portName( unit, address.destination ),
+               address.isStatic ? "static" : "learned" } );
       }
       for ( const ChipModel::MirrorDestinationState& mirror : chip.mirrorDestinations ) {
          const auto index = static_cast< uint32_t >( mirror.destination );
          mirrors.rows.push_back( { number, int64_t( mirror.destination ),
-            mirrorTargetName( runtime, chip, index ), int64_t( mirror.counters.frames ),
-            int64_t( mirror.counters.bytes ), int64_t( mirror.counters.dropped ),
-            int64_t( mirror.counters.lost ) } );
+               mirrorTargetName( runtime, chip, index ), int64_t( mirror.counters.frames ),
+               int64_t( mirror.counters.bytes ), int64_t( mirror.counters.dropped ),
+               int64_t( mirror.counters.lost ) } );
       }
    }
    return { ports, vlans, trunks, addresses, mirrors };

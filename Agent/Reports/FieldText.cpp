@@ -5,8 +5,8 @@
 #include <cstdio>
 
 #include "Agent/Configuration/Names.h"
-#include "ChipModel/EgressKey.h"
-#include "ChipModel/FieldNames.h"
+#include "ChipModel/Fields/FieldNames.h"
+#include "ChipModel/Lookup/EgressKey.h"
 #include "Platform/Plix/Ip6Addr.h"
 #include "Platform/Plix/IpAddr.h"
 
@@ -58,8 +58,9 @@ std::string maskText( const std::vector< uint32_t >& words ) {
    if ( isPrefix ) {
       return ones == bits ? "" : "/" + std::to_string( ones );
    }
-   return "/" + ( words.size() == 1 ? Plix::IpAddr( words[ 0 ] ).toString()
-                                    : ip6( words ).toString() );
+   return "/" +
+         ( words.size() == 1 ? Plix::IpAddr( words[ 0 ] ).toString()
+                             : ip6( words ).toString() );
 }
 
 std::string number( const QualifierValue& value, uint32_t whole, bool asHex ) {
@@ -78,7 +79,7 @@ std::string kindText( uint32_t data, uint32_t mask ) {
    if ( data & ChipModel::kindIp4Options ) {
       return "IPv4 with options";
    }
-   return data & ChipModel::kindIp4 ? "IPv4"
+   return data & ChipModel::kindIp4  ? "IPv4"
          : data & ChipModel::kindIp6 ? "IPv6"
          : data & ChipModel::kindArp ? "ARP"
                                      : "IP";
@@ -96,13 +97,20 @@ std::string fragmentText( uint32_t data, uint32_t mask ) {
 
 std::string protocolText( uint32_t protocol ) {
    switch ( protocol ) {
-   case 1: return "ICMP";
-   case 6: return "TCP";
-   case 17: return "UDP";
-   case 47: return "GRE";
-   case 58: return "ICMPv6";
-   case 132: return "SCTP";
-   default: return "protocol " + std::to_string( protocol );
+   case 1:
+      return "ICMP";
+   case 6:
+      return "TCP";
+   case 17:
+      return "UDP";
+   case 47:
+      return "GRE";
+   case 58:
+      return "ICMPv6";
+   case 132:
+      return "SCTP";
+   default:
+      return "protocol " + std::to_string( protocol );
    }
 }
 
@@ -132,46 +140,65 @@ struct FrameField {
    std::string text;
 };
 
-FrameField frameField( const Runtime& runtime, int unit, Qualifier qualifier,
-      const LookupKey& key ) {
+FrameField frameField(
+      const Runtime& runtime, int unit, Qualifier qualifier, const LookupKey& key ) {
    using namespace ChipModel;
    auto plain = [ & ]( KeyField field ) { return std::to_string( key.get( field ) ); };
    switch ( qualifier ) {
    case Qualifier::inPorts:
       return { 0, runtime.portName( unit, static_cast< int >( key.get( Key::inPort ) ) ) };
-   case Qualifier::portClass: return { 0, hex( key.get( Key::portClass ) ) };
+   case Qualifier::portClass:
+      return { 0, hex( key.get( Key::portClass ) ) };
    case Qualifier::dstPort:
       return { validDstPort,
          runtime.portName( unit, static_cast< int >( key.get( Key::dstPort ) ) ) };
    case Qualifier::dstTrunk:
       return { validDstTrunk,
          trunkName( runtime, unit, static_cast< int >( key.get( Key::dstTrunk ) ) ) };
-   case Qualifier::drop: return { 0, plain( Key::drop ) };
-   case Qualifier::outerVlanId: return { validOuterVlan, plain( Key::outerVlanId ) };
-   case Qualifier::ipType: return { 0, kindText( key.get( Key::ipKind ), 0xff ) };
+   case Qualifier::drop:
+      return { 0, plain( Key::drop ) };
+   case Qualifier::outerVlanId:
+      return { validOuterVlan, plain( Key::outerVlanId ) };
+   case Qualifier::ipType:
+      return { 0, kindText( key.get( Key::ipKind ), 0xff ) };
    case Qualifier::srcIp:
       return { validIp4, Plix::IpAddr( key.get( Key::srcIp ) ).toString() };
    case Qualifier::dstIp:
       return { validIp4, Plix::IpAddr( key.get( Key::dstIp ) ).toString() };
-   case Qualifier::srcIp6: return { validIp6, ip6( words( key, Key::srcIp6 ) ).toString() };
-   case Qualifier::dstIp6: return { validIp6, ip6( words( key, Key::dstIp6 ) ).toString() };
-   case Qualifier::ipProtocol: return { validIp, protocolText( key.get( Key::ipProtocol ) ) };
-   case Qualifier::dscp: return { validIp, hex( key.get( Key::dscp ) ) };
-   case Qualifier::ipFrag: return { validIp, fragmentText( key.get( Key::ipFrag ), 3 ) };
-   case Qualifier::l4SrcPort: return { validPorts, plain( Key::l4SrcPort ) };
-   case Qualifier::l4DstPort: return { validPorts, plain( Key::l4DstPort ) };
-   case Qualifier::tcpControl: return { validTcp, hex( key.get( Key::tcpControl ) ) };
+   case Qualifier::srcIp6:
+      return { validIp6, ip6( words( key, Key::srcIp6 ) ).toString() };
+   case Qualifier::dstIp6:
+      return { validIp6, ip6( words( key, Key::dstIp6 ) ).toString() };
+   case Qualifier::ipProtocol:
+      return { validIp, protocolText( key.get( Key::ipProtocol ) ) };
+   case Qualifier::dscp:
+      return { validIp, hex( key.get( Key::dscp ) ) };
+   case Qualifier::ipFrag:
+      return { validIp, fragmentText( key.get( Key::ipFrag ), 3 ) };
+   case Qualifier::l4SrcPort:
+      return { validPorts, plain( Key::l4SrcPort ) };
+   case Qualifier::l4DstPort:
+      return { validPorts, plain( Key::l4DstPort ) };
+   case Qualifier::tcpControl:
+      return { validTcp, hex( key.get( Key::tcpControl ) ) };
    case Qualifier::icmpTypeCode:
       return { validIcmp, icmpText( key.get( Key::icmpTypeCode ) ) };
-   case Qualifier::etherType: return { validL2, hex( key.get( Key::etherType ) ) };
-   case Qualifier::srcMac: return { validL2, macOf( key, Key::srcMac ) };
-   case Qualifier::dstMac: return { validL2, macOf( key, Key::dstMac ) };
-   case Qualifier::mplsLabel: return { validMpls, plain( Key::mplsLabel ) };
-   case Qualifier::mplsInnerLabel: return { validMplsInner, plain( Key::mplsInnerLabel ) };
-   case Qualifier::dstClassL2: return { 0, plain( Key::dstClassL2 ) };
+   case Qualifier::etherType:
+      return { validL2, hex( key.get( Key::etherType ) ) };
+   case Qualifier::srcMac:
+      return { validL2, macOf( key, Key::srcMac ) };
+   case Qualifier::dstMac:
+      return { validL2, macOf( key, Key::dstMac ) };
+   case Qualifier::mplsLabel:
+      return { validMpls, plain( Key::mplsLabel ) };
+   case Qualifier::mplsInnerLabel:
+      return { validMplsInner, plain( Key::mplsInnerLabel ) };
+   case Qualifier::dstClassL2:
+      return { 0, plain( Key::dstClassL2 ) };
    case Qualifier::outPort:
       return { 0, runtime.portName( unit, static_cast< int >( key.get( Key::outPort ) ) ) };
-   case Qualifier::mirrorCopy: return { 0, key.get( Key::mirrorCopy ) ? "a copy" : "no copy" };
+   case Qualifier::mirrorCopy:
+      return { 0, key.get( Key::mirrorCopy ) ? "a copy" : "no copy" };
    default:
       return { validPorts, plain( Key::l4SrcPort ) + " > " + plain( Key::l4DstPort ) };
    }
@@ -233,7 +260,8 @@ std::string mirrorTargetName(
    for ( const auto& mirror : chip.mirrorDestinations ) {
       if ( mirror.destination == static_cast< int >( destination ) && mirror.value ) {
          const Shim::MirrorDestination& target = *mirror.value;
-         return ( target.tunnel ? "tunnel to " + target.tunnel->dstIp.toString() + " by " : "" ) +
+         return ( target.tunnel ? "tunnel to " + target.tunnel->dstIp.toString() + " by "
+                                : "" ) +
                ( target.kind == Shim::MirrorDestination::Kind::trunk
                            ? trunkName( runtime, chip.unit, target.id )
                            : runtime.portName( chip.unit, target.id ) );
@@ -246,7 +274,8 @@ std::string qualifierText(
       const Runtime& runtime, const ChipState& chip, const QualifierValue& value ) {
    auto data = [ & ]( size_t part ) { return value.data[ part ]; };
    switch ( value.qualifier ) {
-   case Qualifier::inPorts: return "in " + portList( runtime, chip.unit, value.ports );
+   case Qualifier::inPorts:
+      return "in " + portList( runtime, chip.unit, value.ports );
    case Qualifier::portClass:
       return "in class " + hex( data( 0 ) ) + " (" +
             portList( runtime, chip.unit, portsOfClass( chip, data( 0 ), value.mask[ 0 ] ) ) +
@@ -255,39 +284,55 @@ std::string qualifierText(
       return "out " + runtime.portName( chip.unit, static_cast< int >( data( 1 ) ) );
    case Qualifier::dstTrunk:
       return "out " + trunkName( runtime, chip.unit, static_cast< int >( data( 0 ) ) );
-   case Qualifier::drop: return "drop " + number( value, 1, false );
-   case Qualifier::outerVlanId: return "VLAN " + number( value, 0xfff, false );
-   case Qualifier::ipType: return kindText( data( 0 ), value.mask[ 0 ] );
+   case Qualifier::drop:
+      return "drop " + number( value, 1, false );
+   case Qualifier::outerVlanId:
+      return "VLAN " + number( value, 0xfff, false );
+   case Qualifier::ipType:
+      return kindText( data( 0 ), value.mask[ 0 ] );
    case Qualifier::srcIp:
       return "source " + Plix::IpAddr( data( 0 ) ).toString() + maskText( value.mask );
    case Qualifier::dstIp:
       return "destination " + Plix::IpAddr( data( 0 ) ).toString() + maskText( value.mask );
-   case Qualifier::srcIp6: return "source " + ip6( value.data ).toString() + maskText( value.mask );
+   case Qualifier::srcIp6:
+      return "source " + ip6( value.data ).toString() + maskText( value.mask );
    case Qualifier::dstIp6:
       return "destination " + ip6( value.data ).toString() + maskText( value.mask );
-   case Qualifier::ipProtocol: return protocolText( data( 0 ) );
-   case Qualifier::dscp: return "DSCP byte " + number( value, 0xff, true );
-   case Qualifier::ipFrag: return fragmentText( data( 0 ), value.mask[ 0 ] );
-   case Qualifier::l4SrcPort: return "source port " + number( value, 0xffff, false );
-   case Qualifier::l4DstPort: return "destination port " + number( value, 0xffff, false );
-   case Qualifier::tcpControl: return "TCP flags " + number( value, 0xff, true );
+   case Qualifier::ipProtocol:
+      return protocolText( data( 0 ) );
+   case Qualifier::dscp:
+      return "DSCP byte " + number( value, 0xff, true );
+   case Qualifier::ipFrag:
+      return fragmentText( data( 0 ), value.mask[ 0 ] );
+   case Qualifier::l4SrcPort:
+      return "source port " + number( value, 0xffff, false );
+   case Qualifier::l4DstPort:
+      return "destination port " + number( value, 0xffff, false );
+   case Qualifier::tcpControl:
+      return "TCP flags " + number( value, 0xff, true );
    case Qualifier::icmpTypeCode:
       return "ICMP " + icmpText( data( 0 ) ) +
             ( value.mask[ 0 ] == 0xffff ? "" : " under " + hex( value.mask[ 0 ] ) );
-   case Qualifier::etherType: return "EtherType " + number( value, 0xffff, true );
+   case Qualifier::etherType:
+      return "EtherType " + number( value, 0xffff, true );
    case Qualifier::srcMac:
       return "source " + mac( value.data ) + "/" + mac( value.mask );
    case Qualifier::dstMac:
       return "destination " + mac( value.data ) + "/" + mac( value.mask );
-   case Qualifier::mplsLabel: return "MPLS label " + number( value, 0xfffff, false );
+   case Qualifier::mplsLabel:
+      return "MPLS label " + number( value, 0xfffff, false );
    case Qualifier::mplsInnerLabel:
       return "inner MPLS label " + number( value, 0xfffff, false );
-   case Qualifier::dstClassL2: return "L2 class " + number( value, 0x3ff, false );
+   case Qualifier::dstClassL2:
+      return "L2 class " + number( value, 0x3ff, false );
    case Qualifier::outPort:
       return "out " + runtime.portName( chip.unit, static_cast< int >( data( 0 ) ) );
-   case Qualifier::mirrorCopy: return data( 0 ) ? "mirror copies" : "no mirror copies";
-   case Qualifier::rangeCheck: return rangesText( chip, data( 0 ) );
-   default: return std::string( ChipModel::qualifierName( value.qualifier ) );
+   case Qualifier::mirrorCopy:
+      return data( 0 ) ? "mirror copies" : "no mirror copies";
+   case Qualifier::rangeCheck:
+      return rangesText( chip, data( 0 ) );
+   default:
+      return std::string( ChipModel::qualifierName( value.qualifier ) );
    }
 }
 
@@ -316,11 +361,21 @@ std::string actionsText( const Runtime& runtime, const ChipState& chip,
                ")" );
       };
       switch ( action.action ) {
-      case Shim::FieldAction::mirrorIngress: copy( "received", action.param1 ); break;
-      case Shim::FieldAction::mirrorIngressTo: copy( "received", action.param0 ); break;
-      case Shim::FieldAction::mirrorEgress: copy( "sent", action.param1 ); break;
-      case Shim::FieldAction::rpDrop: texts.emplace_back( "drop red" ); break;
-      case Shim::FieldAction::svtagEnable: texts.emplace_back( "insert source tag" ); break;
+      case Shim::FieldAction::mirrorIngress:
+         copy( "received", action.param1 );
+         break;
+      case Shim::FieldAction::mirrorIngressTo:
+         copy( "received", action.param0 );
+         break;
+      case Shim::FieldAction::mirrorEgress:
+         copy( "sent", action.param1 );
+         break;
+      case Shim::FieldAction::rpDrop:
+         texts.emplace_back( "drop red" );
+         break;
+      case Shim::FieldAction::svtagEnable:
+         texts.emplace_back( "insert source tag" );
+         break;
       case Shim::FieldAction::svtagSignature:
          texts.push_back( "tag signature " + hex( action.param0 ) );
          break;
@@ -339,7 +394,9 @@ std::string actionsText( const Runtime& runtime, const ChipState& chip,
       case Shim::FieldAction::cosQCpuNew:
          texts.push_back( "to CPU queue " + std::to_string( action.param0 ) );
          break;
-      default: texts.emplace_back( ChipModel::actionName( action.action ) ); break;
+      default:
+         texts.emplace_back( ChipModel::actionName( action.action ) );
+         break;
       }
    }
    return texts.empty() ? "nothing" : joined( texts );
@@ -367,7 +424,8 @@ std::string headersText( const LookupKey& key ) {
       texts.push_back( "IPv6 " + ip6( words( key, Key::srcIp6 ) ).toString() + " > " +
             ip6( words( key, Key::dstIp6 ) ).toString() );
    } else {
-      texts.push_back( kind & kindArp ? "ARP" : "EtherType " + hex( key.get( Key::etherType ) ) );
+      texts.push_back(
+            kind & kindArp ? "ARP" : "EtherType " + hex( key.get( Key::etherType ) ) );
    }
    if ( has( key, validMpls ) ) {
       texts.push_back( "MPLS label " + std::to_string( key.get( Key::mplsLabel ) ) );

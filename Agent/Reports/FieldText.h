@@ -3,7 +3,7 @@
 // What entries match on and do, and what a frame has to be matched, in the field's own terms.
 
 #include "Agent/Runtime/Runtime.h"
-#include "ChipModel/LookupKey.h"
+#include "ChipModel/Lookup/LookupKey.h"
 
 namespace Agent {
 
@@ -21,8 +21,8 @@ std::string mirrorTargetName(
       const Runtime& runtime, const ChipModel::ChipState& chip, uint32_t destination );
 
 // "in Ethernet0, source 10.1.0.0/16, TCP"; "everything".
-std::string matchText(
-      const Runtime& runtime, const ChipModel::ChipState& chip, const ChipModel::EntryView& entry );
+std::string matchText( const Runtime& runtime, const ChipModel::ChipState& chip,
+      const ChipModel::EntryView& entry );
 std::string qualifierText( const Runtime& runtime, const ChipModel::ChipState& chip,
       const ChipModel::QualifierValue& value );
 // "copy as received to mirror 0 (Ethernet20)"; "nothing".

@@ -23,7 +23,7 @@ std::string toJson( const std::vector< Report >& reports, JsonLayout layout ) {
    }
    const bool isIndented = layout == JsonLayout::indented;
    return all.dump( isIndented ? 2 : -1, ' ', false, Json::error_handler_t::replace ) +
-          ( isIndented ? "\n" : "" );
+         ( isIndented ? "\n" : "" );
 }
 
 } // namespace Agent

@@ -8,9 +8,7 @@ namespace {
 
 const std::string heading = "== ";
 
-bool isNumber( const Cell& cell ) {
-   return std::holds_alternative< int64_t >( cell );
-}
+bool isNumber( const Cell& cell ) { return std::holds_alternative< int64_t >( cell ); }
 
 std::string textOf( const Cell& cell ) {
    return isNumber( cell ) ? std::to_string( std::get< int64_t >( cell ) )

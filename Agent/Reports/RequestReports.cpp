@@ -17,9 +17,8 @@ std::string matchesOf( const Runtime& runtime, int unit, const EntryRequest& req
    }
    const auto& ports = request.portQualifier();
    for ( auto iter = ports.begin(); iter != ports.end(); ++iter ) {
-      texts.push_back( "out " +
-            runtime.portName( unit,
-                  static_cast< int >( iter.value().portId() ) ) );
+      texts.push_back(
+            "out " + runtime.portName( unit, static_cast< int >( iter.value().portId() ) ) );
    }
    const auto& values = request.qualifier();
    for ( auto iter = values.begin(); iter != values.end(); ++iter ) {

@@ -14,9 +14,7 @@ PluginLibrary::PluginLibrary( const std::string& path )
    }
 }
 
-PluginLibrary::~PluginLibrary() {
-   dlclose( handle_ );
-}
+PluginLibrary::~PluginLibrary() { dlclose( handle_ ); }
 
 std::string findPlugin() {
    namespace fs = std::filesystem;

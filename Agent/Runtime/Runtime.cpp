@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "Agent/Forwarding/ChipSetup.h"
 #include "Agent/Runtime/PluginLibrary.h"
 #include "Agent/Runtime/SessionStates.h"
+#include "Agent/Slices/ChipSetup.h"
 #include "AgentServices/TcamGroupManager.h"
-#include "Platform/Acl/Config.h"
+#include "Platform/Acl/AclConfig.h"
 #include "Platform/Karvel/SdkCall.h"
 #include "Platform/KarvelCentral/Status.h"
-#include "Platform/Mirroring/Config.h"
+#include "Platform/Mirroring/MirroringConfig.h"
 #include "Platform/Zol/ActivityLock.h"
 
 namespace Agent {
@@ -69,8 +69,8 @@ Runtime::Runtime( const RuntimeOptions& options ) {
          Zol::activityManager().now() };
    } );
    state_->source.defaultProfileIs( options.defaultProfile.empty()
-                                          ? std::string( ChipModel::chipProfiles()[ 0 ].name )
-                                          : options.defaultProfile );
+               ? std::string( ChipModel::chipProfiles()[ 0 ].name )
+               : options.defaultProfile );
    state_->makeStore();
 }
 
@@ -117,7 +117,7 @@ void Runtime::State::makeSlices() {
    ZOL_ASSERT( slices.empty() && "an agent starts once" );
    auto chipTable = Zol::make< KarvelCentral::ChipTable >();
    for ( const auto& [ unit, chip ] : configuration.chips ) {
-      const ChipModel::ChipProfile& profile = *ChipModel::chipProfile( chip.profile );
+      const ChipModel::Profile& profile = *ChipModel::chipProfile( chip.profile );
       chips.addChip( unit, profile );
       if ( chip.ingressEntries ) {
          (void)chips.control().capacityIs( unit, "ingress-entries", *chip.ingressEntries );
@@ -129,9 +129,8 @@ void Runtime::State::makeSlices() {
             { profile.aclGroup, profile.portClassBits,
                   profile.policers > 0 ? egressEntriesPerFeature : 0 } );
       setups.try_emplace( unit, unit );
-      Slice& slice = slices
-                           .try_emplace( unit, unit, profile, store, chipTable,
-                                 groupManager, programInfo, aclInput, *mirroringSessions )
+      Slice& slice = slices.try_emplace( unit, unit, profile, store, chipTable, groupManager,
+                                 programInfo, aclInput, *mirroringSessions )
                            .first->second;
       slice.host.configurationIs( configuration );
       // The agent has one loopback interface; by now the slice knows the chip's module.
@@ -152,7 +151,8 @@ void Runtime::State::apply( const Configuration& wanted ) {
    }
    problems.clear();
    for ( auto& [ unit, slice ] : slices ) {
-      for ( std::string& problem : setups.at( unit ).configurationIs( configuration, portStates ) ) {
+      for ( std::string& problem :
+            setups.at( unit ).configurationIs( configuration, portStates ) ) {
          problems.push_back( std::move( problem ) );
       }
       slice.host.configurationIs( configuration );
@@ -164,12 +164,13 @@ void Runtime::State::apply( const Configuration& wanted ) {
 namespace {
 
 // The CHIP table says what hardware there is: it cannot change under a running agent.
-bool refuseChipChange( const std::string& tableAndKey, const Place& place, LoadResult& result ) {
+bool refuseChipChange(
+      const std::string& tableAndKey, const Place& place, LoadResult& result ) {
    if ( tableAndKey != "CHIP" && !tableAndKey.starts_with( "CHIP|" ) ) {
       return false;
    }
-   result.errors.push_back(
-         { place, tableAndKey + ": the chips are fixed while the agent runs; allowed: other tables" } );
+   result.errors.push_back( { place,
+         tableAndKey + ": the chips are fixed while the agent runs; allowed: other tables" } );
    return true;
 }
 
@@ -211,9 +212,7 @@ LoadResult Runtime::reload() {
    return result;
 }
 
-const Configuration& Runtime::configuration() const {
-   return state_->configuration;
-}
+const Configuration& Runtime::configuration() const { return state_->configuration; }
 
 void Runtime::withdraw() {
    Zol::ActivityLockHolder lock;
@@ -227,18 +226,14 @@ void Runtime::withdraw() {
 
 // --- Time and packets ---------------------------------------------------------------------
 
-double Runtime::now() const {
-   return Zol::activityManager().now();
-}
+double Runtime::now() const { return Zol::activityManager().now(); }
 
 void Runtime::advance( double seconds ) {
    Zol::ActivityLockHolder lock;
    Zol::activityManager().advance( seconds );
 }
 
-Zol::Seconds Runtime::nextTime() const {
-   return Zol::activityManager().nextTime();
-}
+Zol::Seconds Runtime::nextTime() const { return Zol::activityManager().nextTime(); }
 
 void Runtime::runDue() {
    Zol::ActivityLockHolder lock;
@@ -271,21 +266,15 @@ std::vector< SessionState > Runtime::sessions() const {
    return all;
 }
 
-std::vector< std::string > Runtime::problems() const {
-   return state_->problems;
-}
+std::vector< std::string > Runtime::problems() const { return state_->problems; }
 
-ChipModel::Switch& Runtime::chips() {
-   return state_->chips;
-}
+ChipModel::Switch& Runtime::chips() { return state_->chips; }
 
-const ChipModel::ChipProfile& Runtime::profile( int unit ) const {
+const ChipModel::Profile& Runtime::profile( int unit ) const {
    return state_->slices.at( unit ).host.profile();
 }
 
-std::vector< int > Runtime::units() const {
-   return state_->chips.units();
-}
+std::vector< int > Runtime::units() const { return state_->chips.units(); }
 
 std::string Runtime::portName( int unit, int chipPort ) const {
    auto at = state_->portNames.find( { unit, chipPort } );
@@ -370,7 +359,7 @@ std::optional< std::string > Runtime::fail(
    auto kind = ChipModel::sdkCallByName( call );
    if ( !kind ) {
       return "no SDK call '" + std::string( call ) +
-             "'; allowed: the calls of the SDK, bcm_field_entry_create for example";
+            "'; allowed: the calls of the SDK, bcm_field_entry_create for example";
    }
    ChipModel::Fault fault;
    fault.call = *kind;

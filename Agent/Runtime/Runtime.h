@@ -36,11 +36,11 @@ struct RuntimeOptions {
 
 // What became of a session.
 enum class SessionPhase : uint8_t {
-   active,  // in the chip
+   active,   // in the chip
    inactive, // its tunnel has no way now; see reason
-   refused, // this agent or chip cannot serve it; see reason
-   failed,  // programming failed; it is tried again when something changes, and every 10 s
-   pending, // published, no answer yet
+   refused,  // this agent or chip cannot serve it; see reason
+   failed,   // programming failed; it is tried again when something changes, and every 10 s
+   pending,  // published, no answer yet
 };
 
 // "active", as people read it.
@@ -76,7 +76,8 @@ class Runtime {
    LoadResult start( const std::string& configPath );
    // One entry, as in a script. With errors nothing has changed. The CHIP table cannot be
    // changed while the agent runs.
-   LoadResult set( const std::string& tableAndKey, const std::string& json, const Place& place );
+   LoadResult set(
+         const std::string& tableAndKey, const std::string& json, const Place& place );
    LoadResult del( const std::string& tableAndKey, const Place& place );
    // Reads the file again. It takes the place of all that is configured, also of what set() and
    // del() changed; what says the same as before stays as it is in the chips. With errors, one
@@ -102,7 +103,7 @@ class Runtime {
    // What the chips refused of the last configuration besides mirroring, in one line each.
    std::vector< std::string > problems() const;
    ChipModel::Switch& chips();
-   const ChipModel::ChipProfile& profile( int unit ) const;
+   const ChipModel::Profile& profile( int unit ) const;
    std::vector< int > units() const;
    // "Ethernet4" of a chip's port; "cpu" of port 0; "port 7" where no PORT names it.
    std::string portName( int unit, int chipPort ) const;

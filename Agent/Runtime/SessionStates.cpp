@@ -1,24 +1,28 @@
 #include "Agent/Runtime/SessionStates.h"
 
-#include "ChipModel/GreFormats.h"
+#include "ChipModel/Tables/GreFormats.h"
 
 namespace Agent {
 
 const char* phaseName( SessionPhase phase ) {
    switch ( phase ) {
-   case SessionPhase::active: return "active";
-   case SessionPhase::inactive: return "inactive";
-   case SessionPhase::refused: return "refused";
-   case SessionPhase::failed: return "failed";
-   default: return "pending";
+   case SessionPhase::active:
+      return "active";
+   case SessionPhase::inactive:
+      return "inactive";
+   case SessionPhase::refused:
+      return "refused";
+   case SessionPhase::failed:
+      return "failed";
+   default:
+      return "pending";
    }
 }
 
 namespace {
 
 // The worse of what the two halves of the slice say; none has nothing to say.
-KarvelMirror::ProgramStatus combined(
-      const SliceHost& slice, KarvelMirror::Mtp mtp ) {
+KarvelMirror::ProgramStatus combined( const SliceHost& slice, KarvelMirror::Mtp mtp ) {
    const KarvelMirror::SliceMtpProgramStatus& status = *slice.programStatus();
    const auto ports = slice.portStatus( mtp );
    if ( !status.ifpProgramStatusHas( mtp ) ) {
@@ -32,20 +36,23 @@ KarvelMirror::ProgramStatus combined(
 std::optional< std::string > rateProblem( const Slice& slice, const WantedMtp& wanted ) {
    using KarvelMirror::ProgramStatus;
    const auto rules = wanted.egressRules();
-   const ProgramStatus status =
-         rules ? slice.host.programStatus()->efpProgramStatus( *rules ) : ProgramStatus::success;
+   const ProgramStatus status = rules ? slice.host.programStatus()->efpProgramStatus( *rules )
+                                      : ProgramStatus::success;
    const std::string what =
          wanted.isLimited() ? "its rate is not limited: " : "its copies have no source tag: ";
    switch ( status ) {
    case ProgramStatus::resourceExhaustion:
       return what + "the chip has no TCAM entries left for it";
-   case ProgramStatus::failed: return what + "the chip refused its TCAM entries or policers";
-   default: return {};
+   case ProgramStatus::failed:
+      return what + "the chip refused its TCAM entries or policers";
+   default:
+      return {};
    }
 }
 
 // Adds what there is to say of one destination.
-void judge( const Slice& slice, KarvelMirror::Mtp mtp, const MtpUse& use, SessionState& state ) {
+void judge(
+      const Slice& slice, KarvelMirror::Mtp mtp, const MtpUse& use, SessionState& state ) {
    using KarvelMirror::ProgramStatus;
    const ProgramStatus programmed = combined( slice.host, mtp );
    const WantedMtp& wanted = slice.publisher.wanted( mtp );

@@ -1,6 +1,6 @@
 #include "Agent/Slices/SliceHost.h"
 
-#include "ChipModel/LogicalTables.h"
+#include "ChipModel/Tables/LogicalTables.h"
 #include "Platform/Karvel/AclSmPluginEntity.h"
 #include "Platform/KarvelCentral/Status.h"
 #include "Platform/KarvelMirror/KarvelChipAttributesMirror.h"
@@ -17,7 +17,7 @@ const Zol::String sliceStatusPath =
 const Zol::String sourceTrunkMapPath =
       "hardware/karvel/globalStatus/karvellag/tableMgrDir/sourceTrunkMap/KarvelMirror-";
 
-KarvelCentral::ChipAttributes attributesOf( const ChipModel::ChipProfile& profile ) {
+KarvelCentral::ChipAttributes attributesOf( const ChipModel::Profile& profile ) {
    KarvelCentral::ChipAttributes attributes;
    attributes.chipIs( Zol::String( profile.name ) );
    attributes.loopbackTrunkMapIs( profile.loopbackPort != 0 );
@@ -27,7 +27,7 @@ KarvelCentral::ChipAttributes attributesOf( const ChipModel::ChipProfile& profil
    return attributes;
 }
 
-Zol::Ptr< KarvelCentral::ChipProfile > featuresOf( const ChipModel::ChipProfile& profile ) {
+Zol::Ptr< KarvelCentral::ChipProfile > featuresOf( const ChipModel::Profile& profile ) {
    auto mirror = Zol::make< KarvelMirror::KarvelChipAttributesMirror >();
    mirror->mirrorEditIdBaseIs( static_cast< uint8_t >( profile.mirrorEditIdBase ) );
    if ( profile.logicalTables ) {
@@ -60,7 +60,7 @@ Zol::Ptr< T > makeByName( const char* typeName, const Zol::String& name ) {
 
 } // namespace
 
-SliceHost::SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
+SliceHost::SliceHost( int unit, const ChipModel::Profile& profile, Hubdb::Store& store,
       Zol::Ptr< KarvelCentral::ChipTable > chipTable,
       Zol::Ptr< AgentServices::TcamGroupManager > groupManager )
       : unit_( unit ), profile_( profile ), name_( "slice" + std::to_string( unit ) ),
@@ -82,7 +82,7 @@ SliceHost::SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::St
    KarvelCentral::karvelAttributes()->chipAttributesIs(
          scsd_->chipAttributes().chip(), scsd_->chipAttributes() );
    makeRequestManager( groupManager );
-   aclHelper_ = Zol::make< AgentServices::AclHelper >( groupManager );
+   aclHelper_ = Zol::make< AgentServices::EmbeddedAclHelper >( groupManager );
    aclHelper_->unitIs( static_cast< uint32_t >( unit ), scsd_ );
    auto aclSm = Zol::make< Ixo::AclSm >();
    aclSm->aclHelperIs( Zol::Ptr< Karvel::AclHelper >( aclHelper_ ) );
@@ -118,9 +118,8 @@ void SliceHost::makeRequestManager(
          static_cast< uint32_t >( unit_ ), name_, groupManager, statusDir );
    requestManager_->zolStart();
    featureCommon->tcamEventsIs( requestManager_->events() );
-   featureCommon->intfProfileManagerIs(
-         Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >(
-               requestManager_->intfProfileManager() ) );
+   featureCommon->intfProfileManagerIs( Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >(
+         requestManager_->intfProfileManager() ) );
 }
 
 SliceHost::~SliceHost() {
@@ -164,10 +163,14 @@ KarvelMirror::ProgramStatus SliceHost::portStatus( KarvelMirror::Mtp mtp ) const
          static_cast< int >( KarvelTcam::FeatureGroupType::mirroring0 ) + mtp.value() );
    switch ( requestManager_->status( group ) ) {
    case RequestStatusType::programmed:
-   case RequestStatusType::withdrawn: return said; // without rules there is no request
-   case RequestStatusType::reviewing: return ProgramStatus::unknown;
-   case RequestStatusType::noRoom: return ProgramStatus::resourceExhaustion;
-   default: return ProgramStatus::failed;
+   case RequestStatusType::withdrawn:
+      return said; // without rules there is no request
+   case RequestStatusType::reviewing:
+      return ProgramStatus::unknown;
+   case RequestStatusType::noRoom:
+      return ProgramStatus::resourceExhaustion;
+   default:
+      return ProgramStatus::failed;
    }
 }
 

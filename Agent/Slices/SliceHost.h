@@ -8,11 +8,11 @@
 #include <string>
 
 #include "Agent/Configuration/Configuration.h"
-#include "Agent/Forwarding/PortTabWriter.h"
-#include "AgentServices/AclHelper.h"
+#include "Agent/Slices/PortTabWriter.h"
+#include "AgentServices/EmbeddedAclHelper.h"
 #include "AgentServices/TcamGroupManager.h"
 #include "AgentServices/TcamRequestManager.h"
-#include "ChipModel/ChipProfile.h"
+#include "ChipModel/Profile.h"
 #include "Platform/Hubdb/Store.h"
 #include "Platform/Karvel/KarvelCommonSmData.h"
 #include "Platform/Karvel/TcamServices.h"
@@ -25,7 +25,7 @@ class SliceHost {
  public:
    // Puts the slice's paths into the store and its shared entities into their directory. The
    // plug-in is not called yet.
-   SliceHost( int unit, const ChipModel::ChipProfile& profile, Hubdb::Store& store,
+   SliceHost( int unit, const ChipModel::Profile& profile, Hubdb::Store& store,
          Zol::Ptr< KarvelCentral::ChipTable > chipTable,
          Zol::Ptr< AgentServices::TcamGroupManager > groupManager );
    ~SliceHost();
@@ -38,7 +38,7 @@ class SliceHost {
    void start();
 
    int unit() const { return unit_; }
-   const ChipModel::ChipProfile& profile() const { return profile_; }
+   const ChipModel::Profile& profile() const { return profile_; }
    LogicalFap::LogicalFapId logicalFap() const { return scsd_->logicalFapId(); }
    Zol::Ptr< const Karvel::KarvelCommonSmData > scsd() const { return scsd_; }
    // What the slice reports; null before start().
@@ -54,7 +54,7 @@ class SliceHost {
    // There may be room in the TCAM again.
    void retryRequests() const;
    // The ACLs that the slice has in the chip.
-   const AgentServices::AclHelper& aclHelper() const { return *aclHelper_; }
+   const AgentServices::EmbeddedAclHelper& aclHelper() const { return *aclHelper_; }
    // Why an ACL of a destination could not be brought into the chip; none if it is there.
    std::optional< std::string > aclProblem(
          KarvelMirror::Mtp mtp, const Ixo::AclKey& key ) const;
@@ -66,12 +66,12 @@ class SliceHost {
    void lagsAre( const Configuration& configuration );
 
    const int unit_;
-   const ChipModel::ChipProfile& profile_;
+   const ChipModel::Profile& profile_;
    const Zol::String name_; // "slice0"
    Hubdb::Store& store_;
    Hubdb::EntityManager entityManager_;
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd_;
-   Zol::Ptr< AgentServices::AclHelper > aclHelper_;
+   Zol::Ptr< AgentServices::EmbeddedAclHelper > aclHelper_;
    Zol::Ptr< PortTabWriter > portTabWriter_;
    Zol::Ptr< AgentServices::TcamRequestManager > requestManager_;
    Zol::Ptr< Zol::Dir > shared_;

@@ -6,7 +6,7 @@
 #include <map>
 #include <utility>
 
-#include "Platform/Acl/Config.h"
+#include "Platform/Acl/AclConfig.h"
 #include "Platform/Zol/Sm.h"
 
 namespace Acl {

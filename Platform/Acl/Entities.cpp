@@ -1,6 +1,6 @@
 // Entity types whose headers have no source file of their own.
 
-#include "Platform/Acl/Config.h"
+#include "Platform/Acl/AclConfig.h"
 
 ZOL_DEFINE_ENTITY( Acl::AclConfig );
 ZOL_DEFINE_ENTITY( Acl::AclTypeConfig );

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "Platform/Acl/Types.h"
+#include "Platform/Acl/AclType.h"
 #include "Platform/Plix/EthAddr.h"
 #include "Platform/Plix/IntfId.h"
 #include "Platform/Plix/Ip6Addr.h"
@@ -57,8 +57,7 @@ class IpFilter : public Zol::Value {
  public:
    // Whether it looks at what only whole datagrams and first fragments carry.
    bool matchesL4() const {
-      return !srcPort().isAny() || !dstPort().isAny() || tcpFlagsMask() != 0 ||
-            icmpMask() != 0;
+      return !srcPort().isAny() || !dstPort().isAny() || tcpFlagsMask() != 0 || icmpMask() != 0;
    }
 };
 

@@ -19,9 +19,7 @@ struct Setting {
    uint32_t levels = allLevels;
 };
 
-double agentTime() {
-   return Zol::activityManager().now();
-}
+double agentTime() { return Zol::activityManager().now(); }
 
 struct State {
    std::vector< Handle* > handles;
@@ -97,9 +95,7 @@ Handle::Handle( const char* name ) : name_( name ) {
    levels_ = levelsOf( *this );
 }
 
-Handle::~Handle() {
-   std::erase( state().handles, this );
-}
+Handle::~Handle() { std::erase( state().handles, this ); }
 
 std::optional< std::string > enable( std::string_view text ) {
    std::vector< Setting > settings = state().settings;
@@ -114,8 +110,8 @@ std::optional< std::string > enable( std::string_view text ) {
       const bool blank = setting.name.find_first_of( " \t\r\n" ) != std::string::npos;
       if ( setting.name.empty() || blank || !levels ) {
          return "trace setting '" + std::string( item ) +
-                "' is malformed; allowed: NAME or NAME/LEVELS without blanks, with '*' in "
-                "NAME, LEVELS as 4, 0-4 or *";
+               "' is malformed; allowed: NAME or NAME/LEVELS without blanks, with '*' in "
+               "NAME, LEVELS as 4, 0-4 or *";
       }
       setting.levels = *levels;
       settings.push_back( setting );
@@ -151,9 +147,7 @@ void sinkIs( Sink sink ) {
    state().sink = std::move( sink );
 }
 
-void timeSourceIs( double ( *now )() ) {
-   state().now = now ? now : agentTime;
-}
+void timeSourceIs( double ( *now )() ) { state().now = now ? now : agentTime; }
 
 void flush() {
    std::string& buffer = state().buffer;

@@ -61,11 +61,11 @@ void write( const Handle& handle, int level, const std::string& text );
 
 } // namespace Duolog
 
-#define DUOLOG( handle, level, ... )                                                       \
-   do {                                                                                    \
-      if ( ( handle ).isOn( level ) ) [[unlikely]] {                                       \
-         std::ostringstream duologText;                                                    \
-         duologText << __VA_ARGS__;                                                        \
-         ::Duolog::write( handle, level, duologText.str() );                               \
-      }                                                                                    \
+#define DUOLOG( handle, level, ... )                                                           \
+   do {                                                                                        \
+      if ( ( handle ).isOn( level ) ) [[unlikely]] {                                           \
+         std::ostringstream duologText;                                                        \
+         duologText << __VA_ARGS__;                                                            \
+         ::Duolog::write( handle, level, duologText.str() );                                   \
+      }                                                                                        \
    } while ( false )

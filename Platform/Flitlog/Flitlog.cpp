@@ -33,9 +33,7 @@ Message::Message( std::string id, Severity severity, std::string format,
    ZOL_ASSERT( isNew && "a log message is registered once" );
 }
 
-Message::~Message() {
-   state().messages.erase( id_ );
-}
+Message::~Message() { state().messages.erase( id_ ); }
 
 void Message::logTexts( const std::vector< std::string >& arguments ) const {
    Record record{ Zol::activityManager().now(), id_, severity_, {} };
@@ -64,16 +62,10 @@ std::vector< const Message* > messages() {
    return all;
 }
 
-const std::deque< Record >& records() {
-   return state().records;
-}
+const std::deque< Record >& records() { return state().records; }
 
-void recordsDelAll() {
-   state().records.clear();
-}
+void recordsDelAll() { state().records.clear(); }
 
-void sinkIs( std::function< void( const Record& ) > sink ) {
-   state().sink = std::move( sink );
-}
+void sinkIs( std::function< void( const Record& ) > sink ) { state().sink = std::move( sink ); }
 
 } // namespace Flitlog

@@ -12,10 +12,16 @@ Mode::Mode( std::string_view text ) {
    bool reads = false;
    for ( char letter : text ) {
       switch ( letter ) {
-      case 'r': reads = true; break;
-      case 'w': writes_ = true; break;
+      case 'r':
+         reads = true;
+         break;
+      case 'w':
+         writes_ = true;
+         break;
       case 'c':
-      case 'i': creates_ = true; break;
+      case 'i':
+         creates_ = true;
+         break;
       default:
          throw ModeError( "mount mode '" + Zol::String( text ) + "': letters are r, w, c, i" );
       }
@@ -61,7 +67,8 @@ MountStatus EntityManager::mountsComplete() {
       if ( isMissing( mount ) ) {
          std::string_view path = mount.path;
          store_.entityIs( path,
-               Zol::TypeRegistry::make( mount.typeName, path.substr( path.rfind( '/' ) + 1 ) ) );
+               Zol::TypeRegistry::make(
+                     mount.typeName, path.substr( path.rfind( '/' ) + 1 ) ) );
       }
    }
    return MountStatus::mounted;
@@ -79,7 +86,7 @@ void EntityManager::checkAccess(
       }
    }
    throw ModeError( "'" + Zol::String( path ) + "' is not mounted as " +
-                    Zol::String( typeName ) + ( isMounted ? " for writing" : "" ) );
+         Zol::String( typeName ) + ( isMounted ? " for writing" : "" ) );
 }
 
 } // namespace Hubdb

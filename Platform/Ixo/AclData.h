@@ -17,8 +17,8 @@ class AclFragMap : public Zol::Entity {
 };
 
 class AclData : public Zol::Entity {
-   ZOL_ENTITY( Ixo, AclData, Zol::Entity, ( CONST, AclKey, aclKey ),
-         ( OWN, AclFragMap, fragMap ) );
+   ZOL_ENTITY(
+         Ixo, AclData, Zol::Entity, ( CONST, AclKey, aclKey ), ( OWN, AclFragMap, fragMap ) );
 
  public:
    explicit AclData( const AclKey& aclKey ) : aclKey_( aclKey ) {}

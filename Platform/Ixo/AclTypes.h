@@ -2,7 +2,7 @@
 
 // The common terms of the agent's ACL layer: which ACL, where, and what went wrong with it.
 
-#include "Platform/Acl/Types.h"
+#include "Platform/Acl/AclType.h"
 #include "Platform/Plix/IntfId.h"
 #include "Platform/Zol/Value.h"
 

@@ -16,8 +16,7 @@ class AclSm : public Zol::Entity {
 namespace Karvel {
 
 class AclSmPluginEntity : public Zol::Entity {
-   ZOL_ENTITY( Karvel, AclSmPluginEntity, Zol::Entity,
-         ( VAL, Zol::Ptr< Ixo::AclSm >, aclSm ),
+   ZOL_ENTITY( Karvel, AclSmPluginEntity, Zol::Entity, ( VAL, Zol::Ptr< Ixo::AclSm >, aclSm ),
          ( VAL, bool,
                mirrorAclSupported ) ); // whether ACLs can filter mirroring on this chip
 };

@@ -30,8 +30,7 @@ class AclEntryList {
    void clear() { entries_.clear(); }
    std::span< const AclEntry > all() const { return entries_; }
    std::span< const AclEntry > ofSubRule( uint32_t ruleNum, uint32_t subRuleNum ) const {
-      const auto before = []( const AclEntry& entry,
-                                std::pair< uint32_t, uint32_t > number ) {
+      const auto before = []( const AclEntry& entry, std::pair< uint32_t, uint32_t > number ) {
          return std::pair( entry.ruleNum, entry.subRuleNum ) < number;
       };
       const std::pair number( ruleNum, subRuleNum );

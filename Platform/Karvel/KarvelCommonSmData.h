@@ -30,8 +30,7 @@ class SourceTag : public Zol::Value {
 };
 
 class KarvelCommonSmData : public Zol::Entity {
-   ZOL_ENTITY( Karvel, KarvelCommonSmData, Zol::Entity,
-         ( COLL, uint16_t, UnitData, unit ),
+   ZOL_ENTITY( Karvel, KarvelCommonSmData, Zol::Entity, ( COLL, uint16_t, UnitData, unit ),
          ( VAL, KarvelCentral::ChipAttributes, chipAttributes ), // of the slice's chip
          ( VAL, LogicalFap::LogicalFapId, logicalFapId ),
          ( VAL, Zol::Ptr< KarvelCentral::ChipTable >, chipTable ),

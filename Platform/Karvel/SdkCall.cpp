@@ -12,9 +12,7 @@ std::ostream* errorStream = nullptr;
 
 std::atomic< const Duolog::Handle* > sdkCaller = nullptr;
 
-void sdkErrorStreamIs( std::ostream* stream ) {
-   errorStream = stream;
-}
+void sdkErrorStreamIs( std::ostream* stream ) { errorStream = stream; }
 
 void reportSdkError(
       const Duolog::Handle& trace, const char* callText, Shim::Rc rc, SdkErrorForm form ) {

@@ -64,10 +64,10 @@ Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText,
 
 #define KARVEL_SDK_CALL( trace, call, args ) KARVEL_SDK_CALL_AS( rc, trace, call, args )
 // A failure with the tolerated code is an answer like any other.
-#define KARVEL_SDK_CALL_TOLERATING( tolerated, trace, call, args )                         \
-   ::Karvel::reportUnless(                                                                 \
+#define KARVEL_SDK_CALL_TOLERATING( tolerated, trace, call, args )                             \
+   ::Karvel::reportUnless(                                                                     \
          tolerated, trace, #call #args, KARVEL_SDK_CALL_AS( quiet, trace, call, args ) )
-#define KARVEL_SDK_CALL_AS( form, trace, call, args )                                      \
-   ::Karvel::callSdk< ::Karvel::SdkErrorForm::form >(                                      \
+#define KARVEL_SDK_CALL_AS( form, trace, call, args )                                          \
+   ::Karvel::callSdk< ::Karvel::SdkErrorForm::form >(                                          \
          trace, #call #args, &::Shim::Sdk::call, KARVEL_SDK_ARGS_ args )
 #define KARVEL_SDK_ARGS_( ... ) __VA_ARGS__

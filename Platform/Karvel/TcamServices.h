@@ -4,7 +4,7 @@
 // feature's group; the group manager makes the groups.
 
 #include "Platform/KarvelMirror/Mtp.h"
-#include "Platform/Shim/Types.h"
+#include "Platform/Shim/SdkTypes.h"
 #include "Platform/Zol/Entity.h"
 #include "Platform/Zol/Enum.h"
 #include "Platform/Zol/Value.h"
@@ -22,8 +22,8 @@ ZOL_ENUM( TcamStatus, uint8_t, ( success, 0 ),
 class TcamRequestKey : public Zol::Value {
    ZOL_VALUE( Karvel, TcamRequestKey, ( VAL, KarvelMirror::Mtp, mtp ),
          ( VAL, Zol::String, aclName ), ( VAL, uint8_t, aclType ),
-         ( VAL, uint32_t, rule ),       // the rule's number inside its ACL
-         ( VAL, uint32_t, subRule ) );  // which of the entries that the rule became
+         ( VAL, uint32_t, rule ),      // the rule's number inside its ACL
+         ( VAL, uint32_t, subRule ) ); // which of the entries that the rule became
 
  public:
    TcamRequestKey() = default;
@@ -128,16 +128,16 @@ class KarvelTcamGroupManager : public Zol::Entity {
    virtual Zol::Ptr< KarvelUnboundedTcamEntryManager > mirroringAclEntryManager(
          uint32_t unit, KarvelAclFeature feature ) = 0;
    // Says that the feature's group is a mirroring ACL's; without it there are no entries.
-   virtual TcamStatus groupMirroringAclDataIs( uint32_t unit, KarvelAclFeature feature,
-         const MirroringAclMetadata& metadata ) = 0;
+   virtual TcamStatus groupMirroringAclDataIs(
+         uint32_t unit, KarvelAclFeature feature, const MirroringAclMetadata& metadata ) = 0;
 
    // The entry manager of a feature, on all chips; null if no chip has the feature.
    virtual Zol::Ptr< KarvelBoundedTcamEntryManager > boundedEntryManager(
          KarvelTcamFeature feature ) = 0;
    // Gives a policer, which the chip may get only when an entry is to have it: so there always is
    // one for a configuration that the chip understands. False if it does not.
-   virtual bool createPolicer( uint32_t unit, const Shim::bcm_policer_config_s& config,
-         uint32_t* policerId ) = 0;
+   virtual bool createPolicer(
+         uint32_t unit, const Shim::bcm_policer_config_s& config, uint32_t* policerId ) = 0;
    // It goes with the last entry that has it. E_NOT_FOUND, without effect, if there is none.
    virtual Shim::Rc removePolicer( uint32_t unit, uint32_t policerId ) = 0;
 };

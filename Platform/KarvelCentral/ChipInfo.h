@@ -11,8 +11,7 @@ namespace KarvelCentral {
 class ChipAttributes : public Zol::Value {
    ZOL_VALUE( KarvelCentral, ChipAttributes,
          ( VAL, Zol::String, chip ), // "tomahawk3"; the key of the chip table
-         ( VAL, bool, loopbackTrunkMap ),
-         ( VAL, bool, mirroringTcamHelpers ),
+         ( VAL, bool, loopbackTrunkMap ), ( VAL, bool, mirroringTcamHelpers ),
          ( VAL, bool, newTcamInterface ),
          ( VAL, bool, aclGroup ) ); // ingress ports carry class bits
 };
@@ -37,8 +36,8 @@ class ChipInfo : public Zol::Entity {
 };
 
 class ChipTable : public Zol::Entity {
-   ZOL_ENTITY( KarvelCentral, ChipTable, Zol::Entity,
-         ( COLL, Zol::String, ChipInfo, chipInfo ) );
+   ZOL_ENTITY(
+         KarvelCentral, ChipTable, Zol::Entity, ( COLL, Zol::String, ChipInfo, chipInfo ) );
 
  public:
    // The entry of the chip with these attributes; made from them if it is absent.

@@ -6,8 +6,7 @@ namespace KarvelCentral {
 
 // A port by module and port number.
 class KarvelModPort : public Zol::Value {
-   ZOL_VALUE( KarvelCentral, KarvelModPort, ( VAL, uint32_t, modId ),
-         ( VAL, uint32_t, port ) );
+   ZOL_VALUE( KarvelCentral, KarvelModPort, ( VAL, uint32_t, modId ), ( VAL, uint32_t, port ) );
 
  public:
    KarvelModPort() = default;

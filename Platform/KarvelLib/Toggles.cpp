@@ -20,7 +20,7 @@ using Toggles = std::map< std::string, bool, std::less<> >;
 
 [[noreturn]] void refuse( const std::string& path, size_t line, const std::string& what ) {
    throw std::runtime_error( path + ":" + std::to_string( line ) + ": " + what +
-                             "; allowed: one JSON object of true and false, each name once" );
+         "; allowed: one JSON object of true and false, each name once" );
 }
 
 // A parser for what the file may hold and nothing more; other JSON is refused.
@@ -74,7 +74,7 @@ class Parser {
    }
    void skipSpace() {
       while ( at_ < text_.size() &&
-              std::string_view( " \t\r\n" ).find( text_[ at_ ] ) != std::string_view::npos ) {
+            std::string_view( " \t\r\n" ).find( text_[ at_ ] ) != std::string_view::npos ) {
          ++at_;
       }
    }
@@ -123,9 +123,7 @@ Toggles readToggles( const std::string& path ) {
 
 } // namespace
 
-void toggleDirectoryIs( const std::string& path ) {
-   directorySet() = path;
-}
+void toggleDirectoryIs( const std::string& path ) { directorySet() = path; }
 
 std::string toggleDirectory() {
    if ( !directorySet().empty() ) {

@@ -2,7 +2,7 @@
 
 // What the central agents publish about mirroring, and what the slices answer.
 
-#include "Platform/Acl/Types.h"
+#include "Platform/Acl/AclType.h"
 #include "Platform/KarvelMirror/Mtp.h"
 #include "Platform/KarvelMirror/TunnelParameters.h"
 #include "Platform/KarvelTypes/KarvelPort.h"
@@ -40,8 +40,8 @@ class SourcePort : public Zol::Value {
 
 // An ACL that filters a destination's traffic.
 class AclKey : public Zol::Value {
-   ZOL_VALUE( KarvelMirror, AclKey, ( VAL, Zol::String, aclName ),
-         ( VAL, Acl::AclType, aclType ) );
+   ZOL_VALUE(
+         KarvelMirror, AclKey, ( VAL, Zol::String, aclName ), ( VAL, Acl::AclType, aclType ) );
 };
 
 // The interfaces whose traffic one ACL filters.
@@ -99,8 +99,7 @@ class MtpProgramInfo : public Zol::Entity {
 class LogicalFapMtpProgramInfo : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, LogicalFapMtpProgramInfo, Zol::Entity,
          ( CONST, LogicalFap::LogicalFapId, logicalFap ),
-         ( COLL, Mtp, MtpProgramInfo, mtpProgramInfo ),
-         ( COLL, TunnelId, Tunnel, tunnel ) );
+         ( COLL, Mtp, MtpProgramInfo, mtpProgramInfo ), ( COLL, TunnelId, Tunnel, tunnel ) );
 
  public:
    explicit LogicalFapMtpProgramInfo( LogicalFap::LogicalFapId fap ) : logicalFap_( fap ) {}
@@ -116,8 +115,8 @@ class LogicalFapMtpProgramInfoColl : public Zol::Entity {
 
 // What the chip of a slice can do for mirroring.
 class SliceCapability : public Zol::Entity {
-   ZOL_ENTITY( KarvelMirror, SliceCapability, Zol::Entity,
-         ( VAL, uint32_t, mirrorDestinations ) );
+   ZOL_ENTITY(
+         KarvelMirror, SliceCapability, Zol::Entity, ( VAL, uint32_t, mirrorDestinations ) );
 
  public:
    explicit SliceCapability( std::string_view = {} ) {}
@@ -128,15 +127,16 @@ ZOL_ENUM( ProgramStatus, uint8_t, ( unknown, 0 ), ( success, 1 ), ( failed, 2 ),
 
 // What is limited in rate.
 ZOL_ENUM( RateLimitKind, uint8_t, ( gre, 0 ), // copies that leave through tunnels
-      ( port, 1 ) );                           // copies that leave by a port
+      ( port, 1 ) );                          // copies that leave by a port
 
 // How programming went, per destination; a destination that has gone has no status, and one
 // without rules of a kind none of that kind.
 class SliceMtpProgramStatus : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, SliceMtpProgramStatus, Zol::Entity,
-         ( MAP, Mtp, ProgramStatus, programStatus ),      // port mirroring
-         ( MAP, Mtp, ProgramStatus, ifpProgramStatus ),   // filtered ingress mirroring
-         ( MAP, RateLimitKind, ProgramStatus, efpProgramStatus ) ); // rates, of all destinations
+         ( MAP, Mtp, ProgramStatus, programStatus ),    // port mirroring
+         ( MAP, Mtp, ProgramStatus, ifpProgramStatus ), // filtered ingress mirroring
+         ( MAP, RateLimitKind, ProgramStatus,
+               efpProgramStatus ) ); // rates, of all destinations
 
  public:
    explicit SliceMtpProgramStatus( std::string_view = {} ) {}

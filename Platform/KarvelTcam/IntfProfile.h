@@ -3,7 +3,7 @@
 // Interface profiles: the sets of ingress ports that entries match, and how the chip is to match
 // them. Equal ones are one object, so they are compared by pointer.
 
-#include "Platform/Shim/Types.h"
+#include "Platform/Shim/SdkTypes.h"
 #include "Platform/Zol/Entity.h"
 
 namespace KarvelTcam {

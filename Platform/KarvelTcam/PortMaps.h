@@ -4,7 +4,7 @@
 
 #include "Platform/Karvel/KarvelCommonSmData.h"
 #include "Platform/Plix/IntfId.h"
-#include "Platform/Shim/Types.h"
+#include "Platform/Shim/SdkTypes.h"
 
 namespace KarvelTcam {
 

@@ -19,9 +19,12 @@ std::optional< IpGenAddr > IpGenAddr::fromString( std::string_view text ) {
 
 std::string IpGenAddr::toString() const {
    switch ( family_ ) {
-   case AddressFamily::ipv4: return v4_.toString();
-   case AddressFamily::ipv6: return v6_.toString();
-   default: return {};
+   case AddressFamily::ipv4:
+      return v4_.toString();
+   case AddressFamily::ipv6:
+      return v6_.toString();
+   default:
+      return {};
    }
 }
 

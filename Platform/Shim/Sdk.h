@@ -7,7 +7,7 @@
 // Calls are not to be made with the activity lock held: see Platform/Karvel/SdkCall.h.
 
 #include "Platform/Shim/Memory.h"
-#include "Platform/Shim/Types.h"
+#include "Platform/Shim/SdkTypes.h"
 
 namespace Shim {
 
@@ -61,7 +61,8 @@ class Sdk {
    virtual Rc bcm_field_entry_create( int unit, int group, int* entry ) = 0;
    virtual Rc bcm_field_entry_destroy( int unit, int entry ) = 0;
    virtual Rc bcm_field_entry_install( int unit, int entry ) = 0;
-   virtual Rc bcm_field_entry_remove( int unit, int entry ) = 0; // stays created, matches no more
+   virtual Rc bcm_field_entry_remove(
+         int unit, int entry ) = 0; // stays created, matches no more
    virtual Rc bcm_field_entry_prio_set( int unit, int entry, int priority ) = 0;
    virtual Rc bcm_field_entry_name_set( int unit, int entry, const char* name ) = 0;
 
@@ -72,17 +73,13 @@ class Sdk {
          int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    virtual Rc bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId,
          uint32_t modIdMask, uint32_t port, uint32_t portMask ) = 0;
-   virtual Rc bcm_field_qualify_DstTrunk(
-         int unit, int entry, int trunk, uint32_t mask ) = 0;
-   virtual Rc bcm_field_qualify_Drop(
-         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_DstTrunk( int unit, int entry, int trunk, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_Drop( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    virtual Rc bcm_field_qualify_OuterVlanId(
          int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    virtual Rc bcm_field_qualify_IpType( int unit, int entry, FieldIpType type ) = 0;
-   virtual Rc bcm_field_qualify_SrcIp(
-         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
-   virtual Rc bcm_field_qualify_DstIp(
-         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_SrcIp( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_DstIp( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    virtual Rc bcm_field_qualify_SrcIp6(
          int unit, int entry, const Plix::Ip6Addr& data, const Plix::Ip6Addr& mask ) = 0;
    virtual Rc bcm_field_qualify_DstIp6(
@@ -91,8 +88,7 @@ class Sdk {
    virtual Rc bcm_field_qualify_IpProtocol(
          int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    // The whole byte: 6 bits of DSCP, 2 of ECN.
-   virtual Rc bcm_field_qualify_DSCP(
-         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   virtual Rc bcm_field_qualify_DSCP( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    virtual Rc bcm_field_qualify_IpFrag( int unit, int entry, FieldIpFrag fragment ) = 0;
    // Of TCP, UDP and SCTP.
    virtual Rc bcm_field_qualify_L4SrcPort(
@@ -170,8 +166,8 @@ class Sdk {
          int unit, Memory memory, MemBlock block, int index, const MemEntry* entry ) = 0;
    // Of an entry in a buffer. E_NOT_FOUND if the memory does not have the field, E_PARAM for a
    // value that is too wide for it.
-   virtual Rc soc_mem_field32_get( int unit, Memory memory, const MemEntry* entry,
-         MemField field, uint32_t* value ) = 0;
+   virtual Rc soc_mem_field32_get(
+         int unit, Memory memory, const MemEntry* entry, MemField field, uint32_t* value ) = 0;
    virtual Rc soc_mem_field32_set(
          int unit, Memory memory, MemEntry* entry, MemField field, uint32_t value ) = 0;
 
@@ -200,8 +196,8 @@ class Sdk {
    virtual Rc bcm_port_untagged_vlan_set( int unit, int port, uint16_t vid ) = 0; // 0: none
    virtual Rc bcm_vlan_create( int unit, uint16_t vid ) = 0;
    virtual Rc bcm_vlan_destroy( int unit, uint16_t vid ) = 0;
-   virtual Rc bcm_vlan_port_add( int unit, uint16_t vid, const PortBitmap& members,
-         const PortBitmap& untagged ) = 0;
+   virtual Rc bcm_vlan_port_add(
+         int unit, uint16_t vid, const PortBitmap& members, const PortBitmap& untagged ) = 0;
    virtual Rc bcm_vlan_port_remove( int unit, uint16_t vid, const PortBitmap& members ) = 0;
    virtual Rc bcm_trunk_create( int unit, int trunk ) = 0;
    virtual Rc bcm_trunk_destroy( int unit, int trunk ) = 0;

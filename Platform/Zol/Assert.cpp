@@ -9,9 +9,7 @@ namespace {
 FlushHook flushHook = nullptr;
 }
 
-void assertionFlushHookIs( FlushHook hook ) {
-   flushHook = hook;
-}
+void assertionFlushHookIs( FlushHook hook ) { flushHook = hook; }
 
 void assertionFailed( std::string_view text, const char* file, int line ) {
    if ( FlushHook hook = flushHook ) {

@@ -21,9 +21,9 @@ void assertionFlushHookIs( FlushHook hook );
 
 } // namespace Zol
 
-#define ZOL_ASSERT( ... )                                                                  \
-   do {                                                                                    \
-      if ( !( __VA_ARGS__ ) ) [[unlikely]] {                                               \
-         ::Zol::assertionFailed( #__VA_ARGS__, __FILE__, __LINE__ );                       \
-      }                                                                                    \
+#define ZOL_ASSERT( ... )                                                                      \
+   do {                                                                                        \
+      if ( !( __VA_ARGS__ ) ) [[unlikely]] {                                                   \
+         ::Zol::assertionFailed( #__VA_ARGS__, __FILE__, __LINE__ );                           \
+      }                                                                                        \
    } while ( false )

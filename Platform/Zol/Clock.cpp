@@ -92,7 +92,7 @@ bool ActivityManager::turn() {
             break;
          }
          bool later = clock->timeMin_ > firedTime ||
-                      ( clock->timeMin_ == firedTime && clock->order_ > firedOrder );
+               ( clock->timeMin_ == firedTime && clock->order_ > firedOrder );
          if ( clock->order_ <= last && later ) {
             next = clock;
             break;

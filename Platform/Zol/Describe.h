@@ -33,7 +33,8 @@ struct Member {
 };
 
 template < MemberKind kind, typename Key, typename Class, typename T >
-constexpr Member< kind, Key, Class, T > describeMember( std::string_view name, T Class::*pointer ) {
+constexpr Member< kind, Key, Class, T > describeMember(
+      std::string_view name, T Class::*pointer ) {
    return { name, pointer };
 }
 
@@ -98,7 +99,10 @@ constexpr bool isParseable() {
 
 template < typename T >
 size_t hashOf( const T& value ) {
-   if constexpr ( requires { value.begin(); value.begin().key(); } ) {
+   if constexpr ( requires {
+                     value.begin();
+                     value.begin().key();
+                  } ) {
       size_t result = value.size();
       for ( auto iter = value.begin(); iter != value.end(); ++iter ) {
          result = result * 31 + hashOf( iter.key() );
@@ -118,25 +122,25 @@ size_t hashOf( const T& value ) {
 // it: they cost more to compile than all else in a header.
 #define ZOL_LAZY template < typename zolLazy = void >
 
-#define ZOL_DESCRIBE_VAL( Type, type, name, ... )                                          \
+#define ZOL_DESCRIBE_VAL( Type, type, name, ... )                                              \
    , ::Zol::describeMember< ::Zol::MemberKind::val, void >( #name, &Type::name##_ )
-#define ZOL_DESCRIBE_CONST( Type, type, name )                                             \
+#define ZOL_DESCRIBE_CONST( Type, type, name )                                                 \
    , ::Zol::describeMember< ::Zol::MemberKind::constant, void >( #name, &Type::name##_ )
-#define ZOL_DESCRIBE_SET( Type, type, name )                                               \
+#define ZOL_DESCRIBE_SET( Type, type, name )                                                   \
    , ::Zol::describeMember< ::Zol::MemberKind::set, type >( #name, &Type::name##_ )
-#define ZOL_DESCRIBE_MAP( Type, keyType, type, name )                                      \
+#define ZOL_DESCRIBE_MAP( Type, keyType, type, name )                                          \
    , ::Zol::describeMember< ::Zol::MemberKind::map, keyType >( #name, &Type::name##_ )
-#define ZOL_DESCRIBE_COLL( Type, keyType, type, name )                                     \
+#define ZOL_DESCRIBE_COLL( Type, keyType, type, name )                                         \
    , ::Zol::describeMember< ::Zol::MemberKind::coll, keyType >( #name, &Type::name##_ )
-#define ZOL_DESCRIBE_OWN( Type, type, name )                                               \
+#define ZOL_DESCRIBE_OWN( Type, type, name )                                                   \
    , ::Zol::describeMember< ::Zol::MemberKind::own, void >( #name, &Type::name##_ )
 
 #define ZOL_DESCRIBE_ITEM_( Type, item ) ZOL_DESCRIBE_ITEM_2_( Type, ZOL_UNPAREN item )
 #define ZOL_DESCRIBE_ITEM_2_( ... ) ZOL_DESCRIBE_ITEM_3_( __VA_ARGS__ )
 #define ZOL_DESCRIBE_ITEM_3_( Type, kind, ... ) ZOL_DESCRIBE_##kind( Type, __VA_ARGS__ )
 
-#define ZOL_DESCRIBE( Type, ... )                                                          \
- public:                                                                                   \
-   static constexpr auto zolMembers() {                                                    \
-      return ::Zol::memberList( 0 ZOL_FOR_EACH( ZOL_DESCRIBE_ITEM_, Type, __VA_ARGS__ ) );   \
+#define ZOL_DESCRIBE( Type, ... )                                                              \
+ public:                                                                                       \
+   static constexpr auto zolMembers() {                                                        \
+      return ::Zol::memberList( 0 ZOL_FOR_EACH( ZOL_DESCRIBE_ITEM_, Type, __VA_ARGS__ ) );     \
    }

@@ -40,7 +40,8 @@ class AttributeVisitor {
  public:
    virtual void value( std::string_view name, const std::string& text ) = 0;
    // An owned entity; `key` is its key in a collection, empty for a single one.
-   virtual void entity( std::string_view name, const std::string& key, const Entity& child ) = 0;
+   virtual void entity(
+         std::string_view name, const std::string& key, const Entity& child ) = 0;
 
  protected:
    ~AttributeVisitor() = default;
@@ -120,9 +121,8 @@ void visitMember( AttributeVisitor& visitor, const M& member, const T& object ) 
 
 template < typename T >
 void visitMembers( AttributeVisitor& visitor, const T& object ) {
-   allMembers< T >( [ & ]( const auto&... member ) {
-      ( visitMember( visitor, member, object ), ... );
-   } );
+   allMembers< T >(
+         [ & ]( const auto&... member ) { ( visitMember( visitor, member, object ), ... ); } );
 }
 
 // Owned entities go one by one, the last declared attribute first, in the order of their keys.
@@ -143,7 +143,8 @@ void dropOwnedMembers( T& object ) {
    constexpr size_t count = decltype( T::zolMembers() )::size;
    [ & ]< size_t... i >( std::index_sequence< i... > ) {
       ( dropOwnedMember( memberAt< count - 1 - i >( members ), object ), ... );
-   }( std::make_index_sequence< count >() );
+   }
+   ( std::make_index_sequence< count >() );
 }
 
 template < typename T >
@@ -176,178 +177,180 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
       AttributeWrite& result, Notify notify ) {
    return allMembers< T >( [ & ]( [[maybe_unused]] const auto&... member ) {
       [[maybe_unused]] int attr = T::zolFirstAttr - 1;
-      return ( writeMember( member, object, name, text, result,
-                     [ &, at = ++attr ] { notify( at ); } ) ||
-            ... );
+      return ( writeMember( member, object, name, text, result, [ &, at = ++attr ] {
+         notify( at );
+      } ) || ... );
    } );
 }
 
 } // namespace Zol
 
-#define ZOL_ENTITY_CONST( type, name )                                                     \
- private:                                                                                  \
-   type name##_;                                                                           \
-                                                                                           \
- public:                                                                                   \
+#define ZOL_ENTITY_CONST( type, name )                                                         \
+ private:                                                                                      \
+   type name##_;                                                                               \
+                                                                                               \
+ public:                                                                                       \
    const type& name() const { return name##_; }
 
-#define ZOL_ENTITY_VAL( type, name, ... )                                                  \
- private:                                                                                  \
-   type name##_{ __VA_ARGS__ };                                                            \
-                                                                                           \
- public:                                                                                   \
-   const type& name() const { return name##_; }                                            \
-   void name##Is( type zolNew ) {                                                          \
-      if ( !( name##_ == zolNew ) ) {                                                      \
-         name##_ = std::move( zolNew );                                                    \
-         zolNotify( static_cast< int >( Attr::name ) );                                    \
-      }                                                                                    \
-   }                                                                                       \
+#define ZOL_ENTITY_VAL( type, name, ... )                                                      \
+ private:                                                                                      \
+   type name##_{ __VA_ARGS__ };                                                                \
+                                                                                               \
+ public:                                                                                       \
+   const type& name() const { return name##_; }                                                \
+   void name##Is( type zolNew ) {                                                              \
+      if ( !( name##_ == zolNew ) ) {                                                          \
+         name##_ = std::move( zolNew );                                                        \
+         zolNotify( static_cast< int >( Attr::name ) );                                        \
+      }                                                                                        \
+   }                                                                                           \
    void name##Del() { name##Is( type{ __VA_ARGS__ } ); }
 
-#define ZOL_ENTITY_SET( type, name )                                                       \
- private:                                                                                  \
-   ::Zol::Set< type > name##_;                                                             \
-                                                                                           \
- public:                                                                                   \
-   const ::Zol::Set< type >& name() const { return name##_; }                              \
-   ZOL_LAZY bool name##Has( const type& element ) const { return name##_.contains( element ); }\
-   size_t name##s() const { return name##_.size(); }                                       \
-   ZOL_LAZY void name##Is( const type& element ) {                                         \
-      if ( name##_.insert( element ) ) {                                                   \
-         zolNotify( static_cast< int >( Attr::name ), element );                           \
-      }                                                                                    \
-   }                                                                                       \
-   ZOL_LAZY void name##Del( type element ) {                                               \
-      if ( name##_.erase( element ) ) {                                                    \
-         zolNotify( static_cast< int >( Attr::name ), element );                           \
-      }                                                                                    \
-   }                                                                                       \
-   ZOL_LAZY void name##DelAll() {                                                          \
-      ::Zol::Pin zolKeep( *this );                                                         \
-      const ::Zol::Set< type > zolOld = std::exchange( name##_, {} );                      \
-      for ( const type& element : zolOld ) {                                               \
-         zolNotify( static_cast< int >( Attr::name ), element );                           \
-      }                                                                                    \
+#define ZOL_ENTITY_SET( type, name )                                                           \
+ private:                                                                                      \
+   ::Zol::Set< type > name##_;                                                                 \
+                                                                                               \
+ public:                                                                                       \
+   const ::Zol::Set< type >& name() const { return name##_; }                                  \
+   ZOL_LAZY bool name##Has( const type& element ) const {                                      \
+      return name##_.contains( element );                                                      \
+   }                                                                                           \
+   size_t name##s() const { return name##_.size(); }                                           \
+   ZOL_LAZY void name##Is( const type& element ) {                                             \
+      if ( name##_.insert( element ) ) {                                                       \
+         zolNotify( static_cast< int >( Attr::name ), element );                               \
+      }                                                                                        \
+   }                                                                                           \
+   ZOL_LAZY void name##Del( type element ) {                                                   \
+      if ( name##_.erase( element ) ) {                                                        \
+         zolNotify( static_cast< int >( Attr::name ), element );                               \
+      }                                                                                        \
+   }                                                                                           \
+   ZOL_LAZY void name##DelAll() {                                                              \
+      ::Zol::Pin zolKeep( *this );                                                             \
+      const ::Zol::Set< type > zolOld = std::exchange( name##_, {} );                          \
+      for ( const type& element : zolOld ) {                                                   \
+         zolNotify( static_cast< int >( Attr::name ), element );                               \
+      }                                                                                        \
    }
 
-#define ZOL_ENTITY_MAP( keyType, type, name )                                              \
- private:                                                                                  \
-   ::Zol::Map< keyType, type > name##_;                                                    \
-                                                                                           \
- public:                                                                                   \
-   const ::Zol::Map< keyType, type >& name() const { return name##_; }                     \
-   ZOL_LAZY bool name##Has( const keyType& key ) const { return name##_.contains( key ); } \
-   size_t name##s() const { return name##_.size(); }                                       \
-   ZOL_LAZY type name( const keyType& key ) const {                                        \
-      auto at = name##_.find( key );                                                       \
-      return at == name##_.end() ? type{} : at.value();                                    \
-   }                                                                                       \
-   ZOL_LAZY void name##Is( const keyType& key, type zolNew ) {                             \
-      auto& zolMap = name##_.base();                                                       \
-      auto at = zolMap.lower_bound( key );                                                 \
-      if ( at == zolMap.end() || key < at->first ) {                                       \
-         zolMap.emplace_hint( at, key, std::move( zolNew ) );                              \
-      } else if ( !( at->second == zolNew ) ) {                                            \
-         at->second = std::move( zolNew );                                                 \
-      } else {                                                                             \
-         return;                                                                           \
-      }                                                                                    \
-      zolNotify( static_cast< int >( Attr::name ), key );                                  \
-   }                                                                                       \
-   ZOL_LAZY void name##Del( keyType key ) {                                                \
-      if ( name##_.base().erase( key ) ) {                                                 \
-         zolNotify( static_cast< int >( Attr::name ), key );                               \
-      }                                                                                    \
-   }                                                                                       \
-   ZOL_LAZY void name##DelAll() {                                                          \
-      ::Zol::Pin zolKeep( *this );                                                         \
-      for ( const keyType& key : name##_.keys() ) {                                        \
-         name##Del( key );                                                                 \
-      }                                                                                    \
+#define ZOL_ENTITY_MAP( keyType, type, name )                                                  \
+ private:                                                                                      \
+   ::Zol::Map< keyType, type > name##_;                                                        \
+                                                                                               \
+ public:                                                                                       \
+   const ::Zol::Map< keyType, type >& name() const { return name##_; }                         \
+   ZOL_LAZY bool name##Has( const keyType& key ) const { return name##_.contains( key ); }     \
+   size_t name##s() const { return name##_.size(); }                                           \
+   ZOL_LAZY type name( const keyType& key ) const {                                            \
+      auto at = name##_.find( key );                                                           \
+      return at == name##_.end() ? type{} : at.value();                                        \
+   }                                                                                           \
+   ZOL_LAZY void name##Is( const keyType& key, type zolNew ) {                                 \
+      auto& zolMap = name##_.base();                                                           \
+      auto at = zolMap.lower_bound( key );                                                     \
+      if ( at == zolMap.end() || key < at->first ) {                                           \
+         zolMap.emplace_hint( at, key, std::move( zolNew ) );                                  \
+      } else if ( !( at->second == zolNew ) ) {                                                \
+         at->second = std::move( zolNew );                                                     \
+      } else {                                                                                 \
+         return;                                                                               \
+      }                                                                                        \
+      zolNotify( static_cast< int >( Attr::name ), key );                                      \
+   }                                                                                           \
+   ZOL_LAZY void name##Del( keyType key ) {                                                    \
+      if ( name##_.base().erase( key ) ) {                                                     \
+         zolNotify( static_cast< int >( Attr::name ), key );                                   \
+      }                                                                                        \
+   }                                                                                           \
+   ZOL_LAZY void name##DelAll() {                                                              \
+      ::Zol::Pin zolKeep( *this );                                                             \
+      for ( const keyType& key : name##_.keys() ) {                                            \
+         name##Del( key );                                                                     \
+      }                                                                                        \
    }
 
-#define ZOL_ENTITY_COLL( keyType, type, name )                                             \
- private:                                                                                  \
-   ::Zol::Map< keyType, ::Zol::Ptr< type > > name##_;                                      \
-                                                                                           \
- public:                                                                                   \
-   const ::Zol::Map< keyType, ::Zol::Ptr< type > >& name() const { return name##_; }       \
-   ZOL_LAZY bool name##Has( const keyType& key ) const { return name##_.contains( key ); } \
-   size_t name##s() const { return name##_.size(); }                                       \
-   ZOL_LAZY ::Zol::Ptr< type > name( const keyType& key ) {                                \
-      auto at = name##_.find( key );                                                       \
-      return at == name##_.end() ? nullptr : at.value();                                   \
-   }                                                                                       \
-   ZOL_LAZY ::Zol::Ptr< const type > name( const keyType& key ) const {                    \
-      auto at = name##_.find( key );                                                       \
-      return at == name##_.end() ? nullptr : at.value().get();                             \
-   }                                                                                       \
-   template < typename... Args >                                                           \
-      requires( std::constructible_from< type, const keyType&, Args... > )                 \
-   ::Zol::Ptr< type > name##Is( const keyType& key, Args&&... args ) {                     \
-      auto at = name##_.base().lower_bound( key );                                         \
-      if ( at != name##_.base().end() && !( key < at->first ) ) {                          \
-         return at->second;                                                                \
-      }                                                                                    \
-      ::Zol::Pin zolKeep( *this );                                                         \
-      auto made = ::Zol::make< type >( key, std::forward< Args >( args )... );             \
-      name##_.base().emplace_hint( at, key, made );                                        \
-      ::Zol::startIfMachine( made );                                                       \
-      zolNotify( static_cast< int >( Attr::name ), key );                                  \
-      return made;                                                                         \
-   }                                                                                       \
-   ZOL_LAZY void name##Is( const keyType& key, ::Zol::Ptr< type > ready ) {                \
-      ZOL_ASSERT( !!ready );                                                               \
-      ::Zol::Pin zolKeep( *this );                                                         \
-      ::Zol::Ptr< type >& place = name##_.base()[ key ];                                   \
-      if ( place.get() != ready.get() ) {                                                  \
-         place = ready;                                                                    \
-         ::Zol::startIfMachine( ready );                                                   \
-         zolNotify( static_cast< int >( Attr::name ), key );                               \
-      }                                                                                    \
-   }                                                                                       \
-   ZOL_LAZY void name##Del( keyType key ) {                                                \
-      if ( auto node = name##_.base().extract( key ) ) {                                   \
-         ::Zol::Pin zolKeep( *this );                                                      \
-         node.mapped() = nullptr;                                                          \
-         zolNotify( static_cast< int >( Attr::name ), key );                               \
-      }                                                                                    \
-   }                                                                                       \
-   ZOL_LAZY void name##DelAll() {                                                          \
-      ::Zol::Pin zolKeep( *this );                                                         \
-      for ( const keyType& key : name##_.keys() ) {                                        \
-         name##Del( key );                                                                 \
-      }                                                                                    \
+#define ZOL_ENTITY_COLL( keyType, type, name )                                                 \
+ private:                                                                                      \
+   ::Zol::Map< keyType, ::Zol::Ptr< type > > name##_;                                          \
+                                                                                               \
+ public:                                                                                       \
+   const ::Zol::Map< keyType, ::Zol::Ptr< type > >& name() const { return name##_; }           \
+   ZOL_LAZY bool name##Has( const keyType& key ) const { return name##_.contains( key ); }     \
+   size_t name##s() const { return name##_.size(); }                                           \
+   ZOL_LAZY ::Zol::Ptr< type > name( const keyType& key ) {                                    \
+      auto at = name##_.find( key );                                                           \
+      return at == name##_.end() ? nullptr : at.value();                                       \
+   }                                                                                           \
+   ZOL_LAZY ::Zol::Ptr< const type > name( const keyType& key ) const {                        \
+      auto at = name##_.find( key );                                                           \
+      return at == name##_.end() ? nullptr : at.value().get();                                 \
+   }                                                                                           \
+   template < typename... Args >                                                               \
+   requires( std::constructible_from< type, const keyType&, Args... > )::Zol::Ptr< type >      \
+         name##Is( const keyType& key, Args&&... args ) {                                      \
+      auto at = name##_.base().lower_bound( key );                                             \
+      if ( at != name##_.base().end() && !( key < at->first ) ) {                              \
+         return at->second;                                                                    \
+      }                                                                                        \
+      ::Zol::Pin zolKeep( *this );                                                             \
+      auto made = ::Zol::make< type >( key, std::forward< Args >( args )... );                 \
+      name##_.base().emplace_hint( at, key, made );                                            \
+      ::Zol::startIfMachine( made );                                                           \
+      zolNotify( static_cast< int >( Attr::name ), key );                                      \
+      return made;                                                                             \
+   }                                                                                           \
+   ZOL_LAZY void name##Is( const keyType& key, ::Zol::Ptr< type > ready ) {                    \
+      ZOL_ASSERT( !!ready );                                                                   \
+      ::Zol::Pin zolKeep( *this );                                                             \
+      ::Zol::Ptr< type >& place = name##_.base()[ key ];                                       \
+      if ( place.get() != ready.get() ) {                                                      \
+         place = ready;                                                                        \
+         ::Zol::startIfMachine( ready );                                                       \
+         zolNotify( static_cast< int >( Attr::name ), key );                                   \
+      }                                                                                        \
+   }                                                                                           \
+   ZOL_LAZY void name##Del( keyType key ) {                                                    \
+      if ( auto node = name##_.base().extract( key ) ) {                                       \
+         ::Zol::Pin zolKeep( *this );                                                          \
+         node.mapped() = nullptr;                                                              \
+         zolNotify( static_cast< int >( Attr::name ), key );                                   \
+      }                                                                                        \
+   }                                                                                           \
+   ZOL_LAZY void name##DelAll() {                                                              \
+      ::Zol::Pin zolKeep( *this );                                                             \
+      for ( const keyType& key : name##_.keys() ) {                                            \
+         name##Del( key );                                                                     \
+      }                                                                                        \
    }
 
-#define ZOL_ENTITY_OWN( type, name )                                                       \
- private:                                                                                  \
-   ::Zol::Ptr< type > name##_;                                                             \
-                                                                                           \
- public:                                                                                   \
-   const ::Zol::Ptr< type >& name() { return name##_; }                                    \
-   ::Zol::Ptr< const type > name() const { return name##_; }                               \
-   template < typename... Args >                                                           \
-      requires( std::constructible_from< type, Args... > )                                 \
-   ::Zol::Ptr< type > name##Is( Args&&... args ) {                                         \
-      if ( name##_ ) {                                                                     \
-         return name##_;                                                                   \
-      }                                                                                    \
-      auto made = ::Zol::make< type >( std::forward< Args >( args )... );                  \
-      name##Is( made );                                                                    \
-      return made;                                                                         \
-   }                                                                                       \
-   ZOL_LAZY void name##Is( ::Zol::Ptr< type > ready ) {                                    \
-      if ( name##_.get() != ready.get() ) {                                                \
-         ::Zol::Pin zolKeep( *this );                                                      \
-         name##_ = ready;                                                                  \
-         if ( ready ) {                                                                    \
-            ::Zol::startIfMachine( ready );                                                \
-         }                                                                                 \
-         zolNotify( static_cast< int >( Attr::name ) );                                    \
-      }                                                                                    \
-   }                                                                                       \
+#define ZOL_ENTITY_OWN( type, name )                                                           \
+ private:                                                                                      \
+   ::Zol::Ptr< type > name##_;                                                                 \
+                                                                                               \
+ public:                                                                                       \
+   const ::Zol::Ptr< type >& name() { return name##_; }                                        \
+   ::Zol::Ptr< const type > name() const { return name##_; }                                   \
+   template < typename... Args >                                                               \
+   requires( std::constructible_from< type, Args... > )::Zol::Ptr< type > name##Is(            \
+         Args&&... args ) {                                                                    \
+      if ( name##_ ) {                                                                         \
+         return name##_;                                                                       \
+      }                                                                                        \
+      auto made = ::Zol::make< type >( std::forward< Args >( args )... );                      \
+      name##Is( made );                                                                        \
+      return made;                                                                             \
+   }                                                                                           \
+   ZOL_LAZY void name##Is( ::Zol::Ptr< type > ready ) {                                        \
+      if ( name##_.get() != ready.get() ) {                                                    \
+         ::Zol::Pin zolKeep( *this );                                                          \
+         name##_ = ready;                                                                      \
+         if ( ready ) {                                                                        \
+            ::Zol::startIfMachine( ready );                                                    \
+         }                                                                                     \
+         zolNotify( static_cast< int >( Attr::name ) );                                        \
+      }                                                                                        \
+   }                                                                                           \
    ZOL_LAZY void name##Del() { name##Is( ::Zol::Ptr< type >() ); }
 
 #define ZOL_ATTR_ITEM_( Type, item ) ZOL_ATTR_ITEM_2_ item
@@ -363,46 +366,46 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
 #define ZOL_ENTITY_ITEM_2_( kind, ... ) ZOL_ENTITY_##kind( __VA_ARGS__ )
 
 // Attribute numbers go on where those of the base end.
-#define ZOL_ENTITY( Namespace, Type, Base, ... )                                           \
- public:                                                                                   \
-   enum class Attr : int {                                                                 \
-      zolBefore = Base::zolAttrCount - 1,                                                  \
-      ZOL_FOR_EACH( ZOL_ATTR_ITEM_, Type, __VA_ARGS__ ) zolEnd                             \
-   };                                                                                      \
-   [[maybe_unused]] static constexpr int zolAttrCount = static_cast< int >( Attr::zolEnd ); \
-   static constexpr int zolFirstAttr = Base::zolAttrCount;                                 \
-   [[maybe_unused]] friend constexpr Type* zolAttrOwner( Attr ) { return nullptr; }        \
-   static constexpr std::string_view zolTypeName() { return #Namespace "::" #Type; }       \
-   ZOL_DESCRIBE( Type, __VA_ARGS__ )                                                       \
-   std::string_view typeName() const override { return zolTypeName(); }                    \
-   void visitAttributes( ::Zol::AttributeVisitor& visitor ) const override;                \
-   ::Zol::AttributeWrite attributeIs(                                                      \
-         std::string_view zolName, std::string_view zolText ) override;                    \
-   ZOL_FOR_EACH( ZOL_ENTITY_ITEM_, Type, __VA_ARGS__ )                                     \
-                                                                                           \
- protected:                                                                                \
-   void zolDropOwned() override;                                                           \
-   using ZolBase = Base;                                                                   \
-                                                                                           \
- public:                                                                                   \
+#define ZOL_ENTITY( Namespace, Type, Base, ... )                                               \
+ public:                                                                                       \
+   enum class Attr : int {                                                                     \
+      zolBefore = Base::zolAttrCount - 1,                                                      \
+      ZOL_FOR_EACH( ZOL_ATTR_ITEM_, Type, __VA_ARGS__ ) zolEnd                                 \
+   };                                                                                          \
+   [[maybe_unused]] static constexpr int zolAttrCount = static_cast< int >( Attr::zolEnd );    \
+   static constexpr int zolFirstAttr = Base::zolAttrCount;                                     \
+   [[maybe_unused]] friend constexpr Type* zolAttrOwner( Attr ) { return nullptr; }            \
+   static constexpr std::string_view zolTypeName() { return #Namespace "::" #Type; }           \
+   ZOL_DESCRIBE( Type, __VA_ARGS__ )                                                           \
+   std::string_view typeName() const override { return zolTypeName(); }                        \
+   void visitAttributes( ::Zol::AttributeVisitor& visitor ) const override;                    \
+   ::Zol::AttributeWrite attributeIs( std::string_view zolName, std::string_view zolText )     \
+         override;                                                                             \
+   ZOL_FOR_EACH( ZOL_ENTITY_ITEM_, Type, __VA_ARGS__ )                                         \
+                                                                                               \
+ protected:                                                                                    \
+   void zolDropOwned() override;                                                               \
+   using ZolBase = Base;                                                                       \
+                                                                                               \
+ public:                                                                                       \
    static_assert( true )
 
 // In one source file per entity type; entities whose header has no source file of its own stand
 // in the folder's Entities.cpp. What walks all attributes is compiled there only.
-#define ZOL_DEFINE_ENTITY( ... )                                                           \
-   void __VA_ARGS__::visitAttributes( ::Zol::AttributeVisitor& visitor ) const {           \
-      ZolBase::visitAttributes( visitor );                                                 \
-      ::Zol::visitMembers( visitor, *this );                                               \
-   }                                                                                       \
-   ::Zol::AttributeWrite __VA_ARGS__::attributeIs(                                         \
-         std::string_view zolName, std::string_view zolText ) {                            \
-      auto zolResult = ::Zol::AttributeWrite::noSuchAttribute;                             \
-      bool zolFound = ::Zol::writeMembers( *this, zolName, zolText, zolResult,             \
-            [ & ]( int attr ) { this->zolNotify( attr ); } );                              \
-      return zolFound ? zolResult : ZolBase::attributeIs( zolName, zolText );              \
-   }                                                                                       \
-   void __VA_ARGS__::zolDropOwned() {                                                      \
-      ::Zol::dropOwnedMembers( *this );                                                    \
-      ZolBase::zolDropOwned();                                                             \
-   }                                                                                       \
+#define ZOL_DEFINE_ENTITY( ... )                                                               \
+   void __VA_ARGS__::visitAttributes( ::Zol::AttributeVisitor& visitor ) const {               \
+      ZolBase::visitAttributes( visitor );                                                     \
+      ::Zol::visitMembers( visitor, *this );                                                   \
+   }                                                                                           \
+   ::Zol::AttributeWrite __VA_ARGS__::attributeIs(                                             \
+         std::string_view zolName, std::string_view zolText ) {                                \
+      auto zolResult = ::Zol::AttributeWrite::noSuchAttribute;                                 \
+      bool zolFound = ::Zol::writeMembers( *this, zolName, zolText, zolResult,                 \
+            [ & ]( int attr ) { this->zolNotify( attr ); } );                                  \
+      return zolFound ? zolResult : ZolBase::attributeIs( zolName, zolText );                  \
+   }                                                                                           \
+   void __VA_ARGS__::zolDropOwned() {                                                          \
+      ::Zol::dropOwnedMembers( *this );                                                        \
+      ZolBase::zolDropOwned();                                                                 \
+   }                                                                                           \
    static_assert( true )

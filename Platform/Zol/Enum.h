@@ -84,26 +84,26 @@ E parseEnum( TextCursor& cursor ) {
 #define ZOL_ENUM_COUNT_( Type, item ) +1
 #define ZOL_ENUM_FUNCTION_( Type, item ) ZOL_ENUM_FUNCTION_2_( Type, ZOL_UNPAREN item )
 #define ZOL_ENUM_FUNCTION_2_( ... ) ZOL_ENUM_FUNCTION_3_( __VA_ARGS__ )
-#define ZOL_ENUM_FUNCTION_3_( Type, name, number )                                         \
+#define ZOL_ENUM_FUNCTION_3_( Type, name, number )                                             \
    static constexpr Type name() { return Type::name; }
 
 // `scope` is "inline" for a namespace and "friend" for a class.
-#define ZOL_ENUM_COMMON_( scope, Type, Underlying, ... )                                   \
-   enum class Type : Underlying { ZOL_FOR_EACH( ZOL_ENUM_NAME_, Type, __VA_ARGS__ ) };     \
-   scope constexpr auto zolEnumerators( Type ) {                                           \
-      return std::array< ::Zol::Enumerator,                                                \
-            ZOL_FOR_EACH( ZOL_ENUM_COUNT_, Type, __VA_ARGS__ ) >{                          \
-            { ZOL_FOR_EACH( ZOL_ENUM_ROW_, Type, __VA_ARGS__ ) } };                        \
-   }                                                                                       \
-   scope std::ostream& operator<<( std::ostream& out, Type value ) {                       \
-      return out << ::Zol::toString( value );                                              \
-   }                                                                                       \
+#define ZOL_ENUM_COMMON_( scope, Type, Underlying, ... )                                       \
+   enum class Type : Underlying { ZOL_FOR_EACH( ZOL_ENUM_NAME_, Type, __VA_ARGS__ ) };         \
+   scope constexpr auto zolEnumerators( Type ) {                                               \
+      return std::array< ::Zol::Enumerator,                                                    \
+            ZOL_FOR_EACH( ZOL_ENUM_COUNT_, Type, __VA_ARGS__ ) >{ { ZOL_FOR_EACH(              \
+            ZOL_ENUM_ROW_, Type, __VA_ARGS__ ) } };                                            \
+   }                                                                                           \
+   scope std::ostream& operator<<( std::ostream& out, Type value ) {                           \
+      return out << ::Zol::toString( value );                                                  \
+   }                                                                                           \
    static_assert( true )
 
-#define ZOL_ENUM( Type, Underlying, ... )                                                  \
+#define ZOL_ENUM( Type, Underlying, ... )                                                      \
    ZOL_ENUM_COMMON_( inline, Type, Underlying, __VA_ARGS__ )
 
-#define ZOL_NESTED_ENUM( Type, Underlying, ... )                                           \
-   ZOL_ENUM_COMMON_( friend, Type, Underlying, __VA_ARGS__ );                              \
-   ZOL_FOR_EACH( ZOL_ENUM_FUNCTION_, Type, __VA_ARGS__ )                                   \
+#define ZOL_NESTED_ENUM( Type, Underlying, ... )                                               \
+   ZOL_ENUM_COMMON_( friend, Type, Underlying, __VA_ARGS__ );                                  \
+   ZOL_FOR_EACH( ZOL_ENUM_FUNCTION_, Type, __VA_ARGS__ )                                       \
    static_assert( true )

@@ -11,10 +11,10 @@
 #define ZOL_EXPAND1( ... ) ZOL_EXPAND0( ZOL_EXPAND0( ZOL_EXPAND0( __VA_ARGS__ ) ) )
 #define ZOL_EXPAND0( ... ) __VA_ARGS__
 
-#define ZOL_FOR_EACH( macro, context, ... )                                                \
+#define ZOL_FOR_EACH( macro, context, ... )                                                    \
    __VA_OPT__( ZOL_EXPAND( ZOL_FOR_EACH_STEP( macro, context, __VA_ARGS__ ) ) )
-#define ZOL_FOR_EACH_STEP( macro, context, first, ... )                                    \
-   macro( context, first )                                                                 \
+#define ZOL_FOR_EACH_STEP( macro, context, first, ... )                                        \
+   macro( context, first )                                                                     \
          __VA_OPT__( ZOL_FOR_EACH_AGAIN ZOL_PARENS( macro, context, __VA_ARGS__ ) )
 #define ZOL_FOR_EACH_AGAIN() ZOL_FOR_EACH_STEP
 

@@ -82,8 +82,7 @@ class Ptr {
    Ptr( const Ptr& other ) : Ptr( other.object_ ) {}
    Ptr( Ptr&& other ) noexcept : object_( std::exchange( other.object_, nullptr ) ) {}
    template < typename U >
-      requires std::is_convertible_v< U*, T* >
-   Ptr( const Ptr< U >& other ) : Ptr( other.get() ) {}
+   requires std::is_convertible_v< U*, T* > Ptr( const Ptr< U >& other ) : Ptr( other.get() ) {}
    ~Ptr() { release(); }
 
    Ptr& operator=( const Ptr& other ) {

@@ -17,12 +17,11 @@
 // ZOL_RANGE( U10Range, U10::value, 0, 0x03ff, 0x03ff ): the range's name, what its error calls
 // the value, the bounds as its error shows them, and the upper bound as a number. The lower
 // bound is a number as it stands.
-#define ZOL_RANGE( Name, valueName, low, high, highest )                                   \
-   struct Name {                                                                           \
-      static constexpr int64_t min = low;                                                  \
-      static constexpr int64_t max = highest;                                              \
-      static constexpr const char* text =                                                  \
-            #valueName " < " #low " or > " #high " not allowed";                           \
+#define ZOL_RANGE( Name, valueName, low, high, highest )                                       \
+   struct Name {                                                                               \
+      static constexpr int64_t min = low;                                                      \
+      static constexpr int64_t max = highest;                                                  \
+      static constexpr const char* text = #valueName " < " #low " or > " #high " not allowed"; \
    }
 
 namespace Zol {

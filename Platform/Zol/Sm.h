@@ -82,8 +82,7 @@ class EntitySm : public Entity {
       }
    }
 
-   void addReaction(
-         const Entity& entity, int attr, Reactor::Call reaction, bool takesKey );
+   void addReaction( const Entity& entity, int attr, Reactor::Call reaction, bool takesKey );
    void endReactions();
    void lastRelease() final;
 

@@ -10,7 +10,7 @@ void appendQuotedName( std::string& out, std::string_view name ) {
 
 void TextCursor::fail( std::string_view expected ) const {
    throw ParseError( "expected " + std::string( expected ) + " before '" +
-                     std::string( rest_.substr( 0, 40 ) ) + "'" );
+         std::string( rest_.substr( 0, 40 ) ) + "'" );
 }
 
 void TextCursor::skip( std::string_view expected ) {

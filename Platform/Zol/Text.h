@@ -38,7 +38,9 @@ template < typename T >
 concept ValueType = std::derived_from< T, Value >;
 
 template < typename T >
-concept EnumType = std::is_enum_v< T > && requires( T t ) { zolEnumerators( t ); };
+concept EnumType = std::is_enum_v< T > && requires( T t ) {
+   zolEnumerators( t );
+};
 
 template < ValueType T >
 void appendValue( std::string& out, const T& value ); // Value.h

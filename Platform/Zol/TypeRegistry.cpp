@@ -23,13 +23,9 @@ void TypeRegistry::typeIs( std::string_view typeName, Factory factory ) {
    ZOL_ASSERT( isNew && "a type is registered once" );
 }
 
-void TypeRegistry::typeDel( std::string_view typeName ) {
-   types().erase( String( typeName ) );
-}
+void TypeRegistry::typeDel( std::string_view typeName ) { types().erase( String( typeName ) ); }
 
-bool TypeRegistry::has( std::string_view typeName ) {
-   return types().contains( typeName );
-}
+bool TypeRegistry::has( std::string_view typeName ) { return types().contains( typeName ); }
 
 Ptr< Entity > TypeRegistry::make( std::string_view typeName, std::string_view name ) {
    auto at = types().find( typeName );

@@ -44,7 +44,7 @@ class TypeRegistration {
 
 } // namespace Zol
 
-#define ZOL_REGISTER_TYPE( ... )                                                           \
+#define ZOL_REGISTER_TYPE( ... )                                                               \
    static const ::Zol::TypeRegistration< __VA_ARGS__ > ZOL_REGISTER_NAME_( __LINE__ )
 #define ZOL_REGISTER_NAME_( line ) ZOL_REGISTER_NAME_2_( line )
 #define ZOL_REGISTER_NAME_2_( line ) zolRegistration##line

@@ -39,7 +39,7 @@ bool operator<( const T& left, const T& right ) {
    allMembers< T >( [ & ]( const auto&... member ) {
       // Up to the first member that differs.
       (void)( ( member.of( left ) == member.of( right ) ||
-                      ( less = member.of( left ) < member.of( right ), false ) ) &&
+                    ( less = member.of( left ) < member.of( right ), false ) ) &&
             ... );
    } );
    return less;
@@ -79,7 +79,7 @@ void parseValue( TextCursor& cursor, T& value ) {
       std::string_view name = T::zolTypeName();
       name = name.substr( name.rfind( ':' ) + 1 );
       assertionFailed( "\"No String constructor for " + std::string( name ) +
-                             " - has collection\" == nullptr",
+                  " - has collection\" == nullptr",
             __FILE__, __LINE__ );
    } else {
       cursor.skip( "Value('" );
@@ -105,58 +105,60 @@ void parseValue( TextCursor& cursor, T& value ) {
 } // namespace Zol
 
 template < typename T >
-   requires Zol::ValueType< T >
+requires Zol::ValueType< T >
 struct std::hash< T > {
    size_t operator()( const T& value ) const { return Zol::hash( value ); }
 };
 
-#define ZOL_VALUE_VAL( type, name, ... )                                                   \
- private:                                                                                  \
-   type name##_{ __VA_ARGS__ };                                                            \
-                                                                                           \
- public:                                                                                   \
-   const type& name() const { return name##_; }                                            \
-   void name##Is( type zolNew ) { name##_ = std::move( zolNew ); }                         \
+#define ZOL_VALUE_VAL( type, name, ... )                                                       \
+ private:                                                                                      \
+   type name##_{ __VA_ARGS__ };                                                                \
+                                                                                               \
+ public:                                                                                       \
+   const type& name() const { return name##_; }                                                \
+   void name##Is( type zolNew ) { name##_ = std::move( zolNew ); }                             \
    void name##Del() { name##_ = type{ __VA_ARGS__ }; }
 
-#define ZOL_VALUE_SET( type, name )                                                        \
- private:                                                                                  \
-   ::Zol::Set< type > name##_;                                                             \
-                                                                                           \
- public:                                                                                   \
-   const ::Zol::Set< type >& name() const { return name##_; }                              \
-   ZOL_LAZY bool name##Has( const type& element ) const { return name##_.contains( element ); }\
-   size_t name##s() const { return name##_.size(); }                                       \
-   ZOL_LAZY void name##Is( type element ) { name##_.insert( std::move( element ) ); }      \
-   ZOL_LAZY void name##Del( const type& element ) { name##_.erase( element ); }            \
-   ZOL_LAZY void name##DelAll() { name##_.clear(); }                                       \
+#define ZOL_VALUE_SET( type, name )                                                            \
+ private:                                                                                      \
+   ::Zol::Set< type > name##_;                                                                 \
+                                                                                               \
+ public:                                                                                       \
+   const ::Zol::Set< type >& name() const { return name##_; }                                  \
+   ZOL_LAZY bool name##Has( const type& element ) const {                                      \
+      return name##_.contains( element );                                                      \
+   }                                                                                           \
+   size_t name##s() const { return name##_.size(); }                                           \
+   ZOL_LAZY void name##Is( type element ) { name##_.insert( std::move( element ) ); }          \
+   ZOL_LAZY void name##Del( const type& element ) { name##_.erase( element ); }                \
+   ZOL_LAZY void name##DelAll() { name##_.clear(); }
 
-#define ZOL_VALUE_MAP( keyType, type, name )                                               \
- private:                                                                                  \
-   ::Zol::Map< keyType, type > name##_;                                                    \
-                                                                                           \
- public:                                                                                   \
-   const ::Zol::Map< keyType, type >& name() const { return name##_; }                     \
-   ZOL_LAZY bool name##Has( const keyType& key ) const { return name##_.contains( key ); } \
-   size_t name##s() const { return name##_.size(); }                                       \
-   ZOL_LAZY type name( const keyType& key ) const {                                        \
-      auto at = name##_.find( key );                                                       \
-      return at == name##_.end() ? type{} : at.value();                                    \
-   }                                                                                       \
-   ZOL_LAZY void name##Is( const keyType& key, type zolNew ) {                             \
-      name##_.base().insert_or_assign( key, std::move( zolNew ) );                         \
-   }                                                                                       \
-   ZOL_LAZY void name##Del( const keyType& key ) { name##_.base().erase( key ); }          \
-   ZOL_LAZY void name##DelAll() { name##_.base().clear(); }                                \
+#define ZOL_VALUE_MAP( keyType, type, name )                                                   \
+ private:                                                                                      \
+   ::Zol::Map< keyType, type > name##_;                                                        \
+                                                                                               \
+ public:                                                                                       \
+   const ::Zol::Map< keyType, type >& name() const { return name##_; }                         \
+   ZOL_LAZY bool name##Has( const keyType& key ) const { return name##_.contains( key ); }     \
+   size_t name##s() const { return name##_.size(); }                                           \
+   ZOL_LAZY type name( const keyType& key ) const {                                            \
+      auto at = name##_.find( key );                                                           \
+      return at == name##_.end() ? type{} : at.value();                                        \
+   }                                                                                           \
+   ZOL_LAZY void name##Is( const keyType& key, type zolNew ) {                                 \
+      name##_.base().insert_or_assign( key, std::move( zolNew ) );                             \
+   }                                                                                           \
+   ZOL_LAZY void name##Del( const keyType& key ) { name##_.base().erase( key ); }              \
+   ZOL_LAZY void name##DelAll() { name##_.base().clear(); }
 
 #define ZOL_VALUE_ITEM_( Type, item ) ZOL_VALUE_ITEM_2_ item
 #define ZOL_VALUE_ITEM_2_( kind, ... ) ZOL_VALUE_##kind( __VA_ARGS__ )
 
-#define ZOL_VALUE( Namespace, Type, ... )                                                  \
- public:                                                                                   \
-   static constexpr std::string_view zolTypeName() { return #Namespace "::" #Type; }       \
-   ZOL_FOR_EACH( ZOL_VALUE_ITEM_, Type, __VA_ARGS__ )                                      \
-   ZOL_DESCRIBE( Type, __VA_ARGS__ )                                                       \
-                                                                                           \
- public:                                                                                   \
+#define ZOL_VALUE( Namespace, Type, ... )                                                      \
+ public:                                                                                       \
+   static constexpr std::string_view zolTypeName() { return #Namespace "::" #Type; }           \
+   ZOL_FOR_EACH( ZOL_VALUE_ITEM_, Type, __VA_ARGS__ )                                          \
+   ZOL_DESCRIBE( Type, __VA_ARGS__ )                                                           \
+                                                                                               \
+ public:                                                                                       \
    static_assert( true )

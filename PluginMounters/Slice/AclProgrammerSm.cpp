@@ -31,8 +31,8 @@ void AclProgrammerSm::handleLogicalFap() {
    Zol::Ptr< const LogicalFapMtpProgramInfo > info =
          lfMtpProgramInfoColl()->lfMtpProgramInfo( logicalFap() );
    DUOLOG( trace, 1,
-         "AclProgrammerSm::handleLogicalFap" << " unit: " << unit() << " add: "
-                                             << bool( info ) );
+         "AclProgrammerSm::handleLogicalFap"
+               << " unit: " << unit() << " add: " << bool( info ) );
    // Information that went and came back within one batch is seen once, as another entity.
    if ( ifpConfigSm() && ifpConfigSm()->lfMtpProgramInfo() != info ) {
       takeDown();

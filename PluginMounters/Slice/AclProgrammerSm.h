@@ -4,14 +4,14 @@
 // has program information, and takes them down again. The configuration and status collections
 // stay.
 
-#include "Platform/Acl/Config.h"
+#include "Platform/Acl/AclConfig.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
 #include "Platform/Orv/TaskScheduler.h"
-#include "PluginMounters/Slice/EfpProgrammer.h"
-#include "PluginMounters/Slice/EfpSm.h"
-#include "PluginMounters/Slice/IfpProgrammer.h"
-#include "PluginMounters/Slice/SliceMtpEfpConfigSm.h"
-#include "PluginMounters/Slice/SliceMtpIfpConfigSm.h"
+#include "PluginMounters/Slice/Egress/EfpProgrammer.h"
+#include "PluginMounters/Slice/Egress/EfpSm.h"
+#include "PluginMounters/Slice/Egress/SliceMtpEfpConfigSm.h"
+#include "PluginMounters/Slice/Ingress/IfpProgrammer.h"
+#include "PluginMounters/Slice/Ingress/SliceMtpIfpConfigSm.h"
 
 namespace KarvelMirror {
 

@@ -3,7 +3,7 @@
 #include "Platform/Duolog/Duolog.h"
 #include "Platform/KarvelLib/Toggles.h"
 #include "Platform/Zol/TypeRegistry.h"
-#include "PluginMounters/Slice/KarvelMirrorTcamHelperV2.h"
+#include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelperV2.h"
 
 namespace KarvelMirror {
 
@@ -28,7 +28,7 @@ const Zol::String tcamStatusPath = "hardware/karvel/feature/karveltcam/status/gl
 
 Zol::String sourceTrunkMapPath( const Zol::String& slice ) {
    return "hardware/karvel/globalStatus/karvellag/tableMgrDir/sourceTrunkMap/KarvelMirror-" +
-          slice;
+         slice;
 }
 
 } // namespace
@@ -43,13 +43,15 @@ SliceMounter::SliceMounter( const Zol::String& sliceName )
         taskScheduler_( Orv::TaskSchedulerRoot::findOrCreateScheduler() ) {}
 
 void SliceMounter::doInit() {
-   DUOLOG( trace, 1, "SliceMounter::" << "doInit" );
+   DUOLOG( trace, 1,
+         "SliceMounter::"
+               << "doInit" );
    Hubdb::MountGroup& group = entityManager().mountGroup();
    group.mount( cpuRecircStatusPath, "KarvelCentral::CpuRecircStatus", "r" );
    group.mount( mtpProgramInfoPath, "KarvelMirror::LogicalFapMtpProgramInfoColl", "r" );
    group.mount( slicePath( sliceCapabilityPath ), "KarvelMirror::SliceCapability", "r" );
-   group.mount( slicePath( sliceMtpProgramStatusPath ), "KarvelMirror::SliceMtpProgramStatus",
-         "wc" );
+   group.mount(
+         slicePath( sliceMtpProgramStatusPath ), "KarvelMirror::SliceMtpProgramStatus", "wc" );
    group.mount( aclConfigInputPath, "Zol::Dir", "r" );
    group.mount( aclConfigInputPath, "Acl::Input::Config", "r" );
    group.mount( paramConfigPath, "KarvelMirror::Slice::ParamConfig", "r" );
@@ -62,10 +64,14 @@ void SliceMounter::doInit() {
 void SliceMounter::doMountsComplete(
       Hubdb::MountStatus mountStatus, Hubdb::EntityManager& store ) {
    DUOLOG( trace, 1,
-         "SliceMounter::" << "doMountsComplete" << " mountStatus: " << mountStatus );
+         "SliceMounter::"
+               << "doMountsComplete"
+               << " mountStatus: " << mountStatus );
    aclConfigIs( aclConfigCliPath );
    DUOLOG( trace, 1,
-         "SliceMounter::" << "doMountsComplete" << " aclConfig: " << aclConfig()->root() );
+         "SliceMounter::"
+               << "doMountsComplete"
+               << " aclConfig: " << aclConfig()->root() );
    Zol::Ptr< const Zol::Dir > aclInputDir = store.entity< Zol::Dir >( aclConfigInputPath );
    auto aclInput = store.entity< Acl::Input::Config >( aclConfigInputPath );
    if ( aclInputDir && aclInput ) {
@@ -154,13 +160,16 @@ void SliceMounter::buildTcamHelper( const KarvelCentral::ChipInfo& chip ) {
       }
       return;
    }
-   DUOLOG( trace, 1, "SliceMounter::" << "doMountsComplete" << " use new TCAM API" );
+   DUOLOG( trace, 1,
+         "SliceMounter::"
+               << "doMountsComplete"
+               << " use new TCAM API" );
    featureCommonIs(
          sharedEntity< KarvelCentral::FeatureAgentCommonSmData >( "featureCommon" ) );
    if ( featureCommon() && featureCommon()->tcamEvents() ) {
-      tcamHelperSmIs( tcamHelperSmV2Factory( unit(), tcamHelperConfig(), tcamHelperStatus(),
-            scsd(), scsd()->logicalFapId(), tcamConfigDir(), tcamStatusDir(),
-            featureCommon() ) );
+      tcamHelperSmIs(
+            tcamHelperSmV2Factory( unit(), tcamHelperConfig(), tcamHelperStatus(), scsd(),
+                  scsd()->logicalFapId(), tcamConfigDir(), tcamStatusDir(), featureCommon() ) );
    }
 }
 

@@ -10,10 +10,10 @@
 #include "Platform/KarvelLib/MounterBase.h"
 #include "Platform/Orv/TaskScheduler.h"
 #include "PluginMounters/Slice/AclProgrammerSm.h"
-#include "PluginMounters/Slice/KarvelMirrorSliceSm.h"
-#include "PluginMounters/Slice/KarvelMirrorTcamHelper.h"
-#include "PluginMounters/Slice/LoopbackHelperSm.h"
-#include "PluginMounters/Slice/MtpProgramInfoSm.h"
+#include "PluginMounters/Slice/ChipWide/LoopbackHelperSm.h"
+#include "PluginMounters/Slice/ChipWide/MtpProgramInfoSm.h"
+#include "PluginMounters/Slice/Ports/KarvelMirrorSliceSm.h"
+#include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelper.h"
 
 namespace KarvelMirror {
 
@@ -39,10 +39,11 @@ class SliceMounter : public KarvelLib::MounterBase {
          ( VAL, Zol::Ptr< Karvel::KarvelCommonSmData >, scsd ),
          ( VAL, Zol::Ptr< Karvel::AclSmPluginEntity >, aclSmPluginEntity ),
          ( VAL, Zol::Ptr< Karvel::KarvelTcamGroupManager >, tcamManager ),
-         ( VAL, uint16_t, unit ), ( OWN, Slice::ConfigSm, configSm ), ( OWN, SliceRootSm, rootSm ),
-         ( OWN, TcamHelperSmBase, tcamHelperSm ),
+         ( VAL, uint16_t, unit ), ( OWN, Slice::ConfigSm, configSm ),
+         ( OWN, SliceRootSm, rootSm ), ( OWN, TcamHelperSmBase, tcamHelperSm ),
          ( OWN, Acl::ConfigAggregatorSm, aclConfigAggregatorSm ),
-         ( OWN, AclProgrammerSm, aclProgrammerSm ), ( OWN, MtpProgramInfoCollSm, mtpProgramInfoCollSm ),
+         ( OWN, AclProgrammerSm, aclProgrammerSm ),
+         ( OWN, MtpProgramInfoCollSm, mtpProgramInfoCollSm ),
          ( OWN, LoopbackHelperSm, loopbackHelperSm ),
          ( VAL, Zol::Ptr< Orv::TaskScheduler >, taskScheduler ),
          ( VAL, Zol::Ptr< const Slice::ParamConfig >, paramConfig ),

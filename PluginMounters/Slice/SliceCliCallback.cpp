@@ -13,7 +13,9 @@ Duolog::Handle trace( "SliceCliCallback" );
 } // namespace
 
 void SliceCliCallback::handleCommand( uint32_t socket, const Zol::String& command ) {
-   DUOLOG( trace, 4, "handleCommand" << "Socket:" << socket << ", Command:" << command );
+   DUOLOG( trace, 4,
+         "handleCommand"
+               << "Socket:" << socket << ", Command:" << command );
 }
 
 Zol::Ptr< SliceMounter > SliceCliCallback::sliceMounter() const {

@@ -7,6 +7,7 @@
 #include "Agent/Live/Connection.h"
 #include "Agent/Live/LiveAgent.h"
 #include "Agent/Packets/CaptureReader.h"
+#include "ChipModel/LeftIn.h"
 #include "Tests/Agent/LiveBed.h"
 
 namespace Live {
@@ -71,7 +72,7 @@ TEST_F( LiveTest, ReloadingWhatIsThereAlreadyMakesNoSdkCall ) {
          runtime.advance( 60 );
          EXPECT_EQ( runtime.chips().control().gate().calls(), calls );
          runtime.withdraw();
-         EXPECT_EQ( Agent::leftIn( runtime.chips().control().state( 0 ) ),
+         EXPECT_EQ( ChipModel::leftIn( runtime.chips().control().state( 0 ) ),
                std::vector< std::string >() );
       }
    }

@@ -1,6 +1,6 @@
 // Ways of tunnels: which route, next hop and port a destination has, and why it has none.
 
-#include "Agent/Routing/Resolver.h"
+#include "Agent/Publisher/Resolver.h"
 #include "Tests/Agent/ConfigurationBed.h"
 
 namespace Agent {

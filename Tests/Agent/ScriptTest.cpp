@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Agent/Script/Script.h"
+#include "Agent/Commands/Script.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "AgentServices/AclHelper.h"
+#include "AgentServices/EmbeddedAclHelper.h"
 #include "Platform/Karvel/SdkCall.h"
 #include "Tests/ChipBed.h"
 #include "Tests/Frames.h"

@@ -1,7 +1,7 @@
 // Chip-wide settings, memories and logical tables: how strict they are, and what each does to the
 // copies that leave.
 
-#include "ChipModel/EgressEditor.h"
+#include "ChipModel/Egress/EgressEditor.h"
 
 #include "Tests/ChipModel/FieldFixture.h"
 

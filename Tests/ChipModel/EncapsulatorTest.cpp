@@ -1,6 +1,6 @@
 // The bytes of copies in tunnels and of source tags, written out by hand.
 
-#include "ChipModel/Encapsulator.h"
+#include "ChipModel/Egress/Encapsulator.h"
 
 #include "Tests/ChipModel/FieldFixture.h"
 

@@ -3,8 +3,8 @@
 // For tests of entries' matches and actions: a switch with one VLAN and two mirror destinations,
 // and groups that carry every qualifier of their stage.
 
-#include "ChipModel/FieldRules.h"
-#include "Tests/ChipModel/Frames.h"
+#include "ChipModel/Fields/FieldRules.h"
+#include "Tests/ChipModel/SwitchFixture.h"
 
 namespace ChipModel::Test {
 

@@ -4,8 +4,8 @@
 #include <functional>
 #include <random>
 
-#include "ChipModel/FieldNames.h"
-#include "ChipModel/HeaderParser.h"
+#include "ChipModel/Fields/FieldNames.h"
+#include "ChipModel/Packets/HeaderParser.h"
 #include "Tests/ChipModel/FieldFixture.h"
 
 namespace ChipModel::Test {

@@ -1,6 +1,6 @@
 // Groups and entries: strictness, room, ids, and when a change is seen by packets.
 
-#include "ChipModel/FieldProcessor.h"
+#include "ChipModel/Fields/FieldProcessor.h"
 
 #include <limits>
 #include <set>

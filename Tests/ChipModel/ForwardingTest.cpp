@@ -4,8 +4,8 @@
 #include <random>
 #include <set>
 
-#include "ChipModel/FlowHash.h"
-#include "Tests/ChipModel/Frames.h"
+#include "ChipModel/Packets/FlowHash.h"
+#include "Tests/ChipModel/SwitchFixture.h"
 
 namespace ChipModel::Test {
 

@@ -1,4 +1,4 @@
-#include "ChipModel/LookupEngine.h"
+#include "ChipModel/Lookup/LookupEngine.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Token buckets to the bit, and what the SDK allows to do with policers.
 
-#include "ChipModel/PolicerTable.h"
+#include "ChipModel/Tables/PolicerTable.h"
 
 #include <limits>
 

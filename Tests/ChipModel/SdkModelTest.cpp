@@ -3,7 +3,7 @@
 #include <functional>
 #include <limits>
 
-#include "Tests/ChipModel/Frames.h"
+#include "Tests/ChipModel/SwitchFixture.h"
 
 namespace ChipModel::Test {
 

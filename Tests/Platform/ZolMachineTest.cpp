@@ -24,8 +24,7 @@ class ZolMachine : public ::testing::Test {
    Zol::Ptr< Watcher > a_, b_, c_;
 };
 
-// --- Delivery
-// ------------------------------------------------------------------------------
+// --- Delivery ------------------------------------------------------------------------------
 
 TEST_F( ZolMachine, DeliversInOrderOfAttachmentToThoseAttachedBefore ) {
    std::vector< Zol::Ptr< Watcher > > more;
@@ -175,8 +174,7 @@ TEST_F( ZolMachine, ExceptionOfAHandlerReachesTheWriterAndBreaksNothing ) {
    EXPECT_EQ( taken( log_ ), ( Log{ "b:number" } ) );
 }
 
-// --- Lifetime
-// ------------------------------------------------------------------------------
+// --- Lifetime ------------------------------------------------------------------------------
 
 TEST_F( ZolMachine, OutlivesItsEntitiesAndMayNeverHaveBeenHeld ) {
    auto brief = Zol::make< Config >();
@@ -291,8 +289,7 @@ TEST( ZolOwnership, MachineThatGoesInItsHandlerLosesItsBranchesAtOnce ) {
                "dropper:count" } ) );
 }
 
-// --- Batches
-// -------------------------------------------------------------------------------
+// --- Batches -------------------------------------------------------------------------------
 
 TEST_F( ZolMachine, BatchDeliversEachOnceInOrderOfFirstWrite ) {
    a_ = watcher( "a" );

@@ -6,7 +6,7 @@
 #include "ChipModel/Switch.h"
 #include "Platform/Zol/TypeRegistry.h"
 #include "PluginMounters/Slice/KarvelMirrorSliceMounter.h"
-#include "PluginMounters/Slice/KarvelMirrorTcamHelperV2.h"
+#include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelperV2.h"
 #include "PluginMounters/Slice/SliceCliCallback.h"
 
 namespace KarvelMirror {

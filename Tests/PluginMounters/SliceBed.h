@@ -2,7 +2,7 @@
 
 // The field processors' machines on a chip of the model, with the agent's real services.
 
-#include "AgentServices/AclHelper.h"
+#include "AgentServices/EmbeddedAclHelper.h"
 #include "Platform/Flitlog/Flitlog.h"
 #include "PluginMounters/Slice/AclProgrammerSm.h"
 #include "Tests/ChipBed.h"
@@ -18,7 +18,7 @@ class SliceBed : public ChipBed {
          scsd->intfToPortIs( "E" + std::to_string( port ), { 0, port } );
          scsd->chipPortIs( port );
       }
-      helper = Zol::make< AgentServices::AclHelper >( groups );
+      helper = Zol::make< AgentServices::EmbeddedAclHelper >( groups );
       helper->unitIs( 0, scsd );
       auto aclSm = Zol::make< Ixo::AclSm >();
       aclSm->aclHelperIs( Zol::Ptr< Karvel::AclHelper >( helper ) );
@@ -54,7 +54,7 @@ class SliceBed : public ChipBed {
    }
 
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
-   Zol::Ptr< AgentServices::AclHelper > helper;
+   Zol::Ptr< AgentServices::EmbeddedAclHelper > helper;
    Zol::Ptr< Karvel::AclSmPluginEntity > plugin = Zol::make< Karvel::AclSmPluginEntity >();
    Zol::Ptr< Acl::Config > aclConfig = Zol::make< Acl::Config >( "acl/config/cli" );
    Zol::Ptr< LogicalFapMtpProgramInfoColl > programInfo =

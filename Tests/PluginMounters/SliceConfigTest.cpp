@@ -5,9 +5,9 @@
 
 #include "ChipModel/Switch.h"
 #include "Platform/Karvel/SdkCall.h"
-#include "PluginMounters/Slice/GreKeyTables.h"
-#include "PluginMounters/Slice/LoopbackHelperSm.h"
-#include "PluginMounters/Slice/MtpProgramInfoSm.h"
+#include "PluginMounters/Slice/ChipWide/GreKeyTables.h"
+#include "PluginMounters/Slice/ChipWide/LoopbackHelperSm.h"
+#include "PluginMounters/Slice/ChipWide/MtpProgramInfoSm.h"
 
 namespace KarvelMirror::Slice {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "PluginMounters/Slice/KarvelMirrorSliceSm.h"
+#include "PluginMounters/Slice/Ports/KarvelMirrorSliceSm.h"
 
 namespace KarvelMirror {
 

@@ -3,7 +3,7 @@
 // A slice's TCAM helper on a chip of the model, whichever of the two it is, and the operations
 // that it is handed.
 
-#include "PluginMounters/Slice/KarvelMirrorTcamHelper.h"
+#include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelper.h"
 #include "Tests/ChipBed.h"
 
 namespace KarvelMirror {

@@ -3,7 +3,7 @@
 
 #include "AgentServices/TcamRequestManager.h"
 #include "Platform/Duolog/Duolog.h"
-#include "PluginMounters/Slice/KarvelMirrorTcamHelperV2.h"
+#include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelperV2.h"
 #include "Tests/PluginMounters/TcamBed.h"
 
 namespace KarvelMirror {

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "PluginMounters/Slice/KarvelMirrorTcamTypes.h"
-#include "PluginMounters/Slice/TcamFeatures.h"
-#include "PluginMounters/Slice/TcamProgramStatus.h"
+#include "PluginMounters/Slice/Rules/KarvelMirrorTcamTypes.h"
+#include "PluginMounters/Slice/Rules/TcamFeatures.h"
+#include "PluginMounters/Slice/Rules/TcamProgramStatus.h"
 #include "Tests/Platform/ValueLaws.h"
 
 namespace KarvelMirror {

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "ChipModel/GreFormats.h"
+#include "ChipModel/Tables/GreFormats.h"
 #include "Platform/KarvelLib/Toggles.h"
 #include "Tests/Scenarios/Tunnels.h"
 
@@ -11,8 +11,8 @@ namespace Scenario {
 
 namespace {
 
-using ChipModel::ChipProfile;
 using ChipModel::GreKeys;
+using ChipModel::Profile;
 
 std::vector< std::string > chipsWhere( bool ( *is )( const ChipProfile& ) ) {
    std::vector< std::string > names;

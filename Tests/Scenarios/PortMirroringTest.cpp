@@ -86,8 +86,8 @@ PORT_SCENARIO( BothDirections, takeTwoDestinationsAndCopyInAndOut ) {
 
 PORT_SCENARIO( SeveralSessions, ofOneSourceEachGetTheirCopy ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
-                     span( "b", "Ethernet0,Ethernet4", "Ethernet24", "RX" ) + "," +
-                     span( "c", "Ethernet4", "Ethernet28", "TX" ) ) );
+         span( "b", "Ethernet0,Ethernet4", "Ethernet24", "RX" ) + "," +
+         span( "c", "Ethernet4", "Ethernet28", "TX" ) ) );
    rig.send( "Ethernet4", frame( 2, 9 ) );
    rig.forget();
    rig.send( "Ethernet0", frame( 1, 2 ) );
@@ -101,7 +101,8 @@ PORT_SCENARIO( Destination, mayBeAPortChannel ) {
      "PORT": { "Ethernet0": {}, "Ethernet4": {}, "Ethernet8": {} },
      "PORTCHANNEL": { "PortChannel7": {} },
      "PORTCHANNEL_MEMBER": { "PortChannel7|Ethernet4": {}, "PortChannel7|Ethernet8": {} },
-     "MIRROR_SESSION": { )" + span( "in", "Ethernet0", "PortChannel7", "RX" ) + "} }";
+     "MIRROR_SESSION": { )" +
+         span( "in", "Ethernet0", "PortChannel7", "RX" ) + "} }";
    Rig rig( channel );
    for ( uint8_t flow = 1; flow < 40; ++flow ) {
       rig.send( "Ethernet0", frame( flow, 99 ) );
@@ -117,7 +118,7 @@ PORT_SCENARIO( Destination, mayBeAPortChannel ) {
 
 PORT_SCENARIO( ChangedSources, areFollowedAtTheNextFrameAndLeaveOthersAlone ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
-                     span( "b", "Ethernet4", "Ethernet24", "RX" ) ) );
+         span( "b", "Ethernet4", "Ethernet24", "RX" ) ) );
    const std::vector< int > others = rig.entries( "mirror1" );
    ASSERT_EQ( others.size(), 1U );
    rig.set( "MIRROR_SESSION|a",
@@ -154,7 +155,7 @@ PORT_SCENARIO( ChangedTarget, movesTheCopiesWithoutTouchingEntries ) {
 
 PORT_SCENARIO( RemovedSession, leavesNoCopyNoEntryAndNoStatus ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) + "," +
-                     span( "b", "Ethernet4", "Ethernet24", "BOTH" ) ) );
+         span( "b", "Ethernet4", "Ethernet24", "BOTH" ) ) );
    rig.del( "MIRROR_SESSION|a" );
    rig.send( "Ethernet0", frame( 1, 2 ) );
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 0U );
@@ -190,7 +191,7 @@ TEST( OneChangedSource, costsTheSameCallsAmongManyAsAmongFew ) {
          list += i > 1 && i <= sources ? ",Ethernet" + std::to_string( i ) : "";
       }
       Rig rig( "{ \"PORT\": {" + ports + "}, \"MIRROR_SESSION\": {" +
-                     span( "a", list, "Ethernet0", "RX" ) + "} }",
+                  span( "a", list, "Ethernet0", "RX" ) + "} }",
             profile );
       const uint64_t before = rig.runtime.chips().control().gate().calls();
       rig.set( "MIRROR_SESSION|a",
@@ -209,9 +210,9 @@ TEST( OneChangedSource, costsTheSameCallsAmongManyAsAmongFew ) {
 
 PORT_SCENARIO( Destinations, beyondTheChipsFourAreRefusedWithTheNamesOfTheHolders ) {
    Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "BOTH" ) + "," +
-                     span( "b", "Ethernet4", "Ethernet24", "RX" ) + "," +
-                     span( "c", "Ethernet8", "Ethernet28", "BOTH" ) + "," +
-                     span( "d", "Ethernet8", "Ethernet32", "TX" ) ) );
+         span( "b", "Ethernet4", "Ethernet24", "RX" ) + "," +
+         span( "c", "Ethernet8", "Ethernet28", "BOTH" ) + "," +
+         span( "d", "Ethernet8", "Ethernet32", "TX" ) ) );
    EXPECT_EQ( rig.session( "c" ).phase, SessionPhase::refused );
    EXPECT_EQ( rig.session( "c" ).reason,
          "needs 2 of the chip's 4 mirror destinations; 1 free, held by a (2), b" );
@@ -275,7 +276,7 @@ class EveryChip : public ::testing::TestWithParam< std::string > {};
 
 TEST_P( EveryChip, mirrorsAlike ) {
    Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) + "," +
-                     span( "out", "Ethernet4,PortChannel1", "Ethernet24", "TX" ) ),
+                  span( "out", "Ethernet4,PortChannel1", "Ethernet24", "TX" ) ),
          GetParam() );
    rig.send( "Ethernet0", frame( 1, 2 ) ); // flooded: Ethernet4 and one member
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), 1U );
@@ -285,7 +286,7 @@ TEST_P( EveryChip, mirrorsAlike ) {
 
 std::vector< std::string > mirroringChips() {
    std::vector< std::string > names;
-   for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
+   for ( const ChipModel::Profile& profile : ChipModel::chipProfiles() ) {
       if ( profile.tcamHelpers ) {
          names.emplace_back( profile.name );
       }
@@ -296,7 +297,7 @@ INSTANTIATE_TEST_SUITE_P( Profiles, EveryChip, ::testing::ValuesIn( mirroringChi
       []( const auto& chip ) { return testName( chip.param ); } );
 
 TEST( ChipWithoutTcamHelpers, mirrorsNothingAndSaysSo ) {
-   for ( const ChipModel::ChipProfile& profile : ChipModel::chipProfiles() ) {
+   for ( const ChipModel::Profile& profile : ChipModel::chipProfiles() ) {
       if ( profile.tcamHelpers ) {
          continue;
       }
@@ -322,8 +323,8 @@ TEST( TwoChips, doNotTouchEachOther ) {
                       "Vlan10|Ethernet100": { "tagging_mode": "untagged" },
                       "Vlan10|Ethernet104": { "tagging_mode": "untagged" } },
      "MIRROR_SESSION": { )" +
-            span( "one", "Ethernet0", "Ethernet8", "RX" ) + "," +
-            span( "two", "Ethernet104", "Ethernet108", "TX" ) + "} }" );
+         span( "one", "Ethernet0", "Ethernet8", "RX" ) + "," +
+         span( "two", "Ethernet104", "Ethernet108", "TX" ) + "} }" );
    rig.send( "Ethernet0", frame( 1, 2 ) );
    rig.send( "Ethernet100", frame( 1, 2 ) );
    size_t copies = 0;
@@ -364,7 +365,7 @@ INSTANTIATE_TEST_SUITE_P( Scenarios, BothGenerations,
                   Generations{ "portBitmaps", "trident2", "tomahawk4" } ) ),
       []( const auto& test ) {
          return std::string( std::get< 0 >( test.param ).name ) + "_" +
-                std::get< 1 >( test.param ).name;
+               std::get< 1 >( test.param ).name;
       } );
 
 } // namespace Scenario

@@ -14,8 +14,8 @@
 #include <unistd.h>
 #include <vector>
 
-#include "Agent/Live/LiveAgent.h"
 #include "Agent/Runtime/Runtime.h"
+#include "ChipModel/LeftIn.h"
 #include "Tests/Frames.h"
 
 namespace Scenario {
@@ -99,7 +99,7 @@ class Rig {
    // When all sessions have been withdrawn, nothing is left in the chips.
    ~Rig() {
       runtime.withdraw();
-      EXPECT_EQ( Agent::leftIn( runtime.chips().control().state( 0 ) ),
+      EXPECT_EQ( ChipModel::leftIn( runtime.chips().control().state( 0 ) ),
             std::vector< std::string >() );
       runtime.chips().control().sinkIs( nullptr );
    }
@@ -170,7 +170,7 @@ class Rig {
       for ( size_t i = before; i < collector_.all.size(); ++i ) {
          const Collector::Sent& sent = collector_.all[ i ];
          std::string line = from + " > " + runtime.portName( 0, sent.port ) + " kind " +
-                            std::to_string( static_cast< int >( sent.kind ) ) + ":";
+               std::to_string( static_cast< int >( sent.kind ) ) + ":";
          for ( uint8_t byte : sent.bytes ) {
             line += " " + std::to_string( byte );
          }
@@ -184,8 +184,7 @@ class Rig {
       }
       for ( const Agent::SessionState& state : runtime.sessions() ) {
          std::string line = state.config->name + " phase " +
-                            std::to_string( static_cast< int >( state.phase ) ) + " " +
-                            state.reason;
+               std::to_string( static_cast< int >( state.phase ) ) + " " + state.reason;
          for ( const Agent::HeldDestination& held : state.held ) {
             line += " mirror " + held.mtp.toString() + " " + Zol::toString( held.status );
          }

@@ -1,0 +1,47 @@
+#pragma once
+
+// The command line of karvel-agent, parsed.
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Agent/Packets/Input.h"
+#include "Platform/Zol/Clock.h"
+
+namespace Agent {
+
+enum class Verb : uint8_t { run, check, chips, explain, serve, ctl };
+enum class Format : uint8_t { text, json };
+enum class Strictness : uint8_t { lenient, strict };
+
+struct Command {
+   Verb verb = Verb::run;
+   std::string config;
+   std::string profile; // empty: the configuration's, or the first there is
+   std::vector< Input > inputs;
+   std::string script; // empty: none
+   std::string out;    // empty: no captures are written
+   std::vector< std::string > show;
+   Format format = Format::text;
+   std::string trace; // a Duolog setting; empty: none
+   Strictness strictness = Strictness::lenient;
+   std::string plugin;  // empty: where it is found
+   uint64_t packet = 0; // explain this one only; 0: all
+   std::string socket;  // of serve and ctl; empty: where it is by default
+   Zol::TimeSource time = Zol::TimeSource::virtualTime;
+   std::string words; // for ctl to send; empty: those of a prompt or of standard input
+};
+
+// Wrong use of the command line: one line.
+class UsageError : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
+// None if the command line asked for help or the version, which has been printed. UsageError
+// if it cannot be understood.
+std::optional< Command > parseCommandLine( int argc, const char* const* argv );
+
+} // namespace Agent

@@ -1,0 +1,195 @@
+#include "Agent/Publisher/Resolver.h"
+
+#include <algorithm>
+
+namespace Agent {
+
+Resolver::Resolver( const Configuration& configuration, const PortStates& states )
+      : configuration_( configuration ), states_( states ) {
+   for ( const InterfaceAddress& own : configuration.routing.addresses ) {
+      add( { own.subnet, true, false, 0, { { {}, own.interface } } } );
+      interfaceByOwn_.try_emplace( own.address, own.interface );
+   }
+   for ( const StaticRoute& route : configuration.routing.routes ) {
+      add( { route.prefix, false, route.isBlackhole, route.distance, route.nextHops } );
+   }
+}
+
+void Resolver::add( const Route& route ) {
+   std::vector< Route >& same = byLength_[ route.prefix.length ][ route.prefix.network ];
+   const auto order = []( const Route& left, const Route& right ) {
+      return left.isConnected != right.isConnected ? left.isConnected
+                                                   : left.distance < right.distance;
+   };
+   same.insert( std::upper_bound( same.begin(), same.end(), route, order ), route );
+}
+
+Resolution Resolver::wayTo( int unit, const Plix::IpGenAddr& destination ) const {
+   const auto own = interfaceByOwn_.find( destination );
+   if ( own != interfaceByOwn_.end() ) {
+      return destination.toString() + " is an address of this switch (" + own->second + ")";
+   }
+   std::string down; // the best route, which does not count because of this
+   for ( const auto& [ length, routes ] : byLength_ ) {
+      for ( const Route& route : routesTo( destination, length, routes ) ) {
+         if ( isUsable( route ) ) {
+            return follow( route, unit, destination );
+         }
+         if ( down.empty() ) {
+            down = downText( route );
+         }
+      }
+   }
+   return down.empty() ? "no route to " + destination.toString() : down;
+}
+
+std::span< const Resolver::Route > Resolver::routesTo(
+      const Plix::IpGenAddr& destination, int length, const Routes& routes ) const {
+   const int longest = destination.family() == Plix::AddressFamily::ipv4 ? 32 : 128;
+   if ( length > longest ) {
+      return {};
+   }
+   const auto at = routes.find( prefixOf( destination, length ).network );
+   return at == routes.end() ? std::span< const Route >() : at->second;
+}
+
+std::string Resolver::interfaceOf( const NextHop& hop ) const {
+   return hop.interface.empty() ? connectedTo( hop.address ) : hop.interface;
+}
+
+std::string Resolver::downText( const Route& route ) const {
+   std::string names;
+   for ( const NextHop& hop : route.nextHops ) {
+      names += ( names.empty() ? "" : ", " ) + interfaceOf( hop );
+   }
+   const bool isOne = route.nextHops.size() == 1;
+   return names + ( isOne ? " is" : " are" ) + " down (" + route.prefix.toString() + ")";
+}
+
+bool Resolver::isUsable( const Route& route ) const {
+   return route.isBlackhole ||
+         std::any_of(
+               route.nextHops.begin(), route.nextHops.end(), [ & ]( const NextHop& hop ) {
+                  const std::string interface = interfaceOf( hop );
+                  return interface.empty() || isUp( interface );
+               } );
+}
+
+bool Resolver::isUp( const std::string& interface ) const {
+   auto memberIsUp = [ & ]( const std::string& port ) {
+      return states_.isUp( configuration_, port );
+   };
+   const auto channel = configuration_.portChannels.find( interface );
+   if ( channel != configuration_.portChannels.end() ) {
+      return channel->second.adminUp &&
+            std::any_of(
+                  channel->second.members.begin(), channel->second.members.end(), memberIsUp );
+   }
+   if ( const VlanConfig* vlan = configuration_.vlanNamed( interface ) ) {
+      return std::any_of( vlan->members.begin(), vlan->members.end(),
+            [ & ]( const VlanMemberConfig& member ) { return isUp( member.interface ); } );
+   }
+   return memberIsUp( interface );
+}
+
+// Of one network, connected routes are in front.
+std::string Resolver::connectedTo( const Plix::IpGenAddr& address ) const {
+   for ( const auto& [ length, routes ] : byLength_ ) {
+      const auto found = routesTo( address, length, routes );
+      if ( !found.empty() && found.front().isConnected ) {
+         return found.front().nextHops.front().interface;
+      }
+   }
+   return "";
+}
+
+Resolution Resolver::follow(
+      const Route& route, int unit, const Plix::IpGenAddr& destination ) const {
+   if ( route.isBlackhole ) {
+      return route.prefix.toString() + " is a blackhole route";
+   }
+   std::string why;
+   for ( const NextHop& hop : route.nextHops ) {
+      Resolution found = reach( hop, unit, destination );
+      if ( Way* way = std::get_if< Way >( &found ) ) {
+         way->route = route.prefix.toString() + hopText( hop, *way );
+         return found;
+      }
+      why += ( why.empty() ? "" : "; " ) + std::get< std::string >( found );
+   }
+   return why;
+}
+
+std::string Resolver::hopText( const NextHop& hop, const Way& way ) {
+   if ( hop.address.family() != Plix::AddressFamily::unknown ) {
+      return " via " + hop.address.toString();
+   }
+   return hop.interface == way.interface ? " attached" : " attached to " + hop.interface;
+}
+
+Resolution Resolver::reach(
+      const NextHop& hop, int unit, const Plix::IpGenAddr& destination ) const {
+   const bool isDirect = hop.address.family() == Plix::AddressFamily::unknown;
+   const Plix::IpGenAddr& address = isDirect ? destination : hop.address;
+   const std::string what = ( isDirect ? "" : "the next hop " ) + address.toString();
+   const std::string interface = interfaceOf( hop );
+   if ( interface.empty() ) {
+      return what + " is in no connected subnet";
+   }
+   const auto& neighbours = configuration_.routing.neighbours;
+   const auto neighbour = neighbours.find( { interface, address } );
+   if ( neighbour == neighbours.end() ) {
+      return "no neighbour entry for " + what + " on " + interface;
+   }
+   Way way;
+   way.nextHop = neighbour->second;
+   const std::string why = leaveBy( interface, unit, way );
+   if ( !why.empty() ) {
+      return why;
+   }
+   return way;
+}
+
+std::string Resolver::leaveBy( const std::string& interface, int unit, Way& way ) const {
+   if ( const VlanConfig* vlan = configuration_.vlanNamed( interface ) ) {
+      return leaveByVlan( *vlan, unit, way );
+   }
+   if ( !isUp( interface ) ) {
+      return interface + " is down";
+   }
+   const int itsUnit = configuration_.unitOf( interface );
+   if ( itsUnit != unit ) {
+      return interface + " is on chip " + std::to_string( itsUnit ) + ", the session on chip " +
+            std::to_string( unit );
+   }
+   way.interface = interface;
+   const auto channel = configuration_.portChannels.find( interface );
+   if ( channel == configuration_.portChannels.end() ) {
+      way.kind = Shim::MirrorDestination::Kind::port;
+      way.id = configuration_.ports.at( interface ).chipPort;
+      way.ports = { interface };
+   } else {
+      way.kind = Shim::MirrorDestination::Kind::trunk;
+      way.id = channel->second.trunk;
+      way.ports = channel->second.members;
+   }
+   return {};
+}
+
+// The next hop is behind the member that the address table says.
+std::string Resolver::leaveByVlan( const VlanConfig& vlan, int unit, Way& way ) const {
+   const std::string name = "Vlan" + std::to_string( vlan.id );
+   const auto address = configuration_.fdb.find( { vlan.id, way.nextHop } );
+   if ( address == configuration_.fdb.end() ) {
+      return "no FDB entry for the next hop's " + way.nextHop.toString() + " in " + name;
+   }
+   const std::string& interface = address->second.interface;
+   for ( const VlanMemberConfig& member : vlan.members ) {
+      if ( member.interface == interface && member.tagged ) {
+         way.vid = vlan.id;
+      }
+   }
+   return leaveBy( interface, unit, way );
+}
+
+} // namespace Agent

@@ -1,0 +1,83 @@
+#pragma once
+
+// Finds the way of a tunnel: from the destination address, by the longest prefix among connected
+// subnets and static routes, to a next hop, its MAC address, and the port that its frames leave
+// by.
+//
+//    Resolver resolver( configuration, portStates );
+//    Resolution found = resolver.wayTo( unit, address );
+//    if ( const Way* way = std::get_if< Way >( &found ) ) ...
+//
+// Where prefixes are equally long a connected subnet comes first, then the lower distance. A route
+// counts while at least one of its interfaces is up; of several next hops the first that can be
+// reached is taken. A next hop is looked for in the connected subnets, or on the interface that
+// the route names, and not by way of other routes.
+
+#include <functional>
+#include <map>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "Agent/Configuration/Configuration.h"
+#include "Agent/Slices/PortStates.h"
+#include "Platform/Shim/SdkTypes.h"
+
+namespace Agent {
+
+struct Way {
+   Shim::MirrorDestination::Kind kind{};
+   int id = 0;                       // port number or trunk id
+   std::string interface;            // the port or port channel
+   std::vector< std::string > ports; // that frames may leave by: the port, or the members
+   uint16_t vid = 0;                 // of the tag that frames need; 0: none
+   Plix::EthAddr nextHop;
+   std::string route; // for people: "10.2.0.0/16 via 10.0.0.9"
+};
+
+// The way, or why there is none, in one line.
+using Resolution = std::variant< Way, std::string >;
+
+class Resolver {
+ public:
+   // Both must outlive this.
+   Resolver( const Configuration& configuration, const PortStates& states );
+
+   Resolution wayTo( int unit, const Plix::IpGenAddr& destination ) const;
+
+ private:
+   struct Route {
+      IpPrefix prefix;
+      bool isConnected = false;
+      bool isBlackhole = false;
+      int distance = 0;
+      std::vector< NextHop > nextHops;
+   };
+   // By network; of one network in the order in which they are taken.
+   using Routes = std::map< Plix::IpGenAddr, std::vector< Route > >;
+
+   void add( const Route& route );
+   // Of one length, by the order in which they are taken; none if there are none.
+   std::span< const Route > routesTo(
+         const Plix::IpGenAddr& destination, int length, const Routes& routes ) const;
+   bool isUsable( const Route& route ) const;
+   std::string downText( const Route& route ) const;
+   bool isUp( const std::string& interface ) const;
+   std::string interfaceOf( const NextHop& hop ) const; // empty if there is none
+   // The interface with the address's subnet; empty if there is none.
+   std::string connectedTo( const Plix::IpGenAddr& address ) const;
+   Resolution follow( const Route& route, int unit, const Plix::IpGenAddr& destination ) const;
+   Resolution reach( const NextHop& hop, int unit, const Plix::IpGenAddr& destination ) const;
+   static std::string hopText( const NextHop& hop, const Way& way );
+   // Puts in how frames leave by an interface; why they cannot, or nothing.
+   std::string leaveBy( const std::string& interface, int unit, Way& way ) const;
+   std::string leaveByVlan( const VlanConfig& vlan, int unit, Way& way ) const;
+
+   const Configuration& configuration_;
+   const PortStates& states_;
+   std::map< int, Routes, std::greater<> > byLength_;        // of the prefix; of both families
+   std::map< Plix::IpGenAddr, std::string > interfaceByOwn_; // of the switch's own addresses
+};
+
+} // namespace Agent

@@ -1,0 +1,233 @@
+#include "ChipModel/Fields/EntryContents.h"
+
+#include <bit>
+#include <span>
+
+#include "ChipModel/Lookup/EgressKey.h"
+
+namespace ChipModel {
+
+namespace {
+
+using Shim::Qualifier;
+
+struct Part {
+   KeyField field;
+   uint32_t widest; // value
+};
+
+// A qualifier's place in the key, and which of its fields must hold something.
+struct Shape {
+   std::array< Part, 4 > parts;
+   size_t partCount;
+   uint16_t valid;
+};
+
+constexpr uint32_t all = 0xffffffff;
+
+constexpr Shape one( KeyField field, uint32_t widest, uint16_t valid ) {
+   return { { { { field, widest } } }, 1, valid };
+}
+constexpr KeyField wordOf( KeyField field, uint16_t number ) {
+   return { static_cast< uint16_t >( field.offset + 4 * number ), 4 };
+}
+constexpr Shape address6( KeyField field ) {
+   return { { { { wordOf( field, 0 ), all }, { wordOf( field, 1 ), all },
+                  { wordOf( field, 2 ), all }, { wordOf( field, 3 ), all } } },
+      4, validIp6 };
+}
+constexpr Shape macAddress( KeyField field ) {
+   return { { { { { field.offset, 2 }, 0xffff },
+                  { { static_cast< uint16_t >( field.offset + 2 ), 4 }, all } } },
+      2, validL2 };
+}
+
+// In the order of the qualifiers.
+constexpr Shape shapes[] = {
+   { {}, 0, 0 }, // inPorts: a set, not a value
+   one( Key::portClass, all, 0 ),
+   { { { { Key::dstModId, 0xff }, { Key::dstPort, 0xff } } }, 2, validDstPort },
+   one( Key::dstTrunk, 0xff, validDstTrunk ),
+   one( Key::drop, 1, 0 ),
+   one( Key::outerVlanId, 0xfff, validOuterVlan ),
+   one( Key::ipKind, 0xff, 0 ),
+   one( Key::srcIp, all, validIp4 ),
+   one( Key::dstIp, all, validIp4 ),
+   address6( Key::srcIp6 ),
+   address6( Key::dstIp6 ),
+   one( Key::ipProtocol, 0xff, validIp ),
+   one( Key::dscp, 0xff, validIp ),
+   one( Key::ipFrag, 0xff, validIp ),
+   one( Key::l4SrcPort, 0xffff, validPorts ),
+   one( Key::l4DstPort, 0xffff, validPorts ),
+   one( Key::tcpControl, 0xff, validTcp ),
+   one( Key::icmpTypeCode, 0xffff, validIcmp ),
+   one( Key::etherType, 0xffff, validL2 ),
+   macAddress( Key::srcMac ),
+   macAddress( Key::dstMac ),
+   one( Key::mplsLabel, 0xfffff, validMpls ),
+   one( Key::mplsInnerLabel, 0xfffff, validMplsInner ),
+   one( Key::dstClassL2, 0x3ff, 0 ),
+   one( Key::rangeCheck, all, 0 ),
+   one( Key::outPort, 0xff, 0 ),
+   one( Key::mirrorCopy, 1, 0 ),
+};
+static_assert( std::size( shapes ) == static_cast< size_t >( Qualifier::count_ ) );
+
+std::span< const Part > partsOf( size_t qualifier ) {
+   const Shape& shape = shapes[ qualifier ];
+   return { shape.parts.data(), shape.partCount };
+}
+
+// Appends the bytes of the field that are cared about; false if none is.
+bool compilePart( KeyField field, Ternary value, LookupRule* rule ) {
+   const bool cares = value.mask != 0;
+   for ( int i = field.length - 1; i >= 0; --i, value.mask >>= 8, value.data >>= 8 ) {
+      if ( uint8_t byteMask = static_cast< uint8_t >( value.mask ) ) {
+         rule->bytes.push_back( { static_cast< uint8_t >( field.offset + i ),
+               static_cast< uint8_t >( value.data ), byteMask } );
+      }
+   }
+   return cares;
+}
+
+template < typename Visit >
+void forEachBit( unsigned long bits, Visit&& visit ) {
+   for ( ; bits != 0; bits &= bits - 1 ) {
+      visit( static_cast< size_t >( std::countr_zero( bits ) ) );
+   }
+}
+
+} // namespace
+
+void EntryContents::inPortsIs( const Shim::PortBitmap& data, const Shim::PortBitmap& mask ) {
+   ports_ = mask.none() ? ~Shim::PortBitmap() : data & mask;
+   qualifiers_.set( static_cast< size_t >( Qualifier::inPorts ) );
+}
+
+// How many parts stand before those of the qualifier.
+size_t EntryContents::placeOf( size_t qualifier ) const {
+   size_t place = 0;
+   forEachBit( qualifiers_.to_ulong() & ( ( 1UL << qualifier ) - 1 ),
+         [ & ]( size_t before ) { place += shapes[ before ].partCount; } );
+   return place;
+}
+
+bool EntryContents::qualifierIs( Qualifier qualifier, std::initializer_list< Ternary > parts ) {
+   const size_t index = static_cast< size_t >( qualifier );
+   const std::span< const Part > shape = partsOf( index );
+   size_t number = 0;
+   for ( const Ternary& part : parts ) {
+      if ( part.data > shape[ number++ ].widest ) {
+         return false;
+      }
+   }
+   const size_t place = placeOf( index );
+   if ( !has( qualifier ) ) {
+      parts_.insert( parts_.begin() + static_cast< ptrdiff_t >( place ), shape.size(), {} );
+      qualifiers_.set( index );
+   }
+   number = 0;
+   for ( const Ternary& part : parts ) {
+      parts_[ place + number ] = part;
+      ++number;
+   }
+   return true;
+}
+
+void EntryContents::qualifierDel( Qualifier qualifier ) {
+   const size_t index = static_cast< size_t >( qualifier );
+   if ( has( qualifier ) ) {
+      const auto first = parts_.begin() + static_cast< ptrdiff_t >( placeOf( index ) );
+      parts_.erase( first, first + static_cast< ptrdiff_t >( shapes[ index ].partCount ) );
+      qualifiers_.reset( index );
+   }
+}
+
+Ternary EntryContents::firstPart( Qualifier qualifier ) const {
+   return has( qualifier ) ? parts_[ placeOf( static_cast< size_t >( qualifier ) ) ]
+                           : Ternary();
+}
+
+bool EntryContents::takesCopiesOnly() const {
+   const Ternary value = firstPart( Qualifier::mirrorCopy );
+   return ( value.data & value.mask & 1 ) != 0;
+}
+
+bool EntryContents::compile( LookupRule* rule ) const {
+   rule->bytes.clear();
+   rule->sets.clear();
+   if ( has( Qualifier::inPorts ) ) {
+      compilePorts( rule );
+   }
+   unsigned valid = 0;
+   const Ternary* value = parts_.data();
+   forEachBit( qualifiers_.to_ulong(), [ & ]( size_t index ) {
+      for ( const Part& part : partsOf( index ) ) {
+         const Ternary limited{ value->data, value->mask & part.widest };
+         if ( compilePart( part.field, limited, rule ) ) {
+            valid |= shapes[ index ].valid;
+         }
+         ++value;
+      }
+   } );
+   compilePart( Key::valid, { valid, valid }, rule );
+   return ( valid & ( validDstPort | validDstTrunk ) ) != 0;
+}
+
+std::optional< Qualifier > EntryContents::firstFailure( const LookupKey& key ) const {
+   std::optional< Qualifier > failure;
+   if ( has( Qualifier::inPorts ) && !ports_.test( key.get( Key::inPort ) ) ) {
+      return Qualifier::inPorts;
+   }
+   const Ternary* value = parts_.data();
+   const uint32_t present = key.get( Key::valid );
+   forEachBit( qualifiers_.to_ulong(), [ & ]( size_t index ) {
+      const unsigned needed = shapes[ index ].valid;
+      for ( const Part& part : partsOf( index ) ) {
+         const uint32_t mask = value->mask & part.widest;
+         const bool matches = mask == 0 ||
+               ( ( present & needed ) == needed &&
+                     ( ( key.get( part.field ) ^ value->data ) & mask ) == 0 );
+         if ( !matches && !failure ) {
+            failure = static_cast< Qualifier >( index );
+         }
+         ++value;
+      }
+   } );
+   return failure;
+}
+
+void EntryContents::compilePorts( LookupRule* rule ) const {
+   if ( ports_.all() ) {
+      return;
+   }
+   Shim::PortBitmap ports = ports_;
+   SetTerm term{ static_cast< uint8_t >( Key::inPort.offset ), {} };
+   const Shim::PortBitmap lowest( ~uint64_t{ 0 } );
+   for ( uint64_t& word : term.accepted ) {
+      word = ( ports & lowest ).to_ullong();
+      ports >>= 64;
+   }
+   rule->sets.push_back( term );
+}
+
+std::vector< QualifierValue > EntryContents::qualifiers() const {
+   std::vector< QualifierValue > result;
+   const Ternary* part = parts_.data();
+   forEachBit( qualifiers_.to_ulong(), [ & ]( size_t index ) {
+      QualifierValue value;
+      value.qualifier = static_cast< Qualifier >( index );
+      if ( value.qualifier == Qualifier::inPorts ) {
+         value.ports = ports_;
+      }
+      for ( size_t i = 0; i < shapes[ index ].partCount; ++i, ++part ) {
+         value.data.push_back( part->data );
+         value.mask.push_back( part->mask );
+      }
+      result.push_back( std::move( value ) );
+   } );
+   return result;
+}
+
+} // namespace ChipModel

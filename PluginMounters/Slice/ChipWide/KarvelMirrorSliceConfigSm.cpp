@@ -1,0 +1,161 @@
+#include "PluginMounters/Slice/ChipWide/KarvelMirrorSliceConfigSm.h"
+
+#include "Platform/Karvel/SdkCall.h"
+#include "Platform/KarvelLib/Toggles.h"
+#include "PluginMounters/Slice/ChipWide/FlexProfiles.h"
+#include "PluginMounters/Slice/ChipWide/GreKeyTables.h"
+
+namespace KarvelMirror::Slice {
+
+using namespace Shim; // the names of switch controls and memory blocks
+
+namespace {
+
+Duolog::Handle trace( "SliceConfigSm" );
+
+using Units = Zol::Map< uint16_t, KarvelCentral::ChipAttributes >;
+
+// A chip without the setting does well without it.
+void setMirrorCosq( const Units::Iterator& i ) {
+   KARVEL_SDK_CALL_TOLERATING( ::Shim::sdk_->QX_BCM_E_SWITCH_CONTROL_ABSENT(), trace,
+         bcm_switch_control_set, ( i.key(), bcmSwitchMirrorUnicastCosq, 0 ) );
+   KARVEL_SDK_CALL_TOLERATING( ::Shim::sdk_->QX_BCM_E_SWITCH_CONTROL_ABSENT(), trace,
+         bcm_switch_control_set, ( i.key(), bcmSwitchMirrorMulticastCosq, 0 ) );
+}
+
+// Fields that are not listed stay as they are.
+void writeFields( int unit, Memory mem, int idx,
+      const std::set< std::pair< MemField, uint32_t > >& fields ) {
+   MemEntry buffer;
+   MemEntry* entry = &buffer;
+   if ( KARVEL_SDK_CALL( trace, soc_mem_read, ( unit, mem, MEM_BLOCK_ANY, idx, entry ) ) < 0 ) {
+      return;
+   }
+   for ( const auto& [ field, value ] : fields ) {
+      if ( KARVEL_SDK_CALL( trace, soc_mem_field32_set, ( unit, mem, entry, field, value ) ) <
+            0 ) {
+         return;
+      }
+   }
+   KARVEL_SDK_CALL( trace, soc_mem_write, ( unit, mem, MEM_BLOCK_ALL, idx, entry ) );
+}
+
+} // namespace
+
+bool karvelMirrorGreKey() {
+   static const bool on = KarvelLib::toggle( "KarvelLib.json", "KarvelMirrorGreKey", true );
+   return on;
+}
+
+void ConfigSm::ZolMirroringSession::doInit() {
+   react< &ZolMirroringSession::handleGreTunnelKey, Mirroring::Session::Attr::greTunnelKey >(
+         session() );
+}
+
+void ConfigSm::ZolMirroringSession::handleGreTunnelKey() {
+   DUOLOG( trace, 4,
+         "SliceConfigSm::ZolMirroringSession::"
+               << "handleGreTunnelKey"
+               << " session: " << session()->name() );
+   configSm_.handleGreTunnelKey();
+}
+
+ConfigSm::ConfigSm( const Karvel::KarvelCommonSmData& scsd,
+      Zol::Ptr< const Mirroring::Config > mirroringConfig )
+      : mirroringConfig_( mirroringConfig ), lookClock_( *this, [ this ] {
+           lookClock_.timeMinIs( Zol::never );
+           lookForGreKey();
+        } ) {
+   for ( uint16_t unit : scsd.unit().keys() ) {
+      unitIs( unit, scsd.chipAttributes() );
+   }
+}
+
+void ConfigSm::doInit() {
+   DUOLOG( trace, 1,
+         "SliceConfigSm::"
+               << "doInit" );
+   const Units units = unit();
+   for ( auto i = units.begin(); i != units.end(); ++i ) {
+      if ( ::Shim::sdk_->QX_SOC_IS_TOMAHAWKX( i.key() ) ) {
+         setMirrorCosq( i );
+      }
+      if ( ::Shim::sdk_->QX_SOC_HAS_FLEX_EDITOR( i.key() ) ) {
+         setupFlexProfileIngress( i.key(), unit( i.key() ) );
+         setupFlexProfileEgress( i.key(), unit( i.key() ) );
+      }
+   }
+   react< &ConfigSm::handleMirroringConfig, Mirroring::Config::Attr::session >(
+         mirroringConfig() );
+   for ( const Zol::String& name : mirroringConfig()->session().keys() ) {
+      followSession( name );
+   }
+   lookForGreKey();
+}
+
+void ConfigSm::doCleanup() {
+   if ( greKeyPatchApplied() ) {
+      applyGreKeyPatch( false );
+   }
+}
+
+void ConfigSm::handleMirroringConfig( const Zol::String& session ) {
+   DUOLOG( trace, 4,
+         "SliceConfigSm::"
+               << "handleMirroringConfig"
+               << " session: " << session );
+   followSession( session );
+   lookClock_.timeMinIs( Zol::activityManager().now() );
+}
+
+void ConfigSm::handleGreTunnelKey() { lookClock_.timeMinIs( Zol::activityManager().now() ); }
+
+void ConfigSm::followSession( const Zol::String& name ) {
+   Zol::Ptr< const Mirroring::Session > session = mirroringConfig()->session( name );
+   // One that went and came back within one batch is another entity.
+   if ( mirroringSession( name ) && mirroringSession( name )->session() != session ) {
+      mirroringSessionDel( name );
+   }
+   if ( session ) {
+      mirroringSessionIs( name, session, *this );
+   }
+}
+
+void ConfigSm::lookForGreKey() {
+   bool found = false;
+   for ( const auto& [ name, session ] : mirroringConfig()->session() ) {
+      if ( session->greTunnelKey() != Mirroring::GreTunnelKey() ) {
+         DUOLOG( trace, 4,
+               "SliceConfigSm::"
+                     << "lookForGreKey"
+                     << " " << name << " has GRE key." );
+         found = true;
+      }
+   }
+   if ( found != greKeyPatchApplied() ) {
+      DUOLOG( trace, 1,
+            "SliceConfigSm::"
+                  << "lookForGreKey"
+                  << " " << ( found ? "apply GRE key patch" : "unapply GRE key patch" ) );
+      applyGreKeyPatch( found );
+   }
+}
+
+void ConfigSm::applyGreKeyPatch( bool apply ) {
+   if ( !karvelMirrorGreKey() ) {
+      return;
+   }
+   for ( uint16_t unit : unit().keys() ) {
+      for ( const auto& [ mem, entries ] : greTable( unit, apply ) ) {
+         for ( const auto& [ idx, fields ] : entries ) {
+            writeFields( unit, mem, idx, fields );
+         }
+      }
+   }
+   greKeyPatchAppliedIs( apply );
+}
+
+ZOL_DEFINE_ENTITY( ConfigSm::ZolMirroringSession );
+ZOL_DEFINE_ENTITY( ConfigSm );
+
+} // namespace KarvelMirror::Slice

@@ -1,0 +1,87 @@
+#include "PluginMounters/Slice/ChipWide/PtHelper.h"
+
+#include <cstdlib>
+#include <iostream>
+
+#include "Platform/Karvel/SdkCall.h"
+
+namespace KarvelMirror::Slice {
+
+using namespace Shim; // the names of opcodes and priorities
+
+namespace {
+
+Duolog::Handle trace( "BcmPtHelper" );
+
+// A name as the SDK takes it.
+class CallText {
+ public:
+   explicit CallText( const Zol::String& text ) : text_( text ) {}
+   const char* charPtr() const { return text_.c_str(); }
+
+ private:
+   const Zol::String& text_;
+};
+
+void mustSucceed( Rc rc, const char* callText, const char* file, int line ) {
+   if ( rc != Sdk::QX_BCM_E_NONE() ) {
+      std::cerr << file << ":" << line << ": " << callText << std::endl;
+      Duolog::flush();
+      std::abort();
+   }
+}
+
+} // namespace
+
+#define BCMLT_CALL( call, args )                                                               \
+   mustSucceed(                                                                                \
+         KARVEL_SDK_CALL_AS( quiet, trace, call, args ), #call #args, __FILE__, __LINE__ )
+
+void BcmPtHelper::write(
+      uint32_t unitNumber, const Zol::String& tableName, const TableValues& values ) {
+   DUOLOG( trace, 4,
+         "BcmPtHelper::"
+               << "write"
+               << " unit=" << unitNumber << " table=" << tableName );
+   for ( const auto& [ name, value ] : values.fields() ) {
+      DUOLOG( trace, 4,
+            "BcmPtHelper::"
+                  << "write"
+                  << " field='" << name << "' value=" << value );
+   }
+   const int unit = static_cast< int >( unitNumber );
+   const CallText table( tableName );
+   bcmlt_entry_handle_t entry = 0;
+   BCMLT_CALL( bcmlt_entry_allocate, ( unit, table.charPtr(), &entry ) );
+   for ( const auto& [ name, value ] : values.fields() ) {
+      const CallText field( name );
+      BCMLT_CALL( bcmlt_entry_field_add, ( entry, field.charPtr(), value ) );
+   }
+   BCMLT_CALL( bcmlt_pt_entry_commit, ( entry, BCMLT_PT_OPCODE_SET, BCMLT_PRIORITY_NORMAL ) );
+   BCMLT_CALL( bcmlt_entry_free, ( entry ) );
+}
+
+void MockPtHelper::write( uint32_t unit, const Zol::String&, const TableValues& values ) {
+   dataEnq( values );
+   dataIs( unit, values );
+}
+
+void MockPtHelper::dataEnq( const TableValues& values ) {
+   if ( queue_.size() == mostKept ) {
+      queue_.pop_front();
+   }
+   queue_.push_back( values );
+}
+
+TableValues MockPtHelper::dataDeq() {
+   ZOL_ASSERT( !queue_.empty() );
+   TableValues oldest = queue_.front();
+   queue_.pop_front();
+   return oldest;
+}
+
+ZOL_DEFINE_ENTITY( PtHelper );
+ZOL_DEFINE_ENTITY( BcmPtHelper );
+ZOL_DEFINE_ENTITY( MockPtHelper );
+
+} // namespace KarvelMirror::Slice

@@ -1,0 +1,68 @@
+#pragma once
+
+// Writes the egress rules of a chip into its TCAM: one machine per feature, which writes every
+// generation of rules in full and answers it.
+
+#include "Platform/Karvel/TcamServices.h"
+#include "Platform/Zol/Sm.h"
+#include "PluginMounters/Slice/Egress/EfpStatus.h"
+
+namespace KarvelMirror::Slice {
+
+class EfpProgrammerFeatureSm : public Zol::EntitySm {
+   ZOL_ENTITY( KarvelMirror::Slice, EfpProgrammerFeatureSm, Zol::EntitySm,
+         ( CONST, TcamFeature::EfpFeature, feature ), ( CONST, uint32_t, unit ),
+         ( CONST, Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager >, entryManager ),
+         ( CONST, Zol::Ptr< const EfpConfig >, efpConfig ),
+         ( CONST, Zol::Ptr< EfpStatus >, efpStatus ),
+         ( SET, uint32_t, entryIdCache ),            // installed in this generation
+         ( MAP, uint32_t, EfpRuleData, programmed ), // what entries that live on hold
+         ( SET, uint32_t, uncleared ) ); // of these: still with the actions of a rule before
+
+ public:
+   EfpProgrammerFeatureSm( TcamFeature::EfpFeature feature, uint32_t unit,
+         Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > entryManager,
+         Zol::Ptr< const EfpConfig > efpConfig, Zol::Ptr< EfpStatus > efpStatus );
+
+ private:
+   void doInit() override;
+   void doCleanup() override;
+   void handleUpdate();
+
+   // An entry that was programmed before keeps its id: what the new rule lacks must go.
+   void clearEntry( const EfpRuleData& rule );
+   void forgetReleasedEntries();
+   void qualifyEntry( const EfpRuleData& rule );
+   bool qualifyPort( const EfpRuleData& rule );
+   bool qualifyIpType( const EfpRuleData& rule );
+   bool qualifySrcIp( const EfpRuleData& rule );
+   bool qualifyDstIp( const EfpRuleData& rule );
+   bool qualifyDscp( const EfpRuleData& rule );
+   void addSvtagActions( const EfpRuleData& rule );
+   void attachPolicer( const EfpRuleData& rule );
+   // 0 on success.
+   Shim::Rc installEntry( uint32_t entryId );
+   // False, and traced, if the call has failed.
+   bool checked( const char* handler, int entryId, const char* callText, Shim::Rc rc ) const;
+};
+
+class EfpProgrammer : public Zol::EntitySm {
+   ZOL_ENTITY( KarvelMirror::Slice, EfpProgrammer, Zol::EntitySm, ( CONST, uint32_t, unit ),
+         ( CONST, Zol::Ptr< Karvel::KarvelTcamGroupManager >, tcamManager ),
+         ( CONST, Zol::Ptr< const EfpConfigColl >, efpConfigColl ),
+         ( CONST, Zol::Ptr< EfpStatusColl >, efpStatusColl ),
+         ( COLL, TcamFeature::EfpFeature, EfpProgrammerFeatureSm, featureSm ) );
+
+ public:
+   EfpProgrammer( uint32_t unit, Zol::Ptr< Karvel::KarvelTcamGroupManager > tcamManager,
+         Zol::Ptr< const EfpConfigColl > efpConfigColl,
+         Zol::Ptr< EfpStatusColl > efpStatusColl );
+
+ private:
+   void doInit() override;
+   void doCleanup() override;
+   void handleFeature( TcamFeature::EfpFeature feature );
+   void deleteFeature( TcamFeature::EfpFeature feature );
+};
+
+} // namespace KarvelMirror::Slice
