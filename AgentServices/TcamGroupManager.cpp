@@ -1,6 +1,7 @@
 #include "AgentServices/TcamGroupManager.h"
 
 #include "AgentServices/TcamEntryManager.h"
+#include "Platform/KarvelMirror/Features.h"
 #include "Platform/Shim/Sdk.h"
 #include "Platform/Zol/Assert.h"
 
@@ -15,9 +16,6 @@ namespace {
 constexpr int destinationPriority = 100;
 constexpr int featurePriority = 90;
 
-constexpr Karvel::KarvelTcamFeature portRateFeature( 143 );
-constexpr Karvel::KarvelTcamFeature tunnelRateFeature( 144 );
-
 Qualifier portQualifier( const UnitTraits& traits ) {
    return traits.aclGroup ? Qualifier::portClass : Qualifier::inPorts;
 }
@@ -28,7 +26,7 @@ GroupPurpose egressPurpose( uint32_t unit, Karvel::KarvelTcamFeature feature ) {
    GroupPurpose purpose{ qualifierSet( { byModule ? Qualifier::dstPort : Qualifier::outPort,
                                Qualifier::mirrorCopy } ),
       feature.value(), Shim::FieldStage::egress };
-   if ( feature == tunnelRateFeature ) {
+   if ( feature == KarvelMirror::greRateLimitFeature ) {
       purpose.qualifiers |= qualifierSet( { Qualifier::ipType, Qualifier::srcIp,
             Qualifier::dstIp, Qualifier::ipProtocol, Qualifier::dscp } );
    }
@@ -126,7 +124,8 @@ TcamGroup& TcamGroupManager::featureGroup( uint32_t unit, Karvel::KarvelAclFeatu
 
 Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > TcamGroupManager::boundedEntryManager(
       Karvel::KarvelTcamFeature feature ) {
-   if ( feature != portRateFeature && feature != tunnelRateFeature ) {
+   if ( feature != KarvelMirror::portRateLimitFeature &&
+         feature != KarvelMirror::greRateLimitFeature ) {
       return nullptr;
    }
    Zol::Ptr< BoundedEntryManager >& manager = bounded_[ feature ];

@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "Platform/Karvel/SdkCall.h"
+#include "Platform/KarvelMirror/Features.h"
 
 namespace AgentServices {
 
@@ -147,9 +148,7 @@ GroupPurpose requestGroupPurpose( KarvelTcam::FeatureGroupType group, bool hasPo
    if ( hasPortClasses ) {
       purpose.qualifiers |= qualifierSet( { Qualifier::portClass } );
    }
-   purpose.priority = groupPriority -
-         ( static_cast< int >( group ) -
-               static_cast< int >( KarvelTcam::FeatureGroupType::mirroring0 ) );
+   purpose.priority = groupPriority - KarvelMirror::mtpOf( group ).value();
    return purpose;
 }
 

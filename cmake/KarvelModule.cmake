@@ -7,7 +7,8 @@ if( CMAKE_CXX_COMPILER_ID STREQUAL "GNU" )
    # copies, and strings within an empty std::optional for used. It knows no longer that the code
    # is the library's once that comes out of a precompiled header.
    target_compile_options( karvel-options INTERFACE
-      -Wno-restrict -Wno-maybe-uninitialized -Wno-array-bounds -Wno-stringop-overflow )
+      -Wno-restrict -Wno-maybe-uninitialized -Wno-array-bounds -Wno-stringop-overflow
+      -Wno-stringop-overread )
 endif()
 if( KARVEL_SANITIZE )
    target_compile_options( karvel-options INTERFACE

@@ -10,15 +10,13 @@
 #include "Platform/Acl/AclConfig.h"
 #include "Platform/Karvel/SdkCall.h"
 #include "Platform/KarvelCentral/Status.h"
+#include "Platform/KarvelMirror/Paths.h"
 #include "Platform/Mirroring/MirroringConfig.h"
 #include "Platform/Zol/ActivityLock.h"
 
 namespace Agent {
 
 namespace {
-
-const Zol::String mtpProgramInfoPath =
-      "hardware/karvel/centralStatus/feature/KarvelMirror/mtpProgramInfo";
 
 const Zol::String loopback = "Loopback0";
 
@@ -82,20 +80,19 @@ Runtime::~Runtime() {
 void Runtime::State::makeStore() {
    programInfo = Zol::make< KarvelMirror::LogicalFapMtpProgramInfoColl >();
    groupManager = Zol::make< AgentServices::TcamGroupManager >();
-   store.entityIs( mtpProgramInfoPath, programInfo );
+   store.entityIs( KarvelMirror::mtpProgramInfoPath, programInfo );
    cpuRecircStatus = Zol::make< KarvelCentral::CpuRecircStatus >();
-   store.entityIs( "hardware/karvel/centralStatus/feature/KarvelMirror/cpuRecircStatus",
-         cpuRecircStatus );
-   store.entityIs( "hardware/karvel/mirror/paramConfig",
-         Zol::make< KarvelMirror::Slice::ParamConfig >() );
-   store.entityIs( "acl/config/input", Zol::make< Zol::Dir >() );
+   store.entityIs( KarvelMirror::cpuRecircStatusPath, cpuRecircStatus );
+   store.entityIs(
+         KarvelMirror::paramConfigPath, Zol::make< KarvelMirror::Slice::ParamConfig >() );
+   store.entityIs( KarvelMirror::aclConfigInputPath, Zol::make< Zol::Dir >() );
    aclInput = Zol::make< Acl::Input::Config >();
    for ( Acl::AclType type : { Acl::ip(), Acl::ipv6(), Acl::mac() } ) {
       aclInput->aclTypeConfigIs( type ); // every kind is there, also without an ACL
    }
-   store.entityIs( "acl/config/input", aclInput );
+   store.entityIs( KarvelMirror::aclConfigInputPath, aclInput );
    auto mirroring = Zol::make< Mirroring::Config >();
-   store.entityIs( "mirroring/hwconfig", mirroring );
+   store.entityIs( KarvelMirror::mirroringConfigPath, mirroring );
    mirroringSessions.emplace( mirroring );
 }
 

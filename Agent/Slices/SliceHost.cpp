@@ -3,19 +3,14 @@
 #include "ChipModel/Tables/LogicalTables.h"
 #include "Platform/Karvel/AclSmPluginEntity.h"
 #include "Platform/KarvelCentral/Status.h"
+#include "Platform/KarvelMirror/Features.h"
 #include "Platform/KarvelMirror/KarvelChipAttributesMirror.h"
+#include "Platform/KarvelMirror/Paths.h"
 #include "Platform/Zol/TypeRegistry.h"
 
 namespace Agent {
 
 namespace {
-
-const Zol::String sliceCapabilityPath = "hardware/karvel/mirror/sliceCapability/";
-const Zol::String tcamStatusPath = "hardware/karvel/feature/karveltcam/status/global";
-const Zol::String sliceStatusPath =
-      "hardware/karvel/centralStatus/feature/KarvelMirror/sliceMtpProgramStatus/";
-const Zol::String sourceTrunkMapPath =
-      "hardware/karvel/globalStatus/karvellag/tableMgrDir/sourceTrunkMap/KarvelMirror-";
 
 KarvelCentral::ChipAttributes attributesOf( const ChipModel::Profile& profile ) {
    KarvelCentral::ChipAttributes attributes;
@@ -93,10 +88,11 @@ SliceHost::SliceHost( int unit, const ChipModel::Profile& profile, Hubdb::Store&
 
    auto capability = Zol::make< KarvelMirror::SliceCapability >();
    capability->mirrorDestinationsIs( static_cast< uint32_t >( profile.mirrorDestinations ) );
-   store_.entityIs( sliceCapabilityPath + name_, capability );
+   store_.entityIs(
+         KarvelMirror::slicePath( KarvelMirror::sliceCapabilityPath, name_ ), capability );
 
    auto portTables = Zol::make< KarvelCentral::PortTabWriteRequestDir >();
-   store_.entityIs( sourceTrunkMapPath + name_, portTables );
+   store_.entityIs( KarvelMirror::sourceTrunkMapPath( name_ ), portTables );
    portTabWriter_ = Zol::make< PortTabWriter >( unit, portTables );
    portTabWriter_->zolStart();
 }
@@ -109,10 +105,10 @@ void SliceHost::makeRequestManager(
    if ( profile_.tcamInterface != ChipModel::TcamInterface::request ) {
       return;
    }
-   auto statusDir = store_.entity< Zol::Dir >( tcamStatusPath );
+   auto statusDir = store_.entity< Zol::Dir >( KarvelMirror::tcamStatusPath );
    if ( !statusDir ) {
       statusDir = Zol::make< Zol::Dir >();
-      store_.entityIs( tcamStatusPath, statusDir );
+      store_.entityIs( KarvelMirror::tcamStatusPath, statusDir );
    }
    requestManager_ = Zol::make< AgentServices::TcamRequestManager >(
          static_cast< uint32_t >( unit_ ), name_, groupManager, statusDir );
@@ -128,12 +124,12 @@ SliceHost::~SliceHost() {
    callback_ = nullptr;
    mounter_ = nullptr;
    portTabWriter_ = nullptr;
-   store_.entityDel(
-         sourceTrunkMapPath + name_, KarvelCentral::PortTabWriteRequestDir::zolTypeName() );
-   store_.entityDel(
-         sliceStatusPath + name_, KarvelMirror::SliceMtpProgramStatus::zolTypeName() );
-   store_.entityDel(
-         sliceCapabilityPath + name_, KarvelMirror::SliceCapability::zolTypeName() );
+   store_.entityDel( KarvelMirror::sourceTrunkMapPath( name_ ),
+         KarvelCentral::PortTabWriteRequestDir::zolTypeName() );
+   store_.entityDel( KarvelMirror::slicePath( KarvelMirror::sliceMtpProgramStatusPath, name_ ),
+         KarvelMirror::SliceMtpProgramStatus::zolTypeName() );
+   store_.entityDel( KarvelMirror::slicePath( KarvelMirror::sliceCapabilityPath, name_ ),
+         KarvelMirror::SliceCapability::zolTypeName() );
 }
 
 void SliceHost::start() {
@@ -149,7 +145,8 @@ void SliceHost::start() {
 }
 
 Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > SliceHost::programStatus() const {
-   return store_.entity< KarvelMirror::SliceMtpProgramStatus >( sliceStatusPath + name_ );
+   return store_.entity< KarvelMirror::SliceMtpProgramStatus >(
+         KarvelMirror::slicePath( KarvelMirror::sliceMtpProgramStatusPath, name_ ) );
 }
 
 KarvelMirror::ProgramStatus SliceHost::portStatus( KarvelMirror::Mtp mtp ) const {
@@ -159,9 +156,7 @@ KarvelMirror::ProgramStatus SliceHost::portStatus( KarvelMirror::Mtp mtp ) const
    if ( !requestManager_ || said != ProgramStatus::success ) {
       return said;
    }
-   const auto group = static_cast< KarvelTcam::FeatureGroupType >(
-         static_cast< int >( KarvelTcam::FeatureGroupType::mirroring0 ) + mtp.value() );
-   switch ( requestManager_->status( group ) ) {
+   switch ( requestManager_->status( KarvelMirror::featureGroup( mtp ) ) ) {
    case RequestStatusType::programmed:
    case RequestStatusType::withdrawn:
       return said; // without rules there is no request
@@ -182,8 +177,8 @@ void SliceHost::retryRequests() const {
 
 std::optional< std::string > SliceHost::aclProblem(
       KarvelMirror::Mtp mtp, const Ixo::AclKey& key ) const {
-   const Karvel::KarvelAclFeature feature( static_cast< uint8_t >( mtp.value() + 1 ) );
-   switch ( aclHelper_->problem( static_cast< uint32_t >( unit_ ), feature, key ) ) {
+   switch ( aclHelper_->problem(
+         static_cast< uint32_t >( unit_ ), KarvelMirror::aclFeature( mtp ), key ) ) {
    case Ixo::AclCreateError::aclCreateErrorNone:
       return {};
    case Ixo::AclCreateError::aclCreateErrorTcamFull:

@@ -89,8 +89,7 @@ class KarvelBoundedTcamEntryManager : public Zol::Entity {
    virtual Shim::Rc releaseEntry( uint32_t unit, EntryId entryId ) = 0;
 };
 
-// A feature with entries of its own in the egress stage: 143 limits copies by port, 144 those
-// of tunnels.
+// A feature with entries of its own in the egress stage (KarvelMirror/Features.h).
 using KarvelTcamFeature = Zol::Id< struct KarvelTcamFeatureTag, uint8_t >;
 
 // What a destination's mirroring group is for.
@@ -102,7 +101,7 @@ struct MirroringAclGroup {
    bool operator==( const MirroringAclGroup& ) const = default;
 };
 
-// A feature that keeps ACL entries: 1 to 4 are the mirroring ACLs of destinations 0 to 3.
+// A feature that keeps ACL entries (KarvelMirror/Features.h).
 using KarvelAclFeature = Zol::Id< struct KarvelAclFeatureTag, uint8_t >;
 
 // What a feature's mirroring ACL group is for beyond what its feature says.

@@ -2,34 +2,15 @@
 
 #include "Platform/Duolog/Duolog.h"
 #include "Platform/KarvelLib/Toggles.h"
+#include "Platform/KarvelMirror/Paths.h"
 #include "Platform/Zol/TypeRegistry.h"
 #include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelperV2.h"
 
 namespace KarvelMirror {
 
-const Zol::String paramConfigPath = "hardware/karvel/mirror/paramConfig";
-const Zol::String aclConfigCliPath = "acl/config/cli";
-const Zol::String aclConfigInputPath = "acl/config/input";
-const Zol::String sliceMtpProgramStatusPath =
-      "hardware/karvel/centralStatus/feature/KarvelMirror/sliceMtpProgramStatus";
-const Zol::String sliceCapabilityPath = "hardware/karvel/mirror/sliceCapability";
-
 namespace {
 
 Duolog::Handle trace( "SliceMounter" );
-
-const Zol::String cpuRecircStatusPath =
-      "hardware/karvel/centralStatus/feature/KarvelMirror/cpuRecircStatus";
-const Zol::String mtpProgramInfoPath =
-      "hardware/karvel/centralStatus/feature/KarvelMirror/mtpProgramInfo";
-const Zol::String mirroringConfigPath = "mirroring/hwconfig";
-const Zol::String tcamConfigPath = "hardware/karvel/feature/karveltcam/config/global";
-const Zol::String tcamStatusPath = "hardware/karvel/feature/karveltcam/status/global";
-
-Zol::String sourceTrunkMapPath( const Zol::String& slice ) {
-   return "hardware/karvel/globalStatus/karvellag/tableMgrDir/sourceTrunkMap/KarvelMirror-" +
-         slice;
-}
 
 } // namespace
 
@@ -49,9 +30,10 @@ void SliceMounter::doInit() {
    Hubdb::MountGroup& group = entityManager().mountGroup();
    group.mount( cpuRecircStatusPath, "KarvelCentral::CpuRecircStatus", "r" );
    group.mount( mtpProgramInfoPath, "KarvelMirror::LogicalFapMtpProgramInfoColl", "r" );
-   group.mount( slicePath( sliceCapabilityPath ), "KarvelMirror::SliceCapability", "r" );
    group.mount(
-         slicePath( sliceMtpProgramStatusPath ), "KarvelMirror::SliceMtpProgramStatus", "wc" );
+         slicePath( sliceCapabilityPath, name() ), "KarvelMirror::SliceCapability", "r" );
+   group.mount( slicePath( sliceMtpProgramStatusPath, name() ),
+         "KarvelMirror::SliceMtpProgramStatus", "wc" );
    group.mount( aclConfigInputPath, "Zol::Dir", "r" );
    group.mount( aclConfigInputPath, "Acl::Input::Config", "r" );
    group.mount( paramConfigPath, "KarvelMirror::Slice::ParamConfig", "r" );
@@ -105,10 +87,11 @@ void SliceMounter::findEntities( Hubdb::EntityManager& store ) {
    ZOL_ASSERT( lfMtpProgramInfo() );
    cpuRecircStatusIs( store.entity< KarvelCentral::CpuRecircStatus >( cpuRecircStatusPath ) );
    ZOL_ASSERT( cpuRecircStatus() );
-   sliceCapabilityIs( store.entity< SliceCapability >( slicePath( sliceCapabilityPath ) ) );
+   sliceCapabilityIs(
+         store.entity< SliceCapability >( slicePath( sliceCapabilityPath, name() ) ) );
    ZOL_ASSERT( sliceCapability() );
    sliceMtpProgramStatusIs( store.writableEntity< SliceMtpProgramStatus >(
-         slicePath( sliceMtpProgramStatusPath ) ) );
+         slicePath( sliceMtpProgramStatusPath, name() ) ) );
    ZOL_ASSERT( sliceMtpProgramStatus() );
    scsdIs( sharedEntity< Karvel::KarvelCommonSmData >( "karvelCommon" ) );
    ZOL_ASSERT( scsd() );
@@ -182,10 +165,6 @@ void SliceMounter::lastRelease() {
    loopbackHelperSmDel();
    configSmDel();
    aclConfigAggregatorSmDel();
-}
-
-Zol::String SliceMounter::slicePath( const Zol::String& base ) const {
-   return base + "/" + name();
 }
 
 ZOL_DEFINE_ENTITY( SliceMounter );

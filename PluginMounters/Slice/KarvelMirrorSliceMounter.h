@@ -17,12 +17,6 @@
 
 namespace KarvelMirror {
 
-extern const Zol::String paramConfigPath;
-extern const Zol::String aclConfigCliPath;
-extern const Zol::String aclConfigInputPath;
-extern const Zol::String sliceMtpProgramStatusPath;
-extern const Zol::String sliceCapabilityPath;
-
 // The toggle "KarvelMirrorT4Gre", read once per process. It decides whether the slice
 // configuration machine or the program-information collection machine is built.
 bool karvelMirrorT4Gre();
@@ -68,7 +62,6 @@ class SliceMounter : public KarvelLib::MounterBase {
    void buildAclProgrammer();
    void buildTcamHelper( const KarvelCentral::ChipInfo& chip );
    Zol::Ptr< const KarvelCentral::ChipInfo > chipInfo() const;
-   Zol::String slicePath( const Zol::String& base ) const; // "BASE/SLICE"
 };
 
 } // namespace KarvelMirror

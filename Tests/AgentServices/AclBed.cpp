@@ -48,7 +48,7 @@ AclBed::AclBed( std::string_view profileName ) : ChipBed( profileName ) {
       box.sdk().bcm_mirror_destination_set(
             0, destination, { Shim::MirrorDestination::Kind::port, 50 + destination } );
    }
-   helper = Zol::make< AclHelper >( groups );
+   helper = Zol::make< EmbeddedAclHelper >( groups );
    helper->unitIs( 0, common );
    emptyChip = chip();
 }

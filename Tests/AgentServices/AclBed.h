@@ -95,7 +95,7 @@ class AclBed : public ChipBed, public ChipModel::FrameSink {
    void refuseNth( uint64_t nth, Fault::Effect effect );
 
    Zol::Ptr< Karvel::KarvelCommonSmData > common = Zol::make< Karvel::KarvelCommonSmData >();
-   Zol::Ptr< AclHelper > helper;
+   Zol::Ptr< EmbeddedAclHelper > helper;
 
  private:
    uint32_t copies_ = 0;

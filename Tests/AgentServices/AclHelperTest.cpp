@@ -385,7 +385,7 @@ TEST_P( AclHelperTest, ReportsKnowTheLiveAclsAndTheLastErrorOfEach ) {
    first = acl( "first" );
    EXPECT_EQ( problem( "first", 1 ), ok );
 
-   const AclHelper& asked = *helper;
+   const EmbeddedAclHelper& asked = *helper;
    Zol::Ptr< Zol::EntitySm > machine = Zol::make< Zol::EntitySm >();
    const auto isBuilt = [ & ] {
       return asked.mirroringKarvelAclTypeDirectionFeatureSmHas(

@@ -16,15 +16,15 @@ constexpr Rc param = Sdk::QX_BCM_E_PARAM();
 constexpr Rc unavailable = Sdk::QX_BCM_E_UNAVAIL();
 constexpr Rc notFound = Sdk::QX_BCM_E_NOT_FOUND();
 
-ChipProfile withKeys( GreKeys family ) {
-   ChipProfile profile = testProfile();
+Profile withKeys( GreKeys family ) {
+   Profile profile = testProfile();
    profile.greKeys = family;
    return profile;
 }
 
 class EditorTest : public CopyTest {
  protected:
-   explicit EditorTest( const ChipProfile& profile = withKeys( GreKeys::tomahawk ) )
+   explicit EditorTest( const Profile& profile = withKeys( GreKeys::tomahawk ) )
          : CopyTest( profile ) {}
 
    Rc write( Memory memory, int index, MemField field, uint32_t value ) {
@@ -58,8 +58,8 @@ class EditorTest : public CopyTest {
 
 class InsertionTest : public EditorTest {
  protected:
-   static ChipProfile profile() {
-      ChipProfile result = testProfile();
+   static Profile profile() {
+      Profile result = testProfile();
       result.logicalTables = true;
       return result;
    }
@@ -91,8 +91,8 @@ class InsertionTest : public EditorTest {
 
 class FlexTest : public EditorTest {
  protected:
-   static ChipProfile profile() {
-      ChipProfile result = testProfile();
+   static Profile profile() {
+      Profile result = testProfile();
       result.flexEditor = true;
       return result;
    }
@@ -173,7 +173,7 @@ TEST_F( EditorTest, CopiesGoToTheQueueThatTheyAreGiven ) {
    EXPECT_EQ( state().ports[ 2 ].counters.queues[ 5 ].packets, 4u ); // the frames themselves
    EXPECT_EQ( sdk().bcm_switch_control_set( 0, bcmSwitchMirrorUnicastCosq, 8 ), param );
    EXPECT_EQ( sdk().bcm_mirror_destination_set( 0, 0, { {}, 7, {}, 8 } ), param );
-   ChipProfile other = testProfile();
+   Profile other = testProfile();
    other.tomahawkFamily = false;
    box_.addChip( 1, other );
    EXPECT_EQ( sdk().bcm_switch_control_set( 1, bcmSwitchMirrorUnicastCosq, 0 ), unavailable );

@@ -22,7 +22,7 @@ Shim::QualifierSet only( Qualifier qualifier ) {
 class EgressTest : public FieldTest {
  protected:
    // What comes in at port 1 is copied to mirror destination 0; nobody looks at headers.
-   explicit EgressTest( const ChipProfile& profile = testProfile() ) : FieldTest( profile ) {
+   explicit EgressTest( const Profile& profile = testProfile() ) : FieldTest( profile ) {
       int group = -1;
       ok( sdk().bcm_field_group_create(
             0, FieldStage::ingress, only( Qualifier::inPorts ), 0, &group ) );
@@ -64,8 +64,8 @@ class EgressTest : public FieldTest {
 
 class OutPortTest : public EgressTest {
  protected:
-   static ChipProfile profile() {
-      ChipProfile result = testProfile();
+   static Profile profile() {
+      Profile result = testProfile();
       result.tomahawkFamily = false;
       return result;
    }

@@ -13,7 +13,7 @@ inline constexpr uint32_t exact = 0xffffffff;
 class FieldTest : public ChipTest {
  protected:
    // VLAN 10: ports 1 to 3 untagged. Mirror destinations 0 and 1: 7 and 8.
-   explicit FieldTest( const ChipProfile& profile = testProfile() ) : ChipTest( profile ) {
+   explicit FieldTest( const Profile& profile = testProfile() ) : ChipTest( profile ) {
       vlan( 10, {}, { 1, 2, 3 } );
       destination( 0, 7 );
       destination( 1, 8 );
@@ -93,7 +93,7 @@ struct Explainer : PipelineObserver {
 class CopyTest : public FieldTest {
  protected:
    // Copies of all that comes in at port 1, to mirror destination 0.
-   explicit CopyTest( const ChipProfile& profile = testProfile() ) : FieldTest( profile ) {
+   explicit CopyTest( const Profile& profile = testProfile() ) : FieldTest( profile ) {
       entry_ = newEntry( newGroup(), Shim::FieldAction::mirrorIngressTo, 0 );
       ok( sdk().bcm_field_qualify_InPorts( 0, entry_, bitmap( { 1 } ), ~Shim::PortBitmap() ) );
       installed( entry_ );

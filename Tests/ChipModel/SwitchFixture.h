@@ -57,8 +57,8 @@ inline Shim::PortBitmap bitmap( std::initializer_list< int > ports ) {
    return bits;
 }
 
-inline ChipProfile testProfile() {
-   ChipProfile profile;
+inline Profile testProfile() {
+   Profile profile;
    profile.name = "test";
    profile.tomahawkFamily = true;
    profile.aclGroup = true;
@@ -80,7 +80,7 @@ inline ChipProfile testProfile() {
 // One chip, unit 0: ports 1 to 8 are enabled.
 class ChipTest : public ::testing::Test, public FrameSink {
  protected:
-   explicit ChipTest( const ChipProfile& profile = testProfile() ) {
+   explicit ChipTest( const Profile& profile = testProfile() ) {
       box_.addChip( 0, profile );
       box_.control().sinkIs( this );
       for ( int port = 1; port <= 8; ++port ) {

@@ -14,9 +14,9 @@ namespace {
 using ChipModel::GreKeys;
 using ChipModel::Profile;
 
-std::vector< std::string > chipsWhere( bool ( *is )( const ChipProfile& ) ) {
+std::vector< std::string > chipsWhere( bool ( *is )( const Profile& ) ) {
    std::vector< std::string > names;
-   for ( const ChipProfile& profile : ChipModel::chipProfiles() ) {
+   for ( const Profile& profile : ChipModel::chipProfiles() ) {
       if ( profile.tcamHelpers && is( profile ) ) {
          names.emplace_back( profile.name );
       }
@@ -86,7 +86,7 @@ TEST_P( EveryChipWithKeys, SendsTheKeyWithItsSessionAndNoOther ) {
 }
 INSTANTIATE_TEST_SUITE_P( Profiles, EveryChipWithKeys,
       ::testing::ValuesIn( chipsWhere(
-            []( const ChipProfile& profile ) { return profile.greKeys != GreKeys::none; } ) ),
+            []( const Profile& profile ) { return profile.greKeys != GreKeys::none; } ) ),
       []( const auto& chip ) { return testName( chip.param ); } );
 
 TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
@@ -168,7 +168,7 @@ TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
    EXPECT_EXIT( with( R"({ "KarvelMirrorT4Gre": false })", noInsertion ),
          ::testing::ExitedWithCode( 0 ), "" );
    auto noKeys = [ & ] {
-      for ( const std::string& chip : chipsWhere( []( const ChipProfile& profile ) {
+      for ( const std::string& chip : chipsWhere( []( const Profile& profile ) {
                return ChipModel::greEditor( profile.greKeys ) != nullptr;
             } ) ) {
          SCOPED_TRACE( chip );

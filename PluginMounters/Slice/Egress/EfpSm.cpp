@@ -1,15 +1,13 @@
 #include "PluginMounters/Slice/Egress/EfpSm.h"
 
 #include "Platform/Duolog/Duolog.h"
+#include "Platform/KarvelMirror/Features.h"
 
 namespace KarvelMirror::Slice {
 
 namespace {
 
 Duolog::Handle trace( "EfpSm" );
-
-constexpr Karvel::KarvelTcamFeature portRateLimitFeature( 143 );
-constexpr Karvel::KarvelTcamFeature greRateLimitFeature( 144 );
 
 } // namespace
 

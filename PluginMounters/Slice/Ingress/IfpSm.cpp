@@ -1,6 +1,7 @@
 #include "PluginMounters/Slice/Ingress/IfpSm.h"
 
 #include "Platform/Duolog/Duolog.h"
+#include "Platform/KarvelMirror/Features.h"
 #include "Platform/Zol/Assert.h"
 
 namespace KarvelMirror::Slice {
@@ -15,7 +16,7 @@ Karvel::KarvelAclFeature mtpToFeature( uint8_t mtp ) {
    if ( mtp > 3 ) {
       ZOL_ASSERT( false && "Invalid MTP" );
    }
-   return Karvel::KarvelAclFeature( static_cast< uint8_t >( mtp + 1 ) );
+   return aclFeature( Mtp( mtp ) );
 }
 
 IfpSm::IfpSm( uint32_t unit, Zol::Ptr< IfpConfigColl > ifpConfigColl,

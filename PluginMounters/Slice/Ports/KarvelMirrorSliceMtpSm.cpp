@@ -7,9 +7,6 @@ namespace {
 
 Duolog::Handle trace( "SliceMtpSm" );
 
-const Zol::String ingressAcl = "ingress";
-const Zol::String egressAcl = "egress";
-
 TcamAclKey portMirroringKey( const Zol::String& aclName ) {
    return TcamAclKey( aclName, TcamAclType::port() );
 }
@@ -161,7 +158,7 @@ void SliceMtpSm::buildUpGroupData( TcamGroupData& groupData ) {
 }
 
 void SliceMtpSm::getPortMirroringIngressRules( TcamGroupData& groupData ) {
-   const TcamAclKey key = portMirroringKey( ingressAcl );
+   const TcamAclKey key = portMirroringKey( ingressAclName );
    Zol::Ptr< TcamAclData > aclData = groupData.aclDataIs( key );
    RuleData rule( 1 );
    for ( const SourcePort& source : mtpProgramInfo()->srcPort() ) {
@@ -177,7 +174,7 @@ void SliceMtpSm::getPortMirroringIngressRules( TcamGroupData& groupData ) {
 }
 
 void SliceMtpSm::getPortMirroringEgressRules( TcamGroupData& groupData ) {
-   const TcamAclKey key = portMirroringKey( egressAcl );
+   const TcamAclKey key = portMirroringKey( egressAclName );
    Zol::Ptr< TcamAclData > aclData = groupData.aclDataIs( key );
    RuleData rule( 1 );
    for ( const SourcePort& source : mtpProgramInfo()->srcPort() ) {
@@ -247,10 +244,10 @@ namespace {
 ProgrammingOp::TcamFeature featureOf( const TcamAclKey& key ) {
    switch ( key.aclType().value() ) {
    case TcamAclType::port():
-      if ( key.aclName() == ingressAcl ) {
+      if ( key.aclName() == ingressAclName ) {
          return ProgrammingOp::ingress();
       }
-      if ( key.aclName() == egressAcl ) {
+      if ( isEgressAcl( key ) ) {
          return ProgrammingOp::egress();
       }
       break;

@@ -223,7 +223,7 @@ void MtpTcamHelperSm::programCommonQuals( Karvel::EntryId id, const CommonQuals&
 
 void MtpTcamHelperSm::addAction( Karvel::EntryId id, const TcamAclData& aclData ) {
    const int entryId = static_cast< int >( id );
-   const Shim::FieldAction action = aclData.aclKey().aclName() == "egress"
+   const Shim::FieldAction action = isEgressAcl( aclData.aclKey() )
          ? Shim::FieldAction::mirrorEgress
          : Shim::FieldAction::mirrorIngress;
    const uint32_t param0 = unit();

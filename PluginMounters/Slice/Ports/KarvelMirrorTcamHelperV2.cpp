@@ -1,6 +1,7 @@
 #include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelperV2.h"
 
 #include "Platform/Duolog/Duolog.h"
+#include "Platform/KarvelMirror/Features.h"
 #include "Platform/KarvelTcam/PortMaps.h"
 #include "Platform/Zol/Clock.h"
 
@@ -69,17 +70,8 @@ RequestKey MtpTcamHelperSmV2::createRequestKey( const Zol::String& name ) const 
 }
 
 KarvelTcam::FeatureGroupType MtpTcamHelperSmV2::getFeatureGroupType() const {
-   switch ( mtp().value() ) {
-   case 0:
-      return KarvelTcam::FeatureGroupType::mirroring0;
-   case 1:
-      return KarvelTcam::FeatureGroupType::mirroring1;
-   case 2:
-      return KarvelTcam::FeatureGroupType::mirroring2;
-   case 3:
-      return KarvelTcam::FeatureGroupType::mirroring3;
-   default:
-      break;
+   if ( mtp().value() < maxMtps ) {
+      return featureGroup( mtp() );
    }
    DUOLOG( trace, 0, "Unknown mtp value: " << mtp() );
    Zol::assertionFailed( "Unknown mtp", __FILE__, __LINE__ );
@@ -281,7 +273,7 @@ void MtpTcamHelperSmV2::addQualifierWithDataAndMask(
 }
 
 void MtpTcamHelperSmV2::setAction( EntryRequest& entryRequest, const TcamAclKey& aclKey ) {
-   const bool isEgress = aclKey.aclName() == "egress";
+   const bool isEgress = isEgressAcl( aclKey );
    const ActionType type = isEgress ? ActionType::mirrorEgress : ActionType::mirrorIngress;
    KarvelTcam::Action action( type );
    action.paramIs( 0, unit() );

@@ -59,6 +59,11 @@ class TcamAclKey : public Zol::Value {
          : aclName_( aclName ), aclType_( aclType ) {}
 };
 
+// Port mirroring has one ACL for each direction, told by its name.
+inline const Zol::String ingressAclName = "ingress";
+inline const Zol::String egressAclName = "egress";
+inline bool isEgressAcl( const TcamAclKey& key ) { return key.aclName() == egressAclName; }
+
 // What changed in one ACL since it was last programmed.
 class AclOp : public Zol::Value {
    ZOL_VALUE( KarvelMirror, AclOp, ( VAL, bool, ruleChange ), ( VAL, bool, portChange ) );
