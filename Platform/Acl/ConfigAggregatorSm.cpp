@@ -3,11 +3,8 @@
 namespace Acl {
 
 void ConfigAggregatorSm::doInit() {
-   react< &ConfigAggregatorSm::handleAclTypeConfig, Input::Config::Attr::aclTypeConfig >(
+   follow< &ConfigAggregatorSm::handleAclTypeConfig, Input::Config::Attr::aclTypeConfig >(
          inputConfig() );
-   for ( AclType type : inputConfig()->aclTypeConfig().keys() ) {
-      handleAclTypeConfig( type );
-   }
 }
 
 void ConfigAggregatorSm::handleAclTypeConfig( AclType type ) {

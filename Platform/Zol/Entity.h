@@ -32,6 +32,7 @@
 #include "Platform/Zol/Assert.h"
 #include "Platform/Zol/Notify.h"
 #include "Platform/Zol/Text.h"
+#include "Platform/Zol/Wiring.h"
 
 namespace Zol {
 
@@ -145,6 +146,39 @@ void dropOwnedMembers( T& object ) {
       ( dropOwnedMember( memberAt< count - 1 - i >( members ), object ), ... );
    }
    ( std::make_index_sequence< count >() );
+}
+
+// What an OWN or COLL member owns.
+template < typename T >
+struct Owned;
+template < typename T >
+struct Owned< Ptr< T > > {
+   using Type = T;
+};
+template < typename K, typename T >
+struct Owned< Map< K, Ptr< T > > > {
+   using Type = T;
+};
+
+template < typename T, typename M >
+void addOwnership( const M& member, std::vector< Ownership >& machines ) {
+   if constexpr ( M::kind == MemberKind::own || M::kind == MemberKind::coll ) {
+      using Child = typename Owned< typename M::Type >::Type;
+      if constexpr ( requires( Child child ) { child.zolStart(); } ) {
+         machines.push_back( { T::zolTypeName(), member.name,
+               M::kind == MemberKind::own ? Ownership::Count::one : Ownership::Count::perKey,
+               Child::zolTypeName(), {} } );
+      }
+   }
+}
+
+// The machines that a type owns.
+template < typename T >
+std::vector< Ownership > ownershipsOf() {
+   std::vector< Ownership > machines;
+   allMembers< T >(
+         [ & ]( const auto&... member ) { ( addOwnership< T >( member, machines ), ... ); } );
+   return machines;
 }
 
 template < typename T >
@@ -375,6 +409,7 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
    [[maybe_unused]] static constexpr int zolAttrCount = static_cast< int >( Attr::zolEnd );    \
    static constexpr int zolFirstAttr = Base::zolAttrCount;                                     \
    [[maybe_unused]] friend constexpr Type* zolAttrOwner( Attr ) { return nullptr; }            \
+   using ZolBase = Base;                                                                       \
    static constexpr std::string_view zolTypeName() { return #Namespace "::" #Type; }           \
    ZOL_DESCRIBE( Type, __VA_ARGS__ )                                                           \
    std::string_view typeName() const override { return zolTypeName(); }                        \
@@ -385,7 +420,6 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
                                                                                                \
  protected:                                                                                    \
    void zolDropOwned() override;                                                               \
-   using ZolBase = Base;                                                                       \
                                                                                                \
  public:                                                                                       \
    static_assert( true )
@@ -408,4 +442,7 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
       ::Zol::dropOwnedMembers( *this );                                                        \
       ZolBase::zolDropOwned();                                                                 \
    }                                                                                           \
-   static_assert( true )
+   static const ::Zol::EntityTypeRow ZOL_ROW_( __COUNTER__ )( __VA_ARGS__::zolTypeName(),      \
+         __VA_ARGS__::ZolBase::zolTypeName(), ::Zol::ownershipsOf< __VA_ARGS__ >() )
+#define ZOL_ROW_( number ) ZOL_ROW_2_( number )
+#define ZOL_ROW_2_( number ) zolEntityTypeRow##number

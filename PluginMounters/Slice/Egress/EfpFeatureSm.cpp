@@ -97,7 +97,7 @@ std::vector< EfpFeatureSm::Placement > EfpFeatureSm::place(
    std::map< KarvelTypes::KarvelPort, uint32_t > held;
    const EntryIdSet entries = smEntryToSdkEntry( rule.entryId() );
    for ( uint32_t id : entries.entry().keys() ) {
-      held[ *rules( id ).outPort().begin() ] = id;
+      held[ *rules().find( id ).value().outPort().begin() ] = id;
    }
    for ( Placement& placement : placements ) {
       if ( auto same = held.extract( *placement.rule.outPort().begin() ) ) {
@@ -160,7 +160,6 @@ bool EfpFeatureSm::carryOut( uint32_t ruleNumber, const std::vector< Placement >
       }
       entries.entryIs( rule.entryId(), true );
       efpConfig()->rulesIs( rule );
-      rulesIs( rule.entryId(), rule );
    }
    smEntryToSdkEntryIs( ruleNumber, entries );
    return !allocationFailure;
@@ -181,7 +180,6 @@ bool EfpFeatureSm::allocate( EfpRuleData& rule ) {
 
 void EfpFeatureSm::releaseEntry( uint32_t entryId ) {
    efpConfig()->rulesDel( entryId );
-   rulesDel( entryId );
    entryManager()->releaseEntry( unit(), entryId );
 }
 
@@ -272,7 +270,6 @@ void EfpFeatureSm::releaseAll() {
       }
    }
    smEntryToSdkEntryDelAll();
-   rulesDelAll();
    for ( uint32_t rate : rateToPolicer().keys() ) {
       releasePolicer( rate );
    }

@@ -71,10 +71,7 @@ EfpProgrammer::EfpProgrammer( uint32_t unit,
         efpStatusColl_( efpStatusColl ) {}
 
 void EfpProgrammer::doInit() {
-   react< &EfpProgrammer::handleFeature, EfpConfigColl::Attr::config >( efpConfigColl() );
-   for ( TcamFeature::EfpFeature feature : efpConfigColl()->config().keys() ) {
-      handleFeature( feature );
-   }
+   follow< &EfpProgrammer::handleFeature, EfpConfigColl::Attr::config >( efpConfigColl() );
 }
 
 void EfpProgrammer::doCleanup() {
@@ -85,21 +82,17 @@ void EfpProgrammer::doCleanup() {
 
 void EfpProgrammer::handleFeature( TcamFeature::EfpFeature feature ) {
    Zol::Ptr< const EfpConfig > config = efpConfigColl()->config( feature );
-   const bool add = bool( config );
    DUOLOG( trace, 1,
          "EfpProgrammer::handleFeature"
-               << " EfpFeature: " << feature << " add:" << add );
-   Zol::Ptr< const EfpProgrammerFeatureSm > present = featureSm( feature );
-   if ( present && present->efpConfig() != config ) {
-      present = nullptr;
-      deleteFeature( feature );
-   }
-   if ( add && !present ) {
+               << " EfpFeature: " << feature << " add:" << bool( config ) );
+   auto add = [ & ] {
       Zol::Ptr< EfpStatus > status = efpStatusColl()->statusIs( feature );
       auto entryMgr = getFeatureEntryMgr( tcamManager(), feature );
       ZOL_ASSERT( entryMgr );
       featureSmIs( feature, unit(), entryMgr, config, status );
-   }
+   };
+   Zol::follow< &EfpProgrammerFeatureSm::efpConfig >(
+         featureSm( feature ), config, [ & ] { deleteFeature( feature ); }, add );
 }
 
 void EfpProgrammer::deleteFeature( TcamFeature::EfpFeature feature ) {

@@ -32,11 +32,8 @@ EfpSm::EfpSm( uint32_t unit, Zol::Ptr< EfpConfigColl > efpConfig,
         efpStatus_( efpStatus ), efpSmStatus_( efpSmStatus ), tcamManager_( tcamManager ) {}
 
 void EfpSm::doInit() {
-   react< &EfpSm::handleEfpSmConfig, EfpSmConfigColl::Attr::config >( efpSmConfig() );
    react< &EfpSm::handleEfpStatus, EfpStatusColl::Attr::status >( efpStatus() );
-   for ( const EfpKey& key : efpSmConfig()->config().keys() ) {
-      handleEfpSmConfig( key );
-   }
+   follow< &EfpSm::handleEfpSmConfig, EfpSmConfigColl::Attr::config >( efpSmConfig() );
 }
 
 void EfpSm::doCleanup() {

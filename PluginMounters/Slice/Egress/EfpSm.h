@@ -37,7 +37,6 @@ class EfpFeatureSm : public Zol::EntitySm {
          ( CONST, Zol::Ptr< EfpSmStatus >, efpSmStatus ),
          ( CONST, Zol::Ptr< EfpConfig >, efpConfig ),
          ( CONST, Zol::Ptr< const EfpStatus >, efpStatus ),
-         ( MAP, uint32_t, EfpRuleData, rules ), // in use, by TCAM entry
          ( MAP, uint32_t, EntryIdSet, smEntryToSdkEntry ),
          ( MAP, uint32_t, uint32_t, rateToPolicer ),
          ( MAP, uint32_t, uint32_t, policerIdCache ), // to the rate, of the last generation
@@ -87,6 +86,8 @@ class EfpFeatureSm : public Zol::EntitySm {
    void handleFailure();
 
    TcamFeature::EfpFeature feature() const { return key().feature(); }
+   // In use, by TCAM entry.
+   const Zol::Map< uint32_t, EfpRuleData >& rules() const { return efpConfig_->rules(); }
 };
 
 class EfpSm : public Zol::EntitySm {

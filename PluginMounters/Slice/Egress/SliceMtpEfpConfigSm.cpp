@@ -136,14 +136,11 @@ void MtpEfpConfigSm::doInit() {
          mtpInfoConfig() );
    react< &MtpEfpConfigSm::handleTunnel, LogicalFapMtpProgramInfo::Attr::tunnel >(
          mtpInfoConfig() );
-   react< &MtpEfpConfigSm::handleEfp, EfpSmConfigColl::Attr::config >( efpSmConfigColl() );
    using CommonData = Karvel::KarvelCommonSmData::Attr;
    react< &MtpEfpConfigSm::handlePort, CommonData::portType >( scsd() );
    react< &MtpEfpConfigSm::handlePort, CommonData::karvelPortChannel >( scsd() );
    react< &MtpEfpConfigSm::handlePort, CommonData::sourceTag >( scsd() );
-   for ( const EfpKey& key : efpSmConfigColl()->config().keys() ) {
-      handleEfp( key );
-   }
+   follow< &MtpEfpConfigSm::handleEfp, EfpSmConfigColl::Attr::config >( efpSmConfigColl() );
    handleInitialized();
 }
 
@@ -170,14 +167,9 @@ void MtpEfpConfigSm::handleMtpInfo( Mtp mtp ) {
    DUOLOG( trace, 1,
          "MtpEfpConfigSm::handleMtpInfo"
                << " Mtp: " << mtp << " add: " << bool( info ) );
-   Zol::Ptr< const MtpEfpInfoSm > present = mtpSm( mtp );
-   if ( present && present->mtpProgramInfo() != info ) {
-      present = nullptr;
-      mtpSmDel( mtp );
-   }
-   if ( info && !present ) {
-      mtpSmIs( mtp, info, *this );
-   }
+   Zol::follow< &MtpEfpInfoSm::mtpProgramInfo >(
+         mtpSm( mtp ), info, [ & ] { mtpSmDel( mtp ); },
+         [ & ] { mtpSmIs( mtp, info, *this ); } );
    backlogAdd( MtpEfpBacklog::recompute() );
 }
 
@@ -186,14 +178,9 @@ void MtpEfpConfigSm::handleTunnel( TunnelId id ) {
    DUOLOG( trace, 1,
          "MtpEfpConfigSm::handleTunnel"
                << " tunnelId: " << id << " add: " << bool( tunnel ) );
-   Zol::Ptr< const MtpEfpTunnelSm > present = tunnelSm( id );
-   if ( present && present->tunnel() != tunnel ) {
-      present = nullptr;
-      tunnelSmDel( id );
-   }
-   if ( tunnel && !present ) {
-      tunnelSmIs( id, tunnel, *this );
-   }
+   Zol::follow< &MtpEfpTunnelSm::tunnel >(
+         tunnelSm( id ), tunnel, [ & ] { tunnelSmDel( id ); },
+         [ & ] { tunnelSmIs( id, tunnel, *this ); } );
    backlogAdd( MtpEfpBacklog::recompute() );
 }
 
@@ -207,14 +194,9 @@ void MtpEfpConfigSm::handleEfp( const EfpKey& key ) {
          "MtpEfpConfigSm::handleEfp"
                << " EfpFeature: " << key.feature() );
    Zol::Ptr< const EfpSmConfig > config = efpSmConfigColl()->config( key );
-   Zol::Ptr< const MtpEfpStatusSm > present = efpStatusSm( key );
-   if ( present && present->efpSmConfig() != config ) {
-      present = nullptr;
-      efpStatusSmDel( key );
-   }
-   if ( config && !present ) {
-      efpStatusSmIs( key, config, efpSmStatusColl(), programStatus() );
-   }
+   Zol::follow< &MtpEfpStatusSm::efpSmConfig >(
+         efpStatusSm( key ), config, [ & ] { efpStatusSmDel( key ); },
+         [ & ] { efpStatusSmIs( key, config, efpSmStatusColl(), programStatus() ); } );
 }
 
 void MtpEfpConfigSm::backlogAdd( MtpEfpBacklog::BacklogType type ) {

@@ -32,10 +32,7 @@ IfpProgrammer::IfpProgrammer( uint32_t unit, Zol::Ptr< const IfpConfigColl > ifp
         aclConfig_( aclConfig ) {}
 
 void IfpProgrammer::doInit() {
-   react< &IfpProgrammer::handleMtp, IfpConfigColl::Attr::config >( ifpConfigColl() );
-   for ( Mtp mtp : ifpConfigColl()->config().keys() ) {
-      handleMtp( mtp );
-   }
+   follow< &IfpProgrammer::handleMtp, IfpConfigColl::Attr::config >( ifpConfigColl() );
 }
 
 void IfpProgrammer::doCleanup() {
@@ -45,18 +42,12 @@ void IfpProgrammer::doCleanup() {
 }
 
 void IfpProgrammer::handleMtp( Mtp mtp ) {
-   const bool add = ifpConfigColl()->configHas( mtp );
+   Zol::Ptr< const IfpConfig > config = ifpConfigColl()->config( mtp );
    DUOLOG( trace, 1,
          "IfpProgrammer::handleMtp"
-               << " MTP: " << mtp << " add: " << add );
-   Zol::Ptr< const IfpProgrammerMtpSm > present = featureSm( mtp );
-   if ( present && present->ifpConfig() != ifpConfigColl()->config( mtp ) ) {
-      present = nullptr;
-      deleteMtp( mtp );
-   }
-   if ( add && !present ) {
-      addMtp( mtp );
-   }
+               << " MTP: " << mtp << " add: " << bool( config ) );
+   Zol::follow< &IfpProgrammerMtpSm::ifpConfig >(
+         featureSm( mtp ), config, [ & ] { deleteMtp( mtp ); }, [ & ] { addMtp( mtp ); } );
 }
 
 void IfpProgrammer::addMtp( Mtp mtp ) {

@@ -29,11 +29,8 @@ IfpSm::IfpSm( uint32_t unit, Zol::Ptr< IfpConfigColl > ifpConfigColl,
         groupManager_( groupManager ) {}
 
 void IfpSm::doInit() {
-   react< &IfpSm::handleIfpSmConfig, IfpSmConfigColl::Attr::config >( ifpSmConfigColl() );
    react< &IfpSm::handleIfpStatus, IfpStatusColl::Attr::status >( ifpStatusColl() );
-   for ( const IfpKey& key : ifpSmConfigColl()->config().keys() ) {
-      handleIfpSmConfig( key );
-   }
+   follow< &IfpSm::handleIfpSmConfig, IfpSmConfigColl::Attr::config >( ifpSmConfigColl() );
 }
 
 void IfpSm::doCleanup() {

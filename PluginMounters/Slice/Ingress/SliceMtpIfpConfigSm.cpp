@@ -30,13 +30,10 @@ void MtpIfpInfoSm::doInit() {
                 &MtpIfpInfoSm::handleSrcPort ),
          Info::srcPort >( info );
    react< &MtpIfpInfoSm::handleChange, Info::acl >( info );
-   react< &MtpIfpInfoSm::handleAclPorts, Info::aclPorts >( info );
    react< &MtpIfpInfoSm::handleChange, Info::ipMatch >( info );
    react< &MtpIfpInfoSm::handleChange, Info::ipMatchIntf >( info );
    react< &MtpIfpInfoSm::handleChange, Info::session >( info );
-   for ( const AclKey& acl : info->aclPorts().keys() ) {
-      handleAclPorts( acl );
-   }
+   follow< &MtpIfpInfoSm::handleAclPorts, Info::aclPorts >( info );
 }
 
 void MtpIfpInfoSm::handleSrcPort( const SourcePort& source ) {
@@ -240,10 +237,7 @@ MtpIfpConfigSm::MtpIfpConfigSm( LogicalFap::LogicalFapId logicalFap,
 void MtpIfpConfigSm::doInit() {
    react< &MtpIfpConfigSm::handleMtpInfo, LogicalFapMtpProgramInfo::Attr::mtpProgramInfo >(
          lfMtpProgramInfo() );
-   react< &MtpIfpConfigSm::handleIfp, IfpSmConfigColl::Attr::config >( ifpSmConfigColl() );
-   for ( const IfpKey& key : ifpSmConfigColl()->config().keys() ) {
-      handleIfp( key );
-   }
+   follow< &MtpIfpConfigSm::handleIfp, IfpSmConfigColl::Attr::config >( ifpSmConfigColl() );
    handleInitialized();
 }
 
@@ -269,14 +263,9 @@ void MtpIfpConfigSm::handleMtpInfo( Mtp mtp ) {
    DUOLOG( trace, 1,
          "MtpIfpConfigSm::handleMtpInfo"
                << " Mtp: " << mtp << " add: " << bool( info ) );
-   Zol::Ptr< const MtpIfpInfoSm > present = mtpSm( mtp );
-   if ( present && present->mtpProgramInfo() != info ) {
-      present = nullptr;
-      deleteMtp( mtp );
-   }
-   if ( info && !present ) {
-      mtpSmIs( mtp, info, *this );
-   }
+   Zol::follow< &MtpIfpInfoSm::mtpProgramInfo >(
+         mtpSm( mtp ), info, [ & ] { deleteMtp( mtp ); },
+         [ & ] { mtpSmIs( mtp, info, *this ); } );
    backlogAdd( MtpIfpBacklog::recompute() );
 }
 
@@ -290,14 +279,9 @@ void MtpIfpConfigSm::handleIfp( const IfpKey& key ) {
          "MtpIfpConfigSm::handleIfp"
                << " Mtp: " << key.mtp() );
    Zol::Ptr< const IfpSmConfig > config = ifpSmConfigColl()->config( key );
-   Zol::Ptr< const MtpIfpStatusSm > present = ifpStatusSm( key );
-   if ( present && present->ifpSmConfig() != config ) {
-      present = nullptr;
-      ifpStatusSmDel( key );
-   }
-   if ( config && !present ) {
-      ifpStatusSmIs( key, config, ifpSmStatusColl(), programStatus() );
-   }
+   Zol::follow< &MtpIfpStatusSm::ifpSmConfig >(
+         ifpStatusSm( key ), config, [ & ] { ifpStatusSmDel( key ); },
+         [ & ] { ifpStatusSmIs( key, config, ifpSmStatusColl(), programStatus() ); } );
 }
 
 size_t MtpIfpConfigSm::backlogAdd( MtpIfpBacklog::BacklogType type ) {

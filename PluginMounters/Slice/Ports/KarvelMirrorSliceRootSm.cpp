@@ -83,16 +83,9 @@ void SliceRootSm::handleMtpConfig( Mtp mtp ) {
                << " mtp : " << mtp );
    Zol::Ptr< const MtpProgramInfo > info =
          mtpProgramInfo() ? mtpProgramInfo()->mtpProgramInfo( mtp ) : nullptr;
-   // An entry that went and came back within one batch is seen once, as another entity: the
-   // destination starts afresh.
-   Zol::Ptr< const SliceMtpSm > existing = mtpSm( mtp );
-   if ( existing && existing->mtpProgramInfo() != info ) {
-      existing = nullptr;
-      deleteMtp( mtp );
-   }
-   if ( info && !existing ) {
-      mtpSmIs( mtp, info, tcamHelperConfig()->mtpHelperConfigIs( mtp ) );
-   }
+   Zol::follow< &SliceMtpSm::mtpProgramInfo >(
+         mtpSm( mtp ), info, [ & ] { deleteMtp( mtp ); },
+         [ & ] { mtpSmIs( mtp, info, tcamHelperConfig()->mtpHelperConfigIs( mtp ) ); } );
 }
 
 void SliceRootSm::mtpSmIs(

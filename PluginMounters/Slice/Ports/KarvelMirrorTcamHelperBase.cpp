@@ -258,11 +258,8 @@ TcamHelperSmBase::TcamHelperSmBase( uint32_t unit,
         tcamHelperStatus_( tcamHelperStatus ), scsd_( scsd ) {}
 
 void TcamHelperSmBase::doInit() {
-   react< &TcamHelperSmBase::handleMtpHelperConfig, TcamHelperConfig::Attr::mtpHelperConfig >(
+   follow< &TcamHelperSmBase::handleMtpHelperConfig, TcamHelperConfig::Attr::mtpHelperConfig >(
          tcamHelperConfig() );
-   for ( Mtp mtp : tcamHelperConfig()->mtpHelperConfig().keys() ) {
-      handleMtpHelperConfig( mtp );
-   }
 }
 
 void TcamHelperSmBase::doCleanup() { mtpTcamSmDelAll(); }
@@ -273,25 +270,27 @@ void TcamHelperSmBase::handleMtpHelperConfig( Mtp mtp ) {
                << "handleMtpHelperConfig"
                << " Mtp: " << mtp );
    Zol::Ptr< const MtpTcamHelperConfig > config = tcamHelperConfig()->mtpHelperConfig( mtp );
-   // An entry that went and came back within one batch is seen once, as another entity.
-   Zol::Ptr< MtpTcamHelperSmBase > existing = mtpTcamSm( mtp );
-   if ( existing && existing->mtpHelperConfig() != config ) {
-      DUOLOG( traceHelper, 2,
-            "TcamHelperSm::"
-                  << "handleMtpHelperConfig"
-                  << " Mtp: " << mtp << " deleting" );
-      existing = nullptr;
-      mtpTcamSmDel( mtp );
-      tcamHelperStatus()->mtpHelperStatusDel( mtp );
-   }
-   if ( config && !existing ) {
-      DUOLOG( traceHelper, 2,
-            "TcamHelperSm::"
-                  << "handleMtpHelperConfig"
-                  << " Mtp: " << mtp << " adding" );
-      Zol::Ptr< MtpTcamHelperStatus > status = tcamHelperStatus()->mtpHelperStatusIs( mtp );
-      mtpTcamSmIs( mtp, makeMtpTcamSm( mtp, config, status ) );
-   }
+   auto remove =
+         [ & ] {
+            DUOLOG( traceHelper, 2,
+                  "TcamHelperSm::"
+                        << "handleMtpHelperConfig"
+                        << " Mtp: " << mtp << " deleting" );
+            mtpTcamSmDel( mtp );
+            tcamHelperStatus()->mtpHelperStatusDel( mtp );
+         };
+   auto add =
+         [ & ] {
+            DUOLOG( traceHelper, 2,
+                  "TcamHelperSm::"
+                        << "handleMtpHelperConfig"
+                        << " Mtp: " << mtp << " adding" );
+            Zol::Ptr< MtpTcamHelperStatus > status =
+                  tcamHelperStatus()->mtpHelperStatusIs( mtp );
+            mtpTcamSmIs( mtp, makeMtpTcamSm( mtp, config, status ) );
+         };
+   Zol::follow< &MtpTcamHelperSmBase::mtpHelperConfig >(
+         mtpTcamSm( mtp ), config, remove, add );
 }
 
 } // namespace KarvelMirror
