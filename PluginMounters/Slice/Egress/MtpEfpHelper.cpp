@@ -29,16 +29,16 @@ EfpActions sourceTag( const Karvel::KarvelCommonSmData& scsd, const KarvelPort& 
 }
 
 // The outer header of the copies.
-EfpQuals tunnelQuals( const GreTunnelKey& key ) {
+EfpQuals tunnelQuals( const OuterHeader& header ) {
    EfpQuals quals;
    quals.ipTypeIs( Plix::AddressFamily::ipv4 );
-   quals.srcIpIs( std::get< 0 >( key ) );
+   quals.srcIpIs( header.srcIp );
    quals.srcIpMaskIs( hostMask );
-   quals.dstIpIs( std::get< 1 >( key ) );
+   quals.dstIpIs( header.dstIp );
    quals.dstIpMaskIs( hostMask );
    quals.protocolIs( greProtocol );
    quals.protocolMaskIs( protocolMask );
-   quals.dscpIs( std::get< 2 >( key ) );
+   quals.dscpIs( header.dscp );
    quals.dscpMaskIs( dscpMask );
    return quals;
 }
@@ -127,8 +127,8 @@ uint32_t addEfpGreRateLimitRules( Zol::Ptr< const Karvel::KarvelCommonSmData > s
       Zol::Ptr< EfpSmConfigColl > efpSmConfigColl, const GreTunnelMap& grePorts ) {
    constexpr auto feature = TcamFeature::EfpFeature::efpGreRateLimit;
    uint32_t count = 0;
-   for ( const auto& [ key, use ] : grePorts ) {
-      if ( std::get< 0 >( key ).family() != Plix::AddressFamily::ipv4 ) {
+   for ( const auto& [ header, use ] : grePorts ) {
+      if ( header.srcIp.family() != Plix::AddressFamily::ipv4 ) {
          continue;
       }
       const uint32_t rate = use.rates.empty() ? 0 : *use.rates.begin();
@@ -148,7 +148,7 @@ uint32_t addEfpGreRateLimitRules( Zol::Ptr< const Karvel::KarvelCommonSmData > s
             continue; // there is nothing to do to its copies
          }
          rule.outPortIs( port );
-         rule.efpQualsIs( tunnelQuals( key ) );
+         rule.efpQualsIs( tunnelQuals( header ) );
          rule.rateIs( rate );
          rule.ruleDescIs( rate != 0 ? EfpRuleDesc::efpGreRateLimit : EfpRuleDesc::efpGre );
          efpSmConfigColl->configIs( EfpKey( feature ) )->rulesIs( rule );

@@ -12,7 +12,6 @@
 #include <map>
 #include <optional>
 #include <set>
-#include <tuple>
 
 #include "Platform/Karvel/KarvelCommonSmData.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
@@ -89,13 +88,19 @@ class MtpEfpStatusSm : public Zol::EntitySm {
    bool hasRate() const;
 };
 
-// What the copies of one or several sessions have in common: source, destination, DSCP.
-using GreTunnelKey = std::tuple< Plix::IpGenAddr, Plix::IpGenAddr, uint8_t >;
+// What the outer headers of the copies of one or several sessions have in common.
+struct OuterHeader {
+   Plix::IpGenAddr srcIp;
+   Plix::IpGenAddr dstIp;
+   uint8_t dscp = 0;
+
+   auto operator<=>( const OuterHeader& ) const = default;
+};
 struct GreTunnelUse {
    std::set< KarvelTypes::KarvelPort > ports;
    std::set< uint32_t, std::greater<> > rates;
 };
-using GreTunnelMap = std::map< GreTunnelKey, GreTunnelUse >;
+using GreTunnelMap = std::map< OuterHeader, GreTunnelUse >;
 
 // Turns program information into rules.
 class MtpEfpHelper {
