@@ -7,27 +7,18 @@
 
 namespace KarvelMirror {
 
-namespace {
-
-std::string contents( const char* path ) {
-   std::ostringstream all;
-   all << std::ifstream( path, std::ios::binary ).rdbuf();
-   return all.str();
-}
-
-} // namespace
-
 // Many of them cannot be provoked from outside: what prints them is there in case of mistakes.
 TEST( PromisedTexts, StandInTheLibraryWordForWord ) {
-   const std::string library = contents( KARVEL_PLUGIN );
-   std::istringstream page( contents( KARVEL_SOURCE_DIR "/Docs/diagnostics.md" ) );
+   std::ostringstream library;
+   library << std::ifstream( KARVEL_PLUGIN, std::ios::binary ).rdbuf();
+   std::ifstream page( KARVEL_SOURCE_DIR "/Docs/diagnostics.md" );
    int texts = 0;
    for ( std::string line; std::getline( page, line ); ) {
       if ( line.starts_with( "- `" ) ) {
          ++texts;
-         const std::string text = line.substr( 3, line.rfind( '`' ) - 3 );
          // A literal ends with a zero: what goes on is another text.
-         EXPECT_NE( library.find( text + '\0' ), std::string::npos ) << text;
+         const std::string text = line.substr( 3, line.rfind( '`' ) - 3 );
+         EXPECT_NE( library.view().find( text + '\0' ), std::string::npos ) << text;
       }
    }
    EXPECT_GT( texts, 90 );

@@ -153,9 +153,7 @@ TEST_F( SliceConfigTest, AnUnavailableQueueControlIsToleratedAndAnotherErrorIsTr
    EXPECT_EQ( state().switchControls[ 1 ].value, 0 );
    refuse( SdkCall::bcm_switch_control_set );
    auto machine = configSm();
-   EXPECT_EQ( errors.str(),
-         "bcm_switch_control_set( i.key(), bcmSwitchMirrorUnicastCosq, 0 ) API ERROR:Operation "
-         "failed (rc:-11)\n" );
+   EXPECT_NE( errors.str().find( " API ERROR:Operation failed (rc:-11)" ), std::string::npos );
    key( "a", 7 );
    run();
    EXPECT_TRUE( machine->greKeyPatchApplied() ) << "start goes on";
