@@ -434,7 +434,7 @@ void IfpProgrammerMtpSm::actionStateIs( ActionState state ) {
    actionState_ = std::max( actionState_, state );
 }
 
-// The ACL helper knows the errors of its own calls only; those of the calls here are told it.
+// The ACL helper knows the errors of its own calls; this tells it of those of the calls here.
 void IfpProgrammerMtpSm::noteProblem( const AclBuild& build ) {
    karvelAclHelper()->aclProblemIs(
          *build.karvelAclData, unit(), AclCreateError::aclCreateErrorHardware );
