@@ -4,7 +4,8 @@
 // is off costs a load and a test; its arguments are not evaluated.
 //
 //    namespace { Duolog::Handle trace( "SliceMtpSm" ); }
-//    DUOLOG( trace, 1, "SliceMtpSm::" << "handleConfigChange" << " mtp : " << mtp );
+//    DUOLOG_IN( trace, 1, "SliceMtpSm::handleConfigChange", " mtp : " << mtp );
+//    DUOLOG( trace, 2, "words of no handler: " << mtp );
 //
 //    Duolog::enable( "SliceMtpSm/0-4,Tcam*" );
 //
@@ -69,3 +70,6 @@ void write( const Handle& handle, int level, const std::string& text );
          ::Duolog::write( handle, level, duologText.str() );                                   \
       }                                                                                        \
    } while ( false )
+// A line that begins with the handler that it is of, and may say no more than that.
+#define DUOLOG_IN( handle, level, handler, ... )                                               \
+   DUOLOG( handle, level, handler __VA_OPT__( << __VA_ARGS__ ) )

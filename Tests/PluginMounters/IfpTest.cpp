@@ -179,6 +179,8 @@ TEST_F( IfpBed, ADenyEntryNeverDropsAndNeverMirrorsWhateverTheChipRefuses ) {
    };
    setAcl( "A", { Acl::RuleAction::permit, Acl::RuleAction::deny } );
    auto slice = programmer();
+   std::ostringstream said;
+   Karvel::sdkErrorStreamIs( &said );
    for ( const Case& one : cases ) {
       for ( const auto& [ call, nth ] : one.refused ) {
          refuse( call, nth );
@@ -199,6 +201,10 @@ TEST_F( IfpBed, ADenyEntryNeverDropsAndNeverMirrorsWhateverTheChipRefuses ) {
       run();
       EXPECT_TRUE( entries( false ).empty() );
    }
+   Karvel::sdkErrorStreamIs( nullptr );
+   EXPECT_TRUE( said.str().starts_with( "bcm_field_action_get( unit, entryIter.key(), "
+                                        "bcmFieldActionDrop, &utemp, &utemp ) API "
+                                        "ERROR:Operation failed (rv:-11)\n" ) );
 }
 
 TEST_F( IfpBed, RulesAreNumberedWithoutGapsAndADestinationWithoutRulesHasNoConfiguration ) {
@@ -290,6 +296,13 @@ TEST_F( IfpBed, WhatABrokenAgentAsksIsFatalButInSimulations ) {
       run();
    };
    EXPECT_DEATH( mtpToFeature( 4 ), "false && \"Invalid MTP\"" );
+   EXPECT_DEATH(
+         {
+            refuse( SdkCall::bcm_field_qualify_SrcIp );
+            matching( Mtp( 0 ), { 1 } );
+            run();
+         },
+         "bcm_field_qualify_SrcIp.* API ERROR:Operation failed \\(-11\\)" );
    EXPECT_DEATH( programUnknown(), "KarvelTcam::intfToPortHas\\( scsd\\(\\), intf \\)" );
    auto simulate = [ & ] {
       setenv( "SIMULATION_VMID", "7", 1 );

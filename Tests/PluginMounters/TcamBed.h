@@ -38,6 +38,13 @@ class TcamBed : public ChipBed {
       made->fullReprogramIs( true );
       return made;
    }
+   // The whole of one direction is one rule.
+   static Zol::Ptr< Op > ingress( const RuleData& wanted ) {
+      return full( Op::ingress(), { { "ingress", wanted } } );
+   }
+   static Zol::Ptr< Op > egress( const RuleData& wanted ) {
+      return full( Op::egress(), { { "egress", wanted } } );
+   }
    static RuleData rule( std::vector< int > in, std::vector< int > out = {},
          std::vector< int > lags = {}, uint32_t number = 1 ) {
       RuleData made( number );
@@ -68,19 +75,18 @@ class TcamBed : public ChipBed {
    }
    // What no agent that is right asks for stops either helper.
    void expectDeathOfWhatIsBroken() {
-      hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ) );
+      hand( ingress( rule( { 1 } ) ) );
       auto missing = op( Op::ingress(), {} );
       missing->changeIs( key( "gone" ), { true, true } );
       EXPECT_DEATH(
             hand( missing ), "op->groupData\\(\\)->aclDataHas\\( aclIter.key\\(\\) \\)" );
       RuleData ranges = rule( { 1 } );
       ranges.rangeCheckerIs( { 1, 10, 20 } );
-      EXPECT_DEATH( hand( full( Op::ingress(), { { "ingress", ranges } } ) ),
-            "rangeIter.key\\(\\).rangeFlags\\(\\) & 0x00000002" );
+      EXPECT_DEATH(
+            hand( ingress( ranges ) ), "rangeIter.key\\(\\).rangeFlags\\(\\) & 0x00000002" );
       ranges.rangeCheckerIs( { 2, 10, 20 } );
-      EXPECT_DEATH( hand( full( Op::ingress(), { { "ingress", ranges } } ) ),
-            "rule.rangeCheckers\\(\\) < 2" );
-      EXPECT_DEATH( hand( full( Op::ingress(), { { "ingress", rule( { 99 } ) } } ) ),
+      EXPECT_DEATH( hand( ingress( ranges ) ), "rule.rangeCheckers\\(\\) < 2" );
+      EXPECT_DEATH( hand( ingress( rule( { 99 } ) ) ),
             "scsd\\(\\)->karvelPortToIntfHas\\( iter.key\\(\\) \\)" );
    }
 

@@ -17,8 +17,7 @@ class TcamHelperTest : public TcamBed {
 using Shim::Qualifier;
 
 TEST_F( TcamHelperTest, splitsARuleIntoEntriesOfOneDestinationEach ) {
-   EXPECT_EQ( hand( full( Op::egress(), { { "egress", rule( {}, { 3, 4 }, { 9 } ) } } ) ),
-         ProgStatus::success );
+   EXPECT_EQ( hand( egress( rule( {}, { 3, 4 }, { 9 } ) ) ), ProgStatus::success );
    std::multiset< Qualifier > destinations;
    for ( const EntryView& entry : entries() ) {
       EXPECT_TRUE( entry.installed );
@@ -38,7 +37,7 @@ TEST_F( TcamHelperTest, programsARuleWithoutDestinationAsOneEntry ) {
    common.outerVlanIdIs( 20 );
    common.outerVlanIdMaskIs( 0xfff );
    wanted.commonIs( common );
-   EXPECT_EQ( hand( full( Op::ingress(), { { "ingress", wanted } } ) ), ProgStatus::success );
+   EXPECT_EQ( hand( ingress( wanted ) ), ProgStatus::success );
    ASSERT_EQ( entries().size(), 1U );
    const EntryView entry = entries()[ 0 ];
    std::vector< Qualifier > kinds;
@@ -67,7 +66,7 @@ TEST_F( TcamHelperTest, touchesOnlyNamedAclsWhenTheOperationIsIncremental ) {
 }
 
 TEST_F( TcamHelperTest, leavesNothingOfADestinationWhenARuleFails ) {
-   hand( full( Op::egress(), { { "egress", rule( {}, { 1, 2 } ) } } ) );
+   hand( egress( rule( {}, { 1, 2 } ) ) );
    ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 4 ) );
    auto next = op( Op::egress(), { { "egress", rule( {}, { 1, 2, 3, 4, 5 } ) } } );
    next->changeIs( key( "egress" ), { true, true } );
@@ -75,18 +74,15 @@ TEST_F( TcamHelperTest, leavesNothingOfADestinationWhenARuleFails ) {
    EXPECT_TRUE( chip().entries.empty() );
    // Refused for another reason is another status; and a later operation starts from nothing.
    box.control().gate().faultAdd( { .call = SdkCall::bcm_field_entry_create } );
-   EXPECT_EQ( hand( full( Op::egress(), { { "egress", rule( {}, { 1 } ) } } ) ),
-         ProgStatus::failed );
-   EXPECT_EQ( hand( full( Op::egress(), { { "egress", rule( {}, { 1 } ) } } ) ),
-         ProgStatus::success );
+   EXPECT_EQ( hand( egress( rule( {}, { 1 } ) ) ), ProgStatus::failed );
+   EXPECT_EQ( hand( egress( rule( {}, { 1 } ) ) ), ProgStatus::success );
    EXPECT_EQ( entries().size(), 1U );
 }
 
 TEST_F( TcamHelperTest, changesTheGroupWithTheFeatureAndTakesAllAwayWithTheDestination ) {
-   hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ) );
+   hand( ingress( rule( { 1 } ) ) );
    const int before = chip().groups.at( 0 ).id;
-   EXPECT_EQ( hand( full( Op::egress(), { { "egress", rule( {}, { 1 } ) } } ) ),
-         ProgStatus::success );
+   EXPECT_EQ( hand( egress( rule( {}, { 1 } ) ) ), ProgStatus::success );
    ASSERT_EQ( chip().groups.size(), 1U );
    EXPECT_NE( chip().groups[ 0 ].id, before );
    // Gone and back within one burst: a fresh machine, nothing of the old one left.
@@ -97,11 +93,11 @@ TEST_F( TcamHelperTest, changesTheGroupWithTheFeatureAndTakesAllAwayWithTheDesti
    }
    EXPECT_TRUE( chip().entries.empty() );
    EXPECT_EQ( status->mtpHelperStatus( Mtp( 2 ) )->programmingOp(), ProgStatus::unknown );
-   hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ) );
+   hand( ingress( rule( { 1 } ) ) );
    config->mtpHelperConfigDel( Mtp( 2 ) );
    EXPECT_FALSE( status->mtpHelperStatusHas( Mtp( 2 ) ) );
    EXPECT_TRUE( chip().groups.empty() );
-   hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ) );
+   hand( ingress( rule( { 1 } ) ) );
    helper = nullptr;
    EXPECT_TRUE( chip().groups.empty() );
 }
@@ -110,24 +106,22 @@ TEST_F( TcamHelperTest, stopsOnWhatABrokenAgentAsks ) {
    expectDeathOfWhatIsBroken();
    EXPECT_DEATH( hand( op( Op::egress(), {} ) ), "op->fullReprogram\\(\\)" );
    scsd->intfToPortDel( "Ethernet1" );
-   EXPECT_DEATH( hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ) ),
+   EXPECT_DEATH( hand( ingress( rule( { 1 } ) ) ),
          "KarvelTcam::intfToPortHas\\( scsd\\(\\), intf \\)" );
 }
 
 TEST_F( TcamHelperTest, stopsWhenTheSdkRefusesAndSaysWhichCall ) {
    auto refuse = [ this ]( SdkCall call, const RuleData& wanted ) {
       box.control().gate().faultAdd( { .call = call } );
-      hand( full( Op::egress(), { { "egress", wanted } } ) );
+      hand( egress( wanted ) );
    };
    EXPECT_DEATH( refuse( SdkCall::bcm_field_entry_install, rule( {}, { 1 } ) ),
          "rc == ::Shim::sdk_->QX_BCM_E_NONE\\(\\) && \"installEntry failed\"" );
-   EXPECT_DEATH( refuse( SdkCall::bcm_field_qualify_DstPort, rule( {}, { 1 } ) ),
-         "bcm_field_qualify_DstPort\\( unit\\(\\), entryId, portId.modId\\(\\), 0xFF, "
-         "portId.logicalPort\\(\\), 0xFF \\) API ERROR:Operation failed \\(rc:-11\\)" );
-   EXPECT_DEATH( refuse( SdkCall::bcm_field_qualify_DstTrunk, rule( {}, {}, { 1 } ) ),
-         "bcm_field_qualify_DstTrunk\\( unit\\(\\), entryId, tgid, 0xFF \\) API ERROR" );
-   EXPECT_DEATH( refuse( SdkCall::bcm_field_action_add, rule( {}, { 1 } ) ),
-         "bcm_field_action_add\\( unit\\(\\), entryId, action, param0, param1 \\) API ERROR" );
+   for ( const SdkCall call : { SdkCall::bcm_field_qualify_DstPort,
+               SdkCall::bcm_field_qualify_DstTrunk, SdkCall::bcm_field_action_add } ) {
+      EXPECT_DEATH( refuse( call, rule( {}, { 1 }, { 1 } ) ),
+            std::string( sdkCallName( call ) ) + ".* API ERROR:Operation failed \\(rc:-11\\)" );
+   }
 }
 
 // The environment is looked at once per process.
@@ -137,8 +131,7 @@ TEST_F( TcamHelperTest, keepsPortsAsTheyAreInASimulation ) {
          {
             setenv( "SIMULATION_VMID", "1", 1 );
             scsd->intfToPortDel( "Ethernet7" );
-            const bool good = hand( full( Op::ingress(), { { "ingress", rule( { 7 } ) } } ) ) ==
-                        ProgStatus::success &&
+            const bool good = hand( ingress( rule( { 7 } ) ) ) == ProgStatus::success &&
                   chip().ports.at( 7 ).classBits != 0;
             exit( good ? 0 : 1 );
          },

@@ -60,8 +60,7 @@ class TcamHelperV2Test : public TcamBed {
 
 TEST_F( TcamHelperV2Test, filesEachDestinationUnderItsFeatureGroup ) {
    for ( uint8_t mtp = 0; mtp < 4; ++mtp ) {
-      EXPECT_EQ( program( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ), mtp ),
-            RequestStatusType::programmed );
+      EXPECT_EQ( program( ingress( rule( { 1 } ) ), mtp ), RequestStatusType::programmed );
    }
    const auto requests = manager->requests();
    ASSERT_EQ( requests.size(), 4U );
@@ -70,13 +69,12 @@ TEST_F( TcamHelperV2Test, filesEachDestinationUnderItsFeatureGroup ) {
       EXPECT_EQ( requests[ mtp ].key.requestName(), "MirroringACL-" + std::to_string( mtp ) );
    }
    EXPECT_EQ( chip().groups.size(), 4U );
-   EXPECT_DEATH(
-         hand( full( Op::ingress(), { { "ingress", rule( { 1 } ) } } ), 4 ), "Unknown mtp" );
+   EXPECT_DEATH( hand( ingress( rule( { 1 } ) ), 4 ), "Unknown mtp" );
 }
 
 TEST_F( TcamHelperV2Test, asksForEachDestinationOfARuleInOneSequence ) {
    const uint32_t batches = manager->events()->batch();
-   auto wanted = full( Op::egress(), { { "egress", rule( { 5 }, { 3, 4 }, { 9 } ) } } );
+   auto wanted = egress( rule( { 5 }, { 3, 4 }, { 9 } ) );
    wanted->groupData()->aclData( key( "egress" ) )->ruleIs( rule( {}, { 6 }, {}, 2 ) );
    EXPECT_EQ( program( wanted ), RequestStatusType::programmed );
    EXPECT_EQ( manager->events()->batch(), batches + 1 ) << "one review for the whole pass";
@@ -121,7 +119,7 @@ TEST_F( TcamHelperV2Test, asksByClassOrByBitmapAsTheChipHasIt ) {
    wanted.commonIs( quals ); // is not a part of a request
    for ( const bool has : { true, false } ) {
       portClasses( has );
-      program( full( Op::ingress(), { { "ingress", wanted } } ) );
+      program( ingress( wanted ) );
       const auto entry = chip().entries.at( 0 );
       ASSERT_EQ( entry.qualifiers.size(), 1U );
       EXPECT_EQ( entry.qualifiers[ 0 ].qualifier,
@@ -174,7 +172,7 @@ TEST_F( TcamHelperV2Test, replacesTheSubConfigurationAndKeepsUnchangedEntries ) 
 }
 
 TEST_F( TcamHelperV2Test, withdrawsItsRequestsInWhateverOrderThingsGo ) {
-   const auto wanted = full( Op::ingress(), { { "ingress", rule( { 1 } ) } } );
+   const auto wanted = ingress( rule( { 1 } ) );
    program( wanted, 1 );
    program( wanted );
    config->mtpHelperConfigDel( Mtp( 2 ) );
@@ -208,8 +206,7 @@ TEST_F( TcamHelperV2Test, tracesTheStatusesOfRequestsAndStopsAtOthers ) {
       say( type );
       EXPECT_EQ( lines.size(), ++said ) << type;
    }
-   EXPECT_EQ( program( full( Op::egress(), { { "egress", rule( {}, { 1 } ) } } ) ),
-         RequestStatusType::programmed );
+   EXPECT_EQ( program( egress( rule( {}, { 1 } ) ) ), RequestStatusType::programmed );
    EXPECT_EQ( lines.size(), said + 2 ) << "under review, and then programmed";
    dir->entityDel( "MirroringACL-2" ); // is nothing said
    statusDir->entityDel( "slice0" );

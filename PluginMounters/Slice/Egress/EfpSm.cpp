@@ -46,9 +46,8 @@ void EfpSm::doCleanup() {
 void EfpSm::handleEfpSmConfig( const EfpKey& key ) {
    const TcamFeature::EfpFeature feature = key.feature();
    const bool add = efpSmConfig()->configHas( key );
-   DUOLOG( trace, 1,
-         "EfpSm::handleEfpSmConfig"
-               << " EfpFeature: " << feature << " add: " << add );
+   DUOLOG_IN(
+         trace, 1, "EfpSm::handleEfpSmConfig", " EfpFeature: " << feature << " add: " << add );
    // The feature watches one configuration entity; another one in its place is another feature.
    if ( Zol::Ptr< const EfpFeatureSm > present = featureSm( key );
          present && add && present->efpSmConfig() == efpSmConfig()->config( key ) ) {
@@ -67,9 +66,8 @@ void EfpSm::handleEfpSmConfig( const EfpKey& key ) {
 
 void EfpSm::handleEfpStatus( TcamFeature::EfpFeature feature ) {
    const bool add = efpStatus()->statusHas( feature );
-   DUOLOG( trace, 1,
-         "EfpSm::handleEfpStatus"
-               << " EfpFeature: " << feature << " add: " << add );
+   DUOLOG_IN(
+         trace, 1, "EfpSm::handleEfpStatus", " EfpFeature: " << feature << " add: " << add );
    const EfpKey key( feature );
    if ( !add || !efpSmConfig()->configHas( key ) ) {
       deleteFeature( feature );

@@ -19,7 +19,7 @@
 
 namespace KarvelMirror::Slice {
 
-// The feature's entry manager; null for what is no feature.
+// The feature's entry manager; null if there is no such feature.
 Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > getFeatureEntryMgr(
       Zol::Ptr< Karvel::KarvelTcamGroupManager > tcamManager, TcamFeature::EfpFeature feature );
 
@@ -44,7 +44,7 @@ class EfpFeatureSm : public Zol::EntitySm {
          ( VAL, ProgramResult, cachedStatus ) );      // of the last updateRules()
 
  public:
-   // What both ends of a feature are made of.
+   // What a feature machine works with.
    struct Context {
       uint32_t unit = 0;
       Zol::Ptr< Karvel::KarvelTcamGroupManager > tcamManager;
@@ -62,12 +62,12 @@ class EfpFeatureSm : public Zol::EntitySm {
    void updateRules();
    void handleStatusUpdateId();
 
-   // Which entry each rule of an expansion gets; 0: a new one.
+   // The entry that a rule of an expansion gets; 0: a new one.
    struct Placement {
       uint32_t entryId = 0;
       EfpRuleData rule;
    };
-   // By the requester's rule number.
+   // Keyed by the requester's rule number.
    using Plan = std::map< uint32_t, std::vector< Placement > >;
 
    std::vector< Placement > place( const EfpRuleData& rule, const EfpRules& expanded );

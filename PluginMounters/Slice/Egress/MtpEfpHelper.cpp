@@ -15,8 +15,7 @@ constexpr uint8_t dscpMask = 0x3f;
 const Plix::IpAddr hostMask( 0xffffffff );
 
 EfpActions sourceTag( const Karvel::KarvelCommonSmData& scsd, const KarvelPort& port ) {
-   const auto channelId = scsd.karvelPortChannelHas( port );
-   ZOL_ASSERT( channelId );
+   ZOL_ASSERT_AS( "channelId", scsd.karvelPortChannelHas( port ) );
    const Karvel::SourceTag& tag = scsd.sourceTag();
    EfpActions actions;
    actions.svtagEnableIs( true );
@@ -46,7 +45,7 @@ EfpQuals tunnelQuals( const OuterHeader& header ) {
 } // namespace
 
 void MtpEfpHelper::updateEfp() {
-   DUOLOG( trace, 1, "MtpEfpHelper::updateEfp" );
+   DUOLOG_IN( trace, 1, "MtpEfpHelper::updateEfp" );
    GreTunnelMap grePorts;
    PortRates portRates;
    for ( Mtp mtp : mtpInfoConfig_->mtpProgramInfo().keys() ) {
@@ -63,22 +62,17 @@ void MtpEfpHelper::updateEfp() {
 
 void MtpEfpHelper::addDstPort(
       const DstPort& dstPort, GreTunnelMap& grePorts, PortRates& portRates ) {
-   DUOLOG( trace, 2,
-         "MtpEfpHelper::updateEfp"
-               << " port: " << dstPort.port() );
+   DUOLOG_IN( trace, 2, "MtpEfpHelper::updateEfp", " port: " << dstPort.port() );
    const bool isGre = dstPort.tunnelIdx() >= 0;
    const Zol::Ptr< const Tunnel > tunnel = isGre ? activeTunnel( dstPort ) : nullptr;
    if ( isGre && !tunnel ) {
       return;
    }
-   DUOLOG( trace, 2,
-         "MtpEfpHelper::updateEfp"
-               << " tunnel with id: " << dstPort.tunnelIdx()
-               << ( isGre ? " added to gre ports" : " added to non gre ports" ) );
+   DUOLOG_IN( trace, 2, "MtpEfpHelper::updateEfp",
+         " tunnel with id: " << dstPort.tunnelIdx()
+                             << ( isGre ? " added to gre ports" : " added to non gre ports" ) );
    if ( dstPort.rate() == 0 ) {
-      DUOLOG( trace, 2,
-            "MtpEfpHelper::updateEfp"
-                  << " port without rate limit applied" );
+      DUOLOG_IN( trace, 2, "MtpEfpHelper::updateEfp", " port without rate limit applied" );
    }
    if ( tunnel ) {
       const TunnelParameters& header = tunnel->parameters();
@@ -98,10 +92,9 @@ Zol::Ptr< const Tunnel > MtpEfpHelper::activeTunnel( const DstPort& dstPort ) co
    const auto id = static_cast< uint8_t >( dstPort.tunnelIdx() );
    Zol::Ptr< const Tunnel > tunnel = mtpInfoConfig_->tunnel( TunnelId( id ) );
    if ( !tunnel || !tunnel->active() ) {
-      DUOLOG( trace, 2,
-            "MtpEfpHelper::updateEfp"
-                  << " tunnel with tunnelId: " << dstPort.tunnelIdx()
-                  << ( tunnel ? " not yet active " : " not active" ) );
+      DUOLOG_IN( trace, 2, "MtpEfpHelper::updateEfp",
+            " tunnel with tunnelId: " << dstPort.tunnelIdx()
+                                      << ( tunnel ? " not yet active " : " not active" ) );
       return nullptr;
    }
    return tunnel;
@@ -132,20 +125,18 @@ uint32_t addEfpGreRateLimitRules( Zol::Ptr< const Karvel::KarvelCommonSmData > s
          continue;
       }
       const uint32_t rate = use.rates.empty() ? 0 : *use.rates.begin();
-      DUOLOG( trace, 2,
-            "EfpMtpHelper::addEfpGreRateLimitRules"
-                  << " numRates: " << use.rates.size() << " rate selected: " << rate );
+      DUOLOG_IN( trace, 2, "EfpMtpHelper::addEfpGreRateLimitRules",
+            " numRates: " << use.rates.size() << " rate selected: " << rate );
       for ( const KarvelPort& port : use.ports ) {
          const Karvel::PortType portType = scsd->portType( port );
-         DUOLOG( trace, 2,
-               "EfpMtpHelper::addEfpGreRateLimitRules"
-                     << " adding rule for modId: " << port.modId() << " portId: " << port.port()
-                     << " portType: " << portType );
+         DUOLOG_IN( trace, 2, "EfpMtpHelper::addEfpGreRateLimitRules",
+               " adding rule for modId: " << port.modId() << " portId: " << port.port()
+                                          << " portType: " << portType );
          EfpRuleData rule( count );
          if ( portType == Karvel::PortType::channel ) {
             rule.efpActionsIs( sourceTag( *scsd, port ) );
          } else if ( rate == 0 ) {
-            continue; // there is nothing to do to its copies
+            continue; // neither tagged nor limited
          }
          rule.outPortIs( port );
          rule.efpQualsIs( tunnelQuals( header ) );
@@ -163,9 +154,8 @@ uint32_t addEfpGreRateLimitRules( Zol::Ptr< const Karvel::KarvelCommonSmData > s
 
 void updateFeatureConfig( Zol::Ptr< EfpSmConfigColl > efpSmConfigColl,
       TcamFeature::EfpFeature feature, uint32_t count ) {
-   DUOLOG( trace, 2,
-         "MtpEfpHelper::updateFeatureConfig"
-               << " feature: " << feature << " count: " << count );
+   DUOLOG_IN( trace, 2, "MtpEfpHelper::updateFeatureConfig",
+         " feature: " << feature << " count: " << count );
    const EfpKey key( feature );
    Zol::Ptr< EfpSmConfig > config = efpSmConfigColl->config( key );
    if ( !config ) {

@@ -127,8 +127,8 @@ class MtpEfpHelper {
    Zol::Ptr< const Karvel::KarvelCommonSmData > scsd_;
 };
 
-// Ends a generation of `count` rules, numbered from 0: stamps it, or closes the feature if it has
-// no rule.
+// Completes a generation of `count` rules, numbered from 0: removes those above and gives it a
+// fresh update id, or deletes the feature's configuration if there is no rule.
 void updateFeatureConfig( Zol::Ptr< EfpSmConfigColl > efpSmConfigColl,
       TcamFeature::EfpFeature feature, uint32_t count );
 

@@ -38,20 +38,16 @@ void SliceRootSm::handleLogicalFapInfo() {
    Zol::Ptr< const LogicalFapMtpProgramInfo > info =
          lfMtpProgramInfoColl()->lfMtpProgramInfo( fap );
    if ( !info || ( mtpProgramInfo() && info != mtpProgramInfo() ) ) {
-      DUOLOG( trace, 1,
-            "SliceRootSm::"
-                  << "handleLogicalFapInfo"
-                  << " Deleting logicalFapMtpProgramInfo for " << fap );
+      DUOLOG_IN( trace, 1, "SliceRootSm::handleLogicalFapInfo",
+            " Deleting logicalFapMtpProgramInfo for " << fap );
       mtpProgramInfoDel();
    }
    if ( info == mtpProgramInfo() ) {
       return; // another logical FAP's entry changed
    }
    if ( info ) {
-      DUOLOG( trace, 1,
-            "SliceRootSm::"
-                  << "handleLogicalFapInfo"
-                  << " Adding logicalFapMtpProgramInfo for " << fap );
+      DUOLOG_IN( trace, 1, "SliceRootSm::handleLogicalFapInfo",
+            " Adding logicalFapMtpProgramInfo for " << fap );
       mtpProgramInfoIs( info );
       for ( Mtp mtp : info->mtpProgramInfo().keys() ) {
          handleMtpConfig( mtp );
@@ -77,10 +73,7 @@ void SliceRootSm::mtpProgramInfoDel() {
 }
 
 void SliceRootSm::handleMtpConfig( Mtp mtp ) {
-   DUOLOG( trace, 1,
-         "SliceRootSm::"
-               << "handleMtpConfig"
-               << " mtp : " << mtp );
+   DUOLOG_IN( trace, 1, "SliceRootSm::handleMtpConfig", " mtp : " << mtp );
    Zol::Ptr< const MtpProgramInfo > info =
          mtpProgramInfo() ? mtpProgramInfo()->mtpProgramInfo( mtp ) : nullptr;
    Zol::follow< &SliceMtpSm::mtpProgramInfo >(
