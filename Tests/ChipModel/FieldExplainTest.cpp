@@ -1,6 +1,6 @@
 // Why entries do not win.
 
-#include "ChipModel/Fields/FieldNames.h"
+#include "ChipModel/Fields/FieldCatalogue.h"
 #include "Tests/ChipModel/FieldFixture.h"
 
 namespace ChipModel::Test {

@@ -4,7 +4,7 @@
 #include <functional>
 #include <random>
 
-#include "ChipModel/Fields/FieldNames.h"
+#include "ChipModel/Fields/FieldCatalogue.h"
 #include "ChipModel/Packets/HeaderParser.h"
 #include "Tests/ChipModel/FieldFixture.h"
 

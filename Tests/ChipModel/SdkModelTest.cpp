@@ -59,8 +59,11 @@ std::function< Rc( Sdk&, int ) > callOf(
 
 TEST_F( SdkModelTest, EveryCallPassesTheGateUnderItsNameAndWantsAKnownUnit ) {
 #define CALL( name ) callOf( &Sdk::name ),
-   const std::vector< std::function< Rc( Sdk&, int ) > > calls{ CHIP_MODEL_SDK_CALLS( CALL ) };
+#define QUALIFY( qualifier, name, ... ) callOf( &Sdk::bcm_field_qualify_##name ),
+   const std::vector< std::function< Rc( Sdk&, int ) > > calls{ CHIP_MODEL_SDK_CALLS(
+         CALL, QUALIFY ) };
 #undef CALL
+#undef QUALIFY
    constexpr int unknown = 5;
    for ( size_t i = 0; i < calls.size(); ++i ) {
       const auto name = static_cast< SdkCall >( i );
