@@ -98,6 +98,8 @@ constexpr KeyPlace parsed( KeyField field, uint16_t valid = 0, int bits = 0 ) {
    VALUE( drop, Drop, always, never, Place::known( Key::drop, 0, 1 ), decimal, "drop" )        \
    VALUE( outerVlanId, OuterVlanId, always, always,                                            \
          Place::known( Key::outerVlanId, validOuterVlan, 12 ), decimal, "VLAN" )               \
+   VALUE( outerVlanPriority, OuterVlanPriority, always, never,                                 \
+         Place::known( Key::outerVlanPriority, validOuterVlan, 3 ), decimal, "VLAN priority" ) \
    OTHER( ipType, IpType, always, always, Place::parsed( Key::ipKind ), ipType, "" )           \
    VALUE( srcIp, SrcIp, always, always, Place::parsed( Key::srcIp, validIp4 ), ip4, "source" ) \
    VALUE( dstIp, DstIp, always, always, Place::parsed( Key::dstIp, validIp4 ), ip4,            \

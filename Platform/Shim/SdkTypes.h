@@ -33,6 +33,7 @@ enum class Qualifier : uint8_t {
    dstTrunk,
    drop,
    outerVlanId,
+   outerVlanPriority, // 3 bits; ingress
    ipType,
    srcIp,
    dstIp,

@@ -114,6 +114,8 @@ TEST_F( FieldMatchTest, EveryFieldMatchesAndMissesByOneBit ) {
       { QUALIFY( DSCP, 0xb9, 0xff ), over6, { 14 }, 0xf0 },
       { QUALIFY( IcmpTypeCode, 0x0803, exact ), ping, { 34, 35 } },
       { QUALIFY( IcmpTypeCode, 0x8003, exact ), ping6, { 54, 55 } },
+      { QUALIFY( OuterVlanPriority, 5, 7 ), ethernet( ip4Type, {}, tag( 0, 5 ) ), { 14 },
+            0x1f },
       { QUALIFY( MplsLabel, 0x12345, exact ), labels, { 14, 15, 16 }, 0x0f },
       { QUALIFY( MplsInnerLabel, 0xabcde, exact ), labels, { 18, 19, 20 }, 0x0f },
    };
@@ -170,6 +172,7 @@ TEST_F( FieldMatchTest, AFieldThatAFrameLacksIsNotZero ) {
    EXPECT_EQ( seen( &Sdk::bcm_field_qualify_IcmpTypeCode ), "..xx..." );
    EXPECT_EQ( seen( &Sdk::bcm_field_qualify_DSCP ), "xxxx..." );
    EXPECT_EQ( seen( &Sdk::bcm_field_qualify_MplsLabel ), ".....xx" );
+   EXPECT_EQ( seen( &Sdk::bcm_field_qualify_OuterVlanPriority ), "xxxxxxx" ) << "of no tag";
    EXPECT_EQ( seen( &Sdk::bcm_field_qualify_MplsInnerLabel ), "......x" );
    EXPECT_FALSE( hasProtocol( 0, packets[ 4 ] ) );
    match( [ & ]( auto& s ) { return s.bcm_field_qualify_SrcIp( 0, entry_, 0, 0x000000fe ); } );

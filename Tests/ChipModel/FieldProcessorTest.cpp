@@ -131,6 +131,9 @@ TEST_F( FieldProcessorTest, QualifiersCompareUnderTheirMaskAndNeedTheirField ) {
    ok( s.bcm_field_qualify_OuterVlanId( 0, id, 0, exact ) );
    EXPECT_FALSE( hit( 6, web_ ) ) << "a frame without a VLAN has no VLAN 0";
    ok( s.bcm_field_qualifier_delete( 0, id, Qualifier::outerVlanId ) );
+   ok( s.bcm_field_qualify_OuterVlanPriority( 0, id, 0, 7 ) );
+   EXPECT_FALSE( hit( 6, web_ ) ) << "and no priority";
+   ok( s.bcm_field_qualifier_delete( 0, id, Qualifier::outerVlanPriority ) );
 
    ok( s.bcm_port_class_set( 0, 1, 0xe01 ) );
    ok( s.bcm_field_qualify_PortClass( 0, id, 0x200, 0x300 ) );
