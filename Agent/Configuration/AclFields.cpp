@@ -1,4 +1,8 @@
 // Which fields an ACL's rules can match on, and in which kinds of table.
+//
+// A field's way to the chip: it is named here, read in AclMatch.cpp, carried by a filter of
+// Platform/Acl/Rules.h, and programmed by AgentServices/AclEntryWriter.cpp with a qualifier; see
+// ChipModel/Fields/FieldCatalogue.h for a new one.
 
 #include <algorithm>
 #include <iterator>

@@ -117,9 +117,11 @@ bool has( const LookupKey& key, unsigned bits ) {
    return ( key.get( Key::valid ) & bits ) != 0;
 }
 std::string layer4PortsText( const LookupKey& key ) {
-   return has( key, ChipModel::validPorts ) ? std::to_string( key.get( Key::l4SrcPort ) ) +
-               " > " + std::to_string( key.get( Key::l4DstPort ) )
-                                            : "none";
+   if ( !has( key, ChipModel::validPorts ) ) {
+      return "none";
+   }
+   return std::to_string( key.get( Key::l4SrcPort ) ) + " > " +
+         std::to_string( key.get( Key::l4DstPort ) );
 }
 
 // The ranges whose bits an entry asks for.
@@ -135,20 +137,18 @@ std::string rangesText( const ChipState& chip, uint32_t bits ) {
    return text;
 }
 
-// A value of an entry, or, if there is a frame, what that has.
+// Text of an entry's value, or, with a frame, of what that offers.
 std::string valueText( const Runtime& runtime, const ChipState& chip, const FieldRow& row,
       const QualifierValue& value, const LookupKey* frame ) {
    auto data = [ & ]( size_t part ) { return value.data[ part ]; };
    switch ( row.style ) {
    case TextStyle::ports:
       return portList( runtime, chip.unit, value.ports );
-   case TextStyle::portClass:
-      return hex( data( 0 ) ) +
-            ( frame != nullptr ? ""
-                               : " (" +
-                              portList( runtime, chip.unit,
-                                    portsOfClass( chip, data( 0 ), value.mask[ 0 ] ) ) +
-                              ")" );
+   case TextStyle::portClass: {
+      const std::string ports =
+            portList( runtime, chip.unit, portsOfClass( chip, data( 0 ), value.mask[ 0 ] ) );
+      return hex( data( 0 ) ) + ( frame != nullptr ? "" : " (" + ports + ")" );
+   }
    case TextStyle::port: // behind its module, if the qualifier has that too
       return runtime.portName( chip.unit, static_cast< int >( value.data.back() ) );
    case TextStyle::trunk:
