@@ -25,11 +25,6 @@ class EncapsulatorTest : public CopyTest {
       ok( sdk().bcm_field_qualify_MirrorCopy( 0, id, 1, 1 ) );
       return installed( id );
    }
-   static Bytes cut( const Bytes& from, size_t begin, size_t end = ~size_t{} ) {
-      return Bytes( from.begin() + static_cast< ptrdiff_t >( begin ),
-            from.begin() + static_cast< ptrdiff_t >( std::min( end, from.size() ) ) );
-   }
-
    const Bytes tag_{ 0x88, 0xe7, 0xb3, 0xc3 }; // 5 << 5 | 19, and the subport
 };
 

@@ -1,4 +1,5 @@
-// Groups and entries: strictness, room, ids, and when a change is seen by packets.
+// Groups and entries: strictness, room, ids, when a change is seen by packets, and why entries do
+// not win.
 
 #include "ChipModel/Fields/FieldProcessor.h"
 
@@ -228,6 +229,43 @@ TEST_F( FieldProcessorTest, AGroupIsDestinationBoundWhileAnInstalledEntryIs ) {
    askedAs( true );
    ok( s.bcm_field_entry_destroy( 0, bound ) );
    askedAs( false );
+}
+
+// A miss is judged by what packets see, not by what was written since.
+TEST_F( FieldProcessorTest, MissesAreOfTheInstalledContents ) {
+   const int group = newGroup();
+   const int entry = fromPort( group, 2, FieldAction::drop );
+   onPort( entry, 80 );
+   installed( entry );
+   const int second = installed( newEntry( group, FieldAction::mirrorIngressTo, 0 ), -2 );
+   const int third = installed( newEntry( group, FieldAction::mirrorIngressTo, 1 ), -2 );
+   ok( sdk().bcm_field_qualify_OuterVlanId( 0, third, 5, 0 ) ); // looks at nothing
+   installed( third, -2 );
+   ok( sdk().bcm_field_qualifier_delete( 0, entry, Qualifier::inPorts ) );
+   Explainer explainer( box_.chip( 0 )->fields(), group );
+   box_.control().observerIs( &explainer );
+   const auto told = [ & ]( int port ) {
+      receive( port, web_ );
+      std::ostringstream text;
+      text << ( explainer.winner == entry ? "first:" : "second:" );
+      for ( const EntryMiss& miss : explainer.misses() ) {
+         const char* which = miss.entry == entry ? " first "
+               : miss.entry == second            ? " second "
+                                                 : " third ";
+         text << which << ( miss.failed ? qualifierName( *miss.failed ) : "-" );
+      }
+      return text.str();
+   };
+   EXPECT_EQ( told( 1 ), "second: first InPorts third -" );
+   EXPECT_EQ( told( 2 ), "first: second - third -" );
+   installed( entry );
+   EXPECT_EQ( told( 1 ), "first: second - third -" );
+   ok( sdk().bcm_field_entry_remove( 0, second ) );
+   ok( sdk().bcm_field_qualify_EtherType( 0, third, 1, exact ) );
+   installed( third );
+   receive( 1, web_ );
+   EXPECT_EQ( explainer.misses().size(), 1u );
+   EXPECT_EQ( explainer.misses().at( 0 ).failed, Qualifier::etherType );
 }
 
 } // namespace

@@ -77,6 +77,13 @@ inline Profile testProfile() {
    return profile;
 }
 
+template < typename Change >
+Profile testProfile( Change&& change ) {
+   Profile profile = testProfile();
+   change( profile );
+   return profile;
+}
+
 // One chip, unit 0: ports 1 to 8 are enabled.
 class ChipTest : public ::testing::Test, public FrameSink {
  protected:
