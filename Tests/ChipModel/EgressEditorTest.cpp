@@ -11,11 +11,6 @@ namespace {
 
 using namespace Shim;
 
-constexpr Rc none = Sdk::QX_BCM_E_NONE();
-constexpr Rc param = Sdk::QX_BCM_E_PARAM();
-constexpr Rc unavailable = Sdk::QX_BCM_E_UNAVAIL();
-constexpr Rc notFound = Sdk::QX_BCM_E_NOT_FOUND();
-
 Profile withKeys( GreKeys family ) {
    return testProfile( [ & ]( Profile& profile ) { profile.greKeys = family; } );
 }
@@ -27,13 +22,9 @@ class EditorTest : public CopyTest {
 
    Rc write( Memory memory, int index, MemField field, uint32_t value ) {
       MemEntry entry;
-      if ( const Rc rc = sdk().soc_mem_read( 0, memory, MEM_BLOCK_ANY, index, &entry ) ) {
-         return rc;
-      }
-      if ( const Rc rc = sdk().soc_mem_field32_set( 0, memory, &entry, field, value ) ) {
-         return rc;
-      }
-      return sdk().soc_mem_write( 0, memory, MEM_BLOCK_ALL, index, &entry );
+      Rc rc = sdk().soc_mem_read( 0, memory, MEM_BLOCK_ANY, index, &entry );
+      rc = rc != none ? rc : sdk().soc_mem_field32_set( 0, memory, &entry, field, value );
+      return rc != none ? rc : sdk().soc_mem_write( 0, memory, MEM_BLOCK_ALL, index, &entry );
    }
    uint32_t read( Memory memory, int index, MemField field ) {
       MemEntry entry;

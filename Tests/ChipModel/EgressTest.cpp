@@ -254,7 +254,7 @@ TEST_F( OutPortTest, StagesAndFamiliesHaveTheirOwnQualifiersAndActions ) {
                create( 1, egress, Qualifier::outPort ), create( 0, egress, Qualifier::inPorts ),
                create( 0, FieldStage::ingress, Qualifier::outPort ),
                create( 0, FieldStage::ingress, Qualifier::mirrorCopy ) } ) {
-      EXPECT_EQ( rc, Sdk::QX_BCM_E_UNAVAIL() );
+      EXPECT_EQ( rc, unavailable );
    }
    const int in = newEntry( newGroup(), FieldAction::drop );
    const auto add = [ & ]( int entry, FieldAction action, uint32_t value ) {
@@ -267,7 +267,7 @@ TEST_F( OutPortTest, StagesAndFamiliesHaveTheirOwnQualifiersAndActions ) {
                add( out, FieldAction::svtagOffset, 10 ),
                add( out, FieldAction::svtagOffset, 13 ),
                add( out, FieldAction::svtagOffset, 66 ) } ) {
-      EXPECT_EQ( rc, Sdk::QX_BCM_E_PARAM() );
+      EXPECT_EQ( rc, param );
    }
 }
 

@@ -98,7 +98,7 @@ TEST_F( EncapsulatorTest, ATunnelThatIsNoneIsRefusedAndAnotherReplacesIt ) {
    to.vid = 4095;
    for ( const Shim::MirrorTunnel& bad : { to, tunnel( "10.1.2.3", "2001:db8::2" ),
                tunnel( "10.1.2.3", "" ), tunnel( "", "" ) } ) {
-      EXPECT_EQ( tunnelIs( bad ), Sdk::QX_BCM_E_PARAM() );
+      EXPECT_EQ( tunnelIs( bad ), param );
    }
    const Bytes in = ethernet( arpType, Bytes( 28, 9 ) );
    EXPECT_EQ( copyOf( in ), in ); // nothing has changed

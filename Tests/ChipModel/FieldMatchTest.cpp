@@ -211,10 +211,8 @@ TEST_F( FieldMatchTest, IpTypesAreWhatTheHeaderSaysAndNotTheEtherTypeAlone ) {
       EXPECT_EQ( ipTypes( other ), "xx......" ) << &other - others.data();
       EXPECT_FALSE( hasPort2( other ) ) << &other - others.data();
    }
-   EXPECT_EQ(
-         sdk().bcm_field_qualify_IpType( 0, entry_, FieldIpType{ 8 } ), Sdk::QX_BCM_E_PARAM() );
-   EXPECT_EQ(
-         sdk().bcm_field_qualify_IpFrag( 0, entry_, FieldIpFrag{ 5 } ), Sdk::QX_BCM_E_PARAM() );
+   EXPECT_EQ( sdk().bcm_field_qualify_IpType( 0, entry_, FieldIpType{ 8 } ), param );
+   EXPECT_EQ( sdk().bcm_field_qualify_IpFrag( 0, entry_, FieldIpFrag{ 5 } ), param );
 }
 
 TEST_F( FieldMatchTest, FragmentsHavePortsOnlyInTheFirst ) {
