@@ -189,7 +189,8 @@ void programEntries( benchmark::State& state ) {
          failed |= processor.entryCreate( group, &entry );
          failed |= processor.entryNameSet( entry, "session" );
          failed |= processor.qualifyInPorts( entry, ports, Shim::PortBitmap().set() );
-         failed |= processor.qualifyOuterVlanId( entry, number / 128 + 1, 0xfff );
+         failed |= processor.qualify(
+               entry, Shim::Qualifier::outerVlanId, { { number / 128 + 1, 0xfff } } );
          failed |=
                processor.actionAdd( entry, Shim::FieldAction::mirrorIngress, 0, number % 4 );
          failed |= processor.entryInstall( entry );

@@ -74,7 +74,9 @@ class MacFilter : public Zol::Value {
          ( VAL, Zol::RangeChecked< MplsLabelRange >, mplsLabel ), // outermost, 20 bits
          ( VAL, uint32_t, mplsLabelMask ),
          ( VAL, Zol::RangeChecked< MplsInnerLabelRange >, mplsInnerLabel ), // the next one
-         ( VAL, uint32_t, mplsInnerLabelMask ) );
+         ( VAL, uint32_t, mplsInnerLabelMask ),
+         ( VAL, uint8_t, vlanPriority ), // of the outer VLAN tag, 3 bits; 0 without a tag
+         ( VAL, uint8_t, vlanPriorityMask ) );
 };
 
 // One rule. Only the filter of the ACL's kind counts.

@@ -77,6 +77,9 @@ class Sdk {
    virtual Rc bcm_field_qualify_Drop( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    virtual Rc bcm_field_qualify_OuterVlanId(
          int unit, int entry, uint32_t data, uint32_t mask ) = 0;
+   // Of the tag that a frame has in its VLAN: what comes untagged has priority 0 there.
+   virtual Rc bcm_field_qualify_OuterVlanPriority(
+         int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    virtual Rc bcm_field_qualify_IpType( int unit, int entry, FieldIpType type ) = 0;
    virtual Rc bcm_field_qualify_SrcIp( int unit, int entry, uint32_t data, uint32_t mask ) = 0;
    virtual Rc bcm_field_qualify_DstIp( int unit, int entry, uint32_t data, uint32_t mask ) = 0;

@@ -21,7 +21,7 @@ inline constexpr int maxPorts = 256;
 using PortBitmap = std::bitset< maxPorts >;
 
 enum class FieldStage : uint8_t {
-   ingress, // looked up when a frame has been forwarded in thought: destination is known
+   ingress, // looked up after the forwarding decision, before the frame is sent
    egress,  // looked up for every frame that is about to leave
 };
 
@@ -33,6 +33,7 @@ enum class Qualifier : uint8_t {
    dstTrunk,
    drop,
    outerVlanId,
+   outerVlanPriority, // 3 bits; ingress
    ipType,
    srcIp,
    dstIp,

@@ -100,6 +100,8 @@ TEST_F( AclFieldsTest, BecomeTheFilterAndNothingElse ) {
       { "MAC", R"("ETHER_TYPE": "0x600", "IP_TYPE": "ANY")",
             "MAC etherType 1536 etherTypeMask 65535 " },
       { "L2", R"("VLAN_ID": "1")", "MAC vlanId 1 vlanIdMask 4095 " },
+      { "L2", R"("PCP": "4")", "MAC vlanPriority 4 vlanPriorityMask 7 " },
+      { "MAC", R"("PCP": "0x7/6")", "MAC vlanPriority 6 vlanPriorityMask 6 " },
       { "MAC", R"("MPLS_LABEL": "3", "MPLS_INNER_LABEL": "1048575")",
             "MAC mplsLabel 3 mplsLabelMask 1048575 mplsInnerLabel 1048575 "
             "mplsInnerLabelMask 1048575 " },
@@ -148,6 +150,8 @@ TEST_F( AclFieldsTest, SayWhatIsWrongWithThemAndWhatIsAllowed ) {
       { "L3", R"("IP_FRAG": "FIRST")", "allowed: ANY, NON_FRAG, NON_FRAG_OR_HEAD, HEAD" },
       { "L3", R"("VLAN_ID": "0")", "VLAN_ID: '0'; allowed: 1 to 4094" },
       { "MAC", R"("ETHER_TYPE": "0x5ff")", "allowed: 1536 to 65535" },
+      { "L2", R"("PCP": "8")", "PCP: '8'; allowed: 0 to 7, or a value and a mask" },
+      { "MAC", R"("PCP": "4/8")", "PCP: '4/8'; allowed: 0 to 7" },
       { "MAC", R"("MPLS_LABEL": "1048576")", "allowed: 0 to 1048575" },
       { "MAC", R"("SRC_MAC": "02:00:00:00:00:01/ff")", "allowed: a MAC address" },
       { "L3", R"("IN_PORTS": "E5")", "IN_PORTS: there is no E5" },

@@ -203,8 +203,8 @@ TEST_F( AclSessionsTest, WhatThisChipHasNotIsRefusedSessionBySession ) {
             "mirroring on ACL egress, which ACL_RULE|T|a asks for, is beyond this chip" },
       { R"("dst_port": "E20")",
             R"("ACL_TABLE|T": {"type": "L2", "ports": "E0"})" +
-                  rule( "T|shield", 2, R"("PCP": "5")" ) + feeds,
-            "ACL_RULE|T|shield matches on PCP, which is beyond this chip" },
+                  rule( "T|shield", 2, R"("DEI": "1")" ) + feeds,
+            "ACL_RULE|T|shield matches on DEI, which is beyond this chip" },
       { filters + R"("acl": "T", "direction": "BOTH")", tableT,
             "acl and match filter what arrives (direction RX); mirroring on ACL egress is "
             "beyond this chip" },

@@ -223,6 +223,11 @@ TEST_F( AclMacRules, MatchTheirFieldAndNothingBesideIt ) {
           f.vlanIdMaskIs( 0xfff );
        },
             frame( any + Frames::tag( 10 ) ), frame( any + Frames::tag( 11 ) ) },
+      { []( auto& f ) {
+          f.vlanPriorityIs( 4 );
+          f.vlanPriorityMaskIs( 6 );
+       },
+            frame( any + Frames::tag( 10, 5 ) ), frame( any + Frames::tag( 10, 6 ) ) },
    };
    for ( const auto& [ filter, hit, miss ] : cases ) {
       Acl::MacFilter mac;

@@ -26,8 +26,9 @@ class Packet {
       dstMac_ = destination;
       return *this;
    }
-   Packet& vlan( uint16_t id ) {
+   Packet& vlan( uint16_t id, uint8_t priority = 0 ) {
       vlan_ = id;
+      priority_ = priority;
       return *this;
    }
    Packet& etherType( uint16_t type ) {
@@ -63,7 +64,7 @@ class Packet {
       const bool isIp6 = src_.find( ':' ) != std::string::npos;
       Bytes result = bytesOf< Plix::EthAddr >( dstMac_ ) + bytesOf< Plix::EthAddr >( srcMac_ );
       if ( vlan_ ) {
-         result = result + Frames::tag( vlan_ );
+         result = result + Frames::tag( vlan_, priority_ );
       }
       if ( etherType_ ) {
          result = result + Frames::be16( etherType_ );
@@ -111,6 +112,7 @@ class Packet {
    std::string srcMac_ = "02:00:00:00:00:01";
    std::string dstMac_ = "02:00:00:00:00:02";
    uint16_t vlan_ = 0;
+   uint8_t priority_ = 0;
    uint16_t etherType_ = 0; // 0: IP
    uint8_t tos_ = 0;
    uint8_t protocol_ = 17;
