@@ -256,52 +256,47 @@ TEST_F( AclSessionsTest, PortsOfOtherChipsAreLeftOut ) {
 }
 
 TEST_F( AclSessionsTest, SaysWhatIsWrongWithTablesAndFilters ) {
-   const std::string m = "\"MIRROR_SESSION|m\": ";
-   const std::string filters = m + R"({"dst_port": "E20", "src_port": "E0", )";
-   std::string many = "\"match\": \"any>10.0.0.1";
+   std::string many = R"("match": "any>10.0.0.1)";
    for ( int i = 0; i < 256; ++i ) {
       many += ",any>10.0.0.1";
    }
-   expectErrors( {
-         { R"("ACL_TABLE|T": {})", "ACL_TABLE|T: type: missing; allowed: L3, " },
-         { R"("ACL_TABLE|T": {"type": "MIROR"})", "type: 'MIROR'; allowed: L3, " },
-         { R"("ACL_TABLE|T/m": {"type": "L3"})", "not a table's name" },
-         { "\"ACL_RULE|T|r\": {\"PRIORITY\": 1}", "ACL_RULE|T|r: there is no table T" },
-         { "\"ACL_RULE|T\": {}, " + tableT, "ACL_RULE|T: not a rule's key" },
-         { tableT + R"(, "ACL_RULE|T|r": {})", "ACL_RULE|T|r: PRIORITY: missing" },
-         { tableT + rule( "T|r", 1000000, "" ), "PRIORITY: '1000000'; allowed: 0 to 999999" },
-         { tableT + rule( "T|r", 1, "" ) + rule( "T|r", 2, "" ),
-               "ACL_RULE|T|r: the entry is "
-               "there twice" },
-         { m + R"({"dst_port": "E20"}, "MIRROR_SESSION|n": {"dst_port": "E20"}, )" + tableT +
-                     rule( "T|r", 1, mirrors( "m" ) + R"(, "MIRROR_INGRESS_ACTION": "n")" ),
-               "MIRROR_ACTION: not the session of MIRROR_INGRESS_ACTION" },
-         { m + R"({"dst_port": "E20"}, "ACL_TABLE|T": {"type": "L3", "ports": "E5"})" +
-                     rule( "T|r", 1, mirrors( "m" ) ),
-               "ACL_TABLE|T: ports: there is no E5" },
-         { m + R"({"dst_port": "E20"}, "ACL_TABLE|T": {"type": "L3", "ports": "E0,E20.7"})" +
-                     rule( "T|r", 1, mirrors( "m" ) ),
-               "dst_port: E20 shares E20 with the ports of T, its copies would be mirrored" },
-         { R"("PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|E16": {}, )" +
-                     m +
-                     R"({"dst_port": "PortChannel2"},
-            "ACL_TABLE|T": {"type": "L3", "ports": "E16"})" +
-                     rule( "T|r", 1, mirrors( "m" ) ),
-               "dst_port: PortChannel2 shares E16 with the ports of T" },
-         { m + R"({"dst_port": "E20", "acl": "T"}, )" + tableT, "src_port: missing" },
-         { filters + R"("acl": "X"})", "acl: there is no table X" },
-         { filters + R"("acl": "T,U"}, "ACL_TABLE|U": {"type": "MIRROR"}, )" + tableT,
-               "acl: U is of the kind of T; allowed: one" },
-         { filters + R"("match": "any>any"})", "match: 'any>any'; allowed: SOURCE>DEST" },
-         { filters + R"("match": "10.0.0.1"})", "match: '10.0.0.1'; allowed: " },
-         { filters + R"("match": "10.0.0.1>10.0.0.0/33"})", "allowed: SOURCE>DEST" },
-         { filters + many + "\"}", "match: there are 257; allowed: up to 256" },
-         { m + R"({"dst_port": "E20", "src_port": "E8.7,PortChannel1.7", "acl": "T"}, )" +
-                     tableT,
-               "src_port: PortChannel1.7 is repeated, it shares E8 with E8.7" },
-         { m + R"({"dst_port": "E20", "src_port": "E0.010", "acl": "T"}, )" + tableT,
-               "src_port: E0.010 is no sub-interface" },
-   } );
+   // What stands for longer texts: the table T, a session's beginning, such a one that filters E0.
+   const std::pair< std::string, std::string > names[] = {
+      { "$T", tableT },
+      { "$M", R"("MIRROR_SESSION|m": {"dst_port": "E20")" },
+      { "$F", R"("MIRROR_SESSION|m": {"dst_port": "E20", "src_port": "E0")" },
+      { "$R", R"("ACL_RULE|T|r": {"PRIORITY": 1, "MIRROR_ACTION": "m")" },
+      { "$many", many + "\"" },
+   };
+   expectErrors( "", pairs( R"(
+"ACL_TABLE|T": {} => ACL_TABLE|T: type: missing; allowed: L3,
+"ACL_TABLE|T": {"type": "MIROR"} => type: 'MIROR'; allowed: L3,
+"ACL_TABLE|T/m": {"type": "L3"} => not a table's name
+"ACL_RULE|T|r": {"PRIORITY": 1} => ACL_RULE|T|r: there is no table T
+"ACL_RULE|T": {}, $T => ACL_RULE|T: not a rule's key
+$T, "ACL_RULE|T|r": {} => ACL_RULE|T|r: PRIORITY: missing
+$T, "ACL_RULE|T|r": {"PRIORITY": 1}, "ACL_RULE|T|r": {"PRIORITY": 2} => ACL_RULE|T|r: duplicate entry
+$M}, "MIRROR_SESSION|n": {"dst_port": "E20"}, $T, $R, "MIRROR_INGRESS_ACTION": "n"} => MIRROR_ACTION: not the session of MIRROR_INGRESS_ACTION
+$M}, "ACL_TABLE|T": {"type": "L3", "ports": "E5"}, $R} => ACL_TABLE|T: ports: there is no E5
+$M}, "ACL_TABLE|T": {"type": "L3", "ports": "E0,E20.7"}, $R} => dst_port: E20 shares E20 with the ports of T, its copies would be mirrored
+"PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|E16": {}, "MIRROR_SESSION|m": {"dst_port": "PortChannel2"}, "ACL_TABLE|T": {"type": "L3", "ports": "E16"}, $R} => dst_port: PortChannel2 shares E16 with the ports of T
+$M, "acl": "T"}, $T => src_port: missing
+$F, "acl": "X"} => acl: there is no table X
+$F, "acl": "T,U"}, "ACL_TABLE|U": {"type": "MIRROR"}, $T => acl: U is of the kind of T; allowed: one
+$F, "match": "any>any"} => match: 'any>any'; allowed: SOURCE>DEST
+$F, "match": "10.0.0.1"} => match: '10.0.0.1'; allowed:
+$F, "match": "10.0.0.1>10.0.0.0/33"} => allowed: SOURCE>DEST
+$F, $many} => match: there are 257; allowed: up to 256
+$M, "src_port": "E8.7,PortChannel1.7", "acl": "T"}, $T => src_port: PortChannel1.7 is repeated, it shares E8 with E8.7
+$M, "src_port": "E0.010", "acl": "T"}, $T => src_port: E0.010 is not a sub-interface)" ),
+         [ & ]( std::string text ) {
+            for ( const auto& [ name, meaning ] : names ) {
+               for ( size_t at; ( at = text.find( name ) ) != std::string::npos; ) {
+                  text.replace( at, name.size(), meaning );
+               }
+            }
+            return load( with( text ) );
+         } );
 }
 
 // Whoever programs the rules compares lists by pointer.
