@@ -37,6 +37,7 @@ class ConfigurationBed : public testing::Test {
             EXPECT_EQ( line, "" );
          }
       }
+      EXPECT_FALSE( all.empty() );
       return all;
    }
    // Each text is refused with one error, at that place, which holds what is expected.

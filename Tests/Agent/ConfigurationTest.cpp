@@ -196,16 +196,10 @@ TEST_F( ConfigurationTest, ServesWhatItCanAndRefusesSessionsThatAskForMore ) {
 }
 
 TEST_F( ConfigurationTest, WarnsOfWhatIsServedInAnotherWay ) {
-   const std::pair< std::string, std::string > cases[] = {
-      { R"("VLAN_MEMBER|Vlan10|E4": {"tagging_mode": "priority_tagged"})",
-            "8: VLAN_MEMBER|Vlan10|E4: tagging_mode: priority_tagged is served as " },
-      { R"("PORTCHANNEL|PortChannel2": {"members": ["E4"]})",
-            "8: PORTCHANNEL|PortChannel2: members: E4 is not in "
-            "PORTCHANNEL_MEMBER" },
-      { R"("VLAN|Vlan30": {"members": ["E4"]})",
-            "8: VLAN|Vlan30: members: E4 is not in VLAN_MEMBER" },
-   };
-   for ( const auto& [ more, expected ] : cases ) {
+   for ( const auto& [ more, expected ] : pairs( R"(
+"VLAN_MEMBER|Vlan10|E4": {"tagging_mode": "priority_tagged"} => 8: VLAN_MEMBER|Vlan10|E4: tagging_mode: priority_tagged is served as
+"PORTCHANNEL|PortChannel2": {"members": ["E4"]} => 8: PORTCHANNEL|PortChannel2: members: E4 is not in PORTCHANNEL_MEMBER
+"VLAN|Vlan30": {"members": ["E4"]} => 8: VLAN|Vlan30: members: E4 is not in VLAN_MEMBER)" ) ) {
       good( with( more ) );
       EXPECT_EQ( std::count( warnings_.begin(), warnings_.end(), '\n' ), 1 );
       EXPECT_TRUE( warnings_.starts_with( expected ) ) << warnings_;
