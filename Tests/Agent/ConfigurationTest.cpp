@@ -89,6 +89,10 @@ TEST_F( ConfigurationTest, SaysWhyAFileCannotBeRead ) {
       { "{\"VLAN\": {\n\"Vlan10\": 7}}", "2: VLAN|Vlan10: a number; allowed: an object" },
       { "{\"VLAN|Vlan10\": {\"mtu\": {\n}}}", "1: VLAN|Vlan10: mtu: an object; allowed: text" },
       { "{\"VLAN|Vlan10\": {\"mtu\": [\n[]]}}", "2: VLAN|Vlan10: mtu: an array in the array" },
+      { "{\"VLAN\": {\n\"Vlan10\": {},\n\"Vlan10\": {}}}",
+            "3: VLAN|Vlan10: duplicate entry; the first is in line 2\n" },
+      { "{\"VLAN\": {},\n\"VLAN\": {}}", "2: VLAN: duplicate table\n" },
+      { "{\"PORT|E\": {\"lanes\": 1,\n\"lanes@\": 1}}", "2: PORT|E: lanes: duplicate field\n" },
    };
    for ( const auto& [ text, expected ] : cases ) {
       const std::string errors = said( load( text ).errors );
@@ -101,15 +105,6 @@ TEST_F( ConfigurationTest, SaysWhyAFileCannotBeRead ) {
       EXPECT_TRUE( result.errors[ 0 ].toString().starts_with( path + ": " ) );
    }
    EXPECT_EQ( said( load( "\xef\xbb\xbf{}" ).errors ), "" ) << "a byte order mark is allowed";
-}
-
-TEST_F( ConfigurationTest, RefusesWhatIsThereTwice ) {
-   EXPECT_EQ( said( load( "{\"VLAN\": {\n\"Vlan10\": {},\n\"Vlan10\": {}}}" ).errors ),
-         "3: VLAN|Vlan10: duplicate entry; the first is in line 2\n" );
-   EXPECT_EQ(
-         said( load( "{\"VLAN\": {},\n\"VLAN\": {}}" ).errors ), "2: VLAN: duplicate table\n" );
-   EXPECT_EQ( said( load( "{\"PORT|E\": {\"lanes\": 1,\n\"lanes@\": 1}}" ).errors ),
-         "2: PORT|E: lanes: duplicate field\n" );
 }
 
 TEST_F( ConfigurationTest, ChecksNamesRangesAndReferences ) {
