@@ -144,13 +144,12 @@ TEST( ChipThatInsertsHeaders, SendsAHeaderWholeThatIsLongerThanOneInsertion ) {
 TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // toggles are read once per process
    auto with = [ & ]( const std::string& toggles, auto check ) {
-      const auto folder = std::filesystem::temp_directory_path() /
-            ( "karvel-toggles-" + std::to_string( getpid() ) );
-      std::filesystem::create_directory( folder );
-      std::ofstream( folder / "KarvelLib.json" ) << toggles;
-      KarvelLib::toggleDirectoryIs( folder.string() );
-      check();
-      std::filesystem::remove_all( folder );
+      { // exit() would leave the folder behind
+         const TemporaryFolder folder;
+         folder.write( "KarvelLib.json", toggles );
+         KarvelLib::toggleDirectoryIs( folder.path() );
+         check();
+      }
       exit( ::testing::Test::HasFailure() ? 1 : 0 );
    };
    const std::string keyed = tunnel( "s", "Ethernet0", R"(, "gre_key": "7")" );

@@ -6,40 +6,19 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "Agent/Runtime/Runtime.h"
 #include "ChipModel/LeftIn.h"
 #include "Tests/Frames.h"
+#include "Tests/TemporaryFolder.h"
 
 namespace Scenario {
 
 using Frames::Bytes;
-
-// A file that goes with its object.
-class TemporaryFile {
- public:
-   explicit TemporaryFile( const std::string& text ) {
-      static int number = 0;
-      path_ = std::filesystem::temp_directory_path() /
-            ( "karvel-" + std::to_string( getpid() ) + "-" + std::to_string( ++number ) +
-                  ".json" );
-      std::ofstream( path_ ) << text;
-   }
-   ~TemporaryFile() { std::filesystem::remove( path_ ); }
-   TemporaryFile( const TemporaryFile& ) = delete;
-   TemporaryFile& operator=( const TemporaryFile& ) = delete;
-   std::string path() const { return path_.string(); }
-
- private:
-   std::filesystem::path path_;
-};
 
 // A chip profile's name as a part of a test's, which has no hyphens.
 inline std::string testName( std::string profile ) {
@@ -88,9 +67,10 @@ class Rig {
    static inline std::string defaultProfile; // of rigs that name none
 
    explicit Rig( const std::string& json, const std::string& profile = defaultProfile )
-         : config_( json ), runtime( { KARVEL_PLUGIN, profile } ) {
+         : config_( folder_.write( "config.json", json ) ),
+           runtime( { KARVEL_PLUGIN, profile } ) {
       runtime.chips().control().sinkIs( &collector_ );
-      loaded = runtime.start( config_.path() );
+      loaded = runtime.start( config_ );
       for ( const Agent::Diagnostic& error : loaded.errors ) {
          ADD_FAILURE() << error.toString();
       }
@@ -205,7 +185,8 @@ class Rig {
       return taken;
    }
 
-   TemporaryFile config_;
+   TemporaryFolder folder_;
+   std::string config_;
    Collector collector_;
 
  public:
