@@ -20,7 +20,7 @@ namespace {
 
 Duolog::Handle trace( "TcamRequestEntry" );
 
-// Of mirror destination 0; the higher ones follow.
+// The priority of mirror destination 0's group; the higher ones follow.
 constexpr int groupPriority = 100;
 
 auto parts( const TcamRequestEntry& entry ) {
