@@ -144,14 +144,14 @@ class SdkModel final : public Shim::Sdk {
    Rc call( SdkCall name, int unit, Operation&& operation );
    Rc qualify( SdkCall name, int unit, int entry, Shim::Qualifier qualifier,
          std::initializer_list< Ternary > parts );
-   // The same for a call that gives a value back: `operation( chip, &value )`. The caller's
-   // place is written only if the call succeeds in its eyes.
+   // The same for a call that gives a value back: `operation( chip, &value )`. `*out` is
+   // written only if the caller sees success (a fault may hide one).
    template < typename Value, typename Operation >
    Rc callFor( SdkCall name, int unit, Value* out, Operation&& operation );
 
    template < typename Predicate >
    bool chipIs( int unit, Predicate&& predicate ) const;
-   // `operation` of an entry that is allocated; E_NOT_FOUND if it is not.
+   // `operation` on an entry that is allocated; E_NOT_FOUND if it is not.
    template < typename Operation >
    Rc callLogical( SdkCall name, Shim::bcmlt_entry_handle_t entry, Operation&& operation );
 
