@@ -29,7 +29,7 @@ namespace AgentServices {
 
 class TcamEntryManager;
 
-// One entry and the port classes that it counts for.
+// One entry and the port classes that count it as a user.
 struct TcamEntry {
    int sdkId() const { return static_cast< int >( id ); } // as SDK calls take it
 

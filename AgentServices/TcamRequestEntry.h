@@ -1,8 +1,8 @@
 #pragma once
 
 // What the chip gets for one entry request of the shared TCAM manager, and how it is written
-// there. Requests for the same contents are one entry: that is how an entry that did not change
-// keeps its place while others come and go.
+// there. Equal contents are one entry: that is how an entry that did not change keeps its place
+// while others come and go.
 
 #include <optional>
 

@@ -56,7 +56,7 @@ class TcamRequestManager : public Zol::EntitySm {
    TcamRequestManager( uint32_t unit, const Zol::String& name,
          const Zol::Ptr< TcamGroupManager >& groupManager, Zol::Ptr< Zol::Dir > statusDir );
 
-   // Tries requests that were not carried out again in the next turn: there may be room now.
+   // There may be room again: the next turn retries the requests that were not carried out.
    void retry();
    // The worst status of a feature group's requests, `withdrawn` if it has none.
    KarvelTcam::RequestStatusType status( KarvelTcam::FeatureGroupType group ) const;

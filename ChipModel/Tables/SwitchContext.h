@@ -9,7 +9,7 @@
 namespace ChipModel {
 
 // Who wrote an entry of a table, and when. The chip does not know; the holder of its switch
-// says so (Control::writersAre), and entries keep it.
+// tells (Control::writersAre), and entries keep it.
 struct WriteStamp {
    std::string writer; // empty: nobody; the entry is as after reset
    double seconds = 0; // since the agent's start
