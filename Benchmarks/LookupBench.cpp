@@ -169,9 +169,8 @@ void sizes( benchmark::internal::Benchmark* bench ) {
 BENCHMARK( engineLookup )->Apply( sizes );
 BENCHMARK( scanLookup )->Apply( sizes );
 
-// Everything that the agent does to put an entry into a new table, per entry. The larger
-// tables pay for page faults, since the allocator gives their memory back between
-// iterations.
+// Everything that the agent does to put an entry into a new table; time per entry. The larger
+// tables pay for page faults, since the allocator gives their memory back between iterations.
 void programEntries( benchmark::State& state ) {
    int count = static_cast< int >( state.range( 0 ) );
    int failed = 0;

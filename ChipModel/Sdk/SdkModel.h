@@ -137,7 +137,7 @@ class SdkModel final : public Shim::Sdk {
 
    template < typename Predicate >
    bool chipIs( int unit, Predicate&& predicate ) const;
-   // `operation` of an entry that is allocated; E_NOT_FOUND if it is not.
+   // `operation` on an entry that is allocated; E_NOT_FOUND if it is not.
    template < typename Operation >
    Rc callLogical( SdkCall name, Shim::bcmlt_entry_handle_t entry, Operation&& operation );
 

@@ -6,7 +6,7 @@
 //          ( unit(), entryId, quals.drop(), quals.dropMask() ) );
 //
 // The arguments are evaluated, converted and copied first; then the activity lock is released
-// for the call alone, and retaken before the result is used. What a pointer points at is not
+// for the call alone, and retaken before the result is used. The target of a pointer is not
 // copied: it must be the caller's own, never an attribute. A call that fails writes its text,
 // the SDK's error text and the code to the error stream and the trace. Whether a failure is fatal
 // is the caller's to decide.
@@ -35,8 +35,8 @@ namespace Karvel {
 // Where failed calls are reported; standard error by default (null restores it).
 void sdkErrorStreamIs( std::ostream* stream );
 
-// What stands before the code of a failed call, or that a failure is an answer like any
-// other and not reported.
+// The word before the code of a failed call. `quiet` calls are not reported: their failure is
+// an answer like any other.
 enum class SdkErrorForm : uint8_t { rc, rv, bare, quiet };
 
 void reportSdkError( const Duolog::Handle& trace, const char* callText, Shim::Rc rc,
@@ -53,12 +53,12 @@ struct SdkOutcome {
 Shim::Rc reportUnless( Shim::Rc tolerated, const Duolog::Handle& trace,
       const SdkOutcome& outcome, SdkErrorForm form = SdkErrorForm::rc );
 
-// The trace handle of the call that is being made; null between calls. For people who ask who
-// writes to a chip: while several threads make calls it is that of one of them.
+// The trace handle of the call that is being made; null between calls. It tells people who
+// writes to a chip; while several threads make calls it is the handle of one of them.
 extern std::atomic< const Duolog::Handle* > sdkCaller;
 
-// Takes the arguments by value in the types of the method's parameters, so that nothing of
-// them is left to be read or converted once the lock is released.
+// Takes the arguments by value in the types of the method's parameters, so that nothing of them
+// remains to be read or converted once the lock is released.
 template < SdkErrorForm form, typename... Params >
 Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText,
       Shim::Rc ( Shim::Sdk::*method )( Params... ),

@@ -12,7 +12,8 @@
 // A handler takes nothing, or for a keyed attribute the key that changed. The `Is` operation
 // that makes a machine puts it in its place and then starts it (doInit). When its last pointer
 // goes, its reactions end, doCleanup runs with the machine still whole, and then the entities
-// that it owns go. A handler that is running then still runs to its end, but can attach nothing.
+// that it owns go. A handler that is running then still runs to its end, but can attach
+// nothing.
 //
 // A machine that keeps another one for each element of a collection follows it:
 //
@@ -53,10 +54,10 @@ inline const ReactionRow reactionRow{
          handlerName< handler >() }
 };
 
-// One machine for one element. `present` is the machine that is there and `wanted` the element,
-// which each may be null; `elementOf` tells which element a machine was made for. An element that
-// went and came back within one batch is seen once, as another entity: its machine is dropped,
-// and a new one made.
+// Keeps one machine for one element. `present` is the machine that is there and `wanted` the
+// element; each may be null. `elementOf` tells which element a machine was made for. An element
+// that went and came back within one batch is seen once, as another entity: its machine is
+// dropped, and a new one made.
 template < auto elementOf, typename Machine, typename Element, typename Drop, typename Make >
 void follow( Ptr< Machine > present, const Ptr< Element >& wanted, Drop drop, Make make ) {
    if ( present && ( present.get()->*elementOf )() != wanted ) {

@@ -13,8 +13,8 @@ struct EntityType {
    std::vector< Ownership > machines;
 };
 
-// By the object that brought the row, which takes it along when its library is unloaded. Made
-// before the first row and never destroyed: rows come and go while libraries are loaded.
+// Keyed by the object that brought the row, which takes it along when its library is unloaded.
+// Made before the first row and never destroyed: rows come and go while libraries are loaded.
 std::map< const void*, Reaction >& reactionRows() {
    static auto& rows = *new std::map< const void*, Reaction >;
    return rows;

@@ -71,7 +71,7 @@ constexpr std::string_view handlerName() {
    text.remove_prefix( text.find( "handler = " ) );
    text = text.substr( 0, text.find_first_of( ";]" ) );
    text.remove_prefix( text.rfind( "::" ) + 2 );
-   return text.substr( 0, text.find( ')' ) ); // stands behind the name of an overloaded one
+   return text.substr( 0, text.find( ')' ) ); // follows the name of an overloaded function
 }
 
 } // namespace Zol
