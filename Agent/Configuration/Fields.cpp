@@ -54,10 +54,6 @@ EntryReader::EntryReader(
    checkNames();
 }
 
-EntryReader::EntryReader(
-      std::string_view table, std::string key, const Entry& entry, Findings& findings )
-      : EntryReader( schemaOf( table ), std::move( key ), entry, findings ) {}
-
 void EntryReader::checkNames() {
    for ( const Field& field : entry_.fields ) {
       if ( !table_.knows( field.name ) ) {

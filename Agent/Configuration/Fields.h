@@ -33,9 +33,6 @@ class EntryReader {
    // from the start.
    EntryReader(
          const TableSchema& table, std::string key, const Entry& entry, Findings& findings );
-   // By the name of a table that the agent reads.
-   EntryReader(
-         std::string_view table, std::string key, const Entry& entry, Findings& findings );
 
    const std::string& key() const { return key_; }
    const Place& place() const { return entry_.place; }
