@@ -25,12 +25,6 @@ std::string quoted( std::string_view text ) {
    return shown + ( text.size() > longest ? "...'" : "'" );
 }
 
-const TableSchema& schemaOf( std::string_view table ) {
-   const TableSchema* found = tableSchema( table );
-   ZOL_ASSERT( found );
-   return *found;
-}
-
 } // namespace
 
 std::vector< std::string > splitList( std::string_view text ) {
