@@ -366,8 +366,8 @@ std::optional< std::string > CentralPublisher::aclProblem( Mtp mtp ) const {
    return {};
 }
 
-// The ingress side may well be in order: only the rules of the egress stage are to be tried
-// again. Whoever makes them follows the ports.
+// Tries only the rules of the egress stage again; the ingress side may be in order. Removing and
+// adding the ports again makes the plug-in work them out anew.
 bool CentralPublisher::retryEgress( Mtp mtp ) {
    const auto status = slice_.programStatus();
    const auto known = published_.find( mtp );

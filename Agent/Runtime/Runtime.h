@@ -58,7 +58,7 @@ struct HeldDestination {
 struct SessionState {
    const SessionConfig* config = nullptr; // valid until the next change
    SessionPhase phase{};
-   std::string reason; // why it is refused or failed, or why no copy arrives; else empty
+   std::string reason; // what is wrong with it or its copies; else empty
    std::vector< HeldDestination > held;
 };
 

@@ -162,8 +162,8 @@ LookupKey& EgressStage::keyOf( const SentFrame& frame ) {
    hasForm_ = true;
    formData_ = frame.frame.data;
    const ParsedFrame form = formData_ == parsed_->data ? *parsed_ : parse( frame.frame );
-   // Forms differ in the outermost tag only. Where that moved another tag out of the parser's
-   // sight, or into it, the headers are others too.
+   // Forms differ in the outermost tag only. The parser reads a limited number of tags: where the
+   // outer tag changes which ones these are, the headers behind them differ, too.
    const uint32_t payload = form.length - form.payload;
    if ( wantsHeaders &&
          ( !keyHasHeaders_ || form.etherType != etherType_ || payload != payload_ ) ) {

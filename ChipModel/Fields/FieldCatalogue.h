@@ -3,10 +3,9 @@
 // What entries can match on, one row per qualifier: its SDK call and name, the stages that have
 // it, its place in the lookup key, and how reports put it into words.
 //
-// A new qualifier is an enumerator in Platform/Shim/SdkTypes.h, a call in Platform/Shim/Sdk.h,
-// a place in LookupKey.h that the pipeline fills, and a row here. A VALUE row's call takes a
-// value and a mask, and is complete with that; an OTHER row's call has arguments of its own and
-// stands in SdkFieldQualifiers.cpp.
+// Docs/extending.md has all steps of a new qualifier. A VALUE row's call takes a value and a mask,
+// and is complete with that; an OTHER row's call has arguments of its own and stands in
+// SdkFieldQualifiers.cpp.
 
 #include <array>
 #include <cstddef>

@@ -57,9 +57,11 @@ const GreEditor* greEditor( GreKeys family ) {
       return &t3x3;
    case GreKeys::tomahawk:
       return &tomahawk;
-   default:
-      return nullptr;
+   case GreKeys::none:
+   case GreKeys::inserted:
+      break;
    }
+   return nullptr;
 }
 
 uint32_t resetValue( const Profile& profile, const FieldPlace& place ) {

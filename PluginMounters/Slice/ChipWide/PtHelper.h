@@ -22,8 +22,8 @@ class PtHelper : public Zol::Entity {
    virtual void write( uint32_t unit, const Zol::String& table, const TableValues& values ) = 0;
 };
 
-// Writes to the chip, by the SDK's logical tables. What the SDK refuses stops the process: half a
-// table is worse.
+// Writes to the chip, by the SDK's logical tables. A refused write stops the process, because a
+// half-written table would send broken headers.
 class BcmPtHelper : public PtHelper {
    ZOL_ENTITY( KarvelMirror::Slice, BcmPtHelper, PtHelper );
 

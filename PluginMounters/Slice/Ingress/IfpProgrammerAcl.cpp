@@ -434,7 +434,7 @@ void IfpProgrammerMtpSm::actionStateIs( ActionState state ) {
    actionState_ = std::max( actionState_, state );
 }
 
-// The ACL helper knows the errors of its own calls; this tells it of those of the calls here.
+// Reports errors of the SDK calls made here to the ACL helper, which knows those of its own.
 void IfpProgrammerMtpSm::noteProblem( const AclBuild& build ) {
    karvelAclHelper()->aclProblemIs(
          *build.karvelAclData, unit(), AclCreateError::aclCreateErrorHardware );
