@@ -55,6 +55,9 @@ class EfpFeatureSm : public Zol::EntitySm {
          Zol::Ptr< const EfpSmConfig > efpSmConfig, Zol::Ptr< EfpSmStatus > efpSmStatus,
          Zol::Ptr< EfpConfig > efpConfig, Zol::Ptr< const EfpStatus > efpStatus );
 
+   // The expanded rules in use, by TCAM entry: those handed to the programmer.
+   const Zol::Map< uint32_t, EfpRuleData >& rules() const { return efpConfig_->rules(); }
+
  private:
    void doInit() override;
    void doCleanup() override;
@@ -86,8 +89,6 @@ class EfpFeatureSm : public Zol::EntitySm {
    void handleFailure();
 
    TcamFeature::EfpFeature feature() const { return key().feature(); }
-   // In use, by TCAM entry.
-   const Zol::Map< uint32_t, EfpRuleData >& rules() const { return efpConfig_->rules(); }
 };
 
 class EfpSm : public Zol::EntitySm {
