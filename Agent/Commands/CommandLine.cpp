@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <iostream>
 
 #include "Agent/Configuration/Names.h"
@@ -49,6 +50,30 @@ void checkValues( Command& command, const std::vector< std::string >& inputs ) {
       if ( auto error = Duolog::enable( command.trace ) ) {
          throw UsageError( "--trace: " + *error );
       }
+   }
+}
+
+// What is wrong with the number of a frame; empty: nothing.
+std::string frameNumber( const std::string& text ) {
+   uint64_t number = 0;
+   const char* const end = text.data() + text.size();
+   const auto [ parsed, error ] = std::from_chars( text.data(), end, number );
+   const bool isOne = error == std::errc() && parsed == end && number > 0;
+   return isOne ? "" : text + " is not a frame number; allowed: 1 or more";
+}
+
+// CLI11 says of a mistyped command only that there is none.
+void checkCommandName( const CLI::App& app, int argc, const char* const* argv ) {
+   if ( argc < 2 || *argv[ 1 ] == '-' || *argv[ 1 ] == '\0' ) {
+      return;
+   }
+   std::vector< std::string > names;
+   for ( const CLI::App* command : app.get_subcommands( {} ) ) {
+      names.push_back( command->get_name() );
+   }
+   if ( std::find( names.begin(), names.end(), argv[ 1 ] ) == names.end() ) {
+      throw UsageError(
+            std::string( argv[ 1 ] ) + ": no such command; allowed: " + joined( names ) );
    }
 }
 
@@ -108,7 +133,7 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
          ->required();
    explain->add_option( "--packet", command.packet, "Only this frame, counted from 1" )
          ->option_text( "N" )
-         ->check( CLI::PositiveNumber );
+         ->check( frameNumber, "" );
    explain->add_flag( "--json", json, "Print as JSON" );
    explain->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
          ->option_text( "FILE" );
@@ -145,6 +170,7 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
    wiring->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
          ->option_text( "FILE" );
 
+   checkCommandName( app, argc, argv );
    try {
       app.parse( argc, argv );
    } catch ( const CLI::Success& asked ) {

@@ -148,8 +148,7 @@ int explainCommand( const Command& command ) {
       replay( runtime, command.inputs, &explainer );
       if ( command.packet > explainer.frames() ) {
          throw std::runtime_error( "--packet " + std::to_string( command.packet ) +
-               ": there are " + std::to_string( explainer.frames() ) +
-               " frames; allowed: 1 to that number" );
+               ": no such frame; allowed: 1 to " + std::to_string( explainer.frames() ) );
       }
       printer.finish();
       return 0;

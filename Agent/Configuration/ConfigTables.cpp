@@ -54,7 +54,10 @@ std::optional< size_t > badUtf8( std::string_view text ) {
 // Looks into one file, or into one entry of which everything stands at one place.
 class Reader {
  public:
-   Reader( Place place, Errors& errors ) : place_( std::move( place ) ), errors_( errors ) {}
+   // Of a file values have lines of their own; all of one entry stands where it was written.
+   enum class Source : uint8_t { file, entry };
+   Reader( Source source, Place place, Errors& errors )
+         : source_( source ), place_( std::move( place ) ), errors_( errors ) {}
 
    JsonValue parse( const std::string& text );
    void readTop( const JsonValue& top, Tables& into );
@@ -62,8 +65,9 @@ class Reader {
    void error( const Place& place, const std::string& text ) {
       errors_.push_back( { place, text } );
    }
-   // A file's values have lines of their own.
-   Place placeOf( int line ) const { return place_.line ? place_ : Place{ place_.file, line }; }
+   Place placeOf( int line ) const {
+      return source_ == Source::file ? Place{ place_.file, line } : place_;
+   }
 
  private:
    void readMember( const JsonMember& member, Tables& into );
@@ -71,7 +75,8 @@ class Reader {
    void addEntry( const EntryName& name, const JsonMember& member, Tables& into );
    std::optional< std::string > textOf( const std::string& where, const JsonMember& member );
 
-   Place place_;                   // line 0: a file
+   const Source source_;
+   Place place_;
    std::set< std::string > whole_; // tables read so far that were not flat
    Errors& errors_;
 };
@@ -264,7 +269,7 @@ EntryName entryName( const std::string& tableAndKey ) {
 }
 
 Tables parseTables( const std::string& text, const std::string& file, Errors& errors ) {
-   Reader reader( { file, 0 }, errors );
+   Reader reader( Reader::Source::file, { file, 0 }, errors );
    Tables tables;
    reader.readTop( reader.parse( text ), tables );
    return tables;
@@ -296,7 +301,7 @@ std::string readConfigFile( const std::string& path, Errors& errors ) {
 
 Entry parseEntry(
       const EntryName& name, const std::string& json, const Place& place, Errors& errors ) {
-   Reader reader( place, errors );
+   Reader reader( Reader::Source::entry, place, errors );
    const size_t before = errors.size();
    const JsonValue value = reader.parse( json );
    if ( errors.size() > before ) {

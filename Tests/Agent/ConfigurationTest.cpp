@@ -299,6 +299,9 @@ TEST_F( ConfigurationTest, SetsAndDeletesSingleEntries ) {
             "3: PORT|E16: is still needed: " + write( "" ) +
                   ":8: MIRROR_SESSION|m: dst_port: there is no E16" },
       { source_.del( "PORT|E5", step ), "3: PORT|E5: there is no such entry" },
+      // A command of a running agent has no line.
+      { source_.set( "PORT|E0", R"({"mtu": "1"})", { "command", 0 } ),
+            "0: PORT|E0: mtu: '1';" },
    };
    for ( const auto& [ result, expected ] : refused ) {
       EXPECT_EQ( result.errors.size(), 1u );
