@@ -2,40 +2,6 @@
 
 namespace AgentServices::Test {
 
-Plix::Ip6Addr ip6( uint32_t last, uint8_t first ) {
-   std::array< uint8_t, 16 > bytes{ first };
-   for ( size_t i = 0; i < 4; ++i ) {
-      bytes[ 12 + i ] = static_cast< uint8_t >( last >> ( 24 - 8 * i ) );
-   }
-   return Plix::Ip6Addr( bytes );
-}
-
-Bytes frameOf( const Packet& packet ) {
-   constexpr uint32_t moreFragments = 0x2000;
-   const bool isWhole = packet.part == Packet::Part::whole;
-   const uint32_t begin = packet.part == Packet::Part::later ? 100 : 0;
-   const Bytes tags = packet.vlan != 0 ? Frames::tag( packet.vlan ) : Bytes();
-   const Bytes layer4 = Frames::tcp( packet.srcPort, packet.dstPort, packet.tcpFlags );
-   if ( !packet.isIpv6 ) {
-      return Frames::ethernet( Frames::ip4Type,
-            Frames::ip4( packet.protocol, layer4, isWhole ? 0 : moreFragments | begin, {},
-                  packet.tos, packet.src, packet.dst ),
-            tags );
-   }
-   constexpr uint8_t fragmentHeader = 44;
-   const auto address = []( uint32_t last ) {
-      const auto bytes = ip6( last ).bytes();
-      return Bytes( bytes.begin(), bytes.end() );
-   };
-   return Frames::ethernet( Frames::ip6Type,
-         isWhole ? Frames::ip6( packet.protocol, layer4, packet.tos, address( packet.src ),
-                         address( packet.dst ) )
-                 : Frames::ip6( fragmentHeader,
-                         Frames::fragment6( packet.protocol, begin, true ) + layer4, packet.tos,
-                         address( packet.src ), address( packet.dst ) ),
-         tags );
-}
-
 AclBed::AclBed( std::string_view profileName ) : ChipBed( profileName ) {
    Karvel::sdkErrorStreamIs( &errors_ );
    box.control().sinkIs( this );
@@ -128,11 +94,6 @@ void AclBed::sent( const ChipModel::SentFrame& out ) {
 ChipBed::Strings AclBed::remainsInTheEnd() {
    Zol::activityManager().advance( 3 );
    return remains();
-}
-
-void AclBed::refuseNth( uint64_t nth, Fault::Effect effect ) {
-   gate().faultsDelAll();
-   gate().faultAdd( { .first = nth, .last = nth, .effect = effect } );
 }
 
 } // namespace AgentServices::Test

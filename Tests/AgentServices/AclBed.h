@@ -13,7 +13,7 @@
 #include "AgentServices/EmbeddedAclHelper.h"
 #include "Platform/Karvel/SdkCall.h"
 #include "Tests/ChipBed.h"
-#include "Tests/Frames.h"
+#include "Tests/Packet.h"
 
 namespace AgentServices::Test {
 
@@ -38,28 +38,19 @@ inline Ixo::IxoPortList intfs( std::initializer_list< Plix::IntfId > members ) {
    }
    return list;
 }
+template < typename Fill >
+Acl::RuleConfig ipRule( Acl::RuleAction action, Fill fill ) {
+   Acl::IpFilter filter;
+   fill( filter );
+   Acl::RuleConfig rule;
+   rule.actionIs( action );
+   rule.ipIs( filter );
+   return rule;
+}
 inline Zol::String ruleName( uint32_t rule ) { return "session acl|" + std::to_string( rule ); }
-
-// What a frame of the tests carries. The addresses are the last four bytes of both kinds.
-struct Packet {
-   enum class Part : uint8_t { whole, first, later };
-
-   uint16_t vlan = 0; // 0: untagged
-   bool isIpv6 = false;
-   uint32_t src = 0;
-   uint32_t dst = 0;
-   uint8_t protocol = 17;
-   uint8_t tos = 0;
-   Part part = Part::whole;
-   uint16_t srcPort = 0; // also the ICMP type and code
-   uint16_t dstPort = 0;
-   uint8_t tcpFlags = 0;
-};
 
 using Frames::Bytes;
 using Frames::operator+;
-Bytes frameOf( const Packet& packet );
-Plix::Ip6Addr ip6( uint32_t last, uint8_t first = 0x20 );
 
 class AclBed : public ChipBed, public ChipModel::FrameSink {
  protected:
@@ -92,7 +83,6 @@ class AclBed : public ChipBed, public ChipModel::FrameSink {
    Strings remainsInTheEnd();
    int rangeCheckersUsed() { return static_cast< int >( chip().ranges.size() ); }
    size_t installed() { return entries().size(); }
-   void refuseNth( uint64_t nth, Fault::Effect effect );
 
    Zol::Ptr< Karvel::KarvelCommonSmData > common = Zol::make< Karvel::KarvelCommonSmData >();
    Zol::Ptr< EmbeddedAclHelper > helper;

@@ -14,15 +14,16 @@ class IfpBed : public SliceBed {
       match.dstIpMaskIs( Plix::IpAddr( 0xffffffff ) );
       return match;
    }
-   // A destination that mirrors what goes to these addresses.
-   Zol::Ptr< MtpProgramInfo > matching( Mtp mtp, std::initializer_list< uint32_t > addresses ) {
-      Zol::Batch batch;
+   // A destination that mirrors what goes to these addresses, with a turn of the loop.
+   Zol::Ptr< MtpProgramInfo > matching(
+         Mtp mtp, std::initializer_list< uint32_t > addresses, const char* intf = "E1" ) {
       auto made = info()->mtpProgramInfoIs( mtp );
       made->sessionIs( "s" );
-      made->ipMatchIntfIs( Plix::IntfId( "E1" ) );
+      made->ipMatchIntfIs( Plix::IntfId( intf ) );
       for ( uint32_t address : addresses ) {
          made->ipMatchIs( to( address ) );
       }
+      run();
       return made;
    }
    void setAcl( const Zol::String& name, std::initializer_list< Acl::RuleAction > actions ) {
@@ -46,6 +47,7 @@ class IfpBed : public SliceBed {
    void addAcl( const Zol::Ptr< MtpProgramInfo >& mtp, const Zol::String& name ) {
       mtp->aclPortsIs( aclKey( name ) )->intfIs( Plix::IntfId( "E1" ) );
       mtp->aclIs( aclKey( name ) );
+      run();
    }
 };
 

@@ -1,30 +1,24 @@
 // Chip-wide settings, tunnel profiles and the loopback port: what is written when, and what stops
 // the agent.
 
-#include <gtest/gtest.h>
-
-#include "ChipModel/Switch.h"
 #include "Platform/Karvel/SdkCall.h"
 #include "PluginMounters/Slice/ChipWide/GreKeyTables.h"
 #include "PluginMounters/Slice/ChipWide/LoopbackHelperSm.h"
 #include "PluginMounters/Slice/ChipWide/MtpProgramInfoSm.h"
+#include "Tests/ChipBed.h"
+#include "Tests/TestName.h"
 
 namespace KarvelMirror::Slice {
 
-using ChipModel::SdkCall;
-
-namespace {
-
-class SliceConfigTest : public ::testing::Test {
+class TheSettings : public SwitchBed {
  protected:
-   SliceConfigTest() {
+   TheSettings() {
       Zol::activityManager().timeSourceIs( Zol::TimeSource::virtualTime );
-      ::Shim::sdk_ = &box.sdk();
       Karvel::sdkErrorStreamIs( &errors );
    }
-   ~SliceConfigTest() override { Karvel::sdkErrorStreamIs( nullptr ); }
+   ~TheSettings() override { Karvel::sdkErrorStreamIs( nullptr ); }
 
-   void chip( const std::string& profile, uint16_t unit = 0 ) {
+   void addChip( const std::string& profile, uint16_t unit = 0 ) {
       box.addChip( unit, *ChipModel::chipProfile( profile ) );
       scsd->unitIs( unit );
    }
@@ -38,63 +32,47 @@ class SliceConfigTest : public ::testing::Test {
    }
    void run() { Zol::activityManager().runUntilIdle(); }
    uint64_t writes() { return calls( SdkCall::soc_mem_write ); }
-   uint64_t calls( SdkCall call ) { return box.control().gate().calls( call ); }
-   ChipModel::ChipState state( int unit = 0 ) { return box.control().state( unit ); }
-   void refuse( SdkCall call, Shim::Rc rc = Shim::Sdk::QX_BCM_E_FAIL() ) {
-      ChipModel::Fault fault;
-      fault.call = call;
-      fault.rc = rc;
-      box.control().gate().faultAdd( fault );
-   }
-   // What differs from the chip as it was.
-   std::vector< std::string > changes( const ChipModel::ChipState& before ) {
-      return ChipModel::differences(
-            before, state( before.unit ), ChipModel::ReadBackScope::programmed );
-   }
 
-   ChipModel::Switch box;
    std::ostringstream errors;
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
    Zol::Ptr< Mirroring::Config > sessions = Zol::make< Mirroring::Config >();
 };
 
-class EveryKeyFamily : public SliceConfigTest,
+class EveryKeyFamily : public TheSettings,
                        public ::testing::WithParamInterface< std::string > {};
 
-} // namespace
-
-TEST_P( EveryKeyFamily, ThePatchIsInWhileASessionHasAKey ) {
-   chip( GetParam() );
+TEST_P( EveryKeyFamily, HasThePatchWhileASessionHasAKey ) {
+   addChip( GetParam() );
    auto machine = configSm();
-   const ChipModel::ChipState before = state();
-   const uint64_t started = box.control().gate().calls();
+   const ChipModel::ChipState before = chip();
+   const uint64_t started = gate().calls();
    const uint64_t atStart = writes();
    sessions->sessionIs( "plain" );
    run();
-   EXPECT_EQ( box.control().gate().calls(), started ) << "no finding, no call";
+   EXPECT_EQ( gate().calls(), started ) << "no finding, no call";
    key( "a", 0 ); // a key, too
    run();
    const uint64_t patch = writes() - atStart;
    EXPECT_GT( patch, 0u );
-   const ChipModel::ChipState keyed = state();
+   const ChipModel::ChipState keyed = chip();
    EXPECT_FALSE( changes( before ).empty() );
-   const uint64_t calls = box.control().gate().calls();
+   const uint64_t calls = gate().calls();
    key( "b", 7 );
    key( "a", 1 );
    sessions->sessionDel( "a" );
    run();
-   EXPECT_EQ( box.control().gate().calls(), calls );
+   EXPECT_EQ( gate().calls(), calls );
    EXPECT_TRUE( changes( keyed ).empty() );
    sessions->sessionIs( "b" )->greTunnelKeyDel();
    run();
-   EXPECT_EQ( changes( before ), std::vector< std::string >() );
+   EXPECT_EQ( changes( before ), Strings() );
    EXPECT_FALSE( machine->greKeyPatchApplied() );
    EXPECT_EQ( writes(), atStart + 2 * patch );
    // A machine that goes takes it back; another one looks again.
    key( "b", 7 );
    run();
    machine = nullptr;
-   EXPECT_EQ( changes( before ), std::vector< std::string >() );
+   EXPECT_EQ( changes( before ), Strings() );
    machine = configSm();
    EXPECT_TRUE( machine->greKeyPatchApplied() );
    EXPECT_TRUE( changes( keyed ).empty() );
@@ -102,14 +80,10 @@ TEST_P( EveryKeyFamily, ThePatchIsInWhileASessionHasAKey ) {
 }
 INSTANTIATE_TEST_SUITE_P( Families, EveryKeyFamily,
       ::testing::Values( "tomahawk", "trident3-x4", "trident3-x2", "trident3", "helix5" ),
-      []( const auto& chip ) {
-         return chip.param.find( '-' ) == std::string::npos
-               ? chip.param
-               : std::string( chip.param ).replace( chip.param.find( '-' ), 1, "_" );
-      } );
+      []( const auto& chip ) { return testName( chip.param ); } );
 
-TEST_F( SliceConfigTest, OneLookServesABurstOfSessions ) {
-   chip( "trident3" );
+TEST_F( TheSettings, AreLookedAtOnceForABurstOfSessions ) {
+   addChip( "trident3" );
    auto machine = configSm();
    for ( int i = 0; i < 1000; ++i ) {
       key( "session" + std::to_string( i ), 5 );
@@ -132,11 +106,11 @@ TEST_F( SliceConfigTest, OneLookServesABurstOfSessions ) {
    EXPECT_TRUE( machine->greKeyPatchApplied() );
 }
 
-TEST_F( SliceConfigTest, ARefusedEntryIsTracedAndTheOthersAreWritten ) {
-   chip( "tomahawk", 0 );
-   chip( "tomahawk", 1 );
+TEST_F( TheSettings, AreWrittenButForARefusedEntryWhichIsTraced ) {
+   addChip( "tomahawk", 0 );
+   addChip( "tomahawk", 1 );
    auto machine = configSm();
-   const ChipModel::ChipState second = state( 1 );
+   const ChipModel::ChipState second = chip( 1 );
    refuse( SdkCall::soc_mem_read );
    key( "a", 7 );
    run();
@@ -147,13 +121,14 @@ TEST_F( SliceConfigTest, ARefusedEntryIsTracedAndTheOthersAreWritten ) {
    EXPECT_EQ( changes( second ).size(), 8u );
 }
 
-TEST_F( SliceConfigTest, AnUnavailableQueueControlIsToleratedAndAnotherErrorIsTraced ) {
-   chip( "tomahawk" );
-   refuse( SdkCall::bcm_switch_control_set, Shim::Sdk::QX_BCM_E_UNAVAIL() );
+TEST_F( TheSettings, MayLackTheQueueControlButTraceAnotherError ) {
+   addChip( "tomahawk" );
+   refuse( SdkCall::bcm_switch_control_set, 1, Fault::Effect::notDone,
+         Shim::Sdk::QX_BCM_E_UNAVAIL() );
    configSm();
    EXPECT_EQ( errors.str(), "" );
-   EXPECT_EQ( state().switchControls[ 0 ].value, -1 );
-   EXPECT_EQ( state().switchControls[ 1 ].value, 0 );
+   EXPECT_EQ( chip().switchControls[ 0 ].value, -1 );
+   EXPECT_EQ( chip().switchControls[ 1 ].value, 0 );
    refuse( SdkCall::bcm_switch_control_set );
    auto machine = configSm();
    EXPECT_EQ( errors.str(),
@@ -164,14 +139,13 @@ TEST_F( SliceConfigTest, AnUnavailableQueueControlIsToleratedAndAnotherErrorIsTr
    EXPECT_TRUE( machine->greKeyPatchApplied() ) << "start goes on";
 }
 
-TEST_F( SliceConfigTest, AnSdkWhoseEditorProfilesAreNotKnownStopsTheAgent ) {
+TEST_F( TheSettings, StopTheAgentOnAnSdkWhoseEditorProfilesAreNotKnown ) {
    box.control().sdkVersionIs( 60524 );
-   chip( "trident3" );
-   const ChipModel::ChipState before = state();
+   addChip( "trident3" );
+   const ChipModel::ChipState before = chip();
    configSm();
    EXPECT_EQ( changes( before ),
-         ( std::vector< std::string >{
-               "ING_FLEX_EDITOR_PROFILEm[3] OFFSETf: nothing before, 0x0 after",
+         ( Strings{ "ING_FLEX_EDITOR_PROFILEm[3] OFFSETf: nothing before, 0x0 after",
                "EGR_FLEX_EDITOR_PROFILEm[5] OFFSETf: nothing before, 0x0 after" } ) );
    ChipModel::Switch newer;
    newer.control().sdkVersionIs( 70100 );
@@ -182,9 +156,7 @@ TEST_F( SliceConfigTest, AnSdkWhoseEditorProfilesAreNotKnownStopsTheAgent ) {
 
 // --- Tunnel profiles ------------------------------------------------------------------------
 
-namespace {
-
-class TunnelConfigTest : public SliceConfigTest {
+class TheTunnelProfiles : public TheSettings {
  protected:
    void tunnel(
          uint8_t id, uint32_t headerSize, bool active = true, const char* to = "1.2.3.4" ) {
@@ -224,9 +196,7 @@ class TunnelConfigTest : public SliceConfigTest {
    using Sizes = std::vector< uint64_t >;
 };
 
-} // namespace
-
-TEST_F( TunnelConfigTest, AHeaderIsInsertedInOnePieceOrTwo ) {
+TEST_F( TheTunnelProfiles, InsertAHeaderInOnePieceOrTwo ) {
    tunnel( 3, 50 );
    tunnel( 0, 100, true, "2001:db8::1" );
    tunnel( 1, 40, false );
@@ -246,7 +216,7 @@ TEST_F( TunnelConfigTest, AHeaderIsInsertedInOnePieceOrTwo ) {
    EXPECT_EQ( mock->data( 0 ).fields( "BCMLT_PT_INDEX" ), 31u );
 }
 
-TEST_F( TunnelConfigTest, AnyChangeOfAHeaderRewritesAllEntriesOnce ) {
+TEST_F( TheTunnelProfiles, AreAllRewrittenOnceForAnyChangeOfAHeader ) {
    tunnel( 3, 50 );
    auto made = machine( mock );
    written( *mock );
@@ -268,8 +238,8 @@ TEST_F( TunnelConfigTest, AnyChangeOfAHeaderRewritesAllEntriesOnce ) {
    EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), 0u );
 }
 
-TEST_F( TunnelConfigTest, ARefusedTableCallStopsTheProcessWithItsText ) {
-   chip( "trident4" );
+TEST_F( TheTunnelProfiles, StopTheProcessWhenATableCallIsRefused ) {
+   addChip( "trident4" );
    auto made = machine( Zol::make< BcmPtHelper >() );
    const std::pair< SdkCall, const char* > refusals[] = {
       { SdkCall::bcmlt_entry_allocate,
@@ -293,8 +263,8 @@ TEST_F( TunnelConfigTest, ARefusedTableCallStopsTheProcessWithItsText ) {
    tunnel( 13, 50 );
 }
 
-TEST_F( TunnelConfigTest, TheBringUpNeedsTheChipsFirstProfile ) {
-   chip( "trident3" );
+TEST_F( TheTunnelProfiles, NeedTheChipsFirstOneForTheBringUp ) {
+   addChip( "trident3" );
    const LogicalFap::LogicalFapId fap( 0 );
    auto all = Zol::make< LogicalFapMtpProgramInfoColl >();
    all->lfMtpProgramInfoIs( fap );
@@ -311,13 +281,13 @@ TEST_F( TunnelConfigTest, TheBringUpNeedsTheChipsFirstProfile ) {
    scsd->chipProfileIs( features );
    EXPECT_DEATH( bringUp(), "mirrAttr && mirrAttr->mirrorEditIdBase\\(\\)" );
    mirror->mirrorEditIdBaseIs( 8 );
-   const ChipModel::ChipState before = state();
+   const ChipModel::ChipState before = chip();
    key( "keyed", 7 );
    auto made = bringUp();
    EXPECT_TRUE( Zol::dynamicCast< const MockPtHelper >(
          made->mtpProgramInfoSm()->mtpTunnelConfigSm()->ptHelper() ) );
    EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), 0u );
-   const std::vector< std::string > keyed = changes( before );
+   const Strings keyed = changes( before );
    all->lfMtpProgramInfoDel( fap );
    EXPECT_FALSE( made->mtpProgramInfoSm() );
    EXPECT_LT( changes( before ).size(), keyed.size() ) << "the patch is taken back";
@@ -327,12 +297,10 @@ TEST_F( TunnelConfigTest, TheBringUpNeedsTheChipsFirstProfile ) {
 
 // --- The loopback port ------------------------------------------------------------------------
 
-namespace {
-
-class LoopbackTest : public SliceConfigTest {
+class TheLoopbackPort : public TheSettings {
  protected:
-   LoopbackTest() {
-      chip( "tomahawk3" );
+   TheLoopbackPort() {
+      addChip( "tomahawk3" );
       scsd->chipTableIs( Zol::make< KarvelCentral::ChipTable >() );
       KarvelCentral::ChipAttributes attributes;
       attributes.chipIs( "tomahawk3" );
@@ -357,9 +325,7 @@ class LoopbackTest : public SliceConfigTest {
          Zol::make< KarvelCentral::PortTabWriteRequestDir >();
 };
 
-} // namespace
-
-TEST_F( LoopbackTest, ThePortIsEnteredInTheMapOnceItIsKnown ) {
+TEST_F( TheLoopbackPort, IsEnteredInTheMapOnceItIsKnown ) {
    using KarvelCentral::PortTab;
    scsd->karvelModIdIs( 0, 5 );
    auto made = helper();
@@ -382,7 +348,7 @@ TEST_F( LoopbackTest, ThePortIsEnteredInTheMapOnceItIsKnown ) {
    EXPECT_EQ( requests->requests(), 0u );
 }
 
-TEST_F( LoopbackTest, WhatCannotBeTrueStopsTheAgent ) {
+TEST_F( TheLoopbackPort, StopsTheAgentWhenWhatIsSaidCannotBe ) {
    status->portIs( "Loopback0", { 0, 161 } );
    EXPECT_DEATH( helper(), "scsd\\(\\)->karvelModIdHas\\( sp.unit\\(\\) \\)" );
    scsd->karvelModIdIs( 0, 5 );

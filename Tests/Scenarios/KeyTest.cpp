@@ -12,17 +12,6 @@ namespace Scenario {
 namespace {
 
 using ChipModel::GreKeys;
-using ChipModel::Profile;
-
-std::vector< std::string > chipsWhere( bool ( *is )( const Profile& ) ) {
-   std::vector< std::string > names;
-   for ( const Profile& profile : ChipModel::chipProfiles() ) {
-      if ( profile.tcamHelpers && is( profile ) ) {
-         names.emplace_back( profile.name );
-      }
-   }
-   return names;
-}
 
 class EveryChipWithKeys : public ::testing::TestWithParam< std::string > {};
 
@@ -85,8 +74,9 @@ TEST_P( EveryChipWithKeys, SendsTheKeyWithItsSessionAndNoOther ) {
    EXPECT_EQ( settingsChanged( before, rig.chip() ), 0U );
 }
 INSTANTIATE_TEST_SUITE_P( Profiles, EveryChipWithKeys,
-      ::testing::ValuesIn( chipsWhere(
-            []( const Profile& profile ) { return profile.greKeys != GreKeys::none; } ) ),
+      ::testing::ValuesIn( chipsWhere( []( auto& profile ) {
+         return profile.tcamHelpers && profile.greKeys != GreKeys::none;
+      } ) ),
       []( const auto& chip ) { return testName( chip.param ); } );
 
 TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
@@ -97,7 +87,7 @@ TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
       rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
       EXPECT_EQ( rig.session( "s" ).reason,
             "its copies have no GRE key: the chip refused to be set for keys" );
-      rig.runtime.chips().control().gate().faultsDelAll();
+      rig.gate().faultsDelAll();
       rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0" ) );
    }
    rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
@@ -119,9 +109,9 @@ TEST( ChipWithoutKeys, RefusesTheSessionAndSaysWhy ) {
 
 // Ethernet with a tag, IPv6, GRE with a key: 66 bytes, two insertions.
 TEST( ChipThatInsertsHeaders, SendsAHeaderWholeThatIsLongerThanOneInsertion ) {
-   TunnelRig rig( tunnelSix( "s", "Ethernet0", R"(, "gre_key": "7")" ),
-         R"("VLAN_INTERFACE": { "Vlan20|2001:db8:1::1/64": {} },
-            "NEIGH": { "Vlan20|2001:db8:1::2": { "neigh": "02:00:00:00:02:02" } },
+   TunnelRig rig( tunnel( "s", "Ethernet0", R"(, "gre_key": "7")", "2001:db8::2" ),
+         R"("VLAN_INTERFACE": { "Vlan20|2001:db8::1/64": {} },
+            "NEIGH": { "Vlan20|2001:db8::2": { "neigh": "02:00:00:00:02:02" } },
             "FDB": { "Vlan20|02:00:00:00:02:02": { "port": "Ethernet8", "type": "static" } })",
          "trident4" );
    EXPECT_EQ( rig.session( "s" ).phase, Agent::SessionPhase::active )
@@ -168,8 +158,8 @@ TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
    EXPECT_EXIT( with( R"({ "KarvelMirrorT4Gre": false })", noInsertion ),
          ::testing::ExitedWithCode( 0 ), "" );
    auto noKeys = [ & ] {
-      for ( const std::string& chip : chipsWhere( []( const Profile& profile ) {
-               return ChipModel::greEditor( profile.greKeys ) != nullptr;
+      for ( const std::string& chip : chipsWhere( []( auto& profile ) {
+               return profile.tcamHelpers && ChipModel::greEditor( profile.greKeys );
             } ) ) {
          SCOPED_TRACE( chip );
          TunnelRig rig( keyed, ways(), chip );
@@ -226,15 +216,13 @@ TEST( TwoChips, AreSetForKeysEachInItsWayAndSendWhatTheirSessionsSay ) {
                 "Ethernet104|192.0.2.6": { "neigh": "02:00:00:00:02:02" } },
      "MIRROR_SESSION": { "plain": { "type": "ERSPAN", "direction": "RX", "src_ip": "192.0.2.1",
                                     "dst_ip": "192.0.2.2", "src_port": "Ethernet0" } } })" );
-   const ChipModel::ChipState chips[] = { rig.chip(),
-      rig.runtime.chips().control().state( 1 ) };
+   const ChipModel::ChipState chips[] = { rig.chip(), rig.chip( 1 ) };
    rig.set( "MIRROR_SESSION|keyed", R"({ "type": "ERSPAN", "direction": "RX",
       "src_ip": "192.0.2.1", "dst_ip": "192.0.2.6", "src_port": "Ethernet100",
       "gre_key": "7" })" );
    EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
    for ( const auto& before : chips ) {
-      EXPECT_NE(
-            settingsChanged( before, rig.runtime.chips().control().state( before.unit ) ), 0U );
+      EXPECT_NE( settingsChanged( before, rig.chip( before.unit ) ), 0U );
    }
    rig.send( "Ethernet100", frame( 1, 2 ) );
    const auto copies = rig.copies( "Ethernet104" );
@@ -242,8 +230,7 @@ TEST( TwoChips, AreSetForKeysEachInItsWayAndSendWhatTheirSessionsSay ) {
    EXPECT_EQ( Bytes( copies[ 0 ].begin() + 34, copies[ 0 ].end() - frameBytes ), keyedGre );
    rig.del( "MIRROR_SESSION|keyed" );
    for ( const auto& before : chips ) {
-      EXPECT_EQ(
-            settingsChanged( before, rig.runtime.chips().control().state( before.unit ) ), 0U );
+      EXPECT_EQ( settingsChanged( before, rig.chip( before.unit ) ), 0U );
    }
 }
 
