@@ -38,7 +38,7 @@ class TheAclHelper : public AclBed, public ::testing::WithParamInterface< const 
       return rule( Acl::RuleAction::deny, src );
    }
    bool mirrors( int port, uint32_t src, uint16_t vlan = 0 ) {
-      return mirrored( port, Packet{ .vlan = vlan, .src = src }.bytes() ) != 0;
+      return isMirrored( port, Packet{ .vlan = vlan, .src = src }.bytes() );
    }
 
    // Keep frames of one address from the permits, in several ways and with several entries.
@@ -97,7 +97,7 @@ TEST_P( TheAclHelper, LetsEveryEntryMatchThePortsOfItsSubRule ) {
          }
       }
    }
-   mirror( made, 0 );
+   mirror( made );
    data->sessionSrcSubIntfListIs(
          intfs( { intf( 2, 10 ), intf( 2, 20 ), intf( 3, 10 ), intf( 4, 20 ) } ) );
    ASSERT_EQ( apply( made,

@@ -137,7 +137,7 @@ TEST_P( AclRules, TheFirstRuleThatAFrameFitsDecides ) {
          rule = randomIpRule( dice );
       }
       const AclPtr made =
-            mirroringAcl( "acl", rules, intfs( { intf( 1 ), intf( 3 ) } ), 0, GetParam() );
+            mirroringAcl( "acl", rules, intfs( { intf( 1 ), intf( 3 ) } ), GetParam() );
       for ( int i = 0; i < 1500; ++i, ++frames ) {
          const Packet packet = randomPacket( dice );
          bool expected = false;
@@ -146,11 +146,11 @@ TEST_P( AclRules, TheFirstRuleThatAFrameFitsDecides ) {
                   [ & ]( const auto& rule ) { return fits( rule.ip(), packet ); } );
             expected = decides != rules.end() && decides->action() == RuleAction::permit;
          }
-         ASSERT_EQ( mirrored( 3, packet.bytes() ), expected ? 1U : 0U )
+         ASSERT_EQ( isMirrored( 3, packet.bytes() ), expected )
                << "seed " << seed << " src " << packet.src << " dst " << packet.dst
                << " protocol " << int{ packet.protocol } << " tos " << int{ packet.tos }
                << " ports " << packet.srcPort << " " << packet.dstPort;
-         ASSERT_EQ( mirrored( 2, packet.bytes() ), 0U );
+         ASSERT_FALSE( isMirrored( 2, packet.bytes() ) );
          copies += expected;
       }
    }
@@ -209,10 +209,9 @@ TEST_F( AclMacRules, MatchTheirFieldAndNothingBesideIt ) {
       Acl::RuleConfig rule;
       rule.macIs( mac );
       rule.actionIs( RuleAction::permit );
-      const AclPtr made =
-            mirroringAcl( "mac", { rule }, intfs( { intf( 1 ) } ), 0, Acl::mac() );
-      EXPECT_EQ( mirrored( 1, hit ), 1U ) << Zol::toString( mac );
-      EXPECT_EQ( mirrored( 1, miss ), 0U ) << Zol::toString( mac );
+      const AclPtr made = mirroringAcl( "mac", { rule }, intfs( { intf( 1 ) } ), Acl::mac() );
+      EXPECT_TRUE( isMirrored( 1, hit ) ) << Zol::toString( mac );
+      EXPECT_FALSE( isMirrored( 1, miss ) ) << Zol::toString( mac );
    }
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "PluginMounters/Slice/Ports/KarvelMirrorSliceSm.h"
 
 namespace KarvelMirror {
@@ -26,6 +28,7 @@ class TheSliceMachines : public ::testing::Test {
    // Publishes a destination's sources, and lets the loop run.
    Zol::Ptr< MtpProgramInfo > publish(
          Direction direction, std::vector< int > ports, std::vector< int > trunks = {} ) {
+      std::optional< Zol::Batch > batch( std::in_place );
       auto info = coll->lfMtpProgramInfoIs( fap )->mtpProgramInfoIs( mtp );
       info->directionIs( direction );
       info->aclPortMirroringIs( true );
@@ -35,6 +38,7 @@ class TheSliceMachines : public ::testing::Test {
       for ( int trunk : trunks ) {
          info->srcPortIs( SourcePort::ofTrunk( trunk ) );
       }
+      batch.reset();
       run();
       return info;
    }

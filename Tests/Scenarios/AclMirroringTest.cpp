@@ -1,5 +1,7 @@
 // Mirroring filtered by ACLs and by plain addresses, as a user sees it.
 
+#include <optional>
+
 #include "Tests/EveryRefusal.h"
 #include "Tests/Packet.h"
 #include "Tests/Scenarios/Scenario.h"

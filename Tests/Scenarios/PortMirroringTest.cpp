@@ -1,13 +1,49 @@
 // Port mirroring as a user sees it: a configuration, frames in, copies out. Most scenarios are
 // played on chips of both generations of the TCAM interface, which must not show.
 
-#include "Tests/Scenarios/BothGenerations.h"
+#include <ostream>
+
 #include "Tests/Scenarios/Scenario.h"
 
 namespace Scenario {
 
 using Agent::SessionPhase;
 using ChipModel::SdkCall;
+
+// --- Scenarios of both generations ----------------------------------------------------------
+
+// Each is played on several chips, with a transcript of what a user could see, so that the
+// transcripts can be compared.
+struct PortScenario {
+   const char* name;
+   void ( *run )();
+};
+
+void PrintTo( const PortScenario& scenario, std::ostream* out ) { *out << scenario.name; }
+
+std::vector< PortScenario > portScenarios;
+
+struct Added {
+   explicit Added( const PortScenario& scenario ) { portScenarios.push_back( scenario ); }
+};
+
+// Plays a scenario on chips of this profile, where it does not name another.
+Transcript play( const PortScenario& scenario, const char* profile ) {
+   SCOPED_TRACE( profile );
+   Transcript transcript;
+   Rig::recorder = &transcript;
+   Rig::defaultProfile = profile;
+   scenario.run();
+   Rig::recorder = nullptr;
+   Rig::defaultProfile.clear();
+   return transcript;
+}
+
+#define PORT_SCENARIO( group, sentence )                                                       \
+   static void group##_##sentence();                                                           \
+   static const Added added_##group##_##sentence(                                              \
+         { #group "_" #sentence, group##_##sentence } );                                       \
+   static void group##_##sentence()
 
 PORT_SCENARIO( IngressMirroring, CopiesWhatASourcePortReceivesAndNothingElse ) {
    Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) ) );
@@ -291,7 +327,7 @@ TEST_P( BothGenerations, MirrorTheSame ) {
 }
 
 INSTANTIATE_TEST_SUITE_P( Scenarios, BothGenerations,
-      ::testing::Combine( ::testing::ValuesIn( portScenarios() ),
+      ::testing::Combine( ::testing::ValuesIn( portScenarios ),
             ::testing::Values( Generations{ "portClasses", "trident3", "tomahawk3" },
                   Generations{ "portBitmaps", "trident2", "tomahawk4" } ) ),
       []( const auto& test ) {

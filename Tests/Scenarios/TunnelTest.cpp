@@ -1,6 +1,7 @@
 // Tunnels and limits, as a user sees them: which copies leave, how, and how many.
 
 #include <cstdlib>
+#include <optional>
 #include <set>
 
 #include "Tests/EveryRefusal.h"
