@@ -183,35 +183,33 @@ TEST_F( TheEgressMachines, ShrinkAndRenumberInAnExactlyFullTcam ) {
          0, { dstPort( 1, 500 ), dstPort( 2, 2000 ), dstPort( 3, 2000 ), dstPort( 4, 900 ) } );
    EXPECT_EQ( entries().size(), 4U );
    EXPECT_EQ( policers(), 3U );
-   EXPECT_TRUE( logged().empty() );
+   EXPECT_TRUE( loggedIds().empty() );
 }
 
 // What finds no room or is refused takes all of its feature back, says so once, and comes with
 // the next generation.
 TEST_F( TheEgressMachines, TakeNothingWhenTheyFailAndTryAgainWithTheNextGeneration ) {
    struct Case {
-      const char* what;
-      std::function< void() > fails, mends;
+      const char* scarce; // none: an install is refused
+      int tooFew;
       ProgramResult result;
       Strings said;
    };
-   const auto capacity = [ & ]( const char* what, int count ) {
-      return [ this, what, count ] {
-         ASSERT_FALSE( box.control().capacityIs( 0, what, count ) );
-      };
-   };
    const Case cases[] = {
-      { "entries", capacity( "egress-entries", 2 ), capacity( "egress-entries", 3 ),
-            ProgramResult::entryAllocationFailure, tcamFull },
-      { "policers", capacity( "policers", 1 ), capacity( "policers", 2 ),
-            ProgramResult::entryInstallFailure, rateFull },
-      { "install", [ & ] { refuse( SdkCall::bcm_field_entry_install, 3 ); }, [] {},
-            ProgramResult::entryInstallFailure, rateFull },
+      { "egress-entries", 2, ProgramResult::entryAllocationFailure, tcamFull },
+      { "policers", 1, ProgramResult::entryInstallFailure, rateFull },
+      { nullptr, 0, ProgramResult::entryInstallFailure, rateFull },
+   };
+   const auto roomFor = [ & ]( const char* what, int count ) {
+      ASSERT_FALSE( what && box.control().capacityIs( 0, what, count ) );
    };
    for ( const Case& one : cases ) {
-      SCOPED_TRACE( one.what );
+      SCOPED_TRACE( one.scarce ? one.scarce : "install" );
       destination( 0, { dstPort( 1, 1000 ) } );
-      one.fails();
+      roomFor( one.scarce, one.tooFew );
+      if ( !one.scarce ) {
+         refuse( SdkCall::bcm_field_entry_install, 3 );
+      }
       destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ), dstPort( 3, 3000 ) } );
       EXPECT_TRUE( entries( false ).empty() ) << "the entry that there was goes, too";
       EXPECT_EQ( policers(), 0U );
@@ -223,13 +221,13 @@ TEST_F( TheEgressMachines, TakeNothingWhenTheyFailAndTryAgainWithTheNextGenerati
       EXPECT_TRUE( slice->efpConfig()->config( portRate )->rules().empty() );
       EXPECT_NE(
             programStatus->efpProgramStatus( RateLimitKind::port ), ProgramStatus::success );
-      EXPECT_EQ( logged(), one.said );
-      one.mends();
+      EXPECT_EQ( loggedIds(), one.said );
+      roomFor( one.scarce, one.tooFew + 1 );
       config->updateIdIs( Orv::UniqueId::fresh() );
       EXPECT_EQ( status->status(), ProgramResult::success );
       EXPECT_EQ( entries().size(), 3U );
       EXPECT_EQ( policers(), 2U );
-      EXPECT_EQ( logged(), one.said );
+      EXPECT_EQ( loggedIds(), one.said );
       forgetInfo();
       Flitlog::recordsDelAll();
    }

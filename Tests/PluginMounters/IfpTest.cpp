@@ -132,14 +132,14 @@ TEST_F( TheIngressMachines, TakeNothingWhenTheyFailAndTryAgainWithTheNextGenerat
       EXPECT_TRUE( slice->ifpConfig()->config( Mtp( 0 ) )->rules().empty() );
       EXPECT_TRUE( entries( false ).empty() );
       const Strings said{ "KARVEL_MIRRORING_TCAM_RESOURCE_FULL" };
-      EXPECT_EQ( logged(), said );
+      EXPECT_EQ( loggedIds(), said );
       // Identical rules in a new generation.
       ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 3 ) );
       wanted()->updateIdIs( Orv::UniqueId::fresh() );
       EXPECT_EQ( known()->status(), ProgramResult::success );
       EXPECT_EQ( entries().size(), 3U );
       EXPECT_EQ( known()->ruless(), 3U );
-      EXPECT_EQ( logged(), said );
+      EXPECT_EQ( loggedIds(), said );
       info()->mtpProgramInfoDel( Mtp( 0 ) );
       Flitlog::recordsDelAll();
    }
@@ -289,9 +289,9 @@ TEST_F( TheIngressMachines, DoNotBelieveAStaleStatus ) {
    // The watcher of the feature's status does not believe such a one either.
    smStatus->updateIdIs( Orv::UniqueId::fresh() );
    smStatus->statusIs( ProgramResult::entryInstallFailure );
-   EXPECT_TRUE( logged().empty() );
+   EXPECT_TRUE( loggedIds().empty() );
    smStatus->updateIdIs( answered );
-   EXPECT_EQ( logged().size(), 1U );
+   EXPECT_EQ( loggedIds().size(), 1U );
 }
 
 TEST_F( TheIngressMachines, StopOnWhatABrokenAgentAsksButInSimulations ) {

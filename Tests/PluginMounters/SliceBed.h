@@ -3,9 +3,9 @@
 // The field processors' machines on a chip of the model, with the agent's real services.
 
 #include "AgentServices/EmbeddedAclHelper.h"
-#include "Platform/Flitlog/Flitlog.h"
 #include "PluginMounters/Slice/AclProgrammerSm.h"
 #include "Tests/ChipBed.h"
+#include "Tests/Names.h"
 
 namespace KarvelMirror::Slice {
 
@@ -59,13 +59,6 @@ class SliceBed : public ChipBed {
          }
       }
       return nullptr;
-   }
-   Strings logged() const {
-      Strings ids;
-      for ( const Flitlog::Record& record : Flitlog::records() ) {
-         ids.push_back( record.id );
-      }
-      return ids;
    }
    static bool hasAction( const ChipModel::EntryView& entry, Shim::FieldAction action ) {
       return std::any_of( entry.actions.begin(), entry.actions.end(),

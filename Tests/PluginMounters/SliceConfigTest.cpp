@@ -6,7 +6,7 @@
 #include "PluginMounters/Slice/ChipWide/LoopbackHelperSm.h"
 #include "PluginMounters/Slice/ChipWide/MtpProgramInfoSm.h"
 #include "Tests/ChipBed.h"
-#include "Tests/TestName.h"
+#include "Tests/Names.h"
 
 namespace KarvelMirror::Slice {
 
@@ -174,13 +174,14 @@ class TheTunnelProfiles : public TheSettings {
       made->zolStart();
       return made;
    }
-   // The next sixteen writes, by profile index, and that they are in order.
-   std::vector< TableValues > written( MockPtHelper& helper ) {
+   // What was written since: each of the sixteen entries once, in order.
+   std::vector< TableValues > written() {
       std::vector< TableValues > entries;
       for ( uint64_t idx = 0; idx < 16; ++idx ) {
-         entries.push_back( helper.dataDeq() );
+         entries.push_back( mock->dataDeq() );
          EXPECT_EQ( entries.back().fields( "BCMLT_PT_INDEX" ), 16 + idx );
       }
+      EXPECT_EQ( mock->queued(), 0u );
       return entries;
    }
    static std::vector< uint64_t > sizes( const TableValues& entry ) {
@@ -202,7 +203,7 @@ TEST_F( TheTunnelProfiles, InsertAHeaderInOnePieceOrTwo ) {
    tunnel( 1, 40, false );
    tunnel( 2, 64 );
    auto made = machine( mock );
-   const auto entries = written( *mock );
+   const auto entries = written();
    EXPECT_EQ( sizes( entries[ 5 ] ), ( Sizes{ 1, 50, 13, 0, 0, 0 } ) );
    EXPECT_EQ( sizes( entries[ 2 ] ), ( Sizes{ 1, 64, 13, 1, 36, 1 } ) );
    EXPECT_EQ( sizes( entries[ 4 ] ), ( Sizes{ 1, 64, 13, 0, 0, 0 } ) );
@@ -212,29 +213,26 @@ TEST_F( TheTunnelProfiles, InsertAHeaderInOnePieceOrTwo ) {
       }
       EXPECT_EQ( entries[ idx ].fieldss(), 12u );
    }
-   EXPECT_EQ( mock->queued(), 0u );
    EXPECT_EQ( mock->data( 0 ).fields( "BCMLT_PT_INDEX" ), 31u );
 }
 
 TEST_F( TheTunnelProfiles, AreAllRewrittenOnceForAnyChangeOfAHeader ) {
    tunnel( 3, 50 );
    auto made = machine( mock );
-   written( *mock );
+   written();
    tunnel( 3, 50, true, "1.2.3.5" ); // the same header to somebody else
    EXPECT_EQ( mock->queued(), 0u );
    tunnel( 3, 54 );
-   EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 54u );
-   EXPECT_EQ( mock->queued(), 0u );
+   EXPECT_EQ( sizes( written()[ 5 ] )[ 1 ], 54u );
    tunnel( 3, 74, true, "2001:db8::1" ); // leaves one buffer and comes into the other
-   EXPECT_EQ( sizes( written( *mock )[ 5 ] ), ( Sizes{ 1, 64, 13, 1, 10, 1 } ) );
-   EXPECT_EQ( mock->queued(), 0u );
+   EXPECT_EQ( sizes( written()[ 5 ] ), ( Sizes{ 1, 64, 13, 1, 10, 1 } ) );
    info->tunnelDel( TunnelId( 3 ) );
    run();
-   EXPECT_EQ( sizes( written( *mock )[ 5 ] ), ( Sizes{ 0, 0, 0, 0, 0, 0 } ) );
+   EXPECT_EQ( sizes( written()[ 5 ] ), ( Sizes{ 0, 0, 0, 0, 0, 0 } ) );
    tunnel( 3, 54 );
-   EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 54u );
+   EXPECT_EQ( sizes( written()[ 5 ] )[ 1 ], 54u );
    made = nullptr;
-   EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 0u ) << "gone with the machine";
+   EXPECT_EQ( sizes( written()[ 5 ] )[ 1 ], 0u ) << "gone with the machine";
    EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), 0u );
 }
 

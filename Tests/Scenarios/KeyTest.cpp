@@ -15,6 +15,7 @@ using ChipModel::GreKeys;
 
 class EveryChipWithKeys : public ::testing::TestWithParam< std::string > {};
 
+const std::string key7 = R"(, "gre_key": "7")";
 const Bytes plainGre{ 0, 0, 0x88, 0xbe };
 const Bytes keyedGre{ 0x20, 0, 0x88, 0xbe, 0, 0, 0, 7 };
 
@@ -56,15 +57,14 @@ TEST_P( EveryChipWithKeys, SendsTheKeyWithItsSessionAndNoOther ) {
    TunnelRig rig( tunnel( "plain", "Ethernet0" ), ways(), GetParam() );
    const ChipModel::ChipState before = rig.chip();
    EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
-   rig.set( "MIRROR_SESSION|keyed", tunnelJson( "Ethernet4", R"(, "gre_key": "7")" ) );
+   rig.set( "MIRROR_SESSION|keyed", tunnelJson( "Ethernet4", key7 ) );
    EXPECT_EQ( gre( rig, "Ethernet4" ), keyedGre );
    EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
-   rig.set( "MIRROR_SESSION|six",
-         tunnelJson( "Ethernet8", R"(, "gre_key": "7")", "2001:db8::2" ) );
+   rig.set( "MIRROR_SESSION|six", tunnelJson( "Ethernet8", key7, "2001:db8::2" ) );
    EXPECT_EQ( gre( rig, "Ethernet8", "Ethernet24" ), keyedGre );
    rig.set( "MIRROR_SESSION|six", tunnelJson( "Ethernet8", "", "2001:db8::2" ) );
    EXPECT_EQ( gre( rig, "Ethernet8", "Ethernet24" ), plainGre );
-   rig.set( "MIRROR_SESSION|plain", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
+   rig.set( "MIRROR_SESSION|plain", tunnelJson( "Ethernet0", key7 ) );
    EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre ) << "a session may change its mind";
    rig.set( "MIRROR_SESSION|keyed", tunnelJson( "Ethernet4" ) );
    EXPECT_EQ( gre( rig, "Ethernet4" ), plainGre );
@@ -84,13 +84,13 @@ TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
    TunnelRig rig( tunnel( "s", "Ethernet0" ), ways(), GetParam() );
    if ( ChipModel::greEditor( rig.runtime.profile( 0 ).greKeys ) ) {
       EXPECT_FALSE( rig.runtime.fail( "soc_mem_write", 1, 100 ) );
-      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
+      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", key7 ) );
       EXPECT_EQ( rig.session( "s" ).reason,
             "its copies have no GRE key: the chip refused to be set for keys" );
       rig.gate().faultsDelAll();
       rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0" ) );
    }
-   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
+   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", key7 ) );
    EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre );
    EXPECT_EQ( rig.session( "s" ).reason, "" );
    EXPECT_FALSE( rig.runtime.fail( "bcm_mirror_destination_set", 1, 1 ) );
@@ -102,14 +102,14 @@ TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
 }
 
 TEST( ChipWithoutKeys, RefusesTheSessionAndSaysWhy ) {
-   TunnelRig rig( tunnel( "keyed", "Ethernet0", R"(, "gre_key": "7")" ), ways(), "trident2" );
+   TunnelRig rig( tunnel( "keyed", "Ethernet0", key7 ), ways(), "trident2" );
    EXPECT_EQ( rig.session( "keyed" ).phase, Agent::SessionPhase::refused );
    EXPECT_EQ( rig.session( "keyed" ).reason, "chip profile trident2 sends no GRE keys" );
 }
 
 // Ethernet with a tag, IPv6, GRE with a key: 66 bytes, two insertions.
 TEST( ChipThatInsertsHeaders, SendsAHeaderWholeThatIsLongerThanOneInsertion ) {
-   TunnelRig rig( tunnel( "s", "Ethernet0", R"(, "gre_key": "7")", "2001:db8::2" ),
+   TunnelRig rig( tunnel( "s", "Ethernet0", key7, "2001:db8::2" ),
          R"("VLAN_INTERFACE": { "Vlan20|2001:db8::1/64": {} },
             "NEIGH": { "Vlan20|2001:db8::2": { "neigh": "02:00:00:00:02:02" } },
             "FDB": { "Vlan20|02:00:00:00:02:02": { "port": "Ethernet8", "type": "static" } })",
@@ -133,31 +133,30 @@ TEST( ChipThatInsertsHeaders, SendsAHeaderWholeThatIsLongerThanOneInsertion ) {
 
 TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // toggles are read once per process
-   auto with = [ & ]( const std::string& toggles, auto check ) {
-      const auto folder = std::filesystem::temp_directory_path() /
-            ( "karvel-toggles-" + std::to_string( getpid() ) );
-      std::filesystem::create_directory( folder );
-      std::ofstream( folder / "KarvelLib.json" ) << toggles;
-      KarvelLib::toggleDirectoryIs( folder.string() );
-      check();
-      std::filesystem::remove_all( folder );
-      exit( ::testing::Test::HasFailure() ? 1 : 0 );
+   auto with = [ & ]( const std::string& toggle, const std::function< void() >& check ) {
+      const auto play = [ & ] {
+         const auto folder = std::filesystem::temp_directory_path() /
+               ( "karvel-toggles-" + std::to_string( getpid() ) );
+         std::filesystem::create_directory( folder );
+         std::ofstream( folder / "KarvelLib.json" ) << "{ \"" + toggle + "\": false }";
+         KarvelLib::toggleDirectoryIs( folder.string() );
+         check();
+         std::filesystem::remove_all( folder );
+         exit( ::testing::Test::HasFailure() ? 1 : 0 );
+      };
+      EXPECT_EXIT( play(), ::testing::ExitedWithCode( 0 ), "" );
    };
-   const std::string keyed = tunnel( "s", "Ethernet0", R"(, "gre_key": "7")" );
-   auto otherBringUp = [ & ] {
+   const std::string keyed = tunnel( "s", "Ethernet0", key7 );
+   with( "KarvelMirrorT4Gre", [ & ] {
       TunnelRig rig( keyed, ways(), "trident3" );
       EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre );
-   };
-   EXPECT_EXIT( with( R"({ "KarvelMirrorT4Gre": false })", otherBringUp ),
-         ::testing::ExitedWithCode( 0 ), "" );
-   auto noInsertion = [ & ] {
+   } );
+   with( "KarvelMirrorT4Gre", [ & ] {
       TunnelRig rig( keyed, ways(), "trident4" );
       EXPECT_EQ( rig.session( "s" ).phase, Agent::SessionPhase::refused );
       EXPECT_NE( rig.session( "s" ).reason.find( "KarvelMirrorT4Gre" ), std::string::npos );
-   };
-   EXPECT_EXIT( with( R"({ "KarvelMirrorT4Gre": false })", noInsertion ),
-         ::testing::ExitedWithCode( 0 ), "" );
-   auto noKeys = [ & ] {
+   } );
+   with( "KarvelMirrorGreKey", [ & ] {
       for ( const std::string& chip : chipsWhere( []( auto& profile ) {
                return profile.tcamHelpers && ChipModel::greEditor( profile.greKeys );
             } ) ) {
@@ -169,9 +168,7 @@ TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
          rig.set( "MIRROR_SESSION|t", tunnelJson( "Ethernet4", R"(, "gre_key": "8")" ) );
          EXPECT_EQ( settingsChanged( before, rig.chip() ), 0U );
       }
-   };
-   EXPECT_EXIT( with( R"({ "KarvelMirrorGreKey": false })", noKeys ),
-         ::testing::ExitedWithCode( 0 ), "" );
+   } );
 }
 
 TEST( Queue, OfASessionIsWhereItsCopiesLeave ) {

@@ -17,7 +17,7 @@
 #include "Agent/Runtime/Runtime.h"
 #include "ChipModel/LeftIn.h"
 #include "Tests/Frames.h"
-#include "Tests/TestName.h"
+#include "Tests/Names.h"
 
 namespace Scenario {
 

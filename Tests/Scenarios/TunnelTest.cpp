@@ -154,14 +154,14 @@ TEST( Limit, ThatTheChipHasNoRoomForIsSaidOnceAndComesWithRoom ) {
       ASSERT_FALSE( rig.runtime.capacity( what, 0 ) );
       rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
       EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
-      EXPECT_EQ( rig.logged(), std::vector< std::string >{ id } );
+      EXPECT_EQ( loggedIds(), std::vector< std::string >{ id } );
       EXPECT_EQ( rig.egressEntries(), 0 );
       EXPECT_TRUE( rig.chip().policers.empty() );
       EXPECT_EQ( rig.one( "Ethernet0", "Ethernet20" ).size(), 1U ) << "it mirrors all the same";
       ASSERT_FALSE( rig.runtime.capacity( what, 4 ) );
       EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
       EXPECT_EQ( rig.egressEntries(), 1 );
-      EXPECT_EQ( rig.logged().size(), 1U );
+      EXPECT_EQ( loggedIds().size(), 1U );
    }
 }
 

@@ -2,7 +2,6 @@
 
 // Sessions with tunnels, the ways they take, and a switch that has them.
 
-#include "Platform/Flitlog/Flitlog.h"
 #include "Tests/Scenarios/Scenario.h"
 
 namespace Scenario {
@@ -54,13 +53,6 @@ struct TunnelRig : Rig {
    }
    int egressEntries() {
       return runtime.chips().chip( 0 )->fields().entriesUsed( Shim::FieldStage::egress );
-   }
-   std::vector< std::string > logged() const {
-      std::vector< std::string > ids;
-      for ( const Flitlog::Record& record : Flitlog::records() ) {
-         ids.push_back( record.id );
-      }
-      return ids;
    }
 };
 
