@@ -19,7 +19,7 @@ using SubConfig = Zol::Ptr< RequestSubConfig >;
 class RequestsOfTheTcam : public ChipBed {
  protected:
    RequestsOfTheTcam() : ChipBed( "tomahawk3" ) {
-      manager = Zol::make< TcamRequestManager >( 0, "client", groups, statusDir );
+      manager = Zol::make< TcamRequestManager >( 0U, "client", groups, statusDir );
       manager->zolStart();
       manager->events()->clientWarmIs( true );
    }

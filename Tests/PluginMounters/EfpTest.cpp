@@ -10,7 +10,6 @@ using Shim::Qualifier;
 
 namespace {
 
-constexpr auto gre = TcamFeature::EfpFeature::efpGreRateLimit;
 constexpr auto portRate = TcamFeature::EfpFeature::efpPortRateLimit;
 
 Plix::IpAddr address( std::string_view text ) { return *Plix::IpAddr::fromString( text ); }

@@ -170,7 +170,7 @@ class TheTunnelProfiles : public TheSettings {
    }
    Zol::Ptr< MtpTunnelConfigSm > machine( Zol::Ptr< PtHelper > helper ) {
       auto made = Zol::make< MtpTunnelConfigSm >(
-            0, uint8_t{ 16 }, "EGR_HEADER_INSERT_PROFILE", info, helper );
+            0U, uint8_t{ 16 }, "EGR_HEADER_INSERT_PROFILE", info, helper );
       made->zolStart();
       return made;
    }
@@ -207,7 +207,7 @@ TEST_F( TheTunnelProfiles, InsertAHeaderInOnePieceOrTwo ) {
    EXPECT_EQ( sizes( entries[ 5 ] ), ( Sizes{ 1, 50, 13, 0, 0, 0 } ) );
    EXPECT_EQ( sizes( entries[ 2 ] ), ( Sizes{ 1, 64, 13, 1, 36, 1 } ) );
    EXPECT_EQ( sizes( entries[ 4 ] ), ( Sizes{ 1, 64, 13, 0, 0, 0 } ) );
-   for ( size_t idx : { 0, 1, 3, 6, 15 } ) {
+   for ( size_t idx : { 0U, 1U, 3U, 6U, 15U } ) {
       for ( const auto& [ field, value ] : entries[ idx ].fields() ) {
          EXPECT_TRUE( field == "BCMLT_PT_INDEX" || value == 0 ) << idx << " " << field;
       }
@@ -268,7 +268,7 @@ TEST_F( TheTunnelProfiles, NeedTheChipsFirstOneForTheBringUp ) {
    all->lfMtpProgramInfoIs( fap );
    auto bringUp = [ & ] {
       auto made = Zol::make< MtpProgramInfoCollSm >(
-            0, fap, all, Orv::TaskSchedulerRoot::findOrCreateScheduler(), scsd, sessions );
+            0U, fap, all, Orv::TaskSchedulerRoot::findOrCreateScheduler(), scsd, sessions );
       made->zolStart();
       return made;
    };

@@ -30,8 +30,8 @@ class TcamBed : public ChipBed {
          attributes.aclGroupIs( true );
          KarvelCentral::karvelAttributes()->chipAttributesIs( "tomahawk3", attributes );
          scsd->chipAttributesIs( attributes );
-         manager =
-               Zol::make< AgentServices::TcamRequestManager >( 0, "slice0", groups, statusDir );
+         manager = Zol::make< AgentServices::TcamRequestManager >(
+               0U, "slice0", groups, statusDir );
          manager->zolStart();
          common->tcamEventsIs( manager->events() );
          common->intfProfileManagerIs( Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >(
