@@ -248,6 +248,19 @@ TEST_F( RequestsOfTheTcam, MoveWithTheirFeatureGroup ) {
    EXPECT_NE( after[ 0 ].priority, before[ 0 ].priority );
 }
 
+TEST_F( RequestsOfTheTcam, MatchPortsByClassOrByBitmapAsTheirProfileSays ) {
+   const auto bits = Shim::PortBitmap().set( 7 );
+   for ( const auto& [ match, qualifier ] :
+         { std::pair( IntfMatch::classId, Shim::Qualifier::portClass ),
+               std::pair( IntfMatch::inPorts, Shim::Qualifier::inPorts ) } ) {
+      add( wants( 0, {} ) )
+            ->intfProfileIs( manager->intfProfileManager()->intfProfile( match, bits, ~bits ) );
+      ask( 0 );
+      EXPECT_EQ( settle(), Status::programmed );
+      EXPECT_EQ( entries().at( 0 ).qualifiers.at( 0 ).qualifier, qualifier );
+   }
+}
+
 // Whatever the chip refuses once, and whether it did it all the same: the request gets there,
 // and leaves nothing.
 TEST_F( RequestsOfTheTcam, OvercomeEveryRefusalAndLeaveNothing ) {
