@@ -28,6 +28,8 @@ int main( int argc, char** argv ) {
       return Agent::serveCommand( *command );
    case Agent::Verb::ctl:
       return Agent::ctlCommand( *command );
+   case Agent::Verb::wiring:
+      return Agent::wiringCommand( *command );
    default:
       return Agent::chipsCommand( *command );
    }

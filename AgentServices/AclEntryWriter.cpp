@@ -46,8 +46,8 @@ Shim::QualifierSet aclQualifiers( Acl::AclType type ) {
          qualifierSet( { Qualifier::outerVlanId, Qualifier::dstClassL2 } );
    if ( type == Acl::mac() ) {
       return result |
-            qualifierSet( { Qualifier::srcMac, Qualifier::dstMac, Qualifier::etherType,
-                  Qualifier::mplsLabel, Qualifier::mplsInnerLabel } );
+            qualifierSet( { Qualifier::outerVlanPriority, Qualifier::srcMac, Qualifier::dstMac,
+                  Qualifier::etherType, Qualifier::mplsLabel, Qualifier::mplsInnerLabel } );
    }
    ZOL_ASSERT( type == Acl::ip() || type == Acl::ipv6() );
    result |= type == Acl::ip() ? qualifierSet( { Qualifier::srcIp, Qualifier::dstIp } )
@@ -167,6 +167,10 @@ void AclEntryWriter::layer4Ports(
 
 void AclEntryWriter::mac( const Acl::MacFilter& filter ) {
    outerVlan( filter.vlanId(), filter.vlanIdMask() );
+   callIf( filter.vlanPriorityMask() != 0, [ & ] {
+      return KARVEL_SDK_CALL( trace, bcm_field_qualify_OuterVlanPriority,
+            ( unit_, entry_, filter.vlanPriority(), filter.vlanPriorityMask() ) );
+   } );
    callIf( filter.srcMacMask() != Plix::EthAddr(), [ & ] {
       return KARVEL_SDK_CALL( trace, bcm_field_qualify_SrcMac,
             ( unit_, entry_, filter.srcMac(), filter.srcMacMask() ) );

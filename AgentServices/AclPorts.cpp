@@ -14,7 +14,7 @@ using Shim::Sdk;
 uint32_t AclPorts::scopeOf( uint32_t subRule, const Zol::Set< IntfId >& ruleIntf ) {
    const Zol::Set< IntfId >* kept = nullptr;
    if ( !ruleIntf.empty() ) {
-      // Rules on the same interfaces mostly stand together.
+      // Neighbouring rules mostly have the same interfaces.
       if ( !lastRuleIntf_ || !( *lastRuleIntf_ == ruleIntf ) ) {
          lastRuleIntf_ = &*ruleIntfs_.insert( ruleIntf ).first;
       }

@@ -31,7 +31,7 @@ struct PortScope {
    uint32_t classBit = 0;      // the class of `ports`; 0: none
    uint32_t version = 0;       // counts the changes of `ports`
    Shim::PortBitmap installed; // what its installed entries match
-   uint32_t heldBits = 0;      // the classes that it counts in
+   uint32_t heldBits = 0;      // the classes that count it as a user
 
    bool gains() const { return ( ports & ~installed ).any(); }
    bool loses() const { return ( installed & ~ports ).any(); }
@@ -52,15 +52,15 @@ class AclPorts {
    // Works out the ports of every scope. An interface without a port on this chip is skipped.
    void wantedIs( const Karvel::KarvelAclUnitData& unitData );
    // Makes the wanted ports those that entries are to be qualified with. On an error some
-   // scopes have theirs already, the others are as before.
+   // scopes have their new ports already, the others keep theirs.
    Shim::Rc prepare();
 
-   // All entries are installed with the ports of their scopes.
+   // Tells that all entries are installed with the ports of their scopes.
    void installed();
-   // Some entries may be, or none is any more.
+   // Some entries may be installed, or none is any more.
    void maybeInstalled();
    void notInstalled();
-   // No entry looks at a class any more.
+   // Gives the classes back: no entry looks at them any more.
    void release();
 
  private:

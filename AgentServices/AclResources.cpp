@@ -9,9 +9,9 @@ using Shim::Sdk;
 
 namespace {
 
-constexpr Zol::Seconds tidyInterval = 1; // until what the chip refused is tried again
+constexpr Zol::Seconds tidyInterval = 1; // until a refused call is tried again
 
-// Of feature 0. The higher ones follow.
+// The priority of feature 0's groups; higher features follow.
 constexpr int aclPriority = 80;
 
 } // namespace

@@ -1,10 +1,11 @@
 #pragma once
 
 // What the ACLs of one chip share: port maps, port classes, range checkers, and what the chip
-// would not give back, which is tried again every second and whenever an ACL is withdrawn.
+// refused to give back, which is tried again every second and whenever an ACL is withdrawn.
 //
-// A group that the chip refuses to destroy although all its known entries are gone holds one
-// that nobody can name (see TcamGroup): it serves the next ACL of its kind.
+// If the chip refuses to destroy a group although all its known entries are gone, the group
+// holds an entry that nobody can name (see TcamGroup). Such a group serves the next ACL of its
+// kind.
 
 #include <memory>
 #include <vector>
@@ -30,7 +31,7 @@ class AclResources : public Zol::RefCounted {
 
    // A group for an ACL of that kind and feature, without entries.
    Zol::Ptr< TcamGroup > group( Acl::AclType type, Karvel::KarvelAclFeature feature );
-   // Takes the ACL off the chip, as far as the chip does not refuse.
+   // Takes the ACL off the chip, as far as the chip allows.
    void withdraw( std::unique_ptr< ChipAcl > acl );
 
  private:

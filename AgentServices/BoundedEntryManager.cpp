@@ -89,7 +89,7 @@ Rc BoundedEntryManager::attach( Unit& of, Held& held, uint32_t policerId ) {
    if ( rc == Sdk::QX_BCM_E_NONE() ) {
       held.policer = policerId;
    }
-   // One count for each that the entry has or is installed with.
+   // The entry counts once for each policer that it has or is installed with.
    if ( rc != Sdk::QX_BCM_E_NONE() || policerId == held.installedPolicer ) {
       of.policers->release( policerId );
    }

@@ -3,8 +3,8 @@
 // The entries of one feature of the egress stage, on every chip that has it. See
 // Karvel::KarvelBoundedTcamEntryManager for what the operations promise.
 //
-// An entry keeps a policer from when it is attached, or still at work in the chip, until an
-// install or a release has put an end to both.
+// An entry holds a policer from when it is attached until it is neither attached nor at work in
+// the chip any more: an install or a release ends that.
 
 #include <map>
 
@@ -18,7 +18,7 @@ class BoundedEntryManager : public Karvel::KarvelBoundedTcamEntryManager {
    ZOL_ENTITY( AgentServices, BoundedEntryManager, Karvel::KarvelBoundedTcamEntryManager );
 
  public:
-   // Makes a chip known, with the most entries that the feature may have there. Saying so again
+   // Registers a chip, with the most entries that the feature may have there. Doing so again
    // changes nothing.
    void unitIs( uint32_t unit, const GroupPurpose& purpose, size_t bound,
          Zol::Ptr< PolicerManager > policers );
@@ -37,7 +37,7 @@ class BoundedEntryManager : public Karvel::KarvelBoundedTcamEntryManager {
       TcamEntry entry;
       uint32_t policer = 0;          // as attached; 0: none
       uint32_t installedPolicer = 0; // at work since the last install
-      Shim::Rc policerRc = 0;        // why the one that it is to have is not attached
+      Shim::Rc policerRc = 0;        // why the wanted policer is not attached
    };
    struct Unit {
       Zol::Ptr< TcamGroup > group;
@@ -48,7 +48,7 @@ class BoundedEntryManager : public Karvel::KarvelBoundedTcamEntryManager {
 
    void lastRelease() override;
    Unit& unitOf( uint32_t unit );
-   // Null if it is not held.
+   // Null if the entry is not held.
    static Held* find( Unit& of, Karvel::EntryId entryId );
    static Shim::Rc attach( Unit& of, Held& held, uint32_t policerId );
    static Shim::Rc detach( Unit& of, Held& held );

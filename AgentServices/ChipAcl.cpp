@@ -103,7 +103,7 @@ AclCreateError ChipAcl::finish( const Mark& before, const Number& number, AclCre
    return error;
 }
 
-// What is taken back is not installed: an entry that the chip keeps harms nobody.
+// Entries that are taken back are not installed, so one that the chip keeps harms nobody.
 void ChipAcl::takeBack( const Mark& before ) {
    while ( entries_.size() > before.entries ) {
       const TcamEntry entry{ .id = entries_.back().id };
@@ -153,7 +153,7 @@ Rc ChipAcl::qualifyPorts(
 // --- On the chip ---------------------------------------------------------------------------
 
 AclCreateError ChipAcl::commit() {
-   Rc rc = qualify(); // as far as a refused update has not
+   Rc rc = qualify(); // completes what a refused update left
    if ( rc == Sdk::QX_BCM_E_NONE() ) {
       rc = install();
    }
@@ -165,9 +165,9 @@ AclCreateError ChipAcl::commit() {
    return aclError( rc );
 }
 
-// A port that the ACL gains is met by its rules from the first to the last, and a port that it
-// loses is left by them from the last to the first: at any time the rules that match it are
-// the beginning of the ACL, and none is met without those that shield traffic from it.
+// From the first to the last, rules take up a port that the ACL gains; from the last to the
+// first, they give up a port that it loses. So at any time the rules that match a port are the
+// beginning of the ACL, and none matches without those before it that shield traffic from it.
 Rc ChipAcl::install() {
    bool gains = false;
    size_t firstLosing = entries_.size();
@@ -187,8 +187,8 @@ Rc ChipAcl::install() {
    return rc;
 }
 
-// An entry cannot give ports up in one order and take others in the other one. So where both
-// are to be done, it and all behind it leave the chip meanwhile.
+// An entry cannot give up ports in one order and take up others in the opposite one. So where
+// both are to be done, it and all behind it leave the chip in between.
 Rc ChipAcl::dropLostPorts( size_t first, bool gains ) {
    Rc rc = Sdk::QX_BCM_E_NONE();
    for ( size_t i = entries_.size(); i-- > first; ) {
@@ -237,7 +237,7 @@ void ChipAcl::uninstallAll() {
 bool ChipAcl::withdraw() {
    while ( !entries_.empty() ) {
       if ( group_->entryDel( { .id = entries_.back().id } ) != Sdk::QX_BCM_E_NONE() ) {
-         uninstallAll(); // what cannot go must match no more
+         uninstallAll(); // entries that cannot go must match no more
          return false;
       }
       entries_.pop_back();

@@ -4,8 +4,8 @@
 // last entry given back. An ACL has a group of its own, because a group answers a lookup with
 // one entry only, and no ACL may keep a frame from another.
 //
-// For traffic the order is what matters. Whatever is installed is the beginning of the ACL: so
-// a frame that an earlier rule keeps from a later one never meets the later one alone. Hence
+// Traffic depends on the order. The installed entries are always the beginning of the ACL: so a
+// frame that an earlier rule keeps from a later one never meets the later one alone. Hence
 // entries are installed from the first rule to the last, and go from the last to the first. An
 // entry that the chip refuses to destroy keeps those before it until it goes.
 
@@ -39,15 +39,15 @@ class ChipAcl {
    Ixo::AclCreateError macRule( uint32_t ruleNum, uint32_t subRuleNum,
          const Acl::RuleConfig& rule, const Zol::String& name, Karvel::AclEntryList& list );
 
-   // Qualifies the entries with the interfaces of the unit's data. Entries that are installed
-   // match what they did until the next commit.
+   // Qualifies the entries with the interfaces of the unit's data. Installed entries match as
+   // before until the next commit.
    Ixo::AclCreateError portsAre( const Karvel::KarvelAclUnitData& unitData );
    // Installs all entries that have ports, or none. May be done again after changes of ports
    // or of the entries themselves. While the ACL loses some ports and gains others at once,
    // the entries that lose some match nothing for a moment.
    Ixo::AclCreateError commit();
 
-   // Gives everything back but an empty group. False if the chip refused: to be tried again.
+   // Gives back everything but the empty group. False if the chip refused: to be tried again.
    bool withdraw();
    const Zol::Ptr< TcamGroup >& group() const { return group_; }
 
@@ -66,7 +66,7 @@ class ChipAcl {
       auto operator<=>( const Number& ) const = default;
    };
 
-   // What there was before a sub-rule.
+   // The state before a sub-rule, to return to.
    struct Mark {
       size_t entries = 0;
       size_t checkers = 0;

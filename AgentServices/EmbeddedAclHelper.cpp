@@ -23,7 +23,7 @@ void EmbeddedAclHelper::unitIs(
    }
 }
 
-// --- Who builds mirroring ACLs -------------------------------------------------------------
+// --- Builders of mirroring ACLs ------------------------------------------------------------
 
 void EmbeddedAclHelper::setMirroringKarvelAclTypeDirectionFeatureSm( Acl::AclType type,
       Acl::AclDirection direction, KarvelAclFeature feature, const Zol::EntitySm& sm ) {

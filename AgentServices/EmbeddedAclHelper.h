@@ -26,18 +26,18 @@ class EmbeddedAclHelper : public Karvel::AclHelper {
 
  public:
    explicit EmbeddedAclHelper( Zol::Ptr< TcamGroupManager > groups );
-   // Makes a chip known, which the group manager knows, with its port maps. A unit that is
-   // known already keeps what it has.
+   // Registers a chip that the group manager knows, with its port maps. A unit that is
+   // registered already keeps what it has.
    void unitIs( uint32_t unit, Zol::Ptr< const Karvel::KarvelCommonSmData > common );
 
-   // --- Who builds mirroring ACLs --------------------------------------------------------
+   // --- Builders of mirroring ACLs -------------------------------------------------------
    void setMirroringKarvelAclTypeDirectionFeatureSm( Acl::AclType type,
          Acl::AclDirection direction, Karvel::KarvelAclFeature feature,
          const Zol::EntitySm& sm ) override;
    void clearMirroringKarvelAclTypeDirectionFeatureSm( Acl::AclType type,
          Acl::AclDirection direction, Karvel::KarvelAclFeature feature,
          const Zol::EntitySm& sm ) override;
-   // Whether anybody does.
+   // Whether a machine is registered.
    bool mirroringKarvelAclTypeDirectionFeatureSmHas( Acl::AclType type,
          Acl::AclDirection direction, Karvel::KarvelAclFeature feature ) const;
 
@@ -60,8 +60,8 @@ class EmbeddedAclHelper : public Karvel::AclHelper {
    void withdrawAcl( Karvel::KarvelAclData& acl ) override;
 
    // --- For reports ----------------------------------------------------------------------
-   // The last error met with an ACL of this name, until one is committed or made anew.
-   // Withdrawing does not clear it, since whoever meets an error takes the rest back.
+   // The last error of an ACL of this name, until one is committed or made anew. Withdrawing
+   // does not clear it, since a machine that meets an error takes the rest back.
    Ixo::AclCreateError problem(
          uint32_t unit, Karvel::KarvelAclFeature feature, const Ixo::AclKey& aclKey ) const;
    // The ACLs that somebody holds, in the order in which they were made.

@@ -1,7 +1,7 @@
 #pragma once
 
-// The interface profiles that are in use, each once. A profile takes itself off the table when
-// nobody has it any more, also after the manager has gone.
+// The interface profiles that are in use, each once. A profile removes itself from the table
+// when nobody holds it any more, also after the manager has gone.
 
 #include <memory>
 #include <set>

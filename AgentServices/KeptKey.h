@@ -1,8 +1,8 @@
 #pragma once
 
-// A key (any value type) as a table of tens of thousands keeps it: the same members, with
-// their hash, and texts shared with the key that was made before. Rules of one ACL come one
-// after another, so that its name is stored and hashed once, not for each of them.
+// A key (any value type) as a table of tens of thousands of rows stores it: the same members,
+// with their hash, and texts shared with the key that was made before. Rules of one ACL come
+// one after another, so that its name is stored and hashed once, not for each of them.
 //
 //    KeyMaker< Karvel::TcamRequestKey > maker;
 //    KeptKey< Karvel::TcamRequestKey > kept = maker.keep( key );
@@ -73,7 +73,7 @@ class KeyMaker {
                ( ( hash = ( hash ^ hashOf( member ) ) * 0x9e3779b97f4a7c15ULL ), ... );
             },
             result.members );
-      // Every bit of the key has its say in the upper half.
+      // The upper half depends on every bit of the key.
       result.hash = static_cast< uint32_t >( hash >> 32 );
       return result;
    }

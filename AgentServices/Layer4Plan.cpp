@@ -23,7 +23,7 @@ PortPrefixes::PortPrefixes( const Acl::PortRange& range ) {
 
 namespace {
 
-// A range and what its two ways cost.
+// A range, and what it costs with and without a checker.
 struct Candidate {
    Candidate( uint32_t flags, const Acl::PortRange& range, const Layer4Side& side )
          : checked( flags, range.low(), range.high() ), prefixes( side.prefixes().size() ),
@@ -31,7 +31,7 @@ struct Candidate {
 
    RangeCheckerDesc checked;
    size_t prefixes;
-   bool isOpen; // false: a checker is of no use, or not to be had
+   bool isOpen; // false: a checker saves nothing, or none is left
 };
 
 // Which of the two ranges a checker checks.
@@ -44,7 +44,7 @@ Choice cheapest(
       const Candidate& source, const Candidate& destination, const HeldCheckers& checkers ) {
    Choice best;
    size_t least = source.prefixes * destination.prefixes;
-   // Among equals the one with the fewest checkers: later rules may need them more.
+   // Of equal choices the one with the fewest checkers wins: later rules may need them more.
    for ( const Choice choice :
          { Choice{ true, false }, Choice{ false, true }, Choice{ true, true } } ) {
       if ( ( choice.source && !source.isOpen ) ||
@@ -83,7 +83,7 @@ Layer4Plan::Layer4Plan( const Acl::IpFilter& filter, HeldCheckers& checkers )
             isRefused = isRefused || !candidate.isOpen;
          }
       };
-      // If only one is left, it is for the range that needs it more.
+      // If only one is left, the range that needs it more gets it.
       if ( source.prefixes > destination.prefixes ) {
          acquire( choice.source, source, source_ );
          acquire( choice.destination, destination, destination_ );

@@ -3,7 +3,7 @@
 // How a rule's layer-4 port ranges become entries: an entry compares a port with a value under
 // a mask, or asks a range checker. A range splits into prefixes, up to 30 of them, and a rule
 // with two ranges takes an entry for every pair; a checker makes one entry of a range, but a
-// chip has few. What costs the fewest entries and new checkers together is taken.
+// chip has few. The plan takes the fewest entries and new checkers together.
 //
 //    Layer4Plan plan( filter, heldCheckers );
 //    for ( const PortPrefix& source : plan.source().prefixes() ) ...

@@ -1,7 +1,7 @@
 #pragma once
 
-// An ACL that the helper has made, with what it has become on each chip. It is withdrawn when
-// its last pointer goes, should nobody have done so before.
+// An ACL that the helper has made, with what it has become on each chip. It withdraws itself
+// when its last pointer goes, if nobody has done so before.
 
 #include <map>
 #include <memory>
@@ -15,7 +15,7 @@ namespace AgentServices {
 
 class LiveAcl;
 
-// All of them, in the order in which they were made; none is held by this.
+// All live ACLs, in the order in which they were made. The list keeps none of them alive.
 struct LiveAcls : Zol::RefCounted {
    std::vector< LiveAcl* > all;
 };

@@ -14,7 +14,7 @@ namespace {
 
 Duolog::Handle trace( "PolicerManager" );
 
-constexpr Zol::Seconds tidyInterval = 1; // until what the chip refused is tried again
+constexpr Zol::Seconds tidyInterval = 1; // until a refused call is tried again
 
 } // namespace
 

@@ -1,8 +1,8 @@
 #pragma once
 
-// The policers of one chip, by ids of the agent's own: a chip may have none left for one that is
-// created, and gets it when an entry is to have it. One that is removed goes with the last entry
-// that has it; what the chip refuses to destroy is tried again every second.
+// The policers of one chip, by ids of the agent's own: the chip may have none left when one is
+// created, and gets it only when an entry is to have it. A removed policer goes with the last
+// entry that has it; if the chip refuses to destroy it, that is tried again every second.
 
 #include <cstdint>
 #include <map>
@@ -23,9 +23,9 @@ class PolicerManager : public Zol::RefCounted {
    // E_NOT_FOUND if there is none.
    Shim::Rc remove( uint32_t id );
 
-   // One user more: gives the chip's policer, or says why there is none.
+   // Adds a user: gives the chip's policer, or says why there is none.
    Shim::Rc acquire( uint32_t id, uint32_t* sdkPolicer );
-   // One less of those that succeeded.
+   // Takes a user away, one whose acquire() succeeded.
    void release( uint32_t id );
 
  private:
@@ -45,7 +45,7 @@ class PolicerManager : public Zol::RefCounted {
    int unit_;
    std::map< uint32_t, Policer > policers_;
    uint32_t nextId_ = 1;
-   std::vector< uint32_t > leftovers_; // of the chip
+   std::vector< uint32_t > leftovers_; // the chip's ids
    Zol::Clock tidyClock_;
 };
 

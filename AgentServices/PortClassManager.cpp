@@ -80,8 +80,7 @@ void PortClassManager::tidy() {
    }
 }
 
-// Makes these ports carry the bit, and no others: one may have been left with it by a
-// refusal.
+// Makes these ports carry the bit, and no others: a refusal may have left it on another port.
 Rc PortClassManager::spread( uint32_t bit, const Shim::PortBitmap& ports ) {
    for ( size_t port = 0; port < portBits_.size(); ++port ) {
       const uint32_t others = portBits_[ port ] & ~bit;

@@ -9,14 +9,13 @@
 // them.
 //
 //    PortClass ports = classes->acquire( { ... }, Karvel::ClassSharing::shared );
-//    if ( ports.rc == Shim::Sdk::QX_BCM_E_NONE() ) { ...qualify( ports.bit, ports.bit )...
-//    }
+//    if ( ports.rc == Shim::Sdk::QX_BCM_E_NONE() ) { ...qualify( ports.bit, ports.bit )... }
 //
 // For traffic the order matters: acquire() before the entry is qualified, release() after
 // the entry is gone, or no longer installed with that bit. The ports of a set never change:
 // a set that grows is another set.
 //
-// Assumes ports without classes at its start, and that nobody else writes them.
+// Assumes that ports have no classes at its start, and that nobody else writes them.
 
 #include <array>
 #include <cstdint>
@@ -41,8 +40,8 @@ class PortClassManager : public Zol::RefCounted {
    static constexpr int maxBits = 32;
    PortClassManager( uint32_t unit, int bits );
 
-   // A bit that exactly these ports carry; counted once more. E_RESOURCE when all bits are
-   // in use, or what the chip answered when a port could not be written; no port carries a
+   // Gives a bit that exactly these ports carry, and counts it once more. E_RESOURCE when all
+   // bits are in use, or the chip's answer when a port could not be written; no port carries a
    // new bit then.
    PortClass acquire( const Shim::PortBitmap& ports, Karvel::ClassSharing sharing );
    // Gives back one count of a bit in use. With the last one the bit is free; its ports keep

@@ -33,7 +33,7 @@ std::optional< int > RangeCheckerPool::acquire( const RangeCheckerDesc& range ) 
    }
    const auto what = static_cast< Shim::FieldRange >( range.rangeFlags() );
    int id = 0;
-   // That it has none left is an answer, and so is that it has none at all.
+   // Having none left is an answer and no error, and so is having none at all.
    const Rc rc = KARVEL_SDK_CALL_AS(
          quiet, trace, bcm_field_range_create, ( unit_, what, range.min(), range.max(), &id ) );
    if ( rc != Sdk::QX_BCM_E_NONE() ) {

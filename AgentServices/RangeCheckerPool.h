@@ -1,7 +1,7 @@
 #pragma once
 
-// The layer-4 range checkers of one chip: a few, so equal ranges share one, and each is given
-// back with the last of its users.
+// The layer-4 range checkers of one chip. There are few, so equal ranges share one, and each is
+// given back with the last of its users.
 //
 //    RangeCheckerPool checkers( unit );
 //    HeldCheckers held( checkers );                                  // of one ACL
@@ -25,14 +25,14 @@ class RangeCheckerPool : public Zol::RefCounted {
  public:
    explicit RangeCheckerPool( uint32_t unit );
 
-   // Whether acquire() takes no checker that nobody uses yet.
+   // Whether acquire() can share a checker that is in use already.
    bool has( const Karvel::RangeCheckerDesc& range ) const {
       return checkers_.contains( range );
    }
    // The checker of this range, counted once more; none if the chip has none left for it.
    std::optional< int > acquire( const Karvel::RangeCheckerDesc& range );
-   // Gives back one count; no entry may ask the checker after the last one. What the chip
-   // refuses to destroy is tried again a second later.
+   // Gives back one count; no entry may use the checker after the last one. A destroy that the
+   // chip refuses is tried again a second later.
    void release( const Karvel::RangeCheckerDesc& range );
 
  private:
@@ -50,7 +50,7 @@ class RangeCheckerPool : public Zol::RefCounted {
    Zol::Clock tidyClock_;
 };
 
-// The checkers that one ACL holds, each counted once however many of its rules ask it.
+// The checkers that one ACL holds, each counted once however many of its rules use it.
 class HeldCheckers {
  public:
    // Must outlive this.
@@ -59,7 +59,7 @@ class HeldCheckers {
    bool has( const Karvel::RangeCheckerDesc& range ) const { return checkers_.has( range ); }
    std::optional< int > acquire( const Karvel::RangeCheckerDesc& range );
 
-   // How many it holds, to come back to.
+   // How many it holds; see releaseDownTo().
    size_t count() const { return held_.size(); }
    // Gives back what was acquired since there were `count`.
    void releaseDownTo( size_t count );

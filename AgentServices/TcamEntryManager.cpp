@@ -59,7 +59,7 @@ Rc TcamEntryManager::qualifyPortsClassId( uint32_t unit, EntryId entryId,
       group_->classes()->release( wanted.bit );
       return rc;
    }
-   // One count for each bit that the entry is qualified or installed with.
+   // The entry counts once for each bit that it is qualified or installed with.
    const uint32_t before = std::exchange( found->classBit, wanted.bit );
    if ( before != 0 && before != found->installedClassBit ) {
       group_->classes()->release( before );

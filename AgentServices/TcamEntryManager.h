@@ -30,7 +30,7 @@ class TcamEntryManager : public Karvel::KarvelUnboundedTcamEntryManager {
          const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) override;
    Shim::Rc installEntry( uint32_t unit, Karvel::EntryId entryId ) override;
    Shim::Rc uninstallEntry( uint32_t unit, Karvel::EntryId entryId ) override;
-   // The entry is released also when the chip refuses to destroy it: the group sees to it then.
+   // Releases the entry even if the chip refuses to destroy it: the group then sees to it.
    Shim::Rc releaseEntry( uint32_t unit, Karvel::EntryId entryId ) override;
 
    // How many entries it holds.

@@ -36,7 +36,7 @@ void SlotIndex::erase( uint32_t hash, uint32_t slot ) {
       ZOL_ASSERT( cells_[ hole ].slot != none );
       hole = next( hole );
    }
-   // What stands behind the hole and would no longer be reached from its home moves up.
+   // Cells behind the hole that would no longer be reached from their home move up.
    for ( size_t at = next( hole ); cells_[ at ].slot != none; at = next( at ) ) {
       const size_t mask = cells_.size() - 1;
       const size_t fromHome = ( at - home( cells_[ at ].hash ) ) & mask;

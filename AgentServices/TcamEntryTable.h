@@ -54,10 +54,10 @@ class SlotIndex {
 class TcamEntryTable {
  public:
    using Key = KeptKey< Karvel::TcamRequestKey >;
-   // Made once for find() and insert().
+   // Makes the stored form once, for find() and insert().
    Key keep( const Karvel::TcamRequestKey& key ) { return keyMaker_.keep( key ); }
 
-   // Null if it is not held. Valid until the next insert.
+   // Null if the entry is not held. Valid until the next insert.
    TcamEntry* find( const Key& key );
    TcamEntry* find( Karvel::EntryId id );
    // Neither the key nor the id may be held.

@@ -16,9 +16,9 @@ namespace {
 
 Duolog::Handle trace( "TcamGroup" );
 
-constexpr Zol::Seconds tidyInterval = 1; // until what the chip refused is tried again
+constexpr Zol::Seconds tidyInterval = 1; // until a refused call is tried again
 
-// Destroying what is not there (any more) has come to the right end.
+// E_NOT_FOUND from a destroy counts as success.
 Rc destroyed( Rc rc ) { return rc == Sdk::QX_BCM_E_NOT_FOUND() ? Sdk::QX_BCM_E_NONE() : rc; }
 
 } // namespace
@@ -47,7 +47,7 @@ TcamGroup::TcamGroup( uint32_t unit, const GroupPurpose& purpose, GroupLife life
 TcamStatus TcamGroup::renew() {
    Rc rc = takeAway();
    if ( rc == Sdk::QX_BCM_E_BUSY() ) {
-      // What nobody can name is not installed: this one serves on.
+      // An entry that nobody can name is not installed: the hardware group can serve on.
       rc = Sdk::QX_BCM_E_NONE();
    } else if ( rc == Sdk::QX_BCM_E_NONE() && life_ == GroupLife::asTold ) {
       rc = groupCreate();
@@ -130,7 +130,7 @@ Rc TcamGroup::entryDel( const TcamEntry& entry ) {
 void TcamGroup::leftoverIs( const TcamEntry& entry ) {
    --entries_;
    leftovers_.push_back( entry );
-   // Whether it is installed is not known here; one that is not has nothing to be removed.
+   // The entry may not be installed; removing it then does no harm.
    KARVEL_SDK_CALL_AS( quiet, trace, bcm_field_entry_remove, ( sdkUnit(), entry.sdkId() ) );
    tidyClock_.timeMinIs( Zol::activityManager().now() + tidyInterval );
 }

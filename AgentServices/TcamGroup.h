@@ -13,8 +13,8 @@
 // Mirroring is decided at the ingress stage, egress mirroring too: it matches the forwarding
 // decision there, and its action copies the frame as sent. The egress stage sees the copies.
 //
-// What the chip refuses to destroy is kept and tried again when the group is next renewed or
-// taken away, so that a passing refusal leaks nothing.
+// Entries and groups that the chip refuses to destroy are kept and tried again when the group
+// is next renewed or taken away, so that a passing refusal leaks nothing.
 
 #include <cstdint>
 #include <initializer_list>
@@ -29,7 +29,7 @@ namespace AgentServices {
 
 class TcamEntryManager;
 
-// One entry and the port classes that its users' counts are held for.
+// One entry and the port classes that count it as a user.
 struct TcamEntry {
    int sdkId() const { return static_cast< int >( id ); } // as SDK calls take it
 
@@ -53,7 +53,7 @@ struct GroupPurpose {
 Shim::QualifierSet qualifierSet( std::initializer_list< Shim::Qualifier > qualifiers );
 
 enum class GroupLife : uint8_t {
-   asTold,      // the hardware group is there from when it is asked for
+   asTold,      // the hardware group is there as soon as it is asked for
    withEntries, // only while it has entries
 };
 
@@ -70,23 +70,23 @@ class TcamGroup : public Zol::RefCounted {
    PortClassManager* classes() const { return classes_.get(); }
 
    // --- The group ------------------------------------------------------------------------
-   // Whether it may have entries: renew() has succeeded, and nobody has taken it away since.
+   // Whether it may have entries: renew() has succeeded, and it was not taken away since.
    bool isWanted() const { return isWanted_; }
    // Lets it have entries, in a hardware group without earlier ones that may still match. It
-   // must have no entries now. Unless `success`, it is as taken away.
+   // must have no entries now. On any result but `success` it is as taken away.
    Karvel::TcamStatus renew();
-   // Takes the hardware group away; it must have no entries. E_BUSY if it holds one that
-   // nobody can name: a create that the chip did but reported as failed. Trying again is no
-   // use then, but the hardware group serves on after renew().
+   // Takes the hardware group away; it must have no entries. E_BUSY if the group holds an entry
+   // that nobody can name: the chip created it but reported a failure. Trying again does not
+   // help then, but the hardware group serves on after renew().
    Shim::Rc takeAway();
 
    // --- Entries --------------------------------------------------------------------------
-   // A new entry that reserves its slot; `failed` unless it is wanted.
+   // A new entry that reserves its slot; `failed` unless isWanted().
    Karvel::TcamEntryResult entryNew( const Zol::String& name );
    // Destroys an entry and gives up its port classes. On an error the entry is as before.
    Shim::Rc entryDel( const TcamEntry& entry );
-   // Takes over an entry that could not be destroyed and that nobody holds any more: it matches
-   // no more, if the chip goes along at all, and is tried again every second.
+   // Takes over an entry that could not be destroyed and that nobody holds any more. It matches
+   // no more, unless the chip refuses that, too; destroying it is tried again every second.
    void leftoverIs( const TcamEntry& entry );
 
    // --- Its entry manager ----------------------------------------------------------------

@@ -12,7 +12,7 @@ using Shim::Qualifier;
 
 namespace {
 
-// Of destination 0 and feature 0. The higher ones follow.
+// The priority of destination 0's and feature 0's groups; the higher ones follow.
 constexpr int destinationPriority = 100;
 constexpr int featurePriority = 90;
 
@@ -20,7 +20,7 @@ Qualifier portQualifier( const UnitTraits& traits ) {
    return traits.aclGroup ? Qualifier::portClass : Qualifier::inPorts;
 }
 
-// What the rules of an egress feature match copies by.
+// The group of an egress feature: what its rules match copies by.
 GroupPurpose egressPurpose( uint32_t unit, Karvel::KarvelTcamFeature feature ) {
    const bool byModule = ::Shim::sdk_->QX_SOC_IS_TOMAHAWKX( static_cast< int >( unit ) );
    GroupPurpose purpose{ qualifierSet( { byModule ? Qualifier::dstPort : Qualifier::outPort,
@@ -57,7 +57,7 @@ Zol::Ptr< PortClassManager > TcamGroupManager::portClasses( uint32_t unit ) {
    return unitOf( unit ).classes;
 }
 
-// --- Of a mirror destination -------------------------------------------------------------
+// --- Mirror destinations -----------------------------------------------------------------
 
 Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > TcamGroupManager::mirroringEntryManager(
       uint32_t unit, KarvelMirror::Mtp mtp ) {
@@ -91,7 +91,7 @@ TcamGroupManager::Destination& TcamGroupManager::destination(
    return place;
 }
 
-// --- Of a feature --------------------------------------------------------------------------
+// --- Features ------------------------------------------------------------------------------
 
 Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > TcamGroupManager::mirroringAclEntryManager(
       uint32_t unit, Karvel::KarvelAclFeature feature ) {
@@ -120,7 +120,7 @@ TcamGroup& TcamGroupManager::featureGroup( uint32_t unit, Karvel::KarvelAclFeatu
    return *place;
 }
 
-// --- Of the egress stage -----------------------------------------------------------------
+// --- The egress stage --------------------------------------------------------------------
 
 Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > TcamGroupManager::boundedEntryManager(
       Karvel::KarvelTcamFeature feature ) {

@@ -21,7 +21,7 @@
 
 namespace AgentServices {
 
-// What matters of a chip here.
+// The traits of a chip that matter here.
 struct UnitTraits {
    bool aclGroup = false; // ports are matched by class bits, not one by one
    int classBits = 0;     // of each port, 0 to 32; without aclGroup it is ignored
@@ -34,29 +34,28 @@ class TcamGroupManager : public Karvel::KarvelTcamGroupManager {
    ZOL_ENTITY( AgentServices, TcamGroupManager, Karvel::KarvelTcamGroupManager );
 
  public:
-   // Makes a chip known. Saying the same again changes nothing; a chip's traits never
-   // change.
+   // Registers a chip. Doing so again changes nothing; a chip's traits never change.
    void unitIs( uint32_t unit, const UnitTraits& traits );
-   // The port classes of the unit, for who keeps entries of its own; null on a chip without
-   // them. The unit must be known, here and below.
+   // The port classes of the unit, for callers that keep entries of their own; null on a chip
+   // without them. The unit must be known, here and below.
    Zol::Ptr< PortClassManager > portClasses( uint32_t unit );
 
-   // --- Of a mirror destination ----------------------------------------------------------
+   // --- Mirror destinations --------------------------------------------------------------
    // Asking again while the manager lives is a broken invariant.
    Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > mirroringEntryManager(
          uint32_t unit, KarvelMirror::Mtp mtp ) override;
    Karvel::TcamStatus groupMirroringAclDataIs(
          uint32_t unit, const Karvel::MirroringAclGroup& group ) override;
 
-   // --- Of a feature ---------------------------------------------------------------------
+   // --- Features -------------------------------------------------------------------------
    Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > mirroringAclEntryManager(
          uint32_t unit, Karvel::KarvelAclFeature feature ) override;
-   // To say so again changes nothing, whatever the metadata: all plain rules are alike.
+   // Doing so again changes nothing, whatever the metadata: all plain rules are alike.
    Karvel::TcamStatus groupMirroringAclDataIs( uint32_t unit, Karvel::KarvelAclFeature feature,
          const Karvel::MirroringAclMetadata& metadata ) override;
 
-   // --- Of the egress stage --------------------------------------------------------------
-   // The same one for all who ask.
+   // --- The egress stage -----------------------------------------------------------------
+   // All callers get the same one.
    Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > boundedEntryManager(
          Karvel::KarvelTcamFeature feature ) override;
    bool createPolicer( uint32_t unit, const Shim::bcm_policer_config_s& config,

@@ -20,7 +20,7 @@ namespace {
 
 Duolog::Handle trace( "TcamRequestEntry" );
 
-// Of mirror destination 0; the higher ones follow.
+// The priority of mirror destination 0's group; the higher ones follow.
 constexpr int groupPriority = 100;
 
 auto parts( const TcamRequestEntry& entry ) {
@@ -28,7 +28,7 @@ auto parts( const TcamRequestEntry& entry ) {
          entry.dstPort, entry.dstTrunk, entry.action, entry.unit, entry.destination );
 }
 
-// The action that a type stands for, if an entry that is there for `feature` may have it.
+// The action that a type stands for, if an entry for `feature` may have it.
 std::optional< Shim::FieldAction > fieldAction( FeatureActionType feature, ActionType type ) {
    if ( feature == FeatureActionType::mirrorEgress && type == ActionType::mirrorEgress ) {
       return Shim::FieldAction::mirrorEgress;

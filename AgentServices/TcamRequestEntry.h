@@ -1,8 +1,8 @@
 #pragma once
 
 // What the chip gets for one entry request of the shared TCAM manager, and how it is written
-// there. Two requests for the same are one entry: that is how an entry that did not change keeps
-// its place while others come and go.
+// there. Equal contents are one entry: that is how an entry that did not change keeps its place
+// while others come and go.
 
 #include <optional>
 
@@ -23,7 +23,7 @@ struct TcamRequestEntry {
    bool operator<( const TcamRequestEntry& other ) const; // any order
 };
 
-// None if the request asks for what there is not, or its parts do not go together.
+// None if the request asks for something unknown, or its parts do not go together.
 std::optional< TcamRequestEntry > requestEntry( const KarvelTcam::EntryRequest& request );
 
 // Qualifies an entry of the manager's, gives it its action and installs it.

@@ -80,7 +80,7 @@ void TcamRequestManager::retry() {
 void TcamRequestManager::review() {
    reviewClock_.timeMinIs( Zol::never );
    if ( !events()->clientWarm() ) {
-      return; // what it has not asked for yet may be in the chip's way, or the same
+      return; // requests that are still to come may want the same entries, or the same room
    }
    takeCommitted();
    const uint64_t atStart = released_;
@@ -96,7 +96,7 @@ void TcamRequestManager::review() {
       if ( released_ == before ) {
          break;
       }
-      retryAll = true; // ends, because there is ever less that can be released
+      retryAll = true; // ends: each time less is left that can be released
    }
    const bool anyPending = std::any_of( requests_.begin(), requests_.end(),
          [ this ]( const auto& element ) { return isPending( element.second ); } );
@@ -118,7 +118,7 @@ void TcamRequestManager::takeCommitted() {
    }
 }
 
-// First of all, because it makes room.
+// Runs first, because it makes room.
 void TcamRequestManager::withdrawDeleted() {
    for ( auto at = requests_.begin(); at != requests_.end(); ) {
       auto& [ key, request ] = *at;
@@ -168,14 +168,14 @@ void TcamRequestManager::post(
 
 namespace {
 
-// Gives each line of `wanted` the entry of `present` with its contents; each entry once. What
-// nobody wants is left in `present`.
+// Gives each line of `wanted` an entry of `present` with the same contents, each entry once.
+// Entries that nobody wants stay in `present`.
 template < typename Line >
 void takeOver( std::vector< Line >& present, std::vector< Line >& wanted ) {
    std::vector< Line* > have;
    std::vector< Line* > want;
    for ( size_t i = 0; i < std::max( present.size(), wanted.size() ); ++i ) {
-      // Most stands where it stood.
+      // Most lines have kept their place.
       if ( i < present.size() && i < wanted.size() &&
             present[ i ].contents == wanted[ i ].contents ) {
          wanted[ i ].id = std::exchange( present[ i ].id, 0 );
@@ -244,7 +244,7 @@ RequestStatusType TcamRequestManager::reconcile( const RequestKey& key, Request&
    request.lines = std::move( lines );
    if ( status != TcamStatus::success ) {
       releaseRequest( request );
-      released_ = releasedAfterAll; // what was made in vain was no room before
+      released_ = releasedAfterAll; // releasing what was made in vain frees no room for others
    }
    return toRequestStatus( status );
 }
@@ -308,7 +308,7 @@ TcamRequestManager::Group* TcamRequestManager::group( FeatureGroupType type ) {
    return &place;
 }
 
-// --- Looking in --------------------------------------------------------------------------------
+// --- For reports -----------------------------------------------------------------------------
 
 RequestStatusType TcamRequestManager::status( FeatureGroupType type ) const {
    RequestStatusType worst = RequestStatusType::withdrawn;

@@ -7,17 +7,17 @@
 //    manager->zolStart();
 //    client( manager->events(), manager->intfProfileManager() );
 //
-// Committed batches are carried out in the next turn of the event loop, all together. What a
-// request's current sub-configuration asks for is compared with what it has in the chip: entries
-// that are asked for again stay as they are, new ones are installed before those that have
-// become superfluous are released, or after, if the chip has no room for both.
+// Committed batches are carried out in the next turn of the event loop, all together. The
+// entries that a request's current sub-configuration asks for are compared with those that it
+// has in the chip: entries that are asked for again stay as they are, new ones are installed
+// before superfluous ones are released, or after, if the chip has no room for both.
 //
-// A request is in the chip as a whole or not at all. One that is not, because the chip is full or
-// refused a call, is tried again whenever another request releases entries, on retry(), and every
-// 10 seconds. Statuses go to the status directory, see Platform/KarvelTcamConfig.
+// A request is in the chip as a whole or not at all. If the chip is full or refuses a call, the
+// request is tried again whenever another request releases entries, on retry(), and every 10
+// seconds. Statuses go to the status directory, see Platform/KarvelTcamConfig.
 //
-// Each feature group is a hardware group. When the manager goes, so does everything of its
-// requests.
+// Each feature group is a hardware group. When the manager goes, all entries of its requests
+// go, too.
 
 #include <map>
 #include <optional>
@@ -52,11 +52,11 @@ class TcamRequestManager : public Zol::EntitySm {
          ( CONST, Zol::Ptr< IntfProfileManager >, intfProfileManager ) );
 
  public:
-   // The group manager knows the unit. `name` is the channel's.
+   // The group manager must know the unit. `name` is the channel's.
    TcamRequestManager( uint32_t unit, const Zol::String& name,
          const Zol::Ptr< TcamGroupManager >& groupManager, Zol::Ptr< Zol::Dir > statusDir );
 
-   // There may be room again: what was not carried out is tried anew, in the next turn.
+   // There may be room again: the next turn retries the requests that were not carried out.
    void retry();
    // The worst status of a feature group's requests, `withdrawn` if it has none.
    KarvelTcam::RequestStatusType status( KarvelTcam::FeatureGroupType group ) const;
@@ -75,7 +75,7 @@ class TcamRequestManager : public Zol::EntitySm {
       Zol::Ptr< const KarvelTcam::RequestConfig > config;
       bool isDirty = false; // there was a review request since it was last carried out
       std::optional< KarvelTcam::RequestStatusType > status; // as posted
-      // Of what is in the chip, or would be if there were room.
+      // The one that is in the chip, or would be if there were room.
       Zol::Ptr< const KarvelTcam::RequestSubConfig > subConfig;
       std::vector< Line > lines; // of its queue; empty unless they are in the chip
    };

@@ -6,13 +6,13 @@
 //
 //    acl-lookup-bench [ROUNDS]
 //
-// The packets come in bursts, for all ways alike: what they are looked up by is written just
-// before, as a parser does, and so is in the cache; the time of the lookups of a burst is
-// taken. The ways take turns, and the best round of each burst counts: on a machine that
-// others use, too, the times of one run can be compared. librte_acl classifies a burst by
-// one call and knows ranges. The engine looks up packet by packet, as the packet path does,
-// and gets a range as the prefixes that cover it, like any table of values and masks; its
-// entries are inserted in no particular order.
+// All ways to look up get the same packets, in bursts. The keys of a burst are written just
+// before its lookups, as a parser does, and so are in the cache; only the lookups are timed.
+// The ways take turns, and the best round of each burst counts, so that the times of one run
+// can be compared even on a machine that others use, too. librte_acl classifies a burst by one
+// call and knows ranges. The engine looks up packet by packet, as the packet path does, and
+// gets a range as the prefixes that cover it, like any table of values and masks; its entries
+// are inserted in no particular order.
 
 #include <algorithm>
 #include <array>
@@ -49,8 +49,8 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t burst = 64;
 constexpr size_t packetCount = 1024 * burst;
 
-// A way to look packets up: takes a burst of them over, then tells the index of the first
-// rule that matches each, -1 for none.
+// A way to look packets up: takes a burst, then gives the index of the first rule that matches
+// each packet, -1 for none.
 struct Way {
    std::string name;
    std::function< void( std::span< const Packet > packets ) > fill;
@@ -219,7 +219,7 @@ class EngineTable {
    std::vector< Entry > entries_;
    std::vector< int > ruleOf_{ -1 }; // by slot + 1: -1 for no slot
    std::array< LookupKey, burst > keys_;
-   volatile int found_ = 0; // lest the lookups be left out
+   volatile int found_ = 0; // keeps the compiler from leaving the lookups out
 };
 
 #ifdef KARVEL_HAVE_RTE_ACL
@@ -385,7 +385,7 @@ class RteAclTable {
 
 #endif
 
-// Times the ways, in turns. All must find the same.
+// Times the ways, in turns. All must find the same rules.
 void compete( std::vector< Way >& ways, const std::vector< Packet >& packets, int rounds ) {
    for ( int round = 0; round < rounds; ++round ) {
       for ( Way& way : ways ) {

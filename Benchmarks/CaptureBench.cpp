@@ -1,6 +1,6 @@
-// What frames cost on their way in and out, next to each other: reading a capture, writing
-// one, and a copy, which is both. All of 64-byte frames, through real files, so in real
-// time: part of the work is the kernel's.
+// What frames cost on their way in and out, next to each other: reading a capture, writing one,
+// and a copy, which is both. All frames have 64 bytes and go through real files. Times are real
+// time, because part of the work is the kernel's.
 
 #include <array>
 #include <cstdint>
@@ -47,7 +47,7 @@ class CaptureBench : public benchmark::Fixture {
       writer.commit();
    }
 
-   // Frames per second, and their cost one by one.
+   // Frames per second, and the cost of one.
    static void report( benchmark::State& state ) {
       auto frames = static_cast< double >( frameCount );
       state.counters[ "frames" ] =

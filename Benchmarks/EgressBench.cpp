@@ -1,6 +1,6 @@
-// What limits cost: programming 1,024 rules (64 tunnels of 16 ports each, 64 rates) by the egress
-// machines and the agent's services, against a bare loop that makes the same SDK calls; and how
-// many calls a change of one tunnel's rate takes.
+// What limits cost: programming 1,024 rules (64 tunnels of 16 ports each, 64 rates) by the
+// egress machines and the agent's services, against a bare loop that makes the same SDK calls;
+// and how many calls a change of one tunnel's rate takes.
 //
 //    egress-bench                                times
 //    egress-bench --calls                        calls of a rebuild, and of one tunnel's change

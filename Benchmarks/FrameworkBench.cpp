@@ -1,11 +1,9 @@
-// What the entity framework costs, side by side with what it is to be compared with: a
-// virtual call, libsigc++'s signals (if they are installed), the bare containers,
-// std::shared_ptr.
+// What the entity framework costs beside what it is compared with: a virtual call, libsigc++'s
+// signals (if they are installed), the bare containers, std::shared_ptr.
 //
 //    framework-bench                              the benchmarks
 //    framework-bench --allocations                operator new per operation
-//    framework-bench --instructions WORKLOAD N    one workload N times, for
-//    count-instructions
+//    framework-bench --instructions WORKLOAD N    one workload N times (count-instructions)
 
 #include <cstdio>
 #include <cstdlib>
@@ -112,7 +110,7 @@ struct Watched {
    std::vector< Zol::Ptr< Counter > > machines;
 };
 
-// The compiler does not see through this: what it points to may be anything, and used.
+// Hides from the compiler what the pointer points to: it must assume any object, and any use.
 template < typename T >
 T* opaque( T* object ) {
    asm volatile( "" : "+r"( object ) : : "memory" );
@@ -174,7 +172,7 @@ void sigcEmit( benchmark::State& state ) {
 BENCHMARK( sigcEmit )->Arg( 1 )->Arg( 8 );
 #endif
 
-// A burst of writes of few attributes, each delivered once at its end; per write.
+// A burst of writes of few attributes, each delivered once at the burst's end; time per write.
 void batchedWrite( benchmark::State& state ) {
    Watched watched( 1, Config::Attr::counter );
    const auto writes = static_cast< uint32_t >( state.range( 0 ) );
@@ -192,7 +190,7 @@ BENCHMARK( batchedWrite )->Arg( 10 )->Arg( 100 )->Arg( 1000 )->Arg( 10000 );
 
 constexpr uint32_t spread = 2654435761u; // keys in no particular order
 
-// Fills a container with as many elements as the argument says; per element, without
+// Fills a container with as many elements as the argument says; time per element, without
 // clearing.
 template < typename Make, typename Insert >
 void fill( benchmark::State& state, Make make, Insert insert ) {
@@ -314,7 +312,7 @@ constexpr Workload workloads[] = {
    for ( uint32_t i = 1; i <= count; ++i ) {
       once( *config, i );
    }
-   std::_Exit( 0 ); // what was inserted is not taken down: that would be counted
+   std::_Exit( 0 ); // skips the tear-down, which would be counted
 }
 
 int runNamed( const char* name, const char* count ) {

@@ -169,9 +169,8 @@ void sizes( benchmark::internal::Benchmark* bench ) {
 BENCHMARK( engineLookup )->Apply( sizes );
 BENCHMARK( scanLookup )->Apply( sizes );
 
-// Everything that the agent does to put an entry into a new table, per entry. The larger
-// tables pay for page faults, since the allocator gives their memory back between
-// iterations.
+// Everything that the agent does to put an entry into a new table; time per entry. The larger
+// tables pay for page faults, since the allocator gives their memory back between iterations.
 void programEntries( benchmark::State& state ) {
    int count = static_cast< int >( state.range( 0 ) );
    int failed = 0;
@@ -189,7 +188,8 @@ void programEntries( benchmark::State& state ) {
          failed |= processor.entryCreate( group, &entry );
          failed |= processor.entryNameSet( entry, "session" );
          failed |= processor.qualifyInPorts( entry, ports, Shim::PortBitmap().set() );
-         failed |= processor.qualifyOuterVlanId( entry, number / 128 + 1, 0xfff );
+         failed |= processor.qualify(
+               entry, Shim::Qualifier::outerVlanId, { { number / 128 + 1, 0xfff } } );
          failed |=
                processor.actionAdd( entry, Shim::FieldAction::mirrorIngress, 0, number % 4 );
          failed |= processor.entryInstall( entry );

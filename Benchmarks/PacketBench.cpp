@@ -131,7 +131,7 @@ class Setup {
    uint64_t next_ = 0;
 };
 
-// Processor time, which others on the machine disturb less than time by the wall.
+// Processor time: others on the machine disturb it less than wall-clock time.
 double secondsFor( Setup& setup, int frames ) {
    const std::clock_t start = std::clock();
    setup.receive( frames );

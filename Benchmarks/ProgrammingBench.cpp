@@ -3,8 +3,8 @@
 // create, name, qualify the destination port, add the action, install. And what it costs to
 // ask for the same again by requests, which makes no call.
 //
-//    programming-bench                                                    times, and growth
-//    programming-bench --instructions helper|request|again|bare ENTRIES   one run, for callgrind
+//    programming-bench                                                   times, and growth
+//    programming-bench --instructions helper|request|again|bare ENTRIES  one run, for callgrind
 
 #include <benchmark/benchmark.h>
 

@@ -86,6 +86,8 @@ void Pipeline::fillKey( Pass& pass ) const {
    key.set( Key::drop, decision.drop != DropReason::none ? 1 : 0 );
    if ( decision.vid != 0 ) {
       key.set( Key::outerVlanId, decision.vid );
+      // Also of a tag that names no VLAN. A frame without a tag has one of priority 0 in its VLAN.
+      key.set( Key::outerVlanPriority, pass.parsed.tag[ 0 ].priority() );
       key.setValid( validOuterVlan );
    }
    if ( fields_.looksBeyondL2( FieldStage::ingress ) || observer_ != nullptr ) {

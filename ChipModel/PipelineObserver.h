@@ -1,6 +1,6 @@
 #pragma once
 
-// Who explains to somebody what a chip does with frames listens here.
+// Callbacks for tools that explain what the chip did with each frame.
 
 #include <cstdint>
 #include <string_view>
@@ -48,8 +48,8 @@ constexpr std::string_view outcomeName( Outcome::Kind kind ) {
    return "unknown";
 }
 
-// Is told how each frame was decided, and what became of it. While somebody listens, headers are
-// parsed and tunnels built also where nobody else looks at them.
+// Hears how each frame was decided, and what became of it. While one is set, headers are parsed
+// and tunnels built also where no entry looks at them.
 class PipelineObserver {
  public:
    virtual ~PipelineObserver() = default;
@@ -62,13 +62,13 @@ class PipelineObserver {
    // An entry matches in the lookup said last.
    virtual void matched( const Match& match, int egressPort ) = 0;
 
-   // A frame that is about to leave is looked up at egress: a copy as it leaves but for a source
-   // tag, or a forwarded frame. Not told where the egress stage has nothing to look up.
+   // A copy, before its source tag is inserted, or a forwarded frame is looked up at egress. Not
+   // called while the egress stage has nothing to look up.
    virtual void lookedUpAtEgress( const SentFrame&, const LookupKey& ) {}
    // An entry matches in that lookup; green if it has no policer.
    virtual void matchedAtEgress( const Match&, Color ) {}
-   // What became of a mirror copy, or of a forwarded frame that was looked up at egress. Where
-   // it is sent, this comes after. The port of a copy that finds none is -1.
+   // What became of a mirror copy, or of a forwarded frame that was looked up at egress; after it
+   // was sent, if it was. The port of a copy that finds none is -1.
    virtual void ended( const SentFrame&, const Outcome& ) {}
 };
 

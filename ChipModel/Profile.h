@@ -1,7 +1,7 @@
 #pragma once
 
-// What distinguishes one chip from another, as data. Families differ here and in the shim's
-// query methods, nowhere else.
+// What distinguishes one chip from another, as data. Families differ here, in the shim's query
+// methods, and in how their memories describe GRE headers with keys (Tables/GreFormats.h).
 
 #include <cstdint>
 #include <span>
@@ -16,11 +16,11 @@ enum class GreKeys : uint8_t {
    none,     // not at all
    inserted, // headers are inserted as they are, keys with them
    // Headers are built field by field; see GreFormats.h. One for each layout of the memories.
-   t3x4,
-   t3x1x2,
-   t3x5x7,
-   t3x3,
-   tomahawk,
+   t3x4,     // trident3-x4
+   t3x1x2,   // trident3-x2
+   t3x5x7,   // trident3
+   t3x3,     // helix5
+   tomahawk, // all that are called so
 };
 
 struct Profile {

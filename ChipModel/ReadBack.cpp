@@ -5,6 +5,7 @@
 #include <map>
 #include <string_view>
 
+#include "ChipModel/Fields/FieldCatalogue.h"
 #include "ChipModel/Fields/FieldNames.h"
 #include "Platform/Zol/Assert.h"
 
@@ -80,16 +81,16 @@ std::string text( const std::vector< RangeView >& ranges, uint32_t asked ) {
 
 std::string text( const QualifierValue& value, const std::vector< RangeView >& ranges ) {
    ZOL_ASSERT( value.data.size() == value.mask.size() );
-   switch ( value.qualifier ) {
-   case Shim::Qualifier::inPorts:
+   switch ( fieldRow( value.qualifier ).style ) {
+   case TextStyle::ports:
       return text( value.ports );
-   case Shim::Qualifier::ipType:
+   case TextStyle::ipType:
       return std::string( ipTypeName( { value.data[ 0 ], value.mask[ 0 ] } ) );
-   case Shim::Qualifier::ipFrag:
+   case TextStyle::fragment:
       return std::string( ipFragName( { value.data[ 0 ], value.mask[ 0 ] } ) );
-   case Shim::Qualifier::rangeCheck:
+   case TextStyle::ranges:
       return text( ranges, value.data[ 0 ] );
-   default:
+   default: // what is a value is printed as bits, whatever it means
       break;
    }
    std::string result;

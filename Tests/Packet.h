@@ -11,7 +11,8 @@ struct Packet {
    using Bytes = Frames::Bytes;
    enum class Part : uint8_t { whole, first, later, last };
 
-   uint16_t vlan = 0; // 0: untagged
+   uint16_t vlan = 0;    // 0: untagged
+   uint8_t priority = 0; // of the tag
    bool isIpv6 = false;
    uint32_t src = 0x0a000001; // of IPv6 the last four bytes
    uint32_t dst = 0x0a000002;
@@ -35,8 +36,8 @@ struct Packet {
       using Frames::operator+;
       const uint32_t ipType = isIpv6 ? Frames::ip6Type : Frames::ip4Type;
       Bytes frame = Frames::mac( 2 ) + Frames::mac( station ) +
-            ( vlan ? Frames::tag( vlan ) : Bytes() ) + Frames::be16( type ? type : ipType ) +
-            ( isIpv6 ? ip6Packet() : ip4Packet() );
+            ( vlan ? Frames::tag( vlan, priority ) : Bytes() ) +
+            Frames::be16( type ? type : ipType ) + ( isIpv6 ? ip6Packet() : ip4Packet() );
       frame.resize( std::max< size_t >( frame.size(), 64 ) );
       return frame;
    }

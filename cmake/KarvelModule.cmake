@@ -4,8 +4,8 @@ target_compile_options( karvel-options INTERFACE
    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror )
 if( CMAKE_CXX_COMPILER_ID STREQUAL "GNU" )
    # When it optimises, g++ 12 takes "text" + std::to_string( n ) for overlapping or overlong
-   # copies, and strings within an empty std::optional for used. It knows no longer that the code
-   # is the library's once that comes out of a precompiled header.
+   # copies, and strings within an empty std::optional for used uninitialised. Code that comes
+   # out of a precompiled header is no longer known to be the library's, whose warnings are off.
    target_compile_options( karvel-options INTERFACE
       -Wno-restrict -Wno-maybe-uninitialized -Wno-array-bounds -Wno-stringop-overflow
       -Wno-stringop-overread )
@@ -16,9 +16,8 @@ if( KARVEL_SANITIZE )
    target_link_options( karvel-options INTERFACE -fsanitize=address,undefined )
 endif()
 
-# Headers that most files include, parsed once for each target. Every file still includes what it
-# uses: the build of the contract and the plug-in alone (KARVEL_EMBEDDED off), which a test makes,
-# goes without them.
+# Headers that most files include, parsed once for each target. Every file still includes what
+# it uses: a test builds the contract and the plug-in alone (KARVEL_EMBEDDED off) without them.
 function( karvel_precompile_headers target )
    if( KARVEL_EMBEDDED )
       target_precompile_headers( ${target} PRIVATE <algorithm> <array> <cstdint> <functional>

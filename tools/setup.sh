@@ -13,7 +13,7 @@ die() {
    exit 1
 }
 
-# Packages, each with the program that tells that it is there; a library's package has none.
+# Packages, each with the program that shows that it is installed; libraries have none.
 build_packages=( g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libpcap-dev
    libcli11-dev nlohmann-json3-dev libedit-dev )
 test_packages=( libgtest-dev clang-format-14:clang-format-14 )
@@ -59,7 +59,7 @@ install_packages() { # install_packages PACKAGE...
    }
 }
 
-# Installs what is missing. Asks for nothing, root included, if all is there.
+# Installs what is missing. Needs nothing, not even root, if all is there.
 need_packages() { # need_packages PACKAGE[:PROGRAM]...
    if ! command -v dpkg-query > /dev/null; then
       say "This is no Debian system: if the build finds something missing, install it by hand"

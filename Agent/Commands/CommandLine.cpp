@@ -139,6 +139,11 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
    addConfig( *check, command, strict );
    CLI::App* chips = app.add_subcommand( "chips", "List the chip profiles" );
    chips->add_flag( "--json", json, "Print as JSON" );
+   CLI::App* wiring = app.add_subcommand(
+         "wiring", "List which change leads to which handler, and who owns which machine" );
+   wiring->add_flag( "--json", json, "Print as JSON" );
+   wiring->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
+         ->option_text( "FILE" );
 
    try {
       app.parse( argc, argv );
@@ -148,12 +153,14 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
    } catch ( const CLI::ParseError& error ) {
       throw UsageError( error.what() );
    }
-   command.verb = run->parsed() ? Verb::run
-         : explain->parsed()    ? Verb::explain
-         : check->parsed()      ? Verb::check
-         : serve->parsed()      ? Verb::serve
-         : ctl->parsed()        ? Verb::ctl
-                                : Verb::chips;
+   const std::pair< const CLI::App*, Verb > verbs[] = { { run, Verb::run },
+      { check, Verb::check }, { chips, Verb::chips }, { wiring, Verb::wiring },
+      { explain, Verb::explain }, { serve, Verb::serve }, { ctl, Verb::ctl } };
+   for ( const auto& [ verb, value ] : verbs ) {
+      if ( verb->parsed() ) {
+         command.verb = value;
+      }
+   }
    std::vector< std::string > words = ctl->remaining();
    if ( !words.empty() && words.back() == "--json" ) { // also where people like to write it
       json = true;

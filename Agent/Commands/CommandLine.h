@@ -12,7 +12,7 @@
 
 namespace Agent {
 
-enum class Verb : uint8_t { run, check, chips, explain, serve, ctl };
+enum class Verb : uint8_t { run, check, chips, wiring, explain, serve, ctl };
 enum class Format : uint8_t { text, json };
 enum class Strictness : uint8_t { lenient, strict };
 

@@ -7,6 +7,7 @@
 #include "Agent/Packets/Replay.h"
 #include "Agent/Reports/AgentReports.h"
 #include "Agent/Reports/Explainer.h"
+#include "Agent/Runtime/PluginLibrary.h"
 #include "Platform/Duolog/Duolog.h"
 
 namespace Agent {
@@ -161,6 +162,16 @@ int chipsCommand( const Command& command ) {
    return guarded( [ & ] {
       Printer printer( command.format );
       printer.show( { chipsReport() } );
+      printer.finish();
+      return 0;
+   } );
+}
+
+int wiringCommand( const Command& command ) {
+   return guarded( [ & ] {
+      const PluginLibrary plugin( pluginPath( command ) );
+      Printer printer( command.format );
+      printer.show( wiringReports() );
       printer.finish();
       return 0;
    } );

@@ -10,6 +10,8 @@ namespace Agent {
 int runCommand( const Command& command );
 int checkCommand( const Command& command );
 int chipsCommand( const Command& command );
+// Prints which change leads to which handler, and who owns which machine.
+int wiringCommand( const Command& command );
 int explainCommand( const Command& command );
 
 } // namespace Agent

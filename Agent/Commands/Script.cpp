@@ -65,7 +65,7 @@ std::string takeNeeded( std::string_view& text, const char* what ) {
 
 void expectEnd( std::string_view text ) {
    if ( !text.empty() ) {
-      throw Wrong{ inQuotes( text ) + " is too much" };
+      throw Wrong{ "unexpected " + inQuotes( text ) };
    }
 }
 
@@ -151,7 +151,7 @@ StepAction parseWait( std::string_view body ) {
          parseNumber( fraction + std::string( 9 - fraction.size(), '0' ), ns ) &&
          !fraction.empty();
    if ( !good || seconds > maxWaitSeconds || ( seconds == maxWaitSeconds && ns > 0 ) ) {
-      throw Wrong{ inQuotes( word ) + " is not such a time" };
+      throw Wrong{ inQuotes( word ) + " is not valid" };
    }
    return WaitStep{ seconds * nsPerSecond + ns };
 }
@@ -196,7 +196,7 @@ StepAction parseCapacity( std::string_view body ) {
    std::string count = takeNeeded( body, "N" );
    expectEnd( body );
    if ( !parseNumber( count, step.count ) ) {
-      throw Wrong{ inQuotes( count ) + " is not such a number" };
+      throw Wrong{ inQuotes( count ) + " is not valid" };
    }
    return step;
 }
@@ -207,7 +207,7 @@ StepAction parsePort( std::string_view body ) {
    std::string state = takeNeeded( body, "up or down" );
    expectEnd( body );
    if ( state != "up" && state != "down" ) {
-      throw Wrong{ inQuotes( state ) + " is no state of a link" };
+      throw Wrong{ inQuotes( state ) + " is not a link state" };
    }
    step.isUp = state == "up";
    return step;
@@ -217,7 +217,7 @@ StepAction parsePlugin( std::string_view body ) {
    PluginStep step;
    std::string unit = takeNeeded( body, "UNIT" );
    if ( !parseNumber( unit, step.unit ) || step.unit < 0 ) {
-      throw Wrong{ inQuotes( unit ) + " is no number of a chip" };
+      throw Wrong{ inQuotes( unit ) + " is not a chip number" };
    }
    step.text = body;
    return step;

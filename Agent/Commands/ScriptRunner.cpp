@@ -113,7 +113,7 @@ void ScriptRunner::step( const HelpStep&, unsigned ) {
 }
 
 void ScriptRunner::step( const WatchStep&, unsigned line ) {
-   fail( line, "watch: nobody is there to see; allowed: in commands of a live agent" );
+   fail( line, "watch: not in a script; allowed: in commands of a live agent" );
 }
 
 void ScriptRunner::step( const StopStep&, unsigned line ) {

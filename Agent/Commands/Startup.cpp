@@ -69,8 +69,8 @@ bool sayUnserved( const Runtime& runtime ) {
       if ( session.phase == SessionPhase::refused || session.phase == SessionPhase::failed ) {
          any = true;
          if ( !session.config->refused ) { // the load has said those
-            sayWarning( "session " + session.config->name + " is " +
-                  phaseName( session.phase ) + ": " + session.reason );
+            sayWarning( "session " + session.config->name + " " + phaseName( session.phase ) +
+                  ": " + session.reason );
          }
       }
    }

@@ -1,4 +1,8 @@
 // Which fields an ACL's rules can match on, and in which kinds of table.
+//
+// A field's way to the chip: it is named here, read in AclMatch.cpp, carried by a filter of
+// Platform/Acl/Rules.h, and programmed by AgentServices/AclEntryWriter.cpp with a qualifier; see
+// ChipModel/Fields/FieldCatalogue.h for a new one.
 
 #include <algorithm>
 #include <iterator>
@@ -49,11 +53,11 @@ constexpr MatchField matchFields[] = {
    { "ICMPV6_TYPE", ofIpv6 },
    { "ICMPV6_CODE", ofIpv6 },
    { "IP_FRAG", ofBoth },
+   { "PCP", ofMac },
    { "SRC_MAC", ofMac },
    { "DST_MAC", ofMac },
    { "MPLS_LABEL", ofMac },
    { "MPLS_INNER_LABEL", ofMac },
-   { "PCP", ofMac, Ability::beyond },
    { "DEI", ofMac, Ability::beyond },
    { "TC", ofAll, Ability::beyond },
    { "OUT_PORTS", ofAll, Ability::beyond },

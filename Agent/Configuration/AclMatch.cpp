@@ -16,6 +16,7 @@ constexpr int64_t lowestEtherType = 0x600; // below, it is a length (IEEE 802.3 
 constexpr int64_t highestLabel = 0xfffff;  // RFC 3032
 constexpr uint16_t wholeVlan = 0xfff;
 constexpr uint8_t wholeDscp = 0x3f;
+constexpr uint8_t highestPriority = 7; // IEEE 802.1Q
 // Without a mask: FIN, SYN, RST, PSH, ACK and URG, not those that ECN has added.
 constexpr uint8_t classicTcpFlags = 0x3f;
 
@@ -255,6 +256,14 @@ Acl::MacFilter readMac( EntryReader& reader ) {
    if ( auto label = reader.number( "MPLS_INNER_LABEL", 0, highestLabel ) ) {
       filter.mplsInnerLabelIs( *label );
       filter.mplsInnerLabelMaskIs( highestLabel );
+   }
+   auto parsePriority = []( std::string_view text ) {
+      return parseMasked( text, highestPriority, highestPriority );
+   };
+   if ( auto priority = reader.parsed(
+              "PCP", parsePriority, "0 to 7, or a value and a mask like 4/6" ) ) {
+      filter.vlanPriorityIs( priority->value );
+      filter.vlanPriorityMaskIs( priority->mask );
    }
    if ( reader.has( "IP_TYPE" ) && !sameText( reader.text( "IP_TYPE" ), "ANY" ) ) {
       reader.notAllowed( "IP_TYPE", "ANY, and ETHER_TYPE for what a frame carries" );

@@ -5,18 +5,18 @@
 
 #include "Agent/Configuration/Draft.h"
 #include "Agent/Configuration/Names.h"
+#include "Agent/Configuration/Schema.h"
 
 namespace Agent {
 
 namespace {
 
-constexpr int64_t highestPriority = 999'999;
-
 class RuleReader {
  public:
    RuleReader( Draft& draft, AclTableDraft& table, const std::string& key,
          const std::string& name, const Entry& entry )
-         : draft_( draft ), table_( table ), reader_( "ACL_RULE", key, entry, draft.findings ) {
+         : draft_( draft ), table_( table ), fields_( schema().aclRule ),
+           reader_( fields_, key, entry, draft.findings ) {
       rule_.place = entry.place;
       rule_.config.nameIs( name );
    }
@@ -32,13 +32,12 @@ class RuleReader {
 
  private:
    void readPriority() {
-      if ( !reader_.has( "PRIORITY" ) ) {
-         reader_.error( "PRIORITY",
-               "missing; allowed: 0 to " + std::to_string( highestPriority ) +
+      if ( !reader_.has( fields_.priority ) ) {
+         reader_.error( fields_.priority,
+               "missing; allowed: " + fields_.priority.allowed +
                      ", the higher is tried first" );
       }
-      const auto priority = reader_.number( "PRIORITY", 0, highestPriority );
-      rule_.config.ruleIdIs( static_cast< uint32_t >( priority.value_or( 0 ) ) );
+      rule_.config.ruleIdIs( reader_.read( fields_.priority ).value_or( 0 ) );
    }
 
    void readPacketAction() {
@@ -118,6 +117,7 @@ class RuleReader {
 
    Draft& draft_;
    AclTableDraft& table_;
+   const AclRuleFields& fields_;
    EntryReader reader_;
    AclRuleDraft rule_;
 };

@@ -11,20 +11,6 @@ namespace {
 
 constexpr size_t longestName = 255;
 
-struct TableType {
-   std::string_view name;
-   Acl::AclType type;
-};
-
-constexpr TableType servedTypes[] = {
-   { "L3", Acl::ip() },
-   { "MIRROR", Acl::ip() },
-   { "L3V6", Acl::ipv6() },
-   { "MIRRORV6", Acl::ipv6() },
-   { "MAC", Acl::mac() },
-   { "L2", Acl::mac() },
-};
-
 // Types that the convention has besides those that ACL_TABLE_TYPE makes.
 constexpr std::string_view otherTypes[] = { "L3V4V6", "MIRROR_DSCP", "CTRLPLANE", "PFCWD",
    "MCLAG", "MUX", "DROP", "MARK_META", "MARK_META_V6", "EGR_SET_DSCP", "UNDERLAY_SET_DSCP",
@@ -32,24 +18,22 @@ constexpr std::string_view otherTypes[] = { "L3V4V6", "MIRROR_DSCP", "CTRLPLANE"
    "INNER_SRC_MAC_REWRITE_TABLE_TYPE" };
 
 bool isOtherType( const Draft& draft, const std::string& text ) {
-   return draft.table( "ACL_TABLE_TYPE" ).contains( text ) ||
+   return draft.table( schema().aclTableType.name ).contains( text ) ||
          std::any_of( std::begin( otherTypes ), std::end( otherTypes ),
                [ & ]( std::string_view other ) { return sameText( text, other ); } );
 }
 
 Acl::AclType readType( Draft& draft, EntryReader& reader ) {
-   const std::string text = reader.text( "type" );
-   for ( const TableType& served : servedTypes ) {
-      if ( sameText( text, served.name ) ) {
-         return served.type;
-      }
+   const auto& field = schema().aclTable.type;
+   const std::string text = reader.text( field );
+   if ( const auto served = field.parse( text ) ) {
+      return *served;
    }
-   constexpr auto allowed =
-         "L3, L3V6, MIRROR, MIRRORV6, MAC, L2; types of ACL_TABLE_TYPE are left alone";
-   if ( !reader.has( "type" ) ) {
-      reader.error( "type", "missing; allowed: " + std::string( allowed ) );
+   const std::string allowed = field.allowed + "; types of ACL_TABLE_TYPE are left alone";
+   if ( !reader.has( field ) ) {
+      reader.error( field, "missing; allowed: " + allowed );
    } else if ( !isOtherType( draft, text ) ) {
-      reader.notAllowed( "type", allowed );
+      reader.notAllowed( field, allowed );
    }
    return Acl::AclType::none;
 }
@@ -65,10 +49,12 @@ bool isTableName( const std::string& name ) {
 
 // Some rule of the table mirrors what arrives, or a session names it.
 bool isUsed( const Draft& draft, const std::string& table ) {
-   const auto& rules = draft.table( "ACL_RULE" );
+   const AclRuleFields& fields = schema().aclRule;
+   const auto& rules = draft.table( fields.name );
    for ( auto at = rules.lower_bound( table + "|" );
          at != rules.end() && at->first.starts_with( table + "|" ); ++at ) {
-      if ( at->second.find( "MIRROR_INGRESS_ACTION" ) || at->second.find( "MIRROR_ACTION" ) ) {
+      if ( at->second.find( fields.mirrorIngressAction ) ||
+            at->second.find( fields.mirrorAction ) ) {
          return true;
       }
    }
@@ -76,23 +62,21 @@ bool isUsed( const Draft& draft, const std::string& table ) {
 }
 
 void readTable( Draft& draft, const std::string& name, const Entry& entry ) {
-   EntryReader reader( "ACL_TABLE", name, entry, draft.findings );
+   const AclTableFields& fields = schema().aclTable;
+   EntryReader reader( fields, name, entry, draft.findings );
    AclTableDraft& table = draft.acls[ name ];
    table.name = name;
    table.place = entry.place;
-   table.typeText = reader.text( "type" );
+   table.typeText = reader.text( fields.type );
    table.type = readType( draft, reader );
-   table.stage =
-         reader.choice< AclStage >( "stage",
-                     { { "ingress", AclStage::ingress }, { "egress", AclStage::egress } } )
-               .value_or( AclStage::ingress );
+   table.stage = reader.read( fields.stage );
    if ( table.isServed() && !isTableName( name ) ) {
       reader.error( "not a table's name; allowed: up to " + std::to_string( longestName ) +
             " letters, digits, '-', '_' and '.'" );
    }
    // Files in the field apply tables that do nothing to ports that are not there.
    if ( table.isServed() && isUsed( draft, name ) ) {
-      table.interfaces = draft.interfacesOf( draft.interfaceList( reader, "ports" ) );
+      table.interfaces = draft.interfacesOf( draft.interfaceList( reader, fields.ports ) );
    }
 }
 
@@ -103,6 +87,7 @@ void warn( Draft& draft, const AclTableDraft& table, const std::string& text ) {
 
 // What its rules ask for and what does not happen.
 void checkFeeds( Draft& draft, const AclTableDraft& table ) {
+   const AclTableFields& fields = schema().aclTable;
    std::vector< std::string > fed( table.feeds.begin(), table.feeds.end() );
    std::erase_if( fed, [ & ]( const auto& name ) { return table.namedBy.contains( name ); } );
    if ( fed.empty() ) {
@@ -112,7 +97,7 @@ void checkFeeds( Draft& draft, const AclTableDraft& table ) {
       warn( draft, table,
             "type: its rules do not mirror to " + joined( fed ) +
                   ", since this agent leaves tables of type " + table.typeText + " alone" );
-   } else if ( splitList( draft.table( "ACL_TABLE" ).at( table.name ).text( "ports" ) )
+   } else if ( splitList( draft.table( fields.name ).at( table.name ).text( fields.ports ) )
                      .empty() ) {
       warn( draft, table, "ports: none, so its rules mirror nothing to " + joined( fed ) );
    }
@@ -127,14 +112,16 @@ size_t AclTableDraft::users() const {
 }
 
 void readAcls( Draft& draft ) {
-   for ( const auto& [ session, entry ] : draft.table( "MIRROR_SESSION" ) ) {
-      for ( const std::string& table : splitList( entry.text( "acl" ) ) ) {
-         if ( draft.table( "ACL_TABLE" ).contains( table ) ) {
+   const Table& tables = draft.table( schema().aclTable.name );
+   const SessionFields& sessions = schema().session;
+   for ( const auto& [ session, entry ] : draft.table( sessions.name ) ) {
+      for ( const std::string& table : splitList( entry.text( sessions.acl ) ) ) {
+         if ( tables.contains( table ) ) {
             draft.acls[ table ].namedBy.insert( session );
          }
       }
    }
-   for ( const auto& [ name, entry ] : draft.table( "ACL_TABLE" ) ) {
+   for ( const auto& [ name, entry ] : tables ) {
       readTable( draft, name, entry );
    }
    readAclRules( draft );

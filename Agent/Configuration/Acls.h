@@ -12,6 +12,7 @@
 
 #include "Agent/Configuration/Configuration.h"
 #include "Agent/Configuration/Fields.h"
+#include "Agent/Configuration/Schema.h"
 
 namespace Agent {
 
@@ -25,8 +26,6 @@ struct AclRuleDraft {
    std::vector< Plix::IntfId > inPorts; // none within another
    Place place;
 };
-
-enum class AclStage : uint8_t { ingress, egress };
 
 struct AclTableDraft {
    std::string name;

@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "Agent/Configuration/Json.h"
-#include "Agent/Configuration/KnownFields.h"
+#include "Agent/Configuration/Schema.h"
 
 namespace Agent {
 
@@ -97,7 +97,7 @@ JsonValue Reader::parse( const std::string& text ) {
 
 // True if the name is that of a table we read, or of one of its entries.
 bool namesReadTable( const JsonMember& member ) {
-   return isReadTable( entryName( member.name ).table );
+   return tableSchema( entryName( member.name ).table );
 }
 
 void Reader::readTop( const JsonValue& top, Tables& into ) {
@@ -118,7 +118,7 @@ void Reader::readTop( const JsonValue& top, Tables& into ) {
 void Reader::readMember( const JsonMember& member, Tables& into ) {
    const EntryName name = entryName( member.name );
    const bool flat = member.name.find( '|' ) != std::string::npos;
-   if ( !isReadTable( name.table ) ) {
+   if ( !tableSchema( name.table ) ) {
       into.ignored.insert( name.table );
    } else if ( flat ) {
       addEntry( name, member, into );
@@ -135,7 +135,7 @@ void Reader::readTable( const std::string& table, const JsonMember& member, Tabl
    }
    into.tables.try_emplace( table );
    if ( !whole_.insert( table ).second ) {
-      error( placeOf( member.line ), table + ": the table is there twice; allowed: once" );
+      error( placeOf( member.line ), table + ": duplicate table" );
    }
    for ( const JsonMember& entry : member.value.members ) {
       addEntry( { table, entry.name }, entry, into );
@@ -149,8 +149,8 @@ void Reader::addEntry( const EntryName& name, const JsonMember& member, Tables& 
    if ( isNew ) {
       return;
    }
-   const std::string text = name.toString() + ": the entry is there twice, before in line " +
-         std::to_string( at->second.place.line ) + "; allowed: once";
+   const std::string text = name.toString() + ": duplicate entry; the first is in line " +
+         std::to_string( at->second.place.line );
    if ( name.table == "ACL_RULE" ) {
       into.repeatedRules.push_back( { name.key, { place, text } } );
    } else {
@@ -194,16 +194,18 @@ Entry Reader::readEntry( const EntryName& name, const JsonValue& value, const Pl
                   "; allowed: an object of fields, {} if there are none" );
       return entry;
    }
+   const TableSchema* table = tableSchema( name.table );
+   ZOL_ASSERT( table );
    for ( const JsonMember& member : fieldsOf( value ) ) {
       Field field;
       field.name = fieldName( name.table, member.name );
       field.place = placeOf( member.line );
-      if ( !isLookedAt( name.table, field.name ) ) {
+      if ( table->isOpen && !table->knows( field.name ) ) {
          continue;
       }
       const std::string where = name.toString() + ": " + field.name;
       if ( entry.find( field.name ) ) {
-         error( field.place, where + ": the field is there twice; allowed: once" );
+         error( field.place, where + ": duplicate field" );
          continue;
       }
       auto text = textOf( where, member );

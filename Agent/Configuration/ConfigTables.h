@@ -1,6 +1,6 @@
 #pragma once
 
-// The tables of a config_db.json in one form, whichever of three ways they were written:
+// The tables of a config_db.json in one form, whichever of three forms the file has:
 //
 //    { "PORT": { "Ethernet0": { "lanes": "1" } } }                nested
 //    { "ANY_NAME": { "PORT": { "Ethernet0": { ... } } } }         nested under one more
@@ -40,7 +40,7 @@ using Table = std::map< std::string, Entry >;
 struct Tables {
    std::map< std::string, Table > tables; // those that the agent reads
    std::set< std::string > ignored;       // the names of the others
-   // Rules that are there twice. In tables of the kinds that the agent leaves alone nothing is
+   // Duplicate rules. In tables of the kinds that the agent leaves alone nothing is
    // an error, and which these are is not known before ACL_TABLE is read.
    struct RepeatedRule {
       std::string key;

@@ -112,9 +112,9 @@ struct SessionMatch {
 struct TunnelConfig {
    Plix::IpGenAddr srcIp; // of one family
    Plix::IpGenAddr dstIp;
-   uint16_t greProtocol = 0x88be;
+   uint16_t greProtocol = 0;
    uint8_t dscp = 0; // 0 to 63
-   uint8_t ttl = 255;
+   uint8_t ttl = 0;
    std::optional< uint32_t > greKey;
    bool operator==( const TunnelConfig& ) const = default;
 };

@@ -70,7 +70,7 @@ std::vector< std::string > Draft::interfaceList( EntryReader& entry, std::string
       const size_t dot = name.rfind( '.' );
       if ( dot != std::string::npos && isInterface( name.substr( 0, dot ) ) ) {
          entry.error( field,
-               name + " is no sub-interface; allowed: a dot and an outer VLAN, 1 to 4094" );
+               name + " is not a sub-interface; allowed: a dot and an outer VLAN, 1 to 4094" );
       } else {
          unknownInterface( entry, field, name );
       }

@@ -4,7 +4,6 @@
 // up what the ones before have found. Steps say what is wrong and go on; what they could
 // not make sense of is left out of the configuration.
 
-#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -14,6 +13,7 @@
 #include "Agent/Configuration/ConfigTables.h"
 #include "Agent/Configuration/Configuration.h"
 #include "Agent/Configuration/Fields.h"
+#include "Agent/Configuration/Schema.h"
 #include "ChipModel/Profile.h"
 
 namespace Agent {
@@ -23,11 +23,6 @@ struct NamedInterface {
    std::string base;    // a port or a port channel
    uint16_t vlanId = 0; // the outer VLAN of a sub-interface; 0: all of it
 };
-
-// The rate and the burst of a policer of the chip are held in 32 bits, in kilobits of 1000 bits;
-// the burst is 3/2 of the rate.
-inline constexpr int64_t highestRateKbps =
-      std::numeric_limits< uint32_t >::max() / int64_t{ 3 } * 2;
 
 // What a POLICER asks for, as far as the chip's policers can do it.
 struct PolicerDraft {

@@ -1,11 +1,7 @@
 #include "Agent/Configuration/Fields.h"
 
-#include <algorithm>
-#include <charconv>
-
-#include "Agent/Configuration/KnownFields.h"
 #include "Agent/Configuration/Names.h"
-#include "Platform/Zol/Assert.h"
+#include "Agent/Configuration/Schema.h"
 
 namespace Agent {
 
@@ -31,20 +27,6 @@ std::string quoted( std::string_view text ) {
 
 } // namespace
 
-std::optional< uint64_t > parseNumber( std::string_view text ) {
-   const bool hex = text.starts_with( "0x" ) || text.starts_with( "0X" );
-   if ( hex ) {
-      text.remove_prefix( 2 );
-   }
-   uint64_t value = 0;
-   const char* end = text.data() + text.size();
-   const auto [ at, error ] = std::from_chars( text.data(), end, value, hex ? 16 : 10 );
-   if ( error != std::errc() || at != end ) {
-      return std::nullopt;
-   }
-   return value;
-}
-
 std::vector< std::string > splitList( std::string_view text ) {
    std::vector< std::string > parts;
    if ( trimmed( text ).empty() ) {
@@ -61,16 +43,15 @@ std::vector< std::string > splitList( std::string_view text ) {
 }
 
 EntryReader::EntryReader(
-      std::string table, std::string key, const Entry& entry, Findings& findings )
-      : table_( std::move( table ) ), key_( std::move( key ) ), entry_( entry ),
-        findings_( findings ) {
+      const TableSchema& table, std::string key, const Entry& entry, Findings& findings )
+      : table_( table ), key_( std::move( key ) ), entry_( entry ), findings_( findings ) {
    checkNames();
 }
 
 void EntryReader::checkNames() {
-   const auto& known = knownFields( table_ );
    for ( const Field& field : entry_.fields ) {
-      if ( std::find( known.begin(), known.end(), field.name ) == known.end() ) {
+      if ( !table_.knows( field.name ) ) {
+         const auto known = table_.knownNames();
          error( field.name,
                known.empty() ? "unknown; allowed: no fields"
                              : "unknown; allowed: the nearest known name is " +
@@ -86,30 +67,11 @@ std::string EntryReader::text( std::string_view field ) const {
 
 std::optional< int64_t > EntryReader::number(
       std::string_view field, int64_t low, int64_t high ) {
-   const Field* found = entry_.find( field );
-   if ( !found ) {
+   if ( !has( field ) ) {
       return std::nullopt;
    }
-   ZOL_ASSERT( low >= 0 && low <= high );
-   const auto value = parseNumber( found->text );
-   if ( !value || *value < static_cast< uint64_t >( low ) ||
-         *value > static_cast< uint64_t >( high ) ) {
-      notAllowed( field, std::to_string( low ) + " to " + std::to_string( high ) );
-      return std::nullopt;
-   }
-   return static_cast< int64_t >( *value );
-}
-
-std::optional< size_t > EntryReader::choiceIndex(
-      std::string_view field, const std::vector< std::string_view >& names ) {
-   const std::string written = text( field );
-   for ( size_t i = 0; i < names.size(); ++i ) {
-      if ( sameText( written, names[ i ] ) ) {
-         return i;
-      }
-   }
-   notAllowed( field, joined( names ) );
-   return std::nullopt;
+   const ValueKind< int64_t > kind( NumberRange{ low, high } );
+   return parsed( field, kind.parse, kind.allowed );
 }
 
 std::vector< std::string > EntryReader::list( std::string_view field ) {
@@ -123,7 +85,7 @@ std::vector< std::string > EntryReader::list( std::string_view field ) {
 Diagnostic EntryReader::about( std::string_view field, const std::string& text ) const {
    const Field* found = entry_.find( field );
    return { found ? found->place : entry_.place,
-      table_ + "|" + key_ + ": " + std::string( field ) + ": " + text };
+      table_.name + "|" + key_ + ": " + std::string( field ) + ": " + text };
 }
 
 void EntryReader::notAllowed( std::string_view field, std::string_view allowed ) {
@@ -139,11 +101,11 @@ void EntryReader::warning( std::string_view field, const std::string& text ) {
 }
 
 void EntryReader::error( const std::string& text ) {
-   findings_.errors.push_back( { entry_.place, table_ + "|" + key_ + ": " + text } );
+   findings_.errors.push_back( { entry_.place, table_.name + "|" + key_ + ": " + text } );
 }
 
 void EntryReader::warning( const std::string& text ) {
-   findings_.warnings.push_back( { entry_.place, table_ + "|" + key_ + ": " + text } );
+   findings_.warnings.push_back( { entry_.place, table_.name + "|" + key_ + ": " + text } );
 }
 
 } // namespace Agent

@@ -6,7 +6,6 @@
 #include <tuple>
 
 #include "Agent/Configuration/Draft.h"
-#include "Agent/Configuration/KnownFields.h"
 #include "Agent/Configuration/Names.h"
 #include "Platform/Zol/Assert.h"
 
@@ -182,7 +181,7 @@ LoadResult ConfigSource::reload( const std::string& path ) {
 LoadResult ConfigSource::set(
       const std::string& tableAndKey, const std::string& json, const Place& place ) {
    const EntryName name = entryName( tableAndKey );
-   if ( !isReadTable( name.table ) ) {
+   if ( !tableSchema( name.table ) ) {
       return failed( place,
             tableAndKey + ": no table of the agent; allowed: " + joined( readTables() ) );
    }

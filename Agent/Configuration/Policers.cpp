@@ -2,7 +2,6 @@
 // each, meter bits, and drop what does not keep to the rate.
 
 #include <algorithm>
-#include <limits>
 
 #include "Agent/Configuration/Draft.h"
 
@@ -10,49 +9,31 @@ namespace Agent {
 
 namespace {
 
-enum class Meter : uint8_t { bytes, packets };
-enum class Mode : uint8_t { single, two, storm };
-enum class Fate : uint8_t { passes, dropped, trapped };
-
-const EntryReader::Choices< Fate > fates = { { "drop", Fate::dropped },
-   { "forward", Fate::passes }, { "copy", Fate::passes }, { "copy_cancel", Fate::passes },
-   { "trap", Fate::trapped }, { "log", Fate::passes }, { "deny", Fate::dropped },
-   { "transit", Fate::passes } };
-
-constexpr int64_t any = std::numeric_limits< int64_t >::max();
-
 class PolicerReader {
  public:
    PolicerReader( Draft& draft, const std::string& name, const Entry& entry )
-         : draft_( draft ), reader_( "POLICER", name, entry, draft.findings ) {}
+         : draft_( draft ), fields_( schema().policer ),
+           reader_( fields_, name, entry, draft.findings ) {}
 
    void read() {
-      const auto meter = needed( "meter_type",
-            reader_.choice< Meter >(
-                  "meter_type", { { "bytes", Meter::bytes }, { "packets", Meter::packets } } ),
-            "bytes, packets" );
-      const auto mode = needed( "mode",
-            reader_.choice< Mode >( "mode",
-                  { { "sr_tcm", Mode::single }, { "tr_tcm", Mode::two },
-                        { "storm", Mode::storm } } ),
-            "sr_tcm, tr_tcm, storm" );
-      cir_ = reader_.number( "cir", 0, any ).value_or( 0 );
-      cbs_ = reader_.number( "cbs", 0, any ).value_or( 0 );
-      const int64_t pir = reader_.number( "pir", 0, any ).value_or( 0 );
-      const int64_t pbs = reader_.number( "pbs", 0, any ).value_or( 0 );
+      const auto meter = readNeeded( fields_.meterType );
+      const auto mode = readNeeded( fields_.mode );
+      cir_ = reader_.read( fields_.cir );
+      cbs_ = reader_.read( fields_.cbs );
+      const int64_t pir = reader_.read( fields_.pir );
+      const int64_t pbs = reader_.read( fields_.pbs );
       if ( cbs_ != 0 && cbs_ < cir_ ) {
          reader_.error(
-               "cbs", std::to_string( cbs_ ) + " is below cir; allowed: cir and more" );
+               fields_.cbs, std::to_string( cbs_ ) + " is below cir; allowed: cir and more" );
       }
-      for ( std::string_view field : { "color", "color_source" } ) {
-         reader_.choice< bool >( field, { { "aware", true }, { "blind", false } } );
-      }
-      const Fate green = fate( "green_packet_action" );
-      const Fate yellow = fate( "yellow_packet_action" );
-      const Fate red = fate( "red_packet_action" );
+      reader_.read( fields_.color );
+      reader_.read( fields_.colorSource );
+      const Fate green = reader_.read( fields_.green );
+      const Fate yellow = reader_.read( fields_.yellow );
+      const Fate red = reader_.read( fields_.red );
       if ( meter && mode ) {
          const bool isTwofold =
-               *mode == Mode::two || yellow == Fate::dropped || pir != 0 || pbs != 0;
+               *mode == PolicerMode::two || yellow == Fate::dropped || pir != 0 || pbs != 0;
          const bool traps =
                green == Fate::trapped || yellow == Fate::trapped || red == Fate::trapped;
          policer_.beyond = beyond( *meter, isTwofold, traps, green == Fate::dropped );
@@ -65,16 +46,11 @@ class PolicerReader {
 
  private:
    template < typename T >
-   std::optional< T > needed(
-         std::string_view field, std::optional< T > value, std::string_view allowed ) {
+   std::optional< T > readNeeded( const ValueField< T >& field ) {
       if ( !reader_.has( field ) ) {
-         reader_.error( field, "missing; allowed: " + std::string( allowed ) );
+         reader_.error( field, "missing; allowed: " + field.allowed );
       }
-      return value;
-   }
-
-   Fate fate( std::string_view field ) {
-      return reader_.choice< Fate >( field, fates ).value_or( Fate::passes );
+      return reader_.read( field );
    }
 
    std::string name() const { return "policer " + reader_.key(); }
@@ -123,6 +99,7 @@ class PolicerReader {
    }
 
    Draft& draft_;
+   const PolicerFields& fields_;
    EntryReader reader_;
    int64_t cir_ = 0;
    int64_t cbs_ = 0;
@@ -132,7 +109,7 @@ class PolicerReader {
 } // namespace
 
 void readPolicers( Draft& draft ) {
-   for ( const Table::value_type* entry : draft.entries( "POLICER" ) ) {
+   for ( const Table::value_type* entry : draft.entries( schema().policer.name ) ) {
       PolicerReader( draft, entry->first, entry->second ).read();
    }
 }

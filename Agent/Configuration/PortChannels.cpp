@@ -27,7 +27,7 @@ std::optional< int > numberOf( const std::string& name ) {
 }
 
 void readPortChannel( Draft& draft, const std::string& name, const Entry& entry ) {
-   EntryReader reader( "PORTCHANNEL", name, entry, draft.findings );
+   EntryReader reader( schema().portChannel, name, entry, draft.findings );
    if ( !numberOf( name ) ) {
       reader.error( "not a port channel's name; allowed: PortChannel and 1 to 4 digits" );
    }
@@ -35,14 +35,12 @@ void readPortChannel( Draft& draft, const std::string& name, const Entry& entry 
    channel.name = name;
    channel.place = entry.place;
    channel.unit = draft.configuration.chips.begin()->first;
-   channel.adminUp =
-         reader.choice< bool >( "admin_status", { { "up", true }, { "down", false } } )
-               .value_or( true );
+   channel.adminUp = reader.read( schema().portChannel.adminStatus );
    draft.configuration.portChannels[ name ] = channel;
 }
 
 void readMember( Draft& draft, const std::string& key, const Entry& entry ) {
-   EntryReader reader( "PORTCHANNEL_MEMBER", key, entry, draft.findings );
+   EntryReader reader( schema().portChannelMember, key, entry, draft.findings );
    const EntryName names = entryName( key );
    const std::string& portName = names.key;
    auto& channels = draft.configuration.portChannels;
@@ -82,7 +80,7 @@ void readMember( Draft& draft, const std::string& key, const Entry& entry ) {
 // The older field PORTCHANNEL.members is a copy of PORTCHANNEL_MEMBER, which counts.
 void compareMembers( Draft& draft, const std::string& name, const Entry& entry ) {
    const auto& members = draft.configuration.portChannels.at( name ).members;
-   const Field* field = entry.find( "members" );
+   const Field* field = entry.find( schema().portChannel.members );
    for ( const std::string& port : splitList( field ? field->text : "" ) ) {
       if ( std::find( members.begin(), members.end(), port ) == members.end() ) {
          draft.findings.warnings.push_back( { field->place,
@@ -111,7 +109,7 @@ void numberTrunks( Draft& draft, int unit ) {
       channel.trunk = *trunk;
       return true;
    };
-   for ( const Table::value_type* entry : draft.entries( "PORTCHANNEL" ) ) {
+   for ( const Table::value_type* entry : draft.entries( schema().portChannel.name ) ) {
       PortChannelConfig& channel = draft.configuration.portChannels.at( entry->first );
       if ( channel.unit == unit && !take( channel, trunkBefore( draft, channel ) ) ) {
          waiting.push_back( &channel );
@@ -141,13 +139,13 @@ void numberTrunks( Draft& draft, int unit ) {
 } // namespace
 
 void readPortChannels( Draft& draft ) {
-   for ( const Table::value_type* channel : draft.entries( "PORTCHANNEL" ) ) {
+   for ( const Table::value_type* channel : draft.entries( schema().portChannel.name ) ) {
       readPortChannel( draft, channel->first, channel->second );
    }
-   for ( const Table::value_type* member : draft.entries( "PORTCHANNEL_MEMBER" ) ) {
+   for ( const Table::value_type* member : draft.entries( schema().portChannelMember.name ) ) {
       readMember( draft, member->first, member->second );
    }
-   for ( const Table::value_type* channel : draft.entries( "PORTCHANNEL" ) ) {
+   for ( const Table::value_type* channel : draft.entries( schema().portChannel.name ) ) {
       compareMembers( draft, channel->first, channel->second );
    }
    for ( const auto& [ unit, chip ] : draft.configuration.chips ) {

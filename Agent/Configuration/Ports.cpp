@@ -2,7 +2,6 @@
 // number.
 
 #include <algorithm>
-#include <limits>
 #include <set>
 
 #include "Agent/Configuration/Draft.h"
@@ -13,8 +12,6 @@ namespace Agent {
 namespace {
 
 constexpr int highestUnit = 7;
-constexpr int64_t mostEntries = 1'000'000;
-constexpr int64_t highestChipPort = 255;
 constexpr size_t longestPortName = 128;
 
 std::string profileNames() {
@@ -25,12 +22,9 @@ std::string profileNames() {
    return joined( names );
 }
 
-std::optional< int > optionalInt( const std::optional< int64_t >& value ) {
-   return value ? std::optional< int >( static_cast< int >( *value ) ) : std::nullopt;
-}
-
 void readChip( Draft& draft, const std::string& key, const Entry& entry ) {
-   EntryReader reader( "CHIP", key, entry, draft.findings );
+   const ChipFields& fields = schema().chip;
+   EntryReader reader( fields, key, entry, draft.findings );
    if ( key.size() != 1 || key[ 0 ] < '0' || key[ 0 ] > '0' + highestUnit ) {
       reader.error( "not a unit; allowed: 0 to " + std::to_string( highestUnit ) );
       return;
@@ -39,23 +33,23 @@ void readChip( Draft& draft, const std::string& key, const Entry& entry ) {
    chip.unit = key[ 0 ] - '0';
    chip.place = entry.place;
    chip.profile = draft.defaultProfile;
-   if ( reader.has( "profile" ) ) {
-      const std::string profile = reader.text( "profile" );
+   if ( reader.has( fields.profile ) ) {
+      const std::string profile = reader.text( fields.profile );
       if ( ChipModel::chipProfile( profile ) ) {
          chip.profile = profile;
       } else {
-         reader.error( "profile", "unknown; allowed: " + profileNames() );
+         reader.error( fields.profile, "unknown; allowed: " + profileNames() );
       }
    }
-   chip.ingressEntries = optionalInt( reader.number( "ingress_entries", 1, mostEntries ) );
-   chip.egressEntries = optionalInt( reader.number( "egress_entries", 1, mostEntries ) );
+   chip.ingressEntries = reader.read( fields.ingressEntries );
+   chip.egressEntries = reader.read( fields.egressEntries );
 
-   for ( const std::string& port : reader.list( "ports" ) ) {
-      if ( !draft.table( "PORT" ).contains( port ) ) {
-         reader.error( "ports", port + " is not in PORT; allowed: ports of PORT" );
+   for ( const std::string& port : reader.list( fields.ports ) ) {
+      if ( !draft.table( schema().port.name ).contains( port ) ) {
+         reader.error( fields.ports, port + " is not in PORT; allowed: ports of PORT" );
       } else if ( auto [ at, isNew ] = draft.unitByPort.try_emplace( port, chip.unit );
                   !isNew ) {
-         reader.error( "ports",
+         reader.error( fields.ports,
                port + " is repeated, before on chip " + std::to_string( at->second ) +
                      "; allowed: once" );
       }
@@ -81,23 +75,23 @@ class Numbering {
          : unit_( unit ), profile_( draft.profileOf( unit ) ) {}
 
    void takeExplicit( EntryReader& reader, PortConfig& port ) {
-      const auto wanted = reader.number( "chip_port", 1, highestChipPort );
-      if ( !wanted ) {
+      const FieldSchema& field = schema().port.chipPort;
+      const std::optional< int > number = reader.read( schema().port.chipPort );
+      if ( !number ) {
          return;
       }
-      const int number = static_cast< int >( *wanted );
-      if ( number > profile_.ports ) {
-         reader.error( "chip_port",
-               std::to_string( number ) + " is not on chip " + std::to_string( unit_ ) +
+      if ( *number > profile_.ports ) {
+         reader.error( field,
+               std::to_string( *number ) + " is not on chip " + std::to_string( unit_ ) +
                      "; allowed: 1 to " + std::to_string( profile_.ports ) + " (" +
                      std::string( profile_.name ) + ")" );
-      } else if ( auto [ at, isNew ] = taken_.try_emplace( number, port.name ); !isNew ) {
-         reader.error( "chip_port",
-               std::to_string( number ) + " is taken by " + at->second +
+      } else if ( auto [ at, isNew ] = taken_.try_emplace( *number, port.name ); !isNew ) {
+         reader.error( field,
+               std::to_string( *number ) + " is taken by " + at->second +
                      "; allowed: a number that is free" );
       }
       // Even if it is wrong: the port asked for none of the others.
-      port.chipPort = number;
+      port.chipPort = *number;
    }
    // The number that the port has had, unless another asks for it.
    void keep( PortConfig& port, const Configuration& previous ) {
@@ -132,13 +126,13 @@ using Numberings = std::map< int, Numbering >;
 
 // Fields that have no effect here.
 void checkOthers( EntryReader& reader ) {
-   constexpr int64_t any32Bits = std::numeric_limits< uint32_t >::max();
-   reader.number( "mtu", 68, 9216 );
-   reader.number( "speed", 1, any32Bits );
-   reader.number( "index", 0, any32Bits );
-   for ( const std::string& lane : reader.list( "lanes" ) ) {
+   const PortFields& fields = schema().port;
+   reader.read( fields.mtu );
+   reader.read( fields.speed );
+   reader.read( fields.index );
+   for ( const std::string& lane : reader.list( fields.lanes ) ) {
       if ( !parseNumber( lane ) ) {
-         reader.notAllowed( "lanes", "numbers with commas between them" );
+         reader.notAllowed( fields.lanes, "numbers with commas between them" );
          break;
       }
    }
@@ -146,7 +140,8 @@ void checkOthers( EntryReader& reader ) {
 
 void readPort(
       Draft& draft, const std::string& name, const Entry& entry, Numberings& numberings ) {
-   EntryReader reader( "PORT", name, entry, draft.findings );
+   const PortFields& fields = schema().port;
+   EntryReader reader( fields, name, entry, draft.findings );
    if ( !isPortName( name ) ) {
       reader.error( "not a port's name; allowed: up to " + std::to_string( longestPortName ) +
             " letters, digits, '-' and '_', the first a letter, not cpu and not beginning "
@@ -158,13 +153,9 @@ void readPort(
    auto unit = draft.unitByPort.find( name );
    port.unit = unit != draft.unitByPort.end() ? unit->second
                                               : draft.configuration.chips.begin()->first;
-   port.adminUp = reader.choice< bool >( "admin_status", { { "up", true }, { "down", false } } )
-                        .value_or( true );
-   port.alias = reader.text( "alias" );
-   constexpr int64_t highestChannel = 255;
-   if ( const auto channel = reader.number( "channel", 0, highestChannel ) ) {
-      port.channel = static_cast< int >( *channel );
-   }
+   port.adminUp = reader.read( fields.adminStatus );
+   port.alias = reader.text( fields.alias );
+   port.channel = reader.read( fields.channel );
    checkOthers( reader );
    numberings.at( port.unit ).takeExplicit( reader, port );
    draft.configuration.ports[ name ] = port;
@@ -179,7 +170,7 @@ void numberTheOthers( Draft& draft, Numberings& numberings ) {
       }
    }
    std::set< int > full;
-   for ( const Table::value_type* entry : draft.entries( "PORT" ) ) {
+   for ( const Table::value_type* entry : draft.entries( schema().port.name ) ) {
       PortConfig& port = draft.configuration.ports.at( entry->first );
       if ( port.chipPort || numberings.at( port.unit ).takeNext( port ) ||
             !full.insert( port.unit ).second ) {
@@ -200,7 +191,7 @@ void numberTheOthers( Draft& draft, Numberings& numberings ) {
 } // namespace
 
 void readChips( Draft& draft ) {
-   for ( const Table::value_type* chip : draft.entries( "CHIP" ) ) {
+   for ( const Table::value_type* chip : draft.entries( schema().chip.name ) ) {
       readChip( draft, chip->first, chip->second );
    }
    // Also if there are chips and none of them can be read, so that reading can go on.
@@ -214,7 +205,7 @@ void readPorts( Draft& draft ) {
    for ( const auto& [ unit, chip ] : draft.configuration.chips ) {
       numberings.try_emplace( unit, draft, unit );
    }
-   for ( const Table::value_type* port : draft.entries( "PORT" ) ) {
+   for ( const Table::value_type* port : draft.entries( schema().port.name ) ) {
       readPort( draft, port->first, port->second, numberings );
    }
    numberTheOthers( draft, numberings );

@@ -13,10 +13,7 @@ namespace Agent {
 
 namespace {
 
-constexpr std::string_view interfaceTables[] = { "INTERFACE", "PORTCHANNEL_INTERFACE",
-   "VLAN_INTERFACE" };
 constexpr std::string_view defaultVrf = "default";
-constexpr int highestDistance = 255;
 
 bool isUnicast( const Plix::IpGenAddr& address ) {
    if ( address.family() == Plix::AddressFamily::ipv4 ) {
@@ -39,16 +36,17 @@ bool checkInterface( const Draft& draft, EntryReader& reader, const std::string&
    return false;
 }
 
-// What is written without an address says of all of the interface's addresses whose they are.
-bool isInDefaultVrf( const Draft& draft, const std::string& table, const std::string& name ) {
-   const Table& entries = draft.table( table );
+// The entry without an address names the VRF of all of the interface's addresses.
+bool isInDefaultVrf(
+      const Draft& draft, const InterfaceFields& fields, const std::string& name ) {
+   const Table& entries = draft.table( fields.name );
    const auto at = entries.find( name );
-   return at == entries.end() || isDefaultVrf( at->second.text( "vrf_name" ) );
+   return at == entries.end() || isDefaultVrf( at->second.text( fields.vrfName ) );
 }
 
-void readInterface(
-      Draft& draft, const std::string& table, const std::string& key, const Entry& entry ) {
-   EntryReader reader( table, key, entry, draft.findings );
+void readInterface( Draft& draft, const InterfaceFields& fields, const std::string& key,
+      const Entry& entry ) {
+   EntryReader reader( fields, key, entry, draft.findings );
    const EntryName names = entryName( key );
    const bool hasAddress = key.find( '|' ) != std::string::npos;
    const std::string interface = hasAddress ? names.table : key;
@@ -58,9 +56,9 @@ void readInterface(
    const auto address = parseAddressWithLength( names.key );
    if ( !address || !isUnicast( address->address ) ) {
       reader.error( "'" + names.key +
-            "' is no interface's address; allowed: an IPv4 or IPv6 unicast address and its "
+            "' is not an interface's address; allowed: an IPv4 or IPv6 unicast address and its "
             "prefix length, like 10.0.0.1/24" );
-   } else if ( isInDefaultVrf( draft, table, interface ) ) {
+   } else if ( isInDefaultVrf( draft, fields, interface ) ) {
       draft.configuration.routing.addresses.push_back(
             { interface, address->address, prefixOf( address->address, address->length ) } );
    } else {
@@ -73,7 +71,8 @@ void readInterface(
 class RouteReader {
  public:
    RouteReader( Draft& draft, const std::string& key, const Entry& entry )
-         : draft_( draft ), reader_( "STATIC_ROUTE", key, entry, draft.findings ) {}
+         : draft_( draft ), fields_( schema().route ),
+           reader_( fields_, key, entry, draft.findings ) {}
 
    void read() {
       const std::string& key = reader_.key();
@@ -85,7 +84,7 @@ class RouteReader {
       }
       const auto network = parseAddressWithLength( prefix );
       if ( !network ) {
-         reader_.error( "'" + prefix + "' is no prefix; allowed: one like 10.2.0.0/16" );
+         reader_.error( "'" + prefix + "' is not a prefix; allowed: one like 10.2.0.0/16" );
          return;
       }
       prefix_ = prefixOf( network->address, network->length );
@@ -101,19 +100,21 @@ class RouteReader {
 
  private:
    bool isOfOtherVrf( const std::string& vrf ) const {
-      const auto hops = splitList( reader_.text( "nexthop-vrf" ) );
+      const auto hops = splitList( reader_.text( fields_.nextHopVrf ) );
       return !isDefaultVrf( vrf ) || !std::all_of( hops.begin(), hops.end(), isDefaultVrf );
    }
 
    // Fields are lists with a place for each next hop, which may be empty.
    bool countHops() {
-      addresses_ = splitList( reader_.text( "nexthop" ) );
-      interfaces_ = splitList( reader_.text( "ifname" ) );
-      distances_ = splitList( reader_.text( "distance" ) );
-      blackholes_ = splitList( reader_.text( "blackhole" ) );
+      addresses_ = splitList( reader_.text( fields_.nextHop ) );
+      interfaces_ = splitList( reader_.text( fields_.ifName ) );
+      distances_ = splitList( reader_.text( fields_.distance ) );
+      blackholes_ = splitList( reader_.text( fields_.blackhole ) );
       count_ = std::max( { addresses_.size(), interfaces_.size(), size_t{ 1 } } );
-      return goesWith( "ifname", interfaces_, 0 ) && goesWith( "nexthop", addresses_, 0 ) &&
-            goesWith( "distance", distances_, 1 ) && goesWith( "blackhole", blackholes_, 1 );
+      return goesWith( fields_.ifName, interfaces_, 0 ) &&
+            goesWith( fields_.nextHop, addresses_, 0 ) &&
+            goesWith( fields_.distance, distances_, 1 ) &&
+            goesWith( fields_.blackhole, blackholes_, 1 );
    }
 
    // Said if there are neither as many as next hops, nor none, nor `orFew`.
@@ -132,28 +133,31 @@ class RouteReader {
       return list.empty() ? "" : list.size() == 1 ? list[ 0 ] : list[ i ];
    }
 
+   // One hop's part of a list; the default where it is empty.
+   template < typename T >
+   std::optional< T > part(
+         const DefaultedField< T >& field, const std::vector< std::string >& list, size_t i ) {
+      const std::string text = at( list, i );
+      const std::optional< T > value = text.empty() ? field.value : field.parse( text );
+      if ( !value ) {
+         reader_.notAllowed( field, field.allowed );
+      }
+      return value;
+   }
+
    void readHop( size_t i ) {
-      const std::string distanceText = at( distances_, i );
-      const auto distance = distanceText.empty() ? 0 : parseNumber( distanceText );
-      if ( !distance || *distance > highestDistance ) {
-         reader_.notAllowed( "distance", "0 to 255" );
-         return;
-      }
-      const std::string blackhole = at( blackholes_, i );
-      const bool isBlackhole = sameText( blackhole, "true" );
-      if ( !isBlackhole && !blackhole.empty() && !sameText( blackhole, "false" ) ) {
-         reader_.notAllowed( "blackhole", "true, false" );
-         return;
-      }
+      const std::optional< int > distance = part( fields_.distance, distances_, i );
+      const auto isBlackhole =
+            distance ? part( fields_.blackhole, blackholes_, i ) : std::nullopt;
       NextHop hop;
-      if ( !isBlackhole && !readNextHop( i, hop ) ) {
+      if ( !isBlackhole || ( !*isBlackhole && !readNextHop( i, hop ) ) ) {
          return;
       }
-      StaticRoute& route = byDistance_[ static_cast< int >( *distance ) ];
+      StaticRoute& route = byDistance_[ *distance ];
       route.prefix = prefix_;
-      route.distance = static_cast< int >( *distance );
-      route.isBlackhole |= isBlackhole;
-      if ( !isBlackhole ) {
+      route.distance = *distance;
+      route.isBlackhole |= *isBlackhole;
+      if ( !*isBlackhole ) {
          route.nextHops.push_back( hop );
       }
    }
@@ -165,8 +169,8 @@ class RouteReader {
       const bool isZero = address && address->isZero();
       if ( !address || ( !isZero && !isUnicast( *address ) ) ||
             ( !isZero && address->family() != prefix_.network.family() ) ) {
-         reader_.error(
-               "nexthop", "'" + text + "'; allowed: unicast addresses of the prefix's family" );
+         reader_.error( fields_.nextHop,
+               "'" + text + "'; allowed: unicast addresses of the prefix's family" );
          return false;
       }
       if ( !isZero ) {
@@ -184,6 +188,7 @@ class RouteReader {
    }
 
    Draft& draft_;
+   const RouteFields& fields_;
    EntryReader reader_;
    IpPrefix prefix_;
    size_t count_ = 0; // of next hops
@@ -197,7 +202,8 @@ class RouteReader {
 // --- Neighbours and the router's address -----------------------------------------------------
 
 void readNeighbour( Draft& draft, const std::string& key, const Entry& entry ) {
-   EntryReader reader( "NEIGH", key, entry, draft.findings );
+   const NeighbourFields& fields = schema().neighbour;
+   EntryReader reader( fields, key, entry, draft.findings );
    const EntryName names = entryName( key );
    const auto address = Plix::IpGenAddr::fromString( names.key );
    if ( !checkInterface( draft, reader, names.table ) ) {
@@ -205,26 +211,23 @@ void readNeighbour( Draft& draft, const std::string& key, const Entry& entry ) {
    }
    if ( !address || !isUnicast( *address ) ) {
       reader.error( "'" + names.key +
-            "' is no neighbour's address; allowed: an IPv4 or IPv6 unicast address" );
+            "' is not a neighbour's address; allowed: an IPv4 or IPv6 unicast address" );
       return;
    }
-   const auto family = reader.choice< Plix::AddressFamily >( "family",
-         { { "IPv4", Plix::AddressFamily::ipv4 }, { "IPv6", Plix::AddressFamily::ipv6 } } );
+   const auto family = reader.read( fields.family );
    if ( family && *family != address->family() ) {
-      reader.notAllowed( "family", "that of the address, or none" );
+      reader.notAllowed( fields.family, "that of the address, or none" );
    }
-   const auto mac = reader.parsed(
-         "neigh", []( std::string_view text ) { return Plix::EthAddr::fromString( text ); },
-         "a MAC address like 02:00:00:00:00:0a" );
+   const auto mac = reader.read( fields.mac );
    if ( !mac ) {
       return; // wrong, or left to be learnt
    }
    if ( mac->isMulticast() || *mac == Plix::EthAddr() ) {
-      reader.notAllowed( "neigh", "a unicast MAC address, not all zero" );
+      reader.notAllowed( fields.mac, "a unicast MAC address, not all zero" );
    } else if ( !draft.configuration.routing.neighbours
                       .try_emplace( { names.table, *address }, *mac )
                       .second ) {
-      reader.error( "the neighbour is there twice; allowed: once" );
+      reader.error( "duplicate neighbour" );
    }
 }
 
@@ -233,13 +236,12 @@ void readMetadata( Draft& draft, const std::string& key, const Entry& entry ) {
    if ( key != "localhost" ) {
       return;
    }
-   EntryReader reader( "DEVICE_METADATA", key, entry, draft.findings );
-   const auto mac = reader.parsed(
-         "mac", []( std::string_view text ) { return Plix::EthAddr::fromString( text ); },
-         "a MAC address like 02:00:00:00:00:0a" );
+   const DeviceFields& fields = schema().device;
+   EntryReader reader( fields, key, entry, draft.findings );
+   const auto mac = reader.read( fields.mac );
    if ( mac && ( mac->isMulticast() || *mac == Plix::EthAddr() ) ) {
       reader.warning(
-            "mac", "ignored: " + mac->toString() + " is not the address of a station" );
+            fields.mac, "ignored: " + mac->toString() + " is not the address of a station" );
    } else if ( mac ) {
       draft.configuration.routing.routerMac = *mac;
    }
@@ -265,18 +267,20 @@ IpPrefix prefixOf( const Plix::IpGenAddr& address, int length ) {
 }
 
 void readRouting( Draft& draft ) {
-   for ( std::string_view table : interfaceTables ) {
-      for ( const Table::value_type* entry : draft.entries( std::string( table ) ) ) {
-         readInterface( draft, std::string( table ), entry->first, entry->second );
+   const Schema& all = schema();
+   for ( const InterfaceFields* fields :
+         { &all.interface, &all.portChannelInterface, &all.vlanInterface } ) {
+      for ( const Table::value_type* entry : draft.entries( fields->name ) ) {
+         readInterface( draft, *fields, entry->first, entry->second );
       }
    }
-   for ( const Table::value_type* entry : draft.entries( "STATIC_ROUTE" ) ) {
+   for ( const Table::value_type* entry : draft.entries( all.route.name ) ) {
       RouteReader( draft, entry->first, entry->second ).read();
    }
-   for ( const Table::value_type* entry : draft.entries( "NEIGH" ) ) {
+   for ( const Table::value_type* entry : draft.entries( all.neighbour.name ) ) {
       readNeighbour( draft, entry->first, entry->second );
    }
-   for ( const Table::value_type* entry : draft.entries( "DEVICE_METADATA" ) ) {
+   for ( const Table::value_type* entry : draft.entries( all.device.name ) ) {
       readMetadata( draft, entry->first, entry->second );
    }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// What a configuration says about the ways that tunnels take: addresses of interfaces, static
+// What a configuration says about the routes of tunnels: addresses of interfaces, static
 // routes, neighbours.
 
 #include <cstdint>

@@ -75,8 +75,9 @@ class FilterReader {
  public:
    FilterReader( Draft& draft, EntryReader& reader, SessionConfig& session,
          std::vector< std::string >& reasons )
-         : draft_( draft ), reader_( reader ), session_( session ), reasons_( reasons ),
-           isFiltered_( reader.has( "acl" ) || reader.has( "match" ) ) {}
+         : draft_( draft ), fields_( schema().session ), reader_( reader ), session_( session ),
+           reasons_( reasons ),
+           isFiltered_( reader.has( fields_.acl ) || reader.has( fields_.match ) ) {}
 
    void read() {
       session_.mirrorsSources = !session_.sources.empty() && !isFiltered_;
@@ -101,19 +102,19 @@ class FilterReader {
 
  private:
    void readSources() {
-      if ( splitList( reader_.text( "src_port" ) ).empty() ) {
-         reader_.error( "src_port", "missing; allowed: what acl and match are to filter" );
+      if ( splitList( reader_.text( fields_.srcPort ) ).empty() ) {
+         reader_.error( fields_.srcPort, "missing; allowed: what acl and match are to filter" );
       }
       session_.filteredInterfaces = draft_.interfacesOf( session_.sources );
    }
 
    void readNamedTables() {
       std::map< Acl::AclType, std::string > names;
-      for ( const std::string& name : reader_.list( "acl" ) ) {
+      for ( const std::string& name : reader_.list( fields_.acl ) ) {
          const auto at = draft_.acls.find( name );
          if ( at == draft_.acls.end() ) {
             reader_.error(
-                  "acl", "there is no table " + name + "; allowed: tables of ACL_TABLE" );
+                  fields_.acl, "there is no table " + name + "; allowed: tables of ACL_TABLE" );
             continue;
          }
          const AclTableDraft& table = at->second;
@@ -125,12 +126,12 @@ class FilterReader {
                   " is for egress, and mirroring on ACL egress is beyond "
                   "this chip" );
          } else if ( auto [ first, isNew ] = names.try_emplace( table.type, name ); !isNew ) {
-            reader_.error( "acl",
+            reader_.error( fields_.acl,
                   name + " is of the kind of " + first->second +
                         "; allowed: one table for IPv4, one for IPv6, one for MAC addresses" );
          } else {
             if ( table.rules.empty() ) {
-               reader_.warning( "acl", name + " has no rules, so it mirrors nothing" );
+               reader_.warning( fields_.acl, name + " has no rules, so it mirrors nothing" );
             }
             checkAbility( table );
             add( table, session_.filteredInterfaces );
@@ -141,7 +142,7 @@ class FilterReader {
    void addFeedingTable( const AclTableDraft& table ) {
       if ( table.namedBy.contains( session_.name ) ) {
          if ( !table.interfaces.empty() ) {
-            reader_.warning( "acl",
+            reader_.warning( fields_.acl,
                   table.name +
                         " filters src_port; its own ports do not count for this session" );
          }
@@ -185,7 +186,7 @@ class FilterReader {
          if ( session_.tunnel ) {
             reader_.warning( "the session" + text );
          } else {
-            reader_.warning( "dst_port", session_.destination + text );
+            reader_.warning( fields_.dstPort, session_.destination + text );
          }
       }
       return same;
@@ -198,7 +199,7 @@ class FilterReader {
       for ( const Plix::IntfId& end : draft_.interfacesOf( { session_.destination } ) ) {
          for ( const Plix::IntfId& interface : table.interfaces ) {
             if ( interface.port() == end.port() ) {
-               reader_.error( "dst_port",
+               reader_.error( fields_.dstPort,
                      session_.destination + " shares " + end.port() + " with the ports of " +
                            table.name +
                            ", its copies would be mirrored again; allowed: a port that is "
@@ -247,9 +248,9 @@ class FilterReader {
    }
 
    void readMatches() {
-      const std::vector< std::string > written = reader_.list( "match" );
+      const std::vector< std::string > written = reader_.list( fields_.match );
       if ( written.size() > mostMatches ) {
-         reader_.error( "match",
+         reader_.error( fields_.match,
                "there are " + std::to_string( written.size() ) + "; allowed: up to " +
                      std::to_string( mostMatches ) );
          return;
@@ -258,7 +259,7 @@ class FilterReader {
          if ( auto match = parseMatch( text ) ) {
             session_.matches.push_back( *match );
          } else {
-            reader_.error( "match",
+            reader_.error( fields_.match,
                   "'" + text +
                         "'; allowed: SOURCE>DESTINATION, each an IPv4 address, a prefix like "
                         "10.0.0.0/8, or any, and not both any" );
@@ -285,14 +286,14 @@ class FilterReader {
                " asks for, is beyond this chip" );
       }
       const bool isEgress =
-            reader_.has( "direction" ) && session_.direction != SessionDirection::rx;
+            reader_.has( fields_.direction ) && session_.direction != SessionDirection::rx;
       if ( isFiltered_ && isEgress ) {
          reasons_.push_back( "acl and match filter what arrives (direction RX); mirroring on "
                              "ACL egress is beyond this chip" );
       }
       if ( isFed_ && session_.sources.empty() && session_.direction == SessionDirection::tx ) {
-         reader_.warning(
-               "direction", "TX is of no use without src_port: rules mirror what arrives" );
+         reader_.warning( fields_.direction,
+               "TX has no effect without src_port: rules mirror what arrives" );
       }
       if ( !session_.mirrorsSources ) {
          session_.direction = SessionDirection::rx;
@@ -300,6 +301,7 @@ class FilterReader {
    }
 
    Draft& draft_;
+   const SessionFields& fields_;
    EntryReader& reader_;
    SessionConfig& session_;
    std::vector< std::string >& reasons_;

@@ -2,13 +2,10 @@
 // that is well formed and asks for what this agent does not have is refused by itself.
 
 #include <algorithm>
-#include <limits>
 #include <set>
 
 #include "Agent/Configuration/Draft.h"
 #include "Agent/Configuration/Names.h"
-#include "Platform/Plix/Ip6Addr.h"
-#include "Platform/Plix/IpAddr.h"
 #include "Platform/Zol/Assert.h"
 
 namespace Agent {
@@ -16,7 +13,6 @@ namespace Agent {
 namespace {
 
 constexpr size_t longestName = 32;
-constexpr int64_t any32Bits = std::numeric_limits< uint32_t >::max();
 
 bool isSessionName( const std::string& name ) {
    return !name.empty() && name.size() <= longestName && isLetterOrDigit( name[ 0 ] ) &&
@@ -24,26 +20,11 @@ bool isSessionName( const std::string& name ) {
                []( char c ) { return isLetterOrDigit( c ) || c == '-' || c == '_'; } );
 }
 
-// Fields of the tunnel that a mirrored packet travels in, and what comes with it.
-constexpr std::string_view erspanFields[] = { "src_ip", "dst_ip", "gre_type", "dscp", "ttl",
-   "gre_key", "sample_rate", "truncate_size" };
-
-bool isSender( const Plix::IpGenAddr& address ) {
-   if ( address.family() == Plix::AddressFamily::ipv4 ) {
-      const uint32_t value = address.v4Addr().value();
-      return value != 0 && value >> 24 != 127 && value < 0xe0000000; // RFC 1122, 3.2.1.3
-   }
-   const auto& bytes = address.v6Addr().bytes();
-   const bool isLoopback = bytes[ 15 ] == 1 &&
-         std::all_of( bytes.begin(), bytes.end() - 1, []( uint8_t b ) { return b == 0; } );
-   return address.family() == Plix::AddressFamily::ipv6 && !address.isZero() && !isLoopback &&
-         bytes[ 0 ] != 0xff;
-}
-
 class SessionReader {
  public:
    SessionReader( Draft& draft, const std::string& name, const Entry& entry )
-         : draft_( draft ), reader_( "MIRROR_SESSION", name, entry, draft.findings ) {
+         : draft_( draft ), fields_( schema().session ),
+           reader_( fields_, name, entry, draft.findings ) {
       session_.name = name;
       session_.place = entry.place;
    }
@@ -58,7 +39,7 @@ class SessionReader {
    void checkLoop();
    void checkChip();
    void readTunnel();
-   Plix::IpGenAddr readAddress( std::string_view field );
+   Plix::IpGenAddr readAddress( const ValueField< Plix::IpGenAddr >& field );
    void readRate();
    void refuse();
 
@@ -67,6 +48,7 @@ class SessionReader {
    const Configuration& config() const { return draft_.configuration; }
 
    Draft& draft_;
+   const SessionFields& fields_;
    EntryReader reader_;
    SessionConfig session_;
    std::vector< std::string > reasons_; // why the session cannot be served
@@ -78,19 +60,12 @@ void SessionReader::read() {
             " letters, digits, '-' and '_', the first a letter or digit" );
    }
    readType();
-   session_.direction =
-         reader_
-               .choice< SessionDirection >( "direction",
-                     { { "RX", SessionDirection::rx }, { "TX", SessionDirection::tx },
-                           { "BOTH", SessionDirection::both } } )
-               .value_or( SessionDirection::both );
+   session_.direction = reader_.read( fields_.direction );
    readSources();
    readDestination();
    readTunnel();
    readRate();
-   if ( const auto queue = reader_.number( "queue", 0, 7 ) ) {
-      session_.queue = static_cast< uint8_t >( *queue );
-   }
+   session_.queue = reader_.read( fields_.queue );
    readFilters( draft_, reader_, session_, reasons_ );
    refuse();
    draft_.configuration.sessions[ session_.name ] = session_;
@@ -99,15 +74,22 @@ void SessionReader::read() {
 // Files in the field leave the type out of SPAN sessions although ERSPAN is the default; a
 // destination port tells.
 void SessionReader::readType() {
-   const bool hasTunnel = std::any_of( std::begin( erspanFields ), std::end( erspanFields ),
-         [ this ]( std::string_view field ) { return reader_.has( field ); } );
+   const auto& all = fields_.fields;
+   const bool hasTunnel = std::any_of( all.begin(), all.end(), [ this ]( const auto* field ) {
+      return field->onlyFor == onlyErspan && reader_.has( *field );
+   } );
    const SessionType likely =
-         reader_.has( "dst_port" ) && !hasTunnel ? SessionType::span : SessionType::erspan;
-   session_.type =
-         reader_
-               .choice< SessionType >( "type",
-                     { { "SPAN", SessionType::span }, { "ERSPAN", SessionType::erspan } } )
-               .value_or( likely );
+         reader_.has( fields_.dstPort ) && !hasTunnel ? SessionType::span : SessionType::erspan;
+   session_.type = reader_.read( fields_.type ).value_or( likely );
+
+   const std::string_view type = session_.type == SessionType::span ? onlySpan : onlyErspan;
+   for ( const FieldSchema* field : all ) {
+      if ( !field->onlyFor.empty() && field->onlyFor != type && reader_.has( *field ) ) {
+         reader_.error( *field,
+               "not valid for " + std::string( type ) + "; only for " +
+                     std::string( field->onlyFor ) );
+      }
+   }
 }
 
 std::vector< std::string > SessionReader::portsOf( const std::string& interface ) const {
@@ -123,14 +105,14 @@ std::vector< std::string > SessionReader::portsOf( const std::string& interface 
 }
 
 void SessionReader::readSources() {
-   const bool isFiltered = reader_.has( "acl" ) || reader_.has( "match" );
+   const bool isFiltered = reader_.has( fields_.acl ) || reader_.has( fields_.match );
    std::set< std::string > known;
-   for ( const std::string& source : draft_.interfaceList( reader_, "src_port" ) ) {
+   for ( const std::string& source : draft_.interfaceList( reader_, fields_.srcPort ) ) {
       if ( !isFiltered && !draft_.isInterface( source ) ) {
-         reader_.error( "src_port",
+         reader_.error( fields_.srcPort,
                source + " is a sub-interface; allowed: in a session that filters by acl" );
       } else if ( !known.insert( source ).second ) {
-         reader_.error( "src_port", source + " is repeated; allowed: once" );
+         reader_.error( fields_.srcPort, source + " is repeated; allowed: once" );
       } else {
          session_.sources.push_back( source );
       }
@@ -148,7 +130,7 @@ void SessionReader::checkRepeated() {
          for ( const auto& [ vlanId, other ] : seen ) {
             const bool overlap = !vlanId || !part.isSubIntf() || vlanId == part.vlanId();
             if ( overlap && sharing != other ) {
-               reader_.error( "src_port",
+               reader_.error( fields_.srcPort,
                      source + " is repeated, it shares " + part.port() + " with " + other +
                            "; allowed: once" );
                sharing = other;
@@ -161,22 +143,19 @@ void SessionReader::checkRepeated() {
 
 void SessionReader::readDestination() {
    if ( session_.type == SessionType::erspan ) {
-      if ( reader_.has( "dst_port" ) ) {
-         reader_.error( "dst_port", "of no use to an ERSPAN session; allowed: with type SPAN" );
-      }
       if ( !session_.sources.empty() ) {
          session_.unit = config().unitOf( draft_.find( session_.sources.front() )->base );
       }
       checkChip();
       return;
    }
-   session_.destination = reader_.text( "dst_port" );
-   if ( !reader_.has( "dst_port" ) ) {
-      reader_.error( "dst_port",
+   session_.destination = reader_.text( fields_.dstPort );
+   if ( !reader_.has( fields_.dstPort ) ) {
+      reader_.error( fields_.dstPort,
             "missing; allowed: a port of PORT or a port channel of "
             "PORTCHANNEL" );
    } else if ( !draft_.isInterface( session_.destination ) ) {
-      draft_.unknownInterface( reader_, "dst_port", session_.destination );
+      draft_.unknownInterface( reader_, fields_.dstPort, session_.destination );
    } else {
       session_.unit = config().unitOf( session_.destination );
       checkDestination();
@@ -189,13 +168,13 @@ void SessionReader::checkDestination() {
    const std::string& destination = session_.destination;
    auto vlan = draft_.vlanByInterface.find( destination );
    if ( vlan != draft_.vlanByInterface.end() ) {
-      reader_.error( "dst_port",
+      reader_.error( fields_.dstPort,
             destination + " is in Vlan" + std::to_string( vlan->second ) +
                   "; allowed: a port that is in no VLAN" );
    }
    auto channel = draft_.channelByPort.find( destination );
    if ( channel != draft_.channelByPort.end() ) {
-      reader_.error( "dst_port",
+      reader_.error( fields_.dstPort,
             destination + " is a member of " + channel->second +
                   "; allowed: a port that is in no port channel" );
    }
@@ -209,7 +188,7 @@ void SessionReader::checkLoop() {
             continue;
          }
          const bool same = source == session_.destination;
-         reader_.error( "dst_port",
+         reader_.error( fields_.dstPort,
                session_.destination +
                      ( same ? " is a source"
                             : " shares " + port + " with the source " + source ) +
@@ -235,83 +214,69 @@ void SessionReader::checkChip() {
    }
 }
 
-Plix::IpGenAddr SessionReader::readAddress( std::string_view field ) {
+Plix::IpGenAddr SessionReader::readAddress( const ValueField< Plix::IpGenAddr >& field ) {
    if ( !reader_.has( field ) ) {
       reader_.error( field,
             "missing; allowed: an IPv4 or IPv6 address (an ERSPAN session "
             "needs src_ip and dst_ip, a SPAN session dst_port)" );
-      return {};
    }
-   const auto address = Plix::IpGenAddr::fromString( reader_.text( field ) );
-   if ( !address || !isSender( *address ) ) {
-      reader_.notAllowed( field, "an IPv4 or IPv6 address of one station, not a loopback one" );
-      return {};
-   }
-   return *address;
+   return reader_.read( field ).value_or( Plix::IpGenAddr() );
 }
 
 void SessionReader::readTunnel() {
    if ( session_.type == SessionType::span ) {
-      for ( std::string_view field : erspanFields ) {
-         if ( reader_.has( field ) ) {
-            reader_.error( field, "of no use to a SPAN session; allowed: with type ERSPAN" );
-         }
-      }
       return;
    }
    TunnelConfig tunnel;
-   tunnel.srcIp = readAddress( "src_ip" );
-   tunnel.dstIp = readAddress( "dst_ip" );
+   tunnel.srcIp = readAddress( fields_.srcIp );
+   tunnel.dstIp = readAddress( fields_.dstIp );
    const auto unknown = Plix::AddressFamily::unknown;
    if ( tunnel.srcIp.family() != unknown && tunnel.dstIp.family() != unknown &&
          tunnel.srcIp.family() != tunnel.dstIp.family() ) {
-      reader_.error( "dst_ip", "not of the family of src_ip; allowed: both IPv4 or both IPv6" );
+      reader_.error(
+            fields_.dstIp, "not of the family of src_ip; allowed: both IPv4 or both IPv6" );
    }
-   if ( const auto type = reader_.number( "gre_type", 0, 65535 ) ) {
-      tunnel.greProtocol = static_cast< uint16_t >( *type );
-   }
-   tunnel.dscp = static_cast< uint8_t >( reader_.number( "dscp", 0, 63 ).value_or( 0 ) );
-   tunnel.ttl = static_cast< uint8_t >( reader_.number( "ttl", 0, 255 ).value_or( 255 ) );
-   if ( const auto key = reader_.number( "gre_key", 0, any32Bits ) ) {
-      tunnel.greKey = static_cast< uint32_t >( *key );
-   }
-   reader_.number( "sample_rate", 0, any32Bits );
-   reader_.number( "truncate_size", 0, any32Bits );
+   tunnel.greProtocol = reader_.read( fields_.greType );
+   tunnel.dscp = reader_.read( fields_.dscp );
+   tunnel.ttl = reader_.read( fields_.ttl );
+   tunnel.greKey = reader_.read( fields_.greKey );
+   reader_.read( fields_.sampleRate );
+   reader_.read( fields_.truncateSize );
    session_.tunnel = tunnel;
 }
 
 void SessionReader::readRate() {
-   session_.rateKbps = static_cast< uint32_t >(
-         reader_.number( "rate_kbps", 1, highestRateKbps ).value_or( 0 ) );
-   if ( reader_.has( "policer" ) ) {
-      const std::string name = reader_.text( "policer" );
+   session_.rateKbps = reader_.read( fields_.rateKbps ).value_or( 0 );
+   if ( reader_.has( fields_.policer ) ) {
+      const std::string name = reader_.text( fields_.policer );
       const auto at = draft_.policers.find( name );
-      if ( reader_.has( "rate_kbps" ) ) {
-         reader_.error( "policer", "beside rate_kbps; allowed: one of them" );
+      if ( reader_.has( fields_.rateKbps ) ) {
+         reader_.error( fields_.policer, "beside rate_kbps; allowed: one of them" );
       } else if ( at == draft_.policers.end() ) {
-         reader_.error(
-               "policer", "there is no policer " + name + "; allowed: a policer of POLICER" );
+         reader_.error( fields_.policer,
+               "there is no policer " + name + "; allowed: a policer of POLICER" );
       } else if ( at->second.beyond ) {
          reasons_.push_back( *at->second.beyond );
       } else {
          session_.rateKbps = at->second.rateKbps;
          if ( !at->second.note.empty() ) {
-            reader_.warning( "policer", at->second.note );
+            reader_.warning( fields_.policer, at->second.note );
          }
       }
    }
    const auto ip6 = Plix::AddressFamily::ipv6;
    if ( session_.rateKbps != 0 && session_.tunnel && session_.tunnel->srcIp.family() == ip6 &&
          session_.tunnel->dstIp.family() == ip6 ) {
-      reader_.warning( reader_.has( "policer" ) ? "policer" : "rate_kbps",
+      const bool byPolicer = reader_.has( fields_.policer );
+      reader_.warning( byPolicer ? fields_.policer.name : fields_.rateKbps.name,
             "a rate cannot be enforced on an IPv6 tunnel: its copies are not limited" );
    }
 }
 
 void SessionReader::refuse() {
    const std::pair< std::string_view, std::string_view > unsupported[] = {
-      { "sample_rate", "this chip cannot sample" },
-      { "truncate_size", "this chip cannot truncate" },
+      { fields_.sampleRate, "this chip cannot sample" },
+      { fields_.truncateSize, "this chip cannot truncate" },
    };
    for ( const auto& [ field, reason ] : unsupported ) {
       if ( reader_.has( field ) ) {
@@ -342,7 +307,7 @@ void SessionReader::refuse() {
 } // namespace
 
 void readSessions( Draft& draft ) {
-   for ( const Table::value_type* session : draft.entries( "MIRROR_SESSION" ) ) {
+   for ( const Table::value_type* session : draft.entries( schema().session.name ) ) {
       SessionReader( draft, session->first, session->second ).read();
    }
 }

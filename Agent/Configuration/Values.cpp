@@ -1,9 +1,9 @@
 #include "Agent/Configuration/Values.h"
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <string>
-
-#include "Agent/Configuration/Fields.h"
 
 namespace Agent {
 
@@ -44,7 +44,39 @@ std::array< uint8_t, n > both(
    return result;
 }
 
+// Of a station on a network: RFC 1122, 3.2.1.3.
+bool isSender( const Plix::IpGenAddr& address ) {
+   if ( address.family() == Plix::AddressFamily::ipv4 ) {
+      const uint32_t value = address.v4Addr().value();
+      return value != 0 && value >> 24 != 127 && value < 0xe0000000;
+   }
+   const auto& bytes = address.v6Addr().bytes();
+   const bool isLoopback = bytes[ 15 ] == 1 &&
+         std::all_of( bytes.begin(), bytes.end() - 1, []( uint8_t b ) { return b == 0; } );
+   return address.family() == Plix::AddressFamily::ipv6 && !address.isZero() && !isLoopback &&
+         bytes[ 0 ] != 0xff;
+}
+
 } // namespace
+
+std::optional< uint64_t > parseNumber( std::string_view text ) {
+   const bool hex = text.starts_with( "0x" ) || text.starts_with( "0X" );
+   if ( hex ) {
+      text.remove_prefix( 2 );
+   }
+   uint64_t value = 0;
+   const char* end = text.data() + text.size();
+   const auto [ at, error ] = std::from_chars( text.data(), end, value, hex ? 16 : 10 );
+   if ( error != std::errc() || at != end ) {
+      return std::nullopt;
+   }
+   return value;
+}
+
+std::optional< Plix::IpGenAddr > parseStation( std::string_view text ) {
+   const auto address = Plix::IpGenAddr::fromString( text );
+   return address && isSender( *address ) ? address : std::nullopt;
+}
 
 std::optional< AddressWithLength > parseAddressWithLength( std::string_view text ) {
    const Halves halves = split( text, '/' );

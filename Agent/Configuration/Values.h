@@ -1,7 +1,7 @@
 #pragma once
 
-// Values of fields that are more than a number: prefixes, values with a mask, ranges. All
-// give none for a text that is anything else.
+// Values of fields: numbers, addresses and prefixes, values with a mask, ranges. All functions
+// return none for a text that is anything else.
 
 #include <cstdint>
 #include <optional>
@@ -14,6 +14,12 @@
 #include "Platform/Plix/IpGenAddr.h"
 
 namespace Agent {
+
+// Decimal or 0x hexadecimal, nothing else around it; none also beyond 64 bits.
+std::optional< uint64_t > parseNumber( std::string_view text );
+
+// An IPv4 or IPv6 address that a station sends from: not zero, loopback or multicast.
+std::optional< Plix::IpGenAddr > parseStation( std::string_view text );
 
 // A value and the bits of it that count; the others are zero.
 template < typename T >

@@ -9,9 +9,6 @@ namespace Agent {
 
 namespace {
 
-constexpr int lowestVlan = 2;
-constexpr int highestVlan = 4094;
-
 // The number in "Vlan10"; none if it is no VLAN's name.
 std::optional< uint16_t > vlanOf( const std::string& name ) {
    constexpr std::string_view prefix = "Vlan";
@@ -24,22 +21,20 @@ std::optional< uint16_t > vlanOf( const std::string& name ) {
          digits.find_first_not_of( "0123456789" ) != std::string::npos ) {
       return std::nullopt;
    }
-   const int vlan = std::stoi( digits );
-   return vlan < lowestVlan || vlan > highestVlan
-         ? std::nullopt
-         : std::optional< uint16_t >( static_cast< uint16_t >( vlan ) );
+   return schema().vlan.vlanId.parse( digits );
 }
 
 void readVlan( Draft& draft, const std::string& name, const Entry& entry ) {
-   EntryReader reader( "VLAN", name, entry, draft.findings );
+   const VlanFields& fields = schema().vlan;
+   EntryReader reader( fields, name, entry, draft.findings );
    const auto vlan = vlanOf( name );
    if ( !vlan ) {
       reader.error( "not a VLAN's name; allowed: Vlan2 to Vlan4094" );
       return;
    }
-   const auto id = reader.number( "vlanid", lowestVlan, highestVlan );
+   const auto id = reader.read( fields.vlanId );
    if ( id && *id != *vlan ) {
-      reader.error( "vlanid",
+      reader.error( fields.vlanId,
             std::to_string( *id ) +
                   " is not the number in the name; "
                   "allowed: " +
@@ -62,18 +57,13 @@ VlanConfig* findVlan( Draft& draft, EntryReader& reader, const std::string& name
    return &at->second;
 }
 
-enum class Tagging : uint8_t { tagged, untagged, priorityTagged };
-
 void readMember( Draft& draft, const std::string& key, const Entry& entry,
       std::map< std::string, uint16_t >& untaggedVlan ) {
-   EntryReader reader( "VLAN_MEMBER", key, entry, draft.findings );
+   const VlanMemberFields& fields = schema().vlanMember;
+   EntryReader reader( fields, key, entry, draft.findings );
    const EntryName names = entryName( key );
    const std::string& interface = names.key;
-   const Tagging tagging =
-         reader.choice< Tagging >( "tagging_mode",
-                     { { "tagged", Tagging::tagged }, { "untagged", Tagging::untagged },
-                           { "priority_tagged", Tagging::priorityTagged } } )
-               .value_or( Tagging::untagged );
+   const Tagging tagging = reader.read( fields.taggingMode );
    VlanConfig* vlan = findVlan( draft, reader, names.table );
    if ( !vlan ) {
       return;
@@ -89,7 +79,7 @@ void readMember( Draft& draft, const std::string& key, const Entry& entry,
       return;
    }
    if ( tagging == Tagging::priorityTagged ) {
-      reader.warning( "tagging_mode", "priority_tagged is served as untagged" );
+      reader.warning( fields.taggingMode, "priority_tagged is served as untagged" );
    }
    const bool tagged = tagging == Tagging::tagged;
    if ( !tagged ) {
@@ -104,7 +94,8 @@ void readMember( Draft& draft, const std::string& key, const Entry& entry,
 }
 
 void readAddress( Draft& draft, const std::string& key, const Entry& entry ) {
-   EntryReader reader( "FDB", key, entry, draft.findings );
+   const FdbFields& fields = schema().fdb;
+   EntryReader reader( fields, key, entry, draft.findings );
    const EntryName names = entryName( key );
    const auto mac = Plix::EthAddr::fromString( names.key );
    const VlanConfig* vlan = findVlan( draft, reader, names.table );
@@ -114,16 +105,14 @@ void readAddress( Draft& draft, const std::string& key, const Entry& entry ) {
    }
    FdbConfig config;
    config.place = entry.place;
-   config.isStatic =
-         reader.choice< bool >( "type", { { "static", true }, { "dynamic", false } } )
-               .value_or( true );
-   config.interface = reader.text( "port" );
-   if ( !reader.has( "port" ) ) {
-      reader.error( "port", "missing; allowed: a PORT or PORTCHANNEL in the VLAN" );
+   config.isStatic = reader.read( fields.isStatic );
+   config.interface = reader.text( fields.port );
+   if ( !reader.has( fields.port ) ) {
+      reader.error( fields.port, "missing; allowed: a PORT or PORTCHANNEL in the VLAN" );
       return;
    }
    if ( !draft.isInterface( config.interface ) ) {
-      draft.unknownInterface( reader, "port", config.interface );
+      draft.unknownInterface( reader, fields.port, config.interface );
       return;
    }
    if ( !vlan || !mac ) {
@@ -132,7 +121,7 @@ void readAddress( Draft& draft, const std::string& key, const Entry& entry ) {
    const bool isMember = std::any_of( vlan->members.begin(), vlan->members.end(),
          [ & ]( const auto& member ) { return member.interface == config.interface; } );
    if ( !isMember ) {
-      reader.error( "port",
+      reader.error( fields.port,
             config.interface + " is not in " + names.table +
                   "; allowed: a PORT or PORTCHANNEL in the VLAN" );
    }
@@ -141,14 +130,14 @@ void readAddress( Draft& draft, const std::string& key, const Entry& entry ) {
    auto [ at, isNew ] =
          draft.configuration.fdb.try_emplace( { config.vlan, config.mac }, config );
    if ( !isNew ) {
-      reader.error( "the address is there twice, before in line " +
-            std::to_string( at->second.place.line ) + "; allowed: once in a VLAN" );
+      reader.error( "duplicate address; the first is in line " +
+            std::to_string( at->second.place.line ) );
    }
 }
 
 // The older field VLAN.members is a copy of VLAN_MEMBER, which counts.
 void compareMembers( Draft& draft, const std::string& name, const Entry& entry ) {
-   const Field* field = entry.find( "members" );
+   const Field* field = entry.find( schema().vlan.members );
    const auto vlan = vlanOf( name );
    if ( !field || !vlan ) {
       return;
@@ -167,20 +156,20 @@ void compareMembers( Draft& draft, const std::string& name, const Entry& entry )
 } // namespace
 
 void readVlans( Draft& draft ) {
-   for ( const Table::value_type* vlan : draft.entries( "VLAN" ) ) {
+   for ( const Table::value_type* vlan : draft.entries( schema().vlan.name ) ) {
       readVlan( draft, vlan->first, vlan->second );
    }
    std::map< std::string, uint16_t > untaggedVlan;
-   for ( const Table::value_type* member : draft.entries( "VLAN_MEMBER" ) ) {
+   for ( const Table::value_type* member : draft.entries( schema().vlanMember.name ) ) {
       readMember( draft, member->first, member->second, untaggedVlan );
    }
-   for ( const Table::value_type* vlan : draft.entries( "VLAN" ) ) {
+   for ( const Table::value_type* vlan : draft.entries( schema().vlan.name ) ) {
       compareMembers( draft, vlan->first, vlan->second );
    }
 }
 
 void readFdb( Draft& draft ) {
-   for ( const Table::value_type* address : draft.entries( "FDB" ) ) {
+   for ( const Table::value_type* address : draft.entries( schema().fdb.name ) ) {
       readAddress( draft, address->first, address->second );
    }
 }

@@ -20,7 +20,7 @@ namespace Agent {
 
 namespace {
 
-// The agent, as somebody sees it who may wait for it.
+// The agent as a client sees it that may wait for its answers.
 class AgentClient {
  public:
    explicit AgentClient( const std::string& path )

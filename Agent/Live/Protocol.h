@@ -1,8 +1,8 @@
 #pragma once
 
 // What a live agent and its clients say to each other, see Docs/live-agent.md: a command is a
-// line of the script language; its reply is one JSON object on one line; so is an event, which
-// comes unasked to who watches.
+// line of the script language; its reply is one JSON object on one line. Events use the same form
+// and are pushed to clients that sent `watch`.
 //
 //    > show sessions
 //    < {"ok":true,"text":"== sessions\n...","warnings":[],"errors":[],"reports":{...}}
@@ -30,10 +30,10 @@ struct Event {
    std::string kind; // "session", "log", "link" or "stop"
    std::string text; // for people, one line
    std::vector< std::pair< std::string, std::string > > fields;
-   bool isTrouble = false; // worth a warning to whose command caused it
+   bool isTrouble = false; // a warning to the client whose command caused it
 };
 
-// One line, with its end. What is no UTF-8 is replaced.
+// One line, with its end. Bytes that are not UTF-8 are replaced.
 std::string encoded( const Reply& reply );
 std::string encoded( const Event& event );
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// The event loop of a live agent: one thread, one poll(), nobody waited for. Each turn runs at
+// The event loop of a live agent: one thread, one poll(), never waiting for a client. Each turn runs at
 // most one command; clients take turns, so however many ask at once, each waits for one command
 // of each other.
 
@@ -22,7 +22,7 @@ class Server {
 
    // Until SIGTERM, SIGINT or the command `stop`. SIGHUP reloads the configuration.
    void run();
-   // Tells who asked to stop what became of it, everybody else that the agent stops, and sends
+   // Tells the client that asked to stop how it went, all others that the agent stops, and sends
    // all that is under way, for at most two seconds.
    void finish( const Reply& stopped );
 
@@ -42,9 +42,9 @@ class Server {
    ListeningSocket& socket_;
    Signals& signals_;
    Watch watch_;
-   std::vector< Client > clients_;       // who was served last comes last
+   std::vector< Client > clients_;       // the one served last comes last
    std::vector< std::string > troubles_; // that the command in hand has caused
-   Connection* stopper_ = nullptr;       // who is to be told how the stop went
+   Connection* stopper_ = nullptr;       // the client to tell how the stop went
    bool accepts_ = true;                 // false while there are no descriptors left
    bool stopping_ = false;
 };

@@ -46,7 +46,7 @@ Descriptor makeSocket( int flags ) {
    return made;
 }
 
-// 0, or why nobody can be reached there.
+// 0, or why no agent can be reached there.
 int tryConnect( const Descriptor& socket, const std::string& path ) {
    const sockaddr_un address = addressOf( path );
    const auto* generic = reinterpret_cast< const sockaddr* >( &address );

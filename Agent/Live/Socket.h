@@ -45,9 +45,9 @@ class ListeningSocket {
 
    const std::string& path() const { return path_; }
    int descriptor() const { return socket_.number(); }
-   // The next client, not blocking; none if nobody waits. errno says why.
+   // The next client, not blocking; none if no client waits. errno says why.
    Descriptor accept();
-   // From here on nobody finds the agent any more.
+   // From here on no client finds the agent any more.
    void close();
 
  private:

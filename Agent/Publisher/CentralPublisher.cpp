@@ -317,7 +317,7 @@ bool CentralPublisher::targetIs( Mtp mtp, const WantedMtp& wanted ) {
    return true;
 }
 
-// A tunnel without a way must not send its copies the old one.
+// A tunnel without a route must not send its copies along the old one.
 bool CentralPublisher::targetDel( Mtp mtp ) {
    const int unit = slice_.unit();
    const int destination = mtp.value();

@@ -5,11 +5,11 @@
 // information that the slice follows.
 //
 // A destination is used in one direction, so a session in both directions takes two. Sessions
-// are served in the order of their names; one that finds no destination free is refused, and
-// told who holds them. A session that stays keeps its numbers. One whose tunnel has no way keeps
-// them, too, and mirrors when there is one. A destination whose direction
-// or user changes, or one of whose ACLs is edited, is withdrawn, and published anew in a later
-// turn of the event loop; so is one whose programming failed.
+// are served in the order of their names; one that finds no destination free is refused, with
+// the names of those that hold them. A session that stays keeps its numbers. A session without a
+// route keeps its numbers and starts mirroring when a route appears. A destination is withdrawn
+// and published again in a later turn of the event loop when its direction or user changes, when
+// one of its ACLs is edited, or when its programming failed.
 
 #include <map>
 #include <optional>

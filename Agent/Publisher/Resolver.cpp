@@ -24,7 +24,7 @@ void Resolver::add( const Route& route ) {
    same.insert( std::upper_bound( same.begin(), same.end(), route, order ), route );
 }
 
-Resolution Resolver::wayTo( int unit, const Plix::IpGenAddr& destination ) const {
+Resolution Resolver::routeTo( int unit, const Plix::IpGenAddr& destination ) const {
    const auto own = interfaceByOwn_.find( destination );
    if ( own != interfaceByOwn_.end() ) {
       return destination.toString() + " is an address of this switch (" + own->second + ")";
@@ -110,21 +110,21 @@ Resolution Resolver::follow(
    }
    std::string why;
    for ( const NextHop& hop : route.nextHops ) {
-      Resolution found = reach( hop, unit, destination );
-      if ( Way* way = std::get_if< Way >( &found ) ) {
-         way->route = route.prefix.toString() + hopText( hop, *way );
-         return found;
+      Resolution resolution = reach( hop, unit, destination );
+      if ( auto* found = std::get_if< TunnelRoute >( &resolution ) ) {
+         found->text = route.prefix.toString() + hopText( hop, *found );
+         return resolution;
       }
-      why += ( why.empty() ? "" : "; " ) + std::get< std::string >( found );
+      why += ( why.empty() ? "" : "; " ) + std::get< std::string >( resolution );
    }
    return why;
 }
 
-std::string Resolver::hopText( const NextHop& hop, const Way& way ) {
+std::string Resolver::hopText( const NextHop& hop, const TunnelRoute& found ) {
    if ( hop.address.family() != Plix::AddressFamily::unknown ) {
       return " via " + hop.address.toString();
    }
-   return hop.interface == way.interface ? " attached" : " attached to " + hop.interface;
+   return hop.interface == found.interface ? " attached" : " attached to " + hop.interface;
 }
 
 Resolution Resolver::reach(
@@ -141,18 +141,19 @@ Resolution Resolver::reach(
    if ( neighbour == neighbours.end() ) {
       return "no neighbour entry for " + what + " on " + interface;
    }
-   Way way;
-   way.nextHop = neighbour->second;
-   const std::string why = leaveBy( interface, unit, way );
+   TunnelRoute found;
+   found.nextHop = neighbour->second;
+   const std::string why = leaveBy( interface, unit, found );
    if ( !why.empty() ) {
       return why;
    }
-   return way;
+   return found;
 }
 
-std::string Resolver::leaveBy( const std::string& interface, int unit, Way& way ) const {
+std::string Resolver::leaveBy(
+      const std::string& interface, int unit, TunnelRoute& found ) const {
    if ( const VlanConfig* vlan = configuration_.vlanNamed( interface ) ) {
-      return leaveByVlan( *vlan, unit, way );
+      return leaveByVlan( *vlan, unit, found );
    }
    if ( !isUp( interface ) ) {
       return interface + " is down";
@@ -162,34 +163,35 @@ std::string Resolver::leaveBy( const std::string& interface, int unit, Way& way 
       return interface + " is on chip " + std::to_string( itsUnit ) + ", the session on chip " +
             std::to_string( unit );
    }
-   way.interface = interface;
+   found.interface = interface;
    const auto channel = configuration_.portChannels.find( interface );
    if ( channel == configuration_.portChannels.end() ) {
-      way.kind = Shim::MirrorDestination::Kind::port;
-      way.id = configuration_.ports.at( interface ).chipPort;
-      way.ports = { interface };
+      found.kind = Shim::MirrorDestination::Kind::port;
+      found.id = configuration_.ports.at( interface ).chipPort;
+      found.ports = { interface };
    } else {
-      way.kind = Shim::MirrorDestination::Kind::trunk;
-      way.id = channel->second.trunk;
-      way.ports = channel->second.members;
+      found.kind = Shim::MirrorDestination::Kind::trunk;
+      found.id = channel->second.trunk;
+      found.ports = channel->second.members;
    }
    return {};
 }
 
 // The next hop is behind the member that the address table says.
-std::string Resolver::leaveByVlan( const VlanConfig& vlan, int unit, Way& way ) const {
+std::string Resolver::leaveByVlan(
+      const VlanConfig& vlan, int unit, TunnelRoute& found ) const {
    const std::string name = "Vlan" + std::to_string( vlan.id );
-   const auto address = configuration_.fdb.find( { vlan.id, way.nextHop } );
+   const auto address = configuration_.fdb.find( { vlan.id, found.nextHop } );
    if ( address == configuration_.fdb.end() ) {
-      return "no FDB entry for the next hop's " + way.nextHop.toString() + " in " + name;
+      return "no FDB entry for the next hop's " + found.nextHop.toString() + " in " + name;
    }
    const std::string& interface = address->second.interface;
    for ( const VlanMemberConfig& member : vlan.members ) {
       if ( member.interface == interface && member.tagged ) {
-         way.vid = vlan.id;
+         found.vid = vlan.id;
       }
    }
-   return leaveBy( interface, unit, way );
+   return leaveBy( interface, unit, found );
 }
 
 } // namespace Agent

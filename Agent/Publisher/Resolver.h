@@ -1,17 +1,17 @@
 #pragma once
 
-// Finds the way of a tunnel: from the destination address, by the longest prefix among connected
+// Finds the route of a tunnel: from the destination address, by the longest prefix among connected
 // subnets and static routes, to a next hop, its MAC address, and the port that its frames leave
 // by.
 //
 //    Resolver resolver( configuration, portStates );
-//    Resolution found = resolver.wayTo( unit, address );
-//    if ( const Way* way = std::get_if< Way >( &found ) ) ...
+//    Resolution found = resolver.routeTo( unit, address );
+//    if ( const TunnelRoute* route = std::get_if< TunnelRoute >( &found ) ) ...
 //
 // Where prefixes are equally long a connected subnet comes first, then the lower distance. A route
 // counts while at least one of its interfaces is up; of several next hops the first that can be
 // reached is taken. A next hop is looked for in the connected subnets, or on the interface that
-// the route names, and not by way of other routes.
+// the route names, and not through other routes.
 
 #include <functional>
 #include <map>
@@ -26,25 +26,25 @@
 
 namespace Agent {
 
-struct Way {
+struct TunnelRoute {
    Shim::MirrorDestination::Kind kind{};
    int id = 0;                       // port number or trunk id
    std::string interface;            // the port or port channel
    std::vector< std::string > ports; // that frames may leave by: the port, or the members
    uint16_t vid = 0;                 // of the tag that frames need; 0: none
    Plix::EthAddr nextHop;
-   std::string route; // for people: "10.2.0.0/16 via 10.0.0.9"
+   std::string text; // for people: "10.2.0.0/16 via 10.0.0.9"
 };
 
-// The way, or why there is none, in one line.
-using Resolution = std::variant< Way, std::string >;
+// The route, or why there is none, in one line.
+using Resolution = std::variant< TunnelRoute, std::string >;
 
 class Resolver {
  public:
    // Both must outlive this.
    Resolver( const Configuration& configuration, const PortStates& states );
 
-   Resolution wayTo( int unit, const Plix::IpGenAddr& destination ) const;
+   Resolution routeTo( int unit, const Plix::IpGenAddr& destination ) const;
 
  private:
    struct Route {
@@ -69,10 +69,10 @@ class Resolver {
    std::string connectedTo( const Plix::IpGenAddr& address ) const;
    Resolution follow( const Route& route, int unit, const Plix::IpGenAddr& destination ) const;
    Resolution reach( const NextHop& hop, int unit, const Plix::IpGenAddr& destination ) const;
-   static std::string hopText( const NextHop& hop, const Way& way );
+   static std::string hopText( const NextHop& hop, const TunnelRoute& found );
    // Puts in how frames leave by an interface; why they cannot, or nothing.
-   std::string leaveBy( const std::string& interface, int unit, Way& way ) const;
-   std::string leaveByVlan( const VlanConfig& vlan, int unit, Way& way ) const;
+   std::string leaveBy( const std::string& interface, int unit, TunnelRoute& found ) const;
+   std::string leaveByVlan( const VlanConfig& vlan, int unit, TunnelRoute& found ) const;
 
    const Configuration& configuration_;
    const PortStates& states_;

@@ -88,23 +88,23 @@ class Deriver {
       parameters.dscpIs( tunnel.dscp );
       parameters.ttlIs( tunnel.ttl );
       wanted_.tunnel = parameters;
-      Resolution found = resolver_.wayTo( session_.unit, tunnel.dstIp );
+      Resolution found = resolver_.routeTo( session_.unit, tunnel.dstIp );
       if ( const std::string* why = std::get_if< std::string >( &found ) ) {
-         wanted_.way = *why;
+         wanted_.route = *why;
          return;
       }
-      const Way& way = std::get< Way >( found );
-      wanted_.way = way.route + ", " + way.interface;
-      wanted_.target = { way.kind, way.id, headers( tunnel, way ), {} };
+      const TunnelRoute& route = std::get< TunnelRoute >( found );
+      wanted_.route = route.text + ", " + route.interface;
+      wanted_.target = { route.kind, route.id, headers( tunnel, route ), {} };
       wanted_.headerSize = headerBytes( *wanted_.target->tunnel );
-      addDstPorts( way.ports );
+      addDstPorts( route.ports );
    }
 
-   Shim::MirrorTunnel headers( const TunnelConfig& tunnel, const Way& way ) const {
+   Shim::MirrorTunnel headers( const TunnelConfig& tunnel, const TunnelRoute& route ) const {
       Shim::MirrorTunnel result;
       result.srcMac = configuration_.routing.routerMac.value_or( ownMac() );
-      result.dstMac = way.nextHop;
-      result.vid = way.vid;
+      result.dstMac = route.nextHop;
+      result.vid = route.vid;
       result.srcIp = tunnel.srcIp;
       result.dstIp = tunnel.dstIp;
       result.trafficClass = static_cast< uint8_t >( tunnel.dscp << 2 );

@@ -1,7 +1,7 @@
 #pragma once
 
 // What the chip and the slice are to know of one mirror destination, derived from the
-// configuration and the ways of tunnels.
+// configuration and the routes of tunnels.
 
 #include <optional>
 #include <string>
@@ -22,10 +22,10 @@ struct MtpUse {
 };
 
 struct WantedMtp {
-   std::optional< Shim::MirrorDestination > target; // none: its tunnel has no way
+   std::optional< Shim::MirrorDestination > target; // none: its tunnel has no route
    std::optional< KarvelMirror::TunnelParameters > tunnel;
-   uint32_t headerSize = 0;                      // of the tunnel, in bytes; 0 without a way
-   std::string way;                              // of the tunnel, or why it has none
+   uint32_t headerSize = 0;                      // of the tunnel, in bytes; 0 without a route
+   std::string route;                            // of the tunnel, or why it has none
    Zol::Set< KarvelMirror::DstPort > dstPorts;   // that copies may leave by
    bool isTagged = false;                        // one of the ports writes a source tag
    Zol::Set< KarvelMirror::SourcePort > sources; // mirrored as a whole

@@ -16,6 +16,10 @@ std::vector< Report > reportsOf( Runtime& runtime, const std::string& name );
 // The chip profiles and their capacities.
 Report chipsReport();
 
+// Of all machines, the plug-in's among them while it is loaded: what each watches and which
+// handler a change leads to, and who makes and owns it.
+std::vector< Report > wiringReports();
+
 // The chip's own reports: programmed entries and tables.
 Report tcamReport( Runtime& runtime );
 Report tcamCapacityReport( Runtime& runtime );

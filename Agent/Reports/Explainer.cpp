@@ -4,7 +4,7 @@
 
 #include "Agent/Reports/FieldText.h"
 #include "ChipModel/Chip.h"
-#include "ChipModel/Fields/FieldNames.h"
+#include "ChipModel/Fields/FieldCatalogue.h"
 
 namespace Agent {
 
@@ -190,7 +190,7 @@ void Explainer::explainGroup( const Lookup& lookup, int group, int winner ) {
          lost.failed = at == qualifiers.end()
                ? std::string( ChipModel::qualifierName( *miss.failed ) )
                : qualifierText( runtime_, chip, *at );
-         lost.frameHas = frameText( runtime_, unit_, *miss.failed, lookup.key );
+         lost.frameHas = frameText( runtime_, chip, *miss.failed, lookup.key );
       }
       explanation_.entries.push_back( lost );
    }

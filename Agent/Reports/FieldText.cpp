@@ -5,8 +5,8 @@
 #include <cstdio>
 
 #include "Agent/Configuration/Names.h"
+#include "ChipModel/Fields/FieldCatalogue.h"
 #include "ChipModel/Fields/FieldNames.h"
-#include "ChipModel/Lookup/EgressKey.h"
 #include "Platform/Plix/Ip6Addr.h"
 #include "Platform/Plix/IpAddr.h"
 
@@ -15,9 +15,10 @@ namespace Agent {
 namespace {
 
 using ChipModel::ChipState;
-using ChipModel::KeyField;
+using ChipModel::FieldRow;
 using ChipModel::LookupKey;
 using ChipModel::QualifierValue;
+using ChipModel::TextStyle;
 using Shim::Qualifier;
 namespace Key = ChipModel::Key;
 
@@ -63,36 +64,13 @@ std::string maskText( const std::vector< uint32_t >& words ) {
                              : ip6( words ).toString() );
 }
 
-std::string number( const QualifierValue& value, uint32_t whole, bool asHex ) {
-   auto text = [ asHex ]( uint32_t n ) { return asHex ? hex( n ) : std::to_string( n ); };
+std::string number( const FieldRow& row, const QualifierValue& value ) {
+   auto text = [ & ]( uint32_t n ) {
+      return row.style == TextStyle::hex ? hex( n ) : std::to_string( n );
+   };
+   const uint32_t whole = row.place.part[ 0 ].widest;
    const std::string result = text( value.data[ 0 ] );
    return ( value.mask[ 0 ] & whole ) == whole ? result : result + "/" + hex( value.mask[ 0 ] );
-}
-
-std::string kindText( uint32_t data, uint32_t mask ) {
-   if ( mask == 0 ) {
-      return "any";
-   }
-   if ( data == 0 ) {
-      return "not IP";
-   }
-   if ( data & ChipModel::kindIp4Options ) {
-      return "IPv4 with options";
-   }
-   return data & ChipModel::kindIp4  ? "IPv4"
-         : data & ChipModel::kindIp6 ? "IPv6"
-         : data & ChipModel::kindArp ? "ARP"
-                                     : "IP";
-}
-
-std::string fragmentText( uint32_t data, uint32_t mask ) {
-   if ( data & ChipModel::fragLater ) {
-      return "later fragment";
-   }
-   if ( data & ChipModel::fragPart ) {
-      return mask & ChipModel::fragLater ? "first fragment" : "a fragment";
-   }
-   return mask & ChipModel::fragPart ? "not fragmented" : "not a later fragment";
 }
 
 std::string protocolText( uint32_t protocol ) {
@@ -119,89 +97,31 @@ std::string icmpText( uint32_t typeCode ) {
          std::to_string( typeCode & 0xff );
 }
 
-std::vector< uint32_t > words( const LookupKey& key, KeyField field ) {
-   std::vector< uint32_t > result;
-   for ( uint16_t at = 0; at < field.length; at = static_cast< uint16_t >( at + 4 ) ) {
-      result.push_back( key.get( { static_cast< uint16_t >( field.offset + at ), 4 } ) );
+// What a frame offers to a qualifier: a value with no bit of it masked out.
+QualifierValue frameValue( const FieldRow& row, const LookupKey& key ) {
+   QualifierValue value;
+   value.qualifier = row.qualifier;
+   for ( const ChipModel::KeyPart& part : row.place.parts() ) {
+      value.data.push_back( key.get( part.field ) );
+      value.mask.push_back( part.widest );
    }
-   return result;
+   if ( row.style == TextStyle::ports ) {
+      value.ports.set( key.get( Key::inPort ) );
+   }
+   return value;
 }
-std::string macOf( const LookupKey& key, KeyField field ) {
-   return mac( { key.get( { field.offset, 2 } ),
-         key.get( { static_cast< uint16_t >( field.offset + 2 ), 4 } ) } );
+std::vector< uint32_t > words( const LookupKey& key, Qualifier qualifier ) {
+   return frameValue( ChipModel::fieldRow( qualifier ), key ).data;
 }
 bool has( const LookupKey& key, unsigned bits ) {
    return ( key.get( Key::valid ) & bits ) != 0;
 }
-
-// What a frame has for a qualifier, and the bit that says whether it has it.
-struct FrameField {
-   unsigned valid;
-   std::string text;
-};
-
-FrameField frameField(
-      const Runtime& runtime, int unit, Qualifier qualifier, const LookupKey& key ) {
-   using namespace ChipModel;
-   auto plain = [ & ]( KeyField field ) { return std::to_string( key.get( field ) ); };
-   switch ( qualifier ) {
-   case Qualifier::inPorts:
-      return { 0, runtime.portName( unit, static_cast< int >( key.get( Key::inPort ) ) ) };
-   case Qualifier::portClass:
-      return { 0, hex( key.get( Key::portClass ) ) };
-   case Qualifier::dstPort:
-      return { validDstPort,
-         runtime.portName( unit, static_cast< int >( key.get( Key::dstPort ) ) ) };
-   case Qualifier::dstTrunk:
-      return { validDstTrunk,
-         trunkName( runtime, unit, static_cast< int >( key.get( Key::dstTrunk ) ) ) };
-   case Qualifier::drop:
-      return { 0, plain( Key::drop ) };
-   case Qualifier::outerVlanId:
-      return { validOuterVlan, plain( Key::outerVlanId ) };
-   case Qualifier::ipType:
-      return { 0, kindText( key.get( Key::ipKind ), 0xff ) };
-   case Qualifier::srcIp:
-      return { validIp4, Plix::IpAddr( key.get( Key::srcIp ) ).toString() };
-   case Qualifier::dstIp:
-      return { validIp4, Plix::IpAddr( key.get( Key::dstIp ) ).toString() };
-   case Qualifier::srcIp6:
-      return { validIp6, ip6( words( key, Key::srcIp6 ) ).toString() };
-   case Qualifier::dstIp6:
-      return { validIp6, ip6( words( key, Key::dstIp6 ) ).toString() };
-   case Qualifier::ipProtocol:
-      return { validIp, protocolText( key.get( Key::ipProtocol ) ) };
-   case Qualifier::dscp:
-      return { validIp, hex( key.get( Key::dscp ) ) };
-   case Qualifier::ipFrag:
-      return { validIp, fragmentText( key.get( Key::ipFrag ), 3 ) };
-   case Qualifier::l4SrcPort:
-      return { validPorts, plain( Key::l4SrcPort ) };
-   case Qualifier::l4DstPort:
-      return { validPorts, plain( Key::l4DstPort ) };
-   case Qualifier::tcpControl:
-      return { validTcp, hex( key.get( Key::tcpControl ) ) };
-   case Qualifier::icmpTypeCode:
-      return { validIcmp, icmpText( key.get( Key::icmpTypeCode ) ) };
-   case Qualifier::etherType:
-      return { validL2, hex( key.get( Key::etherType ) ) };
-   case Qualifier::srcMac:
-      return { validL2, macOf( key, Key::srcMac ) };
-   case Qualifier::dstMac:
-      return { validL2, macOf( key, Key::dstMac ) };
-   case Qualifier::mplsLabel:
-      return { validMpls, plain( Key::mplsLabel ) };
-   case Qualifier::mplsInnerLabel:
-      return { validMplsInner, plain( Key::mplsInnerLabel ) };
-   case Qualifier::dstClassL2:
-      return { 0, plain( Key::dstClassL2 ) };
-   case Qualifier::outPort:
-      return { 0, runtime.portName( unit, static_cast< int >( key.get( Key::outPort ) ) ) };
-   case Qualifier::mirrorCopy:
-      return { 0, key.get( Key::mirrorCopy ) ? "a copy" : "no copy" };
-   default:
-      return { validPorts, plain( Key::l4SrcPort ) + " > " + plain( Key::l4DstPort ) };
+std::string layer4PortsText( const LookupKey& key ) {
+   if ( !has( key, ChipModel::validPorts ) ) {
+      return "none";
    }
+   return std::to_string( key.get( Key::l4SrcPort ) ) + " > " +
+         std::to_string( key.get( Key::l4DstPort ) );
 }
 
 // The ranges whose bits an entry asks for.
@@ -215,6 +135,49 @@ std::string rangesText( const ChipState& chip, uint32_t bits ) {
       }
    }
    return text;
+}
+
+// Text of an entry's value, or, with a frame, of what that offers.
+std::string valueText( const Runtime& runtime, const ChipState& chip, const FieldRow& row,
+      const QualifierValue& value, const LookupKey* frame ) {
+   auto data = [ & ]( size_t part ) { return value.data[ part ]; };
+   switch ( row.style ) {
+   case TextStyle::ports:
+      return portList( runtime, chip.unit, value.ports );
+   case TextStyle::portClass: {
+      const std::string ports =
+            portList( runtime, chip.unit, portsOfClass( chip, data( 0 ), value.mask[ 0 ] ) );
+      return hex( data( 0 ) ) + ( frame != nullptr ? "" : " (" + ports + ")" );
+   }
+   case TextStyle::port: // behind its module, if the qualifier has that too
+      return runtime.portName( chip.unit, static_cast< int >( value.data.back() ) );
+   case TextStyle::trunk:
+      return trunkName( runtime, chip.unit, static_cast< int >( data( 0 ) ) );
+   case TextStyle::decimal:
+   case TextStyle::hex:
+      return number( row, value );
+   case TextStyle::ipType:
+      return std::string( ChipModel::ipTypeName( { data( 0 ), value.mask[ 0 ] } ) );
+   case TextStyle::fragment:
+      return std::string( ChipModel::ipFragName( { data( 0 ), value.mask[ 0 ] } ) );
+   case TextStyle::protocol:
+      return protocolText( data( 0 ) );
+   case TextStyle::icmp:
+      return icmpText( data( 0 ) ) +
+            ( value.mask[ 0 ] == 0xffff ? "" : " under " + hex( value.mask[ 0 ] ) );
+   case TextStyle::ip4:
+      return Plix::IpAddr( data( 0 ) ).toString() + maskText( value.mask );
+   case TextStyle::ip6:
+      return ip6( value.data ).toString() + maskText( value.mask );
+   case TextStyle::mac:
+      return mac( value.data ) + ( frame != nullptr ? "" : "/" + mac( value.mask ) );
+   case TextStyle::ranges:
+      return frame != nullptr ? layer4PortsText( *frame ) : rangesText( chip, data( 0 ) );
+   case TextStyle::mirrorCopy:
+      return frame != nullptr ? ( data( 0 ) ? "a copy" : "no copy" )
+                              : ( data( 0 ) ? "mirror copies" : "no mirror copies" );
+   }
+   return "unknown";
 }
 
 } // namespace
@@ -272,68 +235,9 @@ std::string mirrorTargetName(
 
 std::string qualifierText(
       const Runtime& runtime, const ChipState& chip, const QualifierValue& value ) {
-   auto data = [ & ]( size_t part ) { return value.data[ part ]; };
-   switch ( value.qualifier ) {
-   case Qualifier::inPorts:
-      return "in " + portList( runtime, chip.unit, value.ports );
-   case Qualifier::portClass:
-      return "in class " + hex( data( 0 ) ) + " (" +
-            portList( runtime, chip.unit, portsOfClass( chip, data( 0 ), value.mask[ 0 ] ) ) +
-            ")";
-   case Qualifier::dstPort:
-      return "out " + runtime.portName( chip.unit, static_cast< int >( data( 1 ) ) );
-   case Qualifier::dstTrunk:
-      return "out " + trunkName( runtime, chip.unit, static_cast< int >( data( 0 ) ) );
-   case Qualifier::drop:
-      return "drop " + number( value, 1, false );
-   case Qualifier::outerVlanId:
-      return "VLAN " + number( value, 0xfff, false );
-   case Qualifier::ipType:
-      return kindText( data( 0 ), value.mask[ 0 ] );
-   case Qualifier::srcIp:
-      return "source " + Plix::IpAddr( data( 0 ) ).toString() + maskText( value.mask );
-   case Qualifier::dstIp:
-      return "destination " + Plix::IpAddr( data( 0 ) ).toString() + maskText( value.mask );
-   case Qualifier::srcIp6:
-      return "source " + ip6( value.data ).toString() + maskText( value.mask );
-   case Qualifier::dstIp6:
-      return "destination " + ip6( value.data ).toString() + maskText( value.mask );
-   case Qualifier::ipProtocol:
-      return protocolText( data( 0 ) );
-   case Qualifier::dscp:
-      return "DSCP byte " + number( value, 0xff, true );
-   case Qualifier::ipFrag:
-      return fragmentText( data( 0 ), value.mask[ 0 ] );
-   case Qualifier::l4SrcPort:
-      return "source port " + number( value, 0xffff, false );
-   case Qualifier::l4DstPort:
-      return "destination port " + number( value, 0xffff, false );
-   case Qualifier::tcpControl:
-      return "TCP flags " + number( value, 0xff, true );
-   case Qualifier::icmpTypeCode:
-      return "ICMP " + icmpText( data( 0 ) ) +
-            ( value.mask[ 0 ] == 0xffff ? "" : " under " + hex( value.mask[ 0 ] ) );
-   case Qualifier::etherType:
-      return "EtherType " + number( value, 0xffff, true );
-   case Qualifier::srcMac:
-      return "source " + mac( value.data ) + "/" + mac( value.mask );
-   case Qualifier::dstMac:
-      return "destination " + mac( value.data ) + "/" + mac( value.mask );
-   case Qualifier::mplsLabel:
-      return "MPLS label " + number( value, 0xfffff, false );
-   case Qualifier::mplsInnerLabel:
-      return "inner MPLS label " + number( value, 0xfffff, false );
-   case Qualifier::dstClassL2:
-      return "L2 class " + number( value, 0x3ff, false );
-   case Qualifier::outPort:
-      return "out " + runtime.portName( chip.unit, static_cast< int >( data( 0 ) ) );
-   case Qualifier::mirrorCopy:
-      return data( 0 ) ? "mirror copies" : "no mirror copies";
-   case Qualifier::rangeCheck:
-      return rangesText( chip, data( 0 ) );
-   default:
-      return std::string( ChipModel::qualifierName( value.qualifier ) );
-   }
+   const FieldRow& row = ChipModel::fieldRow( value.qualifier );
+   const std::string text = valueText( runtime, chip, row, value, nullptr );
+   return row.label.empty() ? text : std::string( row.label ) + " " + text;
 }
 
 std::string matchText(
@@ -402,10 +306,13 @@ std::string actionsText( const Runtime& runtime, const ChipState& chip,
    return texts.empty() ? "nothing" : joined( texts );
 }
 
-std::string frameText(
-      const Runtime& runtime, int unit, Qualifier qualifier, const LookupKey& key ) {
-   const FrameField field = frameField( runtime, unit, qualifier, key );
-   return field.valid == 0 || has( key, field.valid ) ? field.text : "none";
+std::string frameText( const Runtime& runtime, const ChipState& chip, Qualifier qualifier,
+      const LookupKey& key ) {
+   const FieldRow& row = ChipModel::fieldRow( qualifier );
+   if ( row.place.valid != 0 && !has( key, row.place.valid ) ) {
+      return "none";
+   }
+   return valueText( runtime, chip, row, frameValue( row, key ), &key );
 }
 
 std::string headersText( const LookupKey& key ) {
@@ -414,18 +321,19 @@ std::string headersText( const LookupKey& key ) {
    if ( !has( key, validL2 ) ) {
       return "too short to be parsed";
    }
-   texts.push_back( macOf( key, Key::srcMac ) + " > " + macOf( key, Key::dstMac ) );
-   const uint32_t kind = key.get( Key::ipKind );
+   texts.push_back( mac( words( key, Qualifier::srcMac ) ) + " > " +
+         mac( words( key, Qualifier::dstMac ) ) );
    if ( has( key, validIp4 ) ) {
-      texts.push_back( kindText( kind, 0xff ) + " " +
+      texts.push_back( std::string( ipTypeName( { key.get( Key::ipKind ), 0xff } ) ) + " " +
             Plix::IpAddr( key.get( Key::srcIp ) ).toString() + " > " +
             Plix::IpAddr( key.get( Key::dstIp ) ).toString() );
    } else if ( has( key, validIp6 ) ) {
-      texts.push_back( "IPv6 " + ip6( words( key, Key::srcIp6 ) ).toString() + " > " +
-            ip6( words( key, Key::dstIp6 ) ).toString() );
+      texts.push_back( "IPv6 " + ip6( words( key, Qualifier::srcIp6 ) ).toString() + " > " +
+            ip6( words( key, Qualifier::dstIp6 ) ).toString() );
    } else {
-      texts.push_back(
-            kind & kindArp ? "ARP" : "EtherType " + hex( key.get( Key::etherType ) ) );
+      texts.push_back( key.get( Key::ipKind ) & kindArp
+                  ? "ARP"
+                  : "EtherType " + hex( key.get( Key::etherType ) ) );
    }
    if ( has( key, validMpls ) ) {
       texts.push_back( "MPLS label " + std::to_string( key.get( Key::mplsLabel ) ) );
@@ -433,8 +341,7 @@ std::string headersText( const LookupKey& key ) {
    if ( has( key, validIp ) ) {
       std::string layer4 = protocolText( key.get( Key::ipProtocol ) );
       if ( has( key, validPorts ) ) {
-         layer4 += " " + std::to_string( key.get( Key::l4SrcPort ) ) + " > " +
-               std::to_string( key.get( Key::l4DstPort ) );
+         layer4 += " " + layer4PortsText( key );
       }
       if ( has( key, validTcp ) ) {
          layer4 += " flags " + hex( key.get( Key::tcpControl ) );
@@ -447,7 +354,7 @@ std::string headersText( const LookupKey& key ) {
          texts.push_back( "DSCP byte " + hex( dscp ) );
       }
       if ( const uint32_t frag = key.get( Key::ipFrag ) ) {
-         texts.push_back( fragmentText( frag, 3 ) );
+         texts.emplace_back( ipFragName( { frag, 0xff } ) );
       }
    }
    return joined( texts );

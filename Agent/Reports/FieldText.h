@@ -1,6 +1,6 @@
 #pragma once
 
-// What entries match on and do, and what a frame has to be matched, in the field's own terms.
+// Text for qualifiers, actions and the values that a frame offers to them.
 
 #include "Agent/Runtime/Runtime.h"
 #include "ChipModel/Lookup/LookupKey.h"
@@ -30,11 +30,10 @@ std::string actionsText( const Runtime& runtime, const ChipModel::ChipState& chi
       const std::vector< ChipModel::ActionValue >& actions );
 
 // What a frame has where a qualifier looks: "10.1.2.3"; "none".
-std::string frameText( const Runtime& runtime, int unit, Shim::Qualifier qualifier,
-      const ChipModel::LookupKey& key );
+std::string frameText( const Runtime& runtime, const ChipModel::ChipState& chip,
+      Shim::Qualifier qualifier, const ChipModel::LookupKey& key );
 
-// A frame's headers in one line: "VLAN 10, 02:...:01 > 02:...:02, IPv4 10.0.0.1 > 10.0.0.2, TCP
-// 1000 > 80".
+// A frame's headers in one line: "02:...:01 > 02:...:02, IPv4 10.0.0.1 > 10.0.0.2, TCP 1000 > 80".
 std::string headersText( const ChipModel::LookupKey& key );
 
 } // namespace Agent

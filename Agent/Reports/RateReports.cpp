@@ -98,7 +98,7 @@ Report rateHistoryReport( Runtime& runtime ) {
 
 Report tunnelsReport( Runtime& runtime ) {
    Report report{ "tunnels",
-      { "session", "mirror", "state", "source", "destination", "DSCP", "TTL", "GRE", "way",
+      { "session", "mirror", "state", "source", "destination", "DSCP", "TTL", "GRE", "route",
             "link", "copies", "bytes", "policed", "too long" },
       {}, "no session has a tunnel" };
    for ( const SessionState& session : runtime.sessions() ) {
@@ -112,7 +112,7 @@ Report tunnelsReport( Runtime& runtime ) {
          report.rows.push_back( { session.config->name, held.mtp.toString(),
                mirror.value ? "active" : "inactive", tunnel.srcIp.toString(),
                tunnel.dstIp.toString(), int64_t( tunnel.dscp ), int64_t( tunnel.ttl ),
-               greText( tunnel ), held.way, linkText( mirror.value ),
+               greText( tunnel ), held.route, linkText( mirror.value ),
                cell( mirror.counters.frames ), cell( mirror.counters.bytes ),
                cell( mirror.counters.policedFrames ), cell( mirror.counters.tooLong ) } );
       }

@@ -17,7 +17,7 @@ class PluginLibrary {
    void* handle_;
 };
 
-// Where the plug-in is looked for when nobody says: beside the executable, in the build tree,
+// Where the plug-in is looked for by default: beside the executable, in the build tree,
 // where it is installed. Empty if it is nowhere there.
 std::string findPlugin();
 

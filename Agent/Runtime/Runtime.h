@@ -37,7 +37,7 @@ struct RuntimeOptions {
 // What became of a session.
 enum class SessionPhase : uint8_t {
    active,   // in the chip
-   inactive, // its tunnel has no way now; see reason
+   inactive, // its tunnel has no route now; see reason
    refused,  // this agent or chip cannot serve it; see reason
    failed,   // programming failed; it is tried again when something changes, and every 10 s
    pending,  // published, no answer yet
@@ -52,7 +52,7 @@ struct HeldDestination {
    KarvelMirror::Mtp mtp;
    KarvelMirror::Direction direction{};
    KarvelMirror::ProgramStatus status{}; // as the slice reports it
-   std::string way;                      // of a tunnel, or why it has none
+   std::string route;                    // of a tunnel, or why it has none
 };
 
 struct SessionState {
@@ -66,7 +66,7 @@ class Runtime {
  public:
    // Loads the plug-in. std::runtime_error, in one line, if that cannot be done.
    explicit Runtime( const RuntimeOptions& options );
-   // Withdraws everything from the chips, in an orderly way.
+   // Withdraws everything from the chips, in order.
    ~Runtime();
    Runtime( const Runtime& ) = delete;
    Runtime& operator=( const Runtime& ) = delete;

@@ -56,7 +56,7 @@ void judge(
    using KarvelMirror::ProgramStatus;
    const ProgramStatus programmed = combined( slice.host, mtp );
    const WantedMtp& wanted = slice.publisher.wanted( mtp );
-   state.held.push_back( { slice.host.unit(), mtp, use.direction, programmed, wanted.way } );
+   state.held.push_back( { slice.host.unit(), mtp, use.direction, programmed, wanted.route } );
    auto failed = [ & ]( const std::string& reason ) {
       state.phase = SessionPhase::failed;
       state.reason = reason;
@@ -71,7 +71,7 @@ void judge(
       failed( *unlimited );
    } else if ( !wanted.target && state.phase != SessionPhase::failed ) {
       state.phase = SessionPhase::inactive;
-      state.reason = wanted.way;
+      state.reason = wanted.route;
    } else if ( programmed == ProgramStatus::unknown && state.phase == SessionPhase::active ) {
       state.phase = SessionPhase::pending;
    }

@@ -24,11 +24,8 @@ Place placeOf( KarvelCentral::PortTab table ) {
 } // namespace
 
 void PortTabWriter::doInit() {
-   react< &PortTabWriter::handleRequest, KarvelCentral::PortTabWriteRequestDir::Attr::request >(
-         requests() );
-   for ( const KarvelCentral::PortTabKey& key : requests()->request().keys() ) {
-      handleRequest( key );
-   }
+   follow< &PortTabWriter::handleRequest,
+         KarvelCentral::PortTabWriteRequestDir::Attr::request >( requests() );
 }
 
 void PortTabWriter::handleRequest( const KarvelCentral::PortTabKey& key ) {

@@ -33,8 +33,8 @@ Zol::Ptr< KarvelCentral::ChipProfile > featuresOf( const ChipModel::Profile& pro
    return features;
 }
 
-// Source tags stand behind the addresses of the outer header, and look like a header of
-// experimental type to who does not know them.
+// Source tags stand behind the addresses of the outer header; receivers that do not know them see
+// an experimental EtherType.
 Karvel::SourceTag sourceTagOf( int unit ) {
    constexpr uint16_t localExperimentalType2 = 0x88b6; // IEEE 802
    constexpr uint8_t behindAddresses = 12;
@@ -97,7 +97,7 @@ SliceHost::SliceHost( int unit, const ChipModel::Profile& profile, Hubdb::Store&
    portTabWriter_->zolStart();
 }
 
-// By requests, or not: the slice is given the way to the manager only if there is one.
+// A slice finds the paths to the manager in the store only on a chip that is programmed by requests.
 void SliceHost::makeRequestManager(
       const Zol::Ptr< AgentServices::TcamGroupManager >& groupManager ) {
    auto featureCommon = Zol::make< KarvelCentral::FeatureAgentCommonSmData >();

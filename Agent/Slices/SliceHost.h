@@ -44,14 +44,14 @@ class SliceHost {
    // What the slice reports; null before start().
    Zol::Ptr< const KarvelMirror::SliceMtpProgramStatus > programStatus() const;
    Zol::Ptr< Plugin::AgentCommandCallback > callback() const { return callback_; }
-   // How the port mirroring of a destination went: as the slice says or, where the TCAM is
-   // programmed by requests, as became of its request.
+   // How the port mirroring of a destination went: the slice's status; on a chip that is
+   // programmed by requests, the status of its request.
    KarvelMirror::ProgramStatus portStatus( KarvelMirror::Mtp mtp ) const;
    // The shared TCAM manager; null on a chip that is not programmed by requests.
    const AgentServices::TcamRequestManager* requestManager() const {
       return requestManager_.get();
    }
-   // There may be room in the TCAM again.
+   // Tries refused requests again: there may be room in the TCAM now.
    void retryRequests() const;
    // The ACLs that the slice has in the chip.
    const AgentServices::EmbeddedAclHelper& aclHelper() const { return *aclHelper_; }

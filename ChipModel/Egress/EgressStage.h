@@ -15,9 +15,9 @@
 // A source tag comes after the lookup: it counts in what is counted as sent, and is not weighed.
 // A frame that ends before the tag's offset, or would become too long with it, is not sent.
 //
-// What is not sent as a forwarded frame is not copied as sent; such copies are without the tag of
-// the frame that they are copies of. While nothing is installed here, nothing is looked up, and
-// forwarded frames are not while all entries are for mirror copies. No allocation.
+// A frame that is dropped here yields no egress copy. An egress copy does not carry the source tag
+// of its original. The lookup is skipped while no entry is installed; for forwarded frames also
+// while every entry matches mirror copies only. No allocation.
 
 #include <array>
 #include <cstdint>
@@ -48,8 +48,8 @@ class EgressStage {
    void sinkIs( FrameSink* sink ) { sink_ = sink; }
    void observerIs( PipelineObserver* observer ) { observer_ = observer; }
 
-   // The next frame: all that leaves until the one after it has come of it. Its ingress key may
-   // have the headers or not. Both must stay until then.
+   // Starts a frame. Everything sent until the next call belongs to it. Its ingress key may have
+   // the headers or not. Both must stay until then.
    void frameIs(
          const ParsedFrame& parsed, const LookupKey& key, bool keyHasHeaders, bool flooded );
 

@@ -9,7 +9,7 @@
 // that those of different copies differ.
 //
 // Lengths are those of the frame on the wire, also of one that a capture cut. Nothing is ever
-// truncated here: who builds asks first whether it fits.
+// truncated here: callers check takes() first.
 
 #include <array>
 #include <cstdint>

@@ -3,7 +3,7 @@
 #include <bit>
 #include <span>
 
-#include "ChipModel/Lookup/EgressKey.h"
+#include "ChipModel/Fields/FieldCatalogue.h"
 
 namespace ChipModel {
 
@@ -11,72 +11,8 @@ namespace {
 
 using Shim::Qualifier;
 
-struct Part {
-   KeyField field;
-   uint32_t widest; // value
-};
-
-// A qualifier's place in the key, and which of its fields must hold something.
-struct Shape {
-   std::array< Part, 4 > parts;
-   size_t partCount;
-   uint16_t valid;
-};
-
-constexpr uint32_t all = 0xffffffff;
-
-constexpr Shape one( KeyField field, uint32_t widest, uint16_t valid ) {
-   return { { { { field, widest } } }, 1, valid };
-}
-constexpr KeyField wordOf( KeyField field, uint16_t number ) {
-   return { static_cast< uint16_t >( field.offset + 4 * number ), 4 };
-}
-constexpr Shape address6( KeyField field ) {
-   return { { { { wordOf( field, 0 ), all }, { wordOf( field, 1 ), all },
-                  { wordOf( field, 2 ), all }, { wordOf( field, 3 ), all } } },
-      4, validIp6 };
-}
-constexpr Shape macAddress( KeyField field ) {
-   return { { { { { field.offset, 2 }, 0xffff },
-                  { { static_cast< uint16_t >( field.offset + 2 ), 4 }, all } } },
-      2, validL2 };
-}
-
-// In the order of the qualifiers.
-constexpr Shape shapes[] = {
-   { {}, 0, 0 }, // inPorts: a set, not a value
-   one( Key::portClass, all, 0 ),
-   { { { { Key::dstModId, 0xff }, { Key::dstPort, 0xff } } }, 2, validDstPort },
-   one( Key::dstTrunk, 0xff, validDstTrunk ),
-   one( Key::drop, 1, 0 ),
-   one( Key::outerVlanId, 0xfff, validOuterVlan ),
-   one( Key::ipKind, 0xff, 0 ),
-   one( Key::srcIp, all, validIp4 ),
-   one( Key::dstIp, all, validIp4 ),
-   address6( Key::srcIp6 ),
-   address6( Key::dstIp6 ),
-   one( Key::ipProtocol, 0xff, validIp ),
-   one( Key::dscp, 0xff, validIp ),
-   one( Key::ipFrag, 0xff, validIp ),
-   one( Key::l4SrcPort, 0xffff, validPorts ),
-   one( Key::l4DstPort, 0xffff, validPorts ),
-   one( Key::tcpControl, 0xff, validTcp ),
-   one( Key::icmpTypeCode, 0xffff, validIcmp ),
-   one( Key::etherType, 0xffff, validL2 ),
-   macAddress( Key::srcMac ),
-   macAddress( Key::dstMac ),
-   one( Key::mplsLabel, 0xfffff, validMpls ),
-   one( Key::mplsInnerLabel, 0xfffff, validMplsInner ),
-   one( Key::dstClassL2, 0x3ff, 0 ),
-   one( Key::rangeCheck, all, 0 ),
-   one( Key::outPort, 0xff, 0 ),
-   one( Key::mirrorCopy, 1, 0 ),
-};
-static_assert( std::size( shapes ) == static_cast< size_t >( Qualifier::count_ ) );
-
-std::span< const Part > partsOf( size_t qualifier ) {
-   const Shape& shape = shapes[ qualifier ];
-   return { shape.parts.data(), shape.partCount };
+std::span< const KeyPart > partsOf( size_t qualifier ) {
+   return fieldCatalogue[ qualifier ].place.parts();
 }
 
 // Appends the bytes of the field that are cared about; false if none is.
@@ -109,13 +45,13 @@ void EntryContents::inPortsIs( const Shim::PortBitmap& data, const Shim::PortBit
 size_t EntryContents::placeOf( size_t qualifier ) const {
    size_t place = 0;
    forEachBit( qualifiers_.to_ulong() & ( ( 1UL << qualifier ) - 1 ),
-         [ & ]( size_t before ) { place += shapes[ before ].partCount; } );
+         [ & ]( size_t before ) { place += partsOf( before ).size(); } );
    return place;
 }
 
 bool EntryContents::qualifierIs( Qualifier qualifier, std::initializer_list< Ternary > parts ) {
    const size_t index = static_cast< size_t >( qualifier );
-   const std::span< const Part > shape = partsOf( index );
+   const std::span< const KeyPart > shape = partsOf( index );
    size_t number = 0;
    for ( const Ternary& part : parts ) {
       if ( part.data > shape[ number++ ].widest ) {
@@ -139,7 +75,7 @@ void EntryContents::qualifierDel( Qualifier qualifier ) {
    const size_t index = static_cast< size_t >( qualifier );
    if ( has( qualifier ) ) {
       const auto first = parts_.begin() + static_cast< ptrdiff_t >( placeOf( index ) );
-      parts_.erase( first, first + static_cast< ptrdiff_t >( shapes[ index ].partCount ) );
+      parts_.erase( first, first + static_cast< ptrdiff_t >( partsOf( index ).size() ) );
       qualifiers_.reset( index );
    }
 }
@@ -163,10 +99,10 @@ bool EntryContents::compile( LookupRule* rule ) const {
    unsigned valid = 0;
    const Ternary* value = parts_.data();
    forEachBit( qualifiers_.to_ulong(), [ & ]( size_t index ) {
-      for ( const Part& part : partsOf( index ) ) {
+      for ( const KeyPart& part : partsOf( index ) ) {
          const Ternary limited{ value->data, value->mask & part.widest };
          if ( compilePart( part.field, limited, rule ) ) {
-            valid |= shapes[ index ].valid;
+            valid |= fieldCatalogue[ index ].place.valid;
          }
          ++value;
       }
@@ -183,8 +119,8 @@ std::optional< Qualifier > EntryContents::firstFailure( const LookupKey& key ) c
    const Ternary* value = parts_.data();
    const uint32_t present = key.get( Key::valid );
    forEachBit( qualifiers_.to_ulong(), [ & ]( size_t index ) {
-      const unsigned needed = shapes[ index ].valid;
-      for ( const Part& part : partsOf( index ) ) {
+      const unsigned needed = fieldCatalogue[ index ].place.valid;
+      for ( const KeyPart& part : partsOf( index ) ) {
          const uint32_t mask = value->mask & part.widest;
          const bool matches = mask == 0 ||
                ( ( present & needed ) == needed &&
@@ -221,7 +157,7 @@ std::vector< QualifierValue > EntryContents::qualifiers() const {
       if ( value.qualifier == Qualifier::inPorts ) {
          value.ports = ports_;
       }
-      for ( size_t i = 0; i < shapes[ index ].partCount; ++i, ++part ) {
+      for ( size_t i = 0; i < partsOf( index ).size(); ++i, ++part ) {
          value.data.push_back( part->data );
          value.mask.push_back( part->mask );
       }

@@ -2,8 +2,8 @@
 
 // What the agent has written into one TCAM entry, and what it becomes as a lookup rule.
 //
-// How a qualifier lies in the lookup key is one row of a table in EntryContents.cpp; range
-// checks and compilation follow from it.
+// How a qualifier lies in the lookup key is said by its row of the field catalogue; range checks
+// and compilation follow from it.
 
 #include <array>
 #include <cstdint>

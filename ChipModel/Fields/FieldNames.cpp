@@ -1,6 +1,5 @@
 #include "ChipModel/Fields/FieldNames.h"
 
-#include <array>
 #include <cstddef>
 #include <span>
 
@@ -10,7 +9,9 @@ namespace ChipModel {
 
 namespace {
 
+template < typename Enum >
 struct Enumerator {
+   Enum value;
    std::string_view name;
    Ternary bits;
 };
@@ -18,55 +19,60 @@ struct Enumerator {
 constexpr uint32_t options = kindIp4 | kindIp4Options;
 constexpr uint32_t fragBits = fragPart | fragLater;
 
-// In the order of the enumerators.
-constexpr Enumerator ipTypes[] = {
-   { "any", { 0, 0 } },
-   { "not IP", { 0, kindIp } },
-   { "IP", { kindIp, kindIp } },
-   { "IPv4", { kindIp4, kindIp4 } },
-   { "IPv4 without options", { kindIp4, options } },
-   { "IPv4 with options", { options, options } },
-   { "IPv6", { kindIp6, kindIp6 } },
-   { "ARP", { kindArp, kindArp } },
+// Frames fit several, and are named by the first one.
+using Shim::FieldIpType;
+constexpr Enumerator< FieldIpType > ipTypes[] = {
+   { FieldIpType::ipv4WithOpts, "IPv4 with options", { options, options } },
+   { FieldIpType::ipv4Any, "IPv4", { kindIp4, kindIp4 } },
+   { FieldIpType::ipv6, "IPv6", { kindIp6, kindIp6 } },
+   { FieldIpType::arp, "ARP", { kindArp, kindArp } },
+   { FieldIpType::ip, "IP", { kindIp, kindIp } },
+   { FieldIpType::nonIp, "not IP", { 0, kindIp } },
+   { FieldIpType::ipv4NoOpts, "IPv4 without options", { kindIp4, options } },
+   { FieldIpType::any, "any", { 0, 0 } },
 };
-static_assert( std::size( ipTypes ) == static_cast< size_t >( Shim::FieldIpType::arp ) + 1 );
+static_assert( std::size( ipTypes ) == static_cast< size_t >( FieldIpType::arp ) + 1 );
 
-constexpr Enumerator ipFrags[] = {
-   { "no fragment", { 0, fragPart } },
-   { "first fragment", { fragPart, fragBits } },
-   { "no fragment or the first", { 0, fragLater } },
-   { "later fragment", { fragLater, fragLater } },
-   { "any fragment", { fragPart, fragPart } },
+using Shim::FieldIpFrag;
+constexpr Enumerator< FieldIpFrag > ipFrags[] = {
+   { FieldIpFrag::non, "not fragmented", { 0, fragPart } },
+   { FieldIpFrag::first, "first fragment", { fragPart, fragBits } },
+   { FieldIpFrag::notFirst, "later fragment", { fragLater, fragLater } },
+   { FieldIpFrag::nonOrFirst, "not a later fragment", { 0, fragLater } },
+   { FieldIpFrag::any, "a fragment", { fragPart, fragPart } },
 };
-static_assert( std::size( ipFrags ) == static_cast< size_t >( Shim::FieldIpFrag::any ) + 1 );
+static_assert( std::size( ipFrags ) == static_cast< size_t >( FieldIpFrag::any ) + 1 );
 
-std::optional< Ternary > bitsOf( std::span< const Enumerator > list, size_t index ) {
-   return index < list.size() ? std::optional( list[ index ].bits ) : std::nullopt;
-}
-
-std::string_view nameOf( std::span< const Enumerator > list, Ternary bits ) {
-   for ( const Enumerator& each : list ) {
-      if ( each.bits.data == bits.data && each.bits.mask == bits.mask ) {
-         return each.name;
+template < typename Enum >
+std::optional< Ternary > bitsOf( std::span< const Enumerator< Enum > > list, Enum value ) {
+   for ( const Enumerator< Enum >& each : list ) {
+      if ( each.value == value ) {
+         return each.bits;
       }
    }
-   return "unknown";
+   return std::nullopt;
+}
+
+// The enumerator that the bits are; of a frame's, which are no enumerator's, the first that they
+// fit.
+template < typename Enum >
+std::string_view nameOf( std::span< const Enumerator< Enum > > list, Ternary bits ) {
+   std::string_view fitting = "unknown";
+   for ( const Enumerator< Enum >& each : list ) {
+      const Ternary& known = each.bits;
+      if ( known.data == bits.data && known.mask == bits.mask ) {
+         return each.name;
+      }
+      const bool fits = ( known.mask & ~bits.mask ) == 0 &&
+            ( ( known.data ^ bits.data ) & known.mask ) == 0;
+      if ( fits && fitting == "unknown" ) {
+         fitting = each.name;
+      }
+   }
+   return fitting;
 }
 
 } // namespace
-
-std::string_view qualifierName( Shim::Qualifier qualifier ) {
-   // In the order of the qualifiers.
-   constexpr std::array< std::string_view, static_cast< size_t >( Shim::Qualifier::count_ ) >
-         names{ "InPorts", "PortClass", "DstPort", "DstTrunk", "Drop", "OuterVlanId", "IpType",
-            "SrcIp", "DstIp", "SrcIp6", "DstIp6", "IpProtocol", "DSCP", "IpFrag", "L4SrcPort",
-            "L4DstPort", "TcpControl", "IcmpTypeCode", "EtherType", "SrcMac", "DstMac",
-            "MplsLabel", "MplsInnerLabel", "DstClassL2", "RangeCheck", "OutPort",
-            "MirrorCopy" };
-   static_assert( !names.back().empty() );
-   const auto index = static_cast< size_t >( qualifier );
-   return index < names.size() ? names[ index ] : "unknown";
-}
 
 std::string_view actionName( Shim::FieldAction action ) {
    switch ( action ) {
@@ -103,15 +109,15 @@ std::string_view rangeName( Shim::FieldRange what ) {
 }
 
 std::optional< Ternary > ipTypeBits( Shim::FieldIpType type ) {
-   return bitsOf( ipTypes, static_cast< size_t >( type ) );
+   return bitsOf< FieldIpType >( ipTypes, type );
 }
 
 std::optional< Ternary > ipFragBits( Shim::FieldIpFrag fragment ) {
-   return bitsOf( ipFrags, static_cast< size_t >( fragment ) );
+   return bitsOf< FieldIpFrag >( ipFrags, fragment );
 }
 
-std::string_view ipTypeName( Ternary bits ) { return nameOf( ipTypes, bits ); }
+std::string_view ipTypeName( Ternary bits ) { return nameOf< FieldIpType >( ipTypes, bits ); }
 
-std::string_view ipFragName( Ternary bits ) { return nameOf( ipFrags, bits ); }
+std::string_view ipFragName( Ternary bits ) { return nameOf< FieldIpFrag >( ipFrags, bits ); }
 
 } // namespace ChipModel

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ChipModel/Fields/FieldCatalogue.h"
 #include "ChipModel/Fields/FieldRules.h"
 #include "ChipModel/Fields/FieldState.h"
 #include "Platform/Zol/Assert.h"
@@ -21,11 +22,11 @@ bool isStage( FieldStage stage ) {
 
 // Whether the parser has to look for more than forwarding needs.
 bool isDeep( const Shim::QualifierSet& qualifiers ) {
-   static_assert( Qualifier::rangeCheck < Qualifier::outPort, "the last that is deep" );
-   constexpr auto first = static_cast< size_t >( Qualifier::ipType );
-   constexpr auto end = static_cast< size_t >( Qualifier::outPort );
-   const Shim::QualifierSet below = Shim::QualifierSet().set() >> ( qualifiers.size() - end );
-   return ( ( qualifiers & below ) >> first ).any();
+   return std::any_of(
+         fieldCatalogue.begin(), fieldCatalogue.end(), [ & ]( const FieldRow& row ) {
+            return row.place.isParsed &&
+                  qualifiers.test( static_cast< size_t >( row.qualifier ) );
+         } );
 }
 
 } // namespace
@@ -176,34 +177,6 @@ Rc FieldProcessor::qualifyInPorts(
       entry.contents.inPortsIs( data, mask );
       return Sdk::QX_BCM_E_NONE();
    } );
-}
-
-Rc FieldProcessor::qualifyPortClass( int id, uint32_t data, uint32_t mask ) {
-   int bits = state_->profile.portClassBits;
-   if ( state_->entries.find( id ) != nullptr && uint64_t{ data } >> bits != 0 ) {
-      return Sdk::QX_BCM_E_PARAM();
-   }
-   return state_->qualify( id, Qualifier::portClass, { { data, mask } } );
-}
-
-Rc FieldProcessor::qualifyDstPort(
-      int id, uint32_t modId, uint32_t modIdMask, uint32_t port, uint32_t portMask ) {
-   return state_->qualify(
-         id, Qualifier::dstPort, { { modId, modIdMask }, { port, portMask } } );
-}
-
-Rc FieldProcessor::qualifyDstTrunk( int id, int trunk, uint32_t mask ) {
-   // A negative trunk turns into a value that is wider than the field.
-   return state_->qualify(
-         id, Qualifier::dstTrunk, { { static_cast< uint32_t >( trunk ), mask } } );
-}
-
-Rc FieldProcessor::qualifyDrop( int id, uint32_t data, uint32_t mask ) {
-   return state_->qualify( id, Qualifier::drop, { { data, mask } } );
-}
-
-Rc FieldProcessor::qualifyOuterVlanId( int id, uint32_t data, uint32_t mask ) {
-   return state_->qualify( id, Qualifier::outerVlanId, { { data, mask } } );
 }
 
 Rc FieldProcessor::qualify(

@@ -136,13 +136,8 @@ class FieldProcessor {
    Shim::Rc entryPrioSet( int entry, int priority );
    Shim::Rc entryNameSet( int entry, const char* name );
    Shim::Rc qualifyInPorts( int entry, const Shim::PortBitmap&, const Shim::PortBitmap& mask );
-   Shim::Rc qualifyPortClass( int entry, uint32_t data, uint32_t mask );
-   Shim::Rc qualifyDstPort(
-         int entry, uint32_t modId, uint32_t modIdMask, uint32_t port, uint32_t portMask );
-   Shim::Rc qualifyDstTrunk( int entry, int trunk, uint32_t mask );
-   Shim::Rc qualifyDrop( int entry, uint32_t data, uint32_t mask );
-   Shim::Rc qualifyOuterVlanId( int entry, uint32_t data, uint32_t mask );
-   // Any qualifier but InPorts; see EntryContents for its parts.
+   // Any qualifier but InPorts; see EntryContents for its parts. Of a port class the chip may have
+   // fewer bits than the field.
    Shim::Rc qualify( int entry, Shim::Qualifier, std::initializer_list< Ternary > parts );
    Shim::Rc qualifyRangeCheck( int entry, int range );
    Shim::Rc qualifierDelete( int entry, Shim::Qualifier );

@@ -1,42 +1,41 @@
 #include "ChipModel/Fields/FieldRules.h"
 
-#include <initializer_list>
-
+#include "ChipModel/Fields/FieldCatalogue.h"
 #include "ChipModel/Fields/FieldProcessor.h"
 #include "ChipModel/Profile.h"
 
 namespace ChipModel {
 
-namespace {
-
 using Shim::FieldAction;
 using Shim::FieldStage;
-using Shim::Qualifier;
-using Shim::QualifierSet;
 
-QualifierSet setOf( std::initializer_list< Qualifier > list ) {
-   QualifierSet set;
-   for ( Qualifier qualifier : list ) {
-      set.set( static_cast< size_t >( qualifier ) );
+namespace {
+
+bool isThere( Presence presence, const Profile& profile ) {
+   switch ( presence ) {
+   case Presence::never:
+      return false;
+   case Presence::always:
+      return true;
+   case Presence::withPortClasses:
+      return profile.aclGroup;
+   case Presence::onTomahawk:
+      return profile.tomahawkFamily;
+   case Presence::notOnTomahawk:
+      return !profile.tomahawkFamily;
    }
-   return set;
+   return false;
 }
 
 } // namespace
 
-QualifierSet stageQualifiers( const Profile& profile, FieldStage stage ) {
-   const QualifierSet egressOnly = setOf( { Qualifier::outPort, Qualifier::mirrorCopy } );
-   if ( stage == FieldStage::ingress ) {
-      const QualifierSet missing =
-            profile.aclGroup ? QualifierSet() : setOf( { Qualifier::portClass } );
-      return ~( egressOnly | missing );
+Shim::QualifierSet stageQualifiers( const Profile& profile, FieldStage stage ) {
+   Shim::QualifierSet set;
+   for ( const FieldRow& row : fieldCatalogue ) {
+      const Presence presence = stage == FieldStage::ingress ? row.ingress : row.egress;
+      set.set( static_cast< size_t >( row.qualifier ), isThere( presence, profile ) );
    }
-   const QualifierSet ingressOnly = setOf( { Qualifier::inPorts, Qualifier::portClass,
-         Qualifier::dstTrunk, Qualifier::drop, Qualifier::mplsLabel, Qualifier::mplsInnerLabel,
-         Qualifier::dstClassL2, Qualifier::rangeCheck } );
-   const QualifierSet missing =
-         setOf( { profile.tomahawkFamily ? Qualifier::outPort : Qualifier::dstPort } );
-   return ~( ingressOnly | missing );
+   return set;
 }
 
 bool isAction( const Profile& profile, FieldStage stage, const ActionValue& action ) {

@@ -49,8 +49,10 @@ struct FieldProcessor::State {
    Shim::Rc qualify(
          int id, Shim::Qualifier qualifier, std::initializer_list< Ternary > parts ) {
       return change( id, [ & ]( FieldEntry& entry ) {
-         bool done = entry.group->qualifiers.test( static_cast< size_t >( qualifier ) ) &&
-               entry.contents.qualifierIs( qualifier, parts );
+         const bool fits = qualifier != Shim::Qualifier::portClass ||
+               uint64_t{ parts.begin()->data } >> profile.portClassBits == 0;
+         const bool done = entry.group->qualifiers.test( static_cast< size_t >( qualifier ) ) &&
+               fits && entry.contents.qualifierIs( qualifier, parts );
          return done ? Shim::Sdk::QX_BCM_E_NONE() : Shim::Sdk::QX_BCM_E_PARAM();
       } );
    }

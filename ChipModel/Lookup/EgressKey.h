@@ -1,7 +1,7 @@
 #pragma once
 
-// What only the egress stage looks at, behind the fields of the lookup key that both stages
-// have: how a frame is about to leave.
+// The key fields that only the egress stage looks at: how a frame is about to leave. They lie
+// behind the fields that both stages have.
 
 #include <cstdint>
 #include <tuple>
@@ -18,7 +18,7 @@ inline constexpr uint16_t egressSize = size + 2;
 
 static_assert( Key::egressSize <= std::tuple_size_v< decltype( LookupKey::bytes ) > );
 
-// Of a frame whose headers the key has.
+// For a frame whose headers the key has already.
 inline void setEgress( LookupKey& key, int unit, int port, bool isCopy ) {
    key.set( Key::outPort, static_cast< uint32_t >( port ) );
    key.set( Key::dstModId, static_cast< uint32_t >( unit ) );

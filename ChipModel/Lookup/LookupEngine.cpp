@@ -15,7 +15,7 @@ uint64_t rankOf( int priority, int id ) {
    return high << 32 | ( 0xffffffffU - static_cast< uint32_t >( id ) );
 }
 
-// The bits that all accepted values have in common, and whether that says it all.
+// The bits that all accepted values have in common, and whether they tell all of the condition.
 struct Cover {
    ByteTerm term;
    bool exact;
@@ -124,8 +124,8 @@ void LookupEngine::addTerm( const ByteTerm& term, LookupRecord* record ) {
    put( found->value, term.value & term.mask );
 }
 
-// Windows begin at the first byte that a rule cares about and that is in none so far. Even
-// offsets only, so that there are not more than 64 whatever the order.
+// A window begins at the first byte that a rule cares about and that is in none so far. Offsets
+// are even, so that there are not more than 64 windows whatever the order of rules.
 uint8_t LookupEngine::windowFor( uint8_t column ) {
    if ( windowOf_[ column ] == noWindow ) {
       size_t begin = std::min( column & ~size_t{ 1 }, windowOf_.size() - 8 );

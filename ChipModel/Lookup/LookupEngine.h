@@ -8,9 +8,10 @@
 //    if ( engine.find( key ) == slot ) ...
 //    engine.remove( slot, rule );
 //
-// A decision tree over the bytes of the key (LookupTree.h). Which bytes it asks first is planned
-// from the rules that are there; records of the rules, masks and values over windows of the key,
-// settle what is left in a leaf. An update touches the nodes of its rule alone.
+// The engine is a decision tree over the bytes of the key (LookupTree.h). Which bytes it asks
+// first is planned from the rules that are there; records of the rules (masks and values over
+// windows of the key) settle what is left in a leaf. An update touches the nodes of its rule
+// alone.
 //
 // Slots are in no particular order: the winner is found by rank.
 //
@@ -33,8 +34,8 @@ class LookupEngine {
    // Adds a rule and returns its slot, which is its handle until it is removed. The rule
    // with the highest priority wins, among equals the one with the lowest id (0 or above).
    int insert( const LookupRule& rule, int priority, int id );
-   // Takes the rule that was inserted into the slot out again. The engine keeps no copy of
-   // it: who inserts a rule can tell it from its own records.
+   // Takes the rule that was inserted into the slot out again. The engine keeps no copy of it:
+   // the caller knows the rule from its own records.
    void remove( int slot, const LookupRule& rule );
    // The slot of the best rule that the key matches, -1 if there is none.
    int find( const LookupKey& key ) const;

@@ -46,7 +46,8 @@ inline constexpr KeyField mplsLabel{ 78, 3 };
 inline constexpr KeyField mplsInnerLabel{ 81, 3 };
 inline constexpr KeyField dstClassL2{ 84, 2 };
 inline constexpr KeyField rangeCheck{ 86, 4 }; // a bit per range checker that finds its port
-inline constexpr uint16_t size = 90;
+inline constexpr KeyField outerVlanPriority{ 90, 1 };
+inline constexpr uint16_t size = 91;
 } // namespace Key
 
 enum ValidBit : uint16_t {

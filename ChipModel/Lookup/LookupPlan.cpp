@@ -15,7 +15,7 @@ constexpr size_t sampleSize = 96;
 // What a search costs, in nanoseconds or so; only the proportions matter. They were measured
 // on lists of addresses and ports.
 constexpr double branchCost = 10;
-constexpr double few = 20; // rules that are as well looked at one after the other
+constexpr double few = 20; // rules; so many are looked at one after the other just as well
 
 double scanCost( double rules ) { return 5 + 0.3 * rules; }
 // Many rules take more branches, which halve them at some cost.
@@ -23,8 +23,8 @@ double searchCost( double rules, double halving ) {
    return rules <= few ? scanCost( rules )
                        : scanCost( few ) + halving * std::log2( rules / few );
 }
-// What is below a branch by its value falls apart more easily than the rest: most often it
-// is the rest because it says little of the key.
+// Records below a branch by their value fall apart more easily than those in its rest, which
+// mostly are there because they say little of the key.
 double bucketCost( double rules ) { return searchCost( rules, 10 ); }
 double restCost( double rules ) { return searchCost( rules, 20 ); }
 
@@ -89,7 +89,7 @@ class Planner {
       *value = window->value & atom.mask;
       return true;
    }
-   // Pairs of hashes that are the same.
+   // The number of pairs of equal hashes.
    double collisions() {
       table_.fill( {} );
       double pairs = 0;
@@ -121,7 +121,7 @@ class Planner {
       }
       double share = covered / sampled_;
       double alike = collisions() * 2 / ( covered * ( covered - 1 ) );
-      // A rule's own bucket, with those that share it.
+      // The size of a rule's own bucket: the rule, and those that share it.
       double bucket = 1 + ( total_ * share - 1 ) * alike;
       if ( bucket > total_ * 0.9 ) {
          return cost_;
@@ -194,7 +194,7 @@ class Planner {
 
    double total_;
    double sampled_;
-   double cost_; // as far as planned
+   double cost_; // of the plan so far
    LookupPlan plan_;
    std::vector< Candidate > covered_; // of the sample
    std::vector< Atom > atoms_;

@@ -32,7 +32,7 @@ struct LookupExcerpt {
    uint32_t mask = 0;
    uint32_t value = 0;
 
-   // How likely a key that this one accepts is accepted by the other, too.
+   // How likely a key that this one accepts is accepted by the other, too: 0 to 1.
    float passes( const LookupExcerpt& other ) const {
       if ( ( ( value ^ other.value ) & mask & other.mask ) != 0 ) {
          return 0;
@@ -45,7 +45,7 @@ struct LookupExcerpt {
 struct LookupRecord {
    uint64_t rank = 0;                   // the higher, the better; 0: free
    std::vector< LookupWindow > windows; // each offset once, none with an empty mask
-   std::vector< SetTerm > sets;         // what the windows do not say already
+   std::vector< SetTerm > sets;         // what the windows leave open
 
    const LookupWindow* windowAt( uint8_t offset ) const {
       for ( const LookupWindow& window : windows ) {
@@ -55,7 +55,7 @@ struct LookupRecord {
       }
       return nullptr;
    }
-   // What is said of the four bytes from an offset on.
+   // The rule's condition on the four bytes from an offset on.
    LookupExcerpt excerpt( uint8_t offset ) const;
 };
 
@@ -65,7 +65,7 @@ struct LookupPlan {
       uint64_t mask;
       uint8_t offset;
    };
-   std::vector< Part > parts; // empty: nothing would be won
+   std::vector< Part > parts; // empty: a branch gains nothing
 
    // The sum of the windows times an odd number each, so that it depends on every bit.
    static constexpr uint64_t factors[] = { 0x9e3779b97f4a7c15, 0xc2b2ae3d27d4eb4f,

@@ -65,7 +65,7 @@ LookupTree::Node* LookupTree::build( const std::vector< int >& slots ) {
          if ( branch->rest != nullptr || branch->children > 1 ) {
             return branch;
          }
-         destroy( branch ); // the sample was not like the others
+         destroy( branch ); // the sample was unlike the others
       }
    }
    return leafOf( slots );
@@ -94,9 +94,9 @@ LookupTree::Leaf* LookupTree::leafOf( const std::vector< int >& slots ) const {
    return leaf;
 }
 
-// Where four bytes of the key tell most of the records from each other, and where four more
-// tell most of those that are left. Goes by a few of the records: how often a key that one of
-// them matches passes the filters of another.
+// The offset of the four bytes of the key that tell most of the records from each other, and
+// of the four that tell most of those that are left. It is judged by a few of the records: how
+// often a key that one of them matches passes the filters of another.
 std::array< uint8_t, 2 > LookupTree::filterOffsets(
       const std::vector< int >& slots, const uint8_t* windows, size_t windowCount ) const {
    constexpr size_t most = 10;
@@ -107,7 +107,7 @@ std::array< uint8_t, 2 > LookupTree::filterOffsets(
    }
    uint8_t fallback = windowCount == 0 ? 0 : windows[ 0 ];
    std::array< uint8_t, 2 > result{ fallback, fallback };
-   std::array< float, most * most > alike; // of each two; after the filters so far
+   std::array< float, most * most > alike; // of each pair, after the filters so far
    alike.fill( 1 );
    for ( uint8_t& choice : result ) {
       std::array< float, most* most > bestAlike = alike;

@@ -4,11 +4,11 @@
 // Internal to it.
 //
 // A branch looks at some bits of the key. The records that care about all of these bits hang
-// below it by their value, in a hash table of subtrees; the others are in one more subtree,
-// the rest. A lookup follows both ways. A leaf is a short list of records in order of rank.
-// So a record is in one place only: memory is linear, and a record comes and goes without
-// touching others. The bits are chosen by what the records have in common (LookupPlan.h),
-// anew when a branch has four times as many as when they were chosen.
+// below it by their value, in a hash table of subtrees; the others are in one more subtree, the
+// rest. A lookup follows both. A leaf is a short list of records in order of rank. So a record
+// is in one place only: memory is linear, and a record comes and goes without touching others.
+// The bits are chosen by what the records have in common (LookupPlan.h), and chosen anew when a
+// branch has four times as many records as it had then.
 //
 // It is the tuple space search of Srinivasan, Suri and Varghese (SIGCOMM 1999) made
 // recursive: a chain of rests is its list of hash tables, except that a bucket with many

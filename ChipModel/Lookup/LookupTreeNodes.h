@@ -1,8 +1,8 @@
 #pragma once
 
-// The nodes of a LookupTree, laid out for the one that looks up: a leaf is one piece of
-// memory, a branch has what a lookup needs in one cache line. Internal to the tree:
-// LookupTree.cpp makes, changes and frees the nodes, LookupTreeSearch.cpp follows them.
+// The nodes of a LookupTree, laid out for lookups: a leaf is one piece of memory, a branch has
+// what a lookup needs in one cache line. Internal to the tree: LookupTree.cpp makes, changes
+// and frees the nodes, LookupTreeSearch.cpp follows them.
 
 #include <algorithm>
 #include <array>
@@ -82,7 +82,7 @@ struct LookupTree::Leaf : Node {
    struct Owner {
       uint64_t rank;
       int slot;
-      int more; // the record has to be asked, too: the conditions do not say it all
+      int more; // the record must be asked, too: the conditions leave something open
    };
 
    static constexpr uint32_t limit = 16; // records; from here on a branch may be better
@@ -244,7 +244,7 @@ struct alignas( 64 ) LookupTree::Branch : Node {
          }
       }
    }
-   // Takes the entry out and closes the gap, lest a search end there.
+   // Takes the entry out and closes the gap, so that no search ends there.
    void childDel( Entry* gone ) {
       size_t wrap = tableSize() - 1;
       size_t gap = static_cast< size_t >( gone - table.get() );

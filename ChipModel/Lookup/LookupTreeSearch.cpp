@@ -92,7 +92,7 @@ class LookupTree::Search {
       }
       return wrong == 0;
    }
-   // Whether none behind can be better: this one is the best now, or already worse.
+   // True if no record behind can be better: this one is the best now, or already worse.
    bool take( const Leaf::Owner& owner ) {
       if ( owner.rank <= best_.rank ) {
          return true;

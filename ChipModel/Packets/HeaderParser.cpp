@@ -35,8 +35,8 @@ struct Bytes {
       const uint32_t skipped = std::min( offset, length );
       return { data + skipped, length - skipped };
    }
-   // To a length that a header gives; 0 says nothing (RFC 2675, or a header that the sender
-   // left to be filled in).
+   // Cuts to a length that a header gives; 0 means no limit (RFC 2675, or a header that the
+   // sender left to be filled in).
    Bytes upTo( uint32_t given ) const {
       return { data, given == 0 ? length : std::min( given, length ) };
    }
@@ -112,7 +112,7 @@ UpperLayer skipExtensions( Bytes bytes, uint8_t protocol ) {
          length = 8;
          const uint16_t word = load16( header + 2 );
          upper.isLater = ( word & 0xfff8 ) != 0;
-         // One that is all of its datagram is none (RFC 8200, section 4.5: atomic fragments).
+         // A fragment that is all of its datagram is no part (RFC 8200, section 4.5).
          upper.isPart |= upper.isLater || ( word & 1 ) != 0;
       } else if ( upper.protocol == authentication ) {
          length = ( header[ 1 ] + 2U ) * 4U;

@@ -16,7 +16,7 @@ ParsedFrame parse( const FrameView& frame ) {
          offset += 4;
          continue;
       }
-      // A tag that the frame ends in: only behind another one is it still an EtherType.
+      // A tag that is not taken apart counts as an EtherType only behind another tag.
       parsed.hasEtherType = !isTag || parsed.tags > 0;
       parsed.etherType = parsed.hasEtherType ? type : uint16_t{ 0 };
       offset += 2;

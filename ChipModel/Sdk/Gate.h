@@ -77,7 +77,7 @@ class Gate {
          return operation();
       }
       if ( refusal->effect == Fault::Effect::done ) {
-         // A call that fails by itself tells its own error: it did not take place.
+         // A call that fails by itself returns its own error: it did not take place.
          const Shim::Rc rc = operation();
          return rc < 0 ? rc : refusal->rc;
       }

@@ -1,7 +1,8 @@
 #pragma once
 
 // The SDK's calls as an enumeration: one list, from which the numbers and the names come.
-// A new call in Platform/Shim/Sdk.h is added here and in SdkModel.
+// A new call in Platform/Shim/Sdk.h is added here and in SdkModel; one that qualifies entries is a
+// row of the field catalogue, which is passed to QUALIFY.
 
 #include <array>
 #include <cstddef>
@@ -9,7 +10,9 @@
 #include <optional>
 #include <string_view>
 
-#define CHIP_MODEL_SDK_CALLS( CALL )                                                           \
+#include "ChipModel/Fields/FieldCatalogue.h"
+
+#define CHIP_MODEL_SDK_CALLS( CALL, QUALIFY )                                                  \
    CALL( bcm_field_group_create )                                                              \
    CALL( bcm_field_group_destroy )                                                             \
    CALL( bcm_field_group_status_get )                                                          \
@@ -19,33 +22,7 @@
    CALL( bcm_field_entry_remove )                                                              \
    CALL( bcm_field_entry_prio_set )                                                            \
    CALL( bcm_field_entry_name_set )                                                            \
-   CALL( bcm_field_qualify_InPorts )                                                           \
-   CALL( bcm_field_qualify_PortClass )                                                         \
-   CALL( bcm_field_qualify_DstPort )                                                           \
-   CALL( bcm_field_qualify_DstTrunk )                                                          \
-   CALL( bcm_field_qualify_Drop )                                                              \
-   CALL( bcm_field_qualify_OuterVlanId )                                                       \
-   CALL( bcm_field_qualify_IpType )                                                            \
-   CALL( bcm_field_qualify_SrcIp )                                                             \
-   CALL( bcm_field_qualify_DstIp )                                                             \
-   CALL( bcm_field_qualify_SrcIp6 )                                                            \
-   CALL( bcm_field_qualify_DstIp6 )                                                            \
-   CALL( bcm_field_qualify_IpProtocol )                                                        \
-   CALL( bcm_field_qualify_DSCP )                                                              \
-   CALL( bcm_field_qualify_IpFrag )                                                            \
-   CALL( bcm_field_qualify_L4SrcPort )                                                         \
-   CALL( bcm_field_qualify_L4DstPort )                                                         \
-   CALL( bcm_field_qualify_TcpControl )                                                        \
-   CALL( bcm_field_qualify_IcmpTypeCode )                                                      \
-   CALL( bcm_field_qualify_EtherType )                                                         \
-   CALL( bcm_field_qualify_SrcMac )                                                            \
-   CALL( bcm_field_qualify_DstMac )                                                            \
-   CALL( bcm_field_qualify_MplsLabel )                                                         \
-   CALL( bcm_field_qualify_MplsInnerLabel )                                                    \
-   CALL( bcm_field_qualify_DstClassL2 )                                                        \
-   CALL( bcm_field_qualify_RangeCheck )                                                        \
-   CALL( bcm_field_qualify_OutPort )                                                           \
-   CALL( bcm_field_qualify_MirrorCopy )                                                        \
+   CHIP_MODEL_QUALIFIERS( QUALIFY, QUALIFY )                                                   \
    CALL( bcm_field_qualifier_delete )                                                          \
    CALL( bcm_field_action_add )                                                                \
    CALL( bcm_field_action_remove )                                                             \
@@ -85,16 +62,22 @@
 namespace ChipModel {
 
 #define CHIP_MODEL_ENUMERATOR( name ) name,
-enum class SdkCall : uint8_t { CHIP_MODEL_SDK_CALLS( CHIP_MODEL_ENUMERATOR ) count_ };
+#define CHIP_MODEL_QUALIFY( qualifier, name, ... ) bcm_field_qualify_##name,
+enum class SdkCall : uint8_t {
+   CHIP_MODEL_SDK_CALLS( CHIP_MODEL_ENUMERATOR, CHIP_MODEL_QUALIFY ) count_
+};
 #undef CHIP_MODEL_ENUMERATOR
+#undef CHIP_MODEL_QUALIFY
 
 inline constexpr size_t sdkCallCount = static_cast< size_t >( SdkCall::count_ );
 
 #define CHIP_MODEL_NAME( name ) #name,
+#define CHIP_MODEL_QUALIFY( qualifier, name, ... ) "bcm_field_qualify_" #name,
 inline constexpr std::array< std::string_view, sdkCallCount > sdkCallNames{
-   CHIP_MODEL_SDK_CALLS( CHIP_MODEL_NAME )
+   CHIP_MODEL_SDK_CALLS( CHIP_MODEL_NAME, CHIP_MODEL_QUALIFY )
 };
 #undef CHIP_MODEL_NAME
+#undef CHIP_MODEL_QUALIFY
 
 // The method's name, "bcm_field_entry_install" for example.
 constexpr std::string_view sdkCallName( SdkCall call ) {

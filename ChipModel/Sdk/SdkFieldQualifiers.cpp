@@ -1,5 +1,5 @@
-// The SDK's calls that qualify entries on what the parser finds: each is a qualifier and its
-// parts.
+// The SDK's calls that qualify entries by more than a value and a mask; those that do not come
+// from the field catalogue (SdkModel.h).
 
 #include <optional>
 
@@ -27,22 +27,36 @@ Ternary lower( const Plix::EthAddr& data, const Plix::EthAddr& mask ) {
 
 } // namespace
 
+Rc SdkModel::qualify( SdkCall name, int unit, int entry, Shim::Qualifier qualifier,
+      std::initializer_list< Ternary > parts ) {
+   return call( name, unit,
+         [ & ]( Chip& chip ) { return chip.fields().qualify( entry, qualifier, parts ); } );
+}
+
+Rc SdkModel::bcm_field_qualify_InPorts(
+      int unit, int entry, const Bitmap& data, const Bitmap& mask ) {
+   return call( SdkCall::bcm_field_qualify_InPorts, unit,
+         [ & ]( Chip& chip ) { return chip.fields().qualifyInPorts( entry, data, mask ); } );
+}
+
+Rc SdkModel::bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId, uint32_t modIdMask,
+      uint32_t port, uint32_t portMask ) {
+   return qualify( SdkCall::bcm_field_qualify_DstPort, unit, entry, Qualifier::dstPort,
+         { { modId, modIdMask }, { port, portMask } } );
+}
+
+Rc SdkModel::bcm_field_qualify_DstTrunk( int unit, int entry, int trunk, uint32_t mask ) {
+   // A negative trunk turns into a value that is wider than the field.
+   return qualify( SdkCall::bcm_field_qualify_DstTrunk, unit, entry, Qualifier::dstTrunk,
+         { { static_cast< uint32_t >( trunk ), mask } } );
+}
+
 Rc SdkModel::bcm_field_qualify_IpType( int unit, int entry, Shim::FieldIpType type ) {
    return call( SdkCall::bcm_field_qualify_IpType, unit, [ & ]( Chip& chip ) {
       const std::optional< Ternary > bits = ipTypeBits( type );
       return bits ? chip.fields().qualify( entry, Qualifier::ipType, { *bits } )
                   : QX_BCM_E_PARAM();
    } );
-}
-
-Rc SdkModel::bcm_field_qualify_SrcIp( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify(
-         SdkCall::bcm_field_qualify_SrcIp, unit, entry, Qualifier::srcIp, { { data, mask } } );
-}
-
-Rc SdkModel::bcm_field_qualify_DstIp( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify(
-         SdkCall::bcm_field_qualify_DstIp, unit, entry, Qualifier::dstIp, { { data, mask } } );
 }
 
 Rc SdkModel::bcm_field_qualify_SrcIp6(
@@ -59,48 +73,12 @@ Rc SdkModel::bcm_field_qualify_DstIp6(
                word( data, mask, 3 ) } );
 }
 
-Rc SdkModel::bcm_field_qualify_IpProtocol( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_IpProtocol, unit, entry, Qualifier::ipProtocol,
-         { { data, mask } } );
-}
-
-Rc SdkModel::bcm_field_qualify_DSCP( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify(
-         SdkCall::bcm_field_qualify_DSCP, unit, entry, Qualifier::dscp, { { data, mask } } );
-}
-
 Rc SdkModel::bcm_field_qualify_IpFrag( int unit, int entry, Shim::FieldIpFrag fragment ) {
    return call( SdkCall::bcm_field_qualify_IpFrag, unit, [ & ]( Chip& chip ) {
       const std::optional< Ternary > bits = ipFragBits( fragment );
       return bits ? chip.fields().qualify( entry, Qualifier::ipFrag, { *bits } )
                   : QX_BCM_E_PARAM();
    } );
-}
-
-Rc SdkModel::bcm_field_qualify_L4SrcPort( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_L4SrcPort, unit, entry, Qualifier::l4SrcPort,
-         { { data, mask } } );
-}
-
-Rc SdkModel::bcm_field_qualify_L4DstPort( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_L4DstPort, unit, entry, Qualifier::l4DstPort,
-         { { data, mask } } );
-}
-
-Rc SdkModel::bcm_field_qualify_TcpControl( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_TcpControl, unit, entry, Qualifier::tcpControl,
-         { { data, mask } } );
-}
-
-Rc SdkModel::bcm_field_qualify_IcmpTypeCode(
-      int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_IcmpTypeCode, unit, entry,
-         Qualifier::icmpTypeCode, { { data, mask } } );
-}
-
-Rc SdkModel::bcm_field_qualify_EtherType( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_EtherType, unit, entry, Qualifier::etherType,
-         { { data, mask } } );
 }
 
 Rc SdkModel::bcm_field_qualify_SrcMac(
@@ -115,30 +93,9 @@ Rc SdkModel::bcm_field_qualify_DstMac(
          { upper( data, mask ), lower( data, mask ) } );
 }
 
-Rc SdkModel::bcm_field_qualify_MplsLabel( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_MplsLabel, unit, entry, Qualifier::mplsLabel,
-         { { data, mask } } );
-}
-
-Rc SdkModel::bcm_field_qualify_MplsInnerLabel(
-      int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_MplsInnerLabel, unit, entry,
-         Qualifier::mplsInnerLabel, { { data, mask } } );
-}
-
-Rc SdkModel::bcm_field_qualify_DstClassL2( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_DstClassL2, unit, entry, Qualifier::dstClassL2,
-         { { data, mask } } );
-}
-
-Rc SdkModel::bcm_field_qualify_OutPort( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_OutPort, unit, entry, Qualifier::outPort,
-         { { data, mask } } );
-}
-
-Rc SdkModel::bcm_field_qualify_MirrorCopy( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return qualify( SdkCall::bcm_field_qualify_MirrorCopy, unit, entry, Qualifier::mirrorCopy,
-         { { data, mask } } );
+Rc SdkModel::bcm_field_qualify_RangeCheck( int unit, int entry, int range ) {
+   return call( SdkCall::bcm_field_qualify_RangeCheck, unit,
+         [ & ]( Chip& chip ) { return chip.fields().qualifyRangeCheck( entry, range ); } );
 }
 
 } // namespace ChipModel

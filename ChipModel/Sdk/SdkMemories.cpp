@@ -10,7 +10,7 @@ using Shim::Rc;
 
 namespace {
 
-// An agent that does not free what it allocates is stopped here.
+// Stops an agent that does not free what it allocates.
 constexpr size_t mostLogicalEntries = 1024;
 
 } // namespace

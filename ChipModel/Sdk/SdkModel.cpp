@@ -56,52 +56,6 @@ Rc SdkModel::bcm_field_entry_name_set( int unit, int entry, const char* name ) {
    } );
 }
 
-Rc SdkModel::bcm_field_qualify_InPorts(
-      int unit, int entry, const Bitmap& data, const Bitmap& mask ) {
-   return call( SdkCall::bcm_field_qualify_InPorts, unit,
-         [ & ]( Chip& chip ) { return chip.fields().qualifyInPorts( entry, data, mask ); } );
-}
-
-Rc SdkModel::bcm_field_qualify_PortClass( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return call( SdkCall::bcm_field_qualify_PortClass, unit,
-         [ & ]( Chip& chip ) { return chip.fields().qualifyPortClass( entry, data, mask ); } );
-}
-
-Rc SdkModel::bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId, uint32_t modIdMask,
-      uint32_t port, uint32_t portMask ) {
-   return call( SdkCall::bcm_field_qualify_DstPort, unit, [ & ]( Chip& chip ) {
-      return chip.fields().qualifyDstPort( entry, modId, modIdMask, port, portMask );
-   } );
-}
-
-Rc SdkModel::bcm_field_qualify_DstTrunk( int unit, int entry, int trunk, uint32_t mask ) {
-   return call( SdkCall::bcm_field_qualify_DstTrunk, unit,
-         [ & ]( Chip& chip ) { return chip.fields().qualifyDstTrunk( entry, trunk, mask ); } );
-}
-
-Rc SdkModel::bcm_field_qualify_Drop( int unit, int entry, uint32_t data, uint32_t mask ) {
-   return call( SdkCall::bcm_field_qualify_Drop, unit,
-         [ & ]( Chip& chip ) { return chip.fields().qualifyDrop( entry, data, mask ); } );
-}
-
-Rc SdkModel::bcm_field_qualify_OuterVlanId(
-      int unit, int entry, uint32_t data, uint32_t mask ) {
-   return call( SdkCall::bcm_field_qualify_OuterVlanId, unit, [ & ]( Chip& chip ) {
-      return chip.fields().qualifyOuterVlanId( entry, data, mask );
-   } );
-}
-
-Rc SdkModel::qualify( SdkCall name, int unit, int entry, Shim::Qualifier qualifier,
-      std::initializer_list< Ternary > parts ) {
-   return call( name, unit,
-         [ & ]( Chip& chip ) { return chip.fields().qualify( entry, qualifier, parts ); } );
-}
-
-Rc SdkModel::bcm_field_qualify_RangeCheck( int unit, int entry, int range ) {
-   return call( SdkCall::bcm_field_qualify_RangeCheck, unit,
-         [ & ]( Chip& chip ) { return chip.fields().qualifyRangeCheck( entry, range ); } );
-}
-
 Rc SdkModel::bcm_field_qualifier_delete( int unit, int entry, Shim::Qualifier qualifier ) {
    return call( SdkCall::bcm_field_qualifier_delete, unit,
          [ & ]( Chip& chip ) { return chip.fields().qualifierDelete( entry, qualifier ); } );

@@ -4,6 +4,7 @@
 // if there is none), checks what it was given, and does nothing unless all of it is right.
 // Querying the chip family touches no chip and does not pass the gate.
 
+#include "ChipModel/Fields/FieldCatalogue.h"
 #include "ChipModel/Sdk/Gate.h"
 #include "ChipModel/Switch.h"
 
@@ -42,46 +43,31 @@ class SdkModel final : public Shim::Sdk {
    Rc bcm_field_entry_prio_set( int unit, int entry, int priority ) override;
    Rc bcm_field_entry_name_set( int unit, int entry, const char* name ) override;
 
+#define CHIP_MODEL_VALUE_CALL( qualifier, name, ... )                                          \
+   Rc bcm_field_qualify_##name( int unit, int entry, uint32_t data, uint32_t mask ) override { \
+      return qualify( SdkCall::bcm_field_qualify_##name, unit, entry,                          \
+            Shim::Qualifier::qualifier, { { data, mask } } );                                  \
+   }
+#define CHIP_MODEL_OTHER_CALL( ... )
+   CHIP_MODEL_QUALIFIERS( CHIP_MODEL_VALUE_CALL, CHIP_MODEL_OTHER_CALL )
+#undef CHIP_MODEL_VALUE_CALL
+#undef CHIP_MODEL_OTHER_CALL
    Rc bcm_field_qualify_InPorts(
          int unit, int entry, const Bitmap& data, const Bitmap& mask ) override;
-   Rc bcm_field_qualify_PortClass( int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualify_DstPort( int unit, int entry, uint32_t modId, uint32_t modIdMask,
          uint32_t port, uint32_t portMask ) override;
    Rc bcm_field_qualify_DstTrunk( int unit, int entry, int trunk, uint32_t mask ) override;
-   Rc bcm_field_qualify_Drop( int unit, int entry, uint32_t data, uint32_t mask ) override;
-   Rc bcm_field_qualify_OuterVlanId(
-         int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualify_IpType( int unit, int entry, Shim::FieldIpType type ) override;
-   Rc bcm_field_qualify_SrcIp( int unit, int entry, uint32_t data, uint32_t mask ) override;
-   Rc bcm_field_qualify_DstIp( int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualify_SrcIp6(
          int unit, int entry, const Plix::Ip6Addr& data, const Plix::Ip6Addr& mask ) override;
    Rc bcm_field_qualify_DstIp6(
          int unit, int entry, const Plix::Ip6Addr& data, const Plix::Ip6Addr& mask ) override;
-   Rc bcm_field_qualify_IpProtocol(
-         int unit, int entry, uint32_t data, uint32_t mask ) override;
-   Rc bcm_field_qualify_DSCP( int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualify_IpFrag( int unit, int entry, Shim::FieldIpFrag fragment ) override;
-   Rc bcm_field_qualify_L4SrcPort( int unit, int entry, uint32_t data, uint32_t mask ) override;
-   Rc bcm_field_qualify_L4DstPort( int unit, int entry, uint32_t data, uint32_t mask ) override;
-   Rc bcm_field_qualify_TcpControl(
-         int unit, int entry, uint32_t data, uint32_t mask ) override;
-   Rc bcm_field_qualify_IcmpTypeCode(
-         int unit, int entry, uint32_t data, uint32_t mask ) override;
-   Rc bcm_field_qualify_EtherType( int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualify_SrcMac(
          int unit, int entry, const Plix::EthAddr& data, const Plix::EthAddr& mask ) override;
    Rc bcm_field_qualify_DstMac(
          int unit, int entry, const Plix::EthAddr& data, const Plix::EthAddr& mask ) override;
-   Rc bcm_field_qualify_MplsLabel( int unit, int entry, uint32_t data, uint32_t mask ) override;
-   Rc bcm_field_qualify_MplsInnerLabel(
-         int unit, int entry, uint32_t data, uint32_t mask ) override;
-   Rc bcm_field_qualify_DstClassL2(
-         int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualify_RangeCheck( int unit, int entry, int range ) override;
-   Rc bcm_field_qualify_OutPort( int unit, int entry, uint32_t data, uint32_t mask ) override;
-   Rc bcm_field_qualify_MirrorCopy(
-         int unit, int entry, uint32_t data, uint32_t mask ) override;
    Rc bcm_field_qualifier_delete( int unit, int entry, Shim::Qualifier qualifier ) override;
 
    Rc bcm_field_action_add( int unit, int entry, Shim::FieldAction action, uint32_t param0,
@@ -144,14 +130,14 @@ class SdkModel final : public Shim::Sdk {
    Rc call( SdkCall name, int unit, Operation&& operation );
    Rc qualify( SdkCall name, int unit, int entry, Shim::Qualifier qualifier,
          std::initializer_list< Ternary > parts );
-   // The same for a call that gives a value back: `operation( chip, &value )`. The caller's
-   // place is written only if the call succeeds in its eyes.
+   // The same for a call that gives a value back: `operation( chip, &value )`. `*out` is written
+   // only if the caller sees success (a fault may hide one).
    template < typename Value, typename Operation >
    Rc callFor( SdkCall name, int unit, Value* out, Operation&& operation );
 
    template < typename Predicate >
    bool chipIs( int unit, Predicate&& predicate ) const;
-   // `operation` of an entry that is allocated; E_NOT_FOUND if it is not.
+   // `operation` on an entry that is allocated; E_NOT_FOUND if it is not.
    template < typename Operation >
    Rc callLogical( SdkCall name, Shim::bcmlt_entry_handle_t entry, Operation&& operation );
 

@@ -47,7 +47,7 @@ struct FrameCount {
 };
 
 struct PortCounters {
-   uint64_t rxFrames = 0; // all that an enabled port received, also what was then dropped
+   uint64_t rxFrames = 0; // all that an enabled port received, dropped ones included
    uint64_t rxBytes = 0;
    uint64_t txFrames = 0; // forwarded, without mirror copies
    uint64_t txBytes = 0;

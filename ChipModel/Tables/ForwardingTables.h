@@ -1,8 +1,8 @@
 #pragma once
 
 // The forwarding tables of one chip, and the operations in which several of them meet: an
-// address on a trunk needs the trunk, a port that goes down takes its learned addresses
-// with it. Same meaning, errors and ranges as the calls of Shim::Sdk.
+// address on a trunk needs the trunk, a port that goes down takes its learned addresses with
+// it. Operations have the meaning, errors and ranges of the calls of Shim::Sdk.
 
 #include "ChipModel/Tables/L2Table.h"
 #include "ChipModel/Tables/LogicalTables.h"

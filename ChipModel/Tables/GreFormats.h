@@ -1,9 +1,9 @@
 #pragma once
 
-// How each chip family builds the GRE header (RFC 2784) of a mirror tunnel with a key (RFC 2890):
-// which entries of which memories its egress editor looks at. After reset these make the same
-// header as for a tunnel without a key; so the key stands in the encapsulation data and nowhere
-// else until somebody programs them. Tunnels without a key are not concerned.
+// How each chip family builds the GRE header (RFC 2784) of a mirror tunnel with a key
+// (RFC 2890): which entries of which memories its egress editor looks at. After reset they make
+// the same header as for a tunnel without a key, so the key is in the encapsulation data and
+// nowhere else until somebody programs them. Tunnels without a key do not depend on them.
 
 #include <cstdint>
 #include <span>
@@ -20,13 +20,13 @@ struct FieldPlace {
    Shim::MemField field{};
 };
 
-// Where the editor finds what makes the header behind one kind of IP header.
+// The places from which the editor makes the header behind one kind of IP header.
 struct GreEditorPlaces {
    FieldPlace headerBytes;
    FieldPlace keySelect;
    FieldPlace flags;
    FieldPlace lengthAdjust;
-   uint32_t ipBytes; // of the IP header that the IP length field counts: 20, or 0 of IPv6
+   uint32_t ipBytes; // of the IP header that its length field counts: 20, or 0 for IPv6
 };
 struct GreEditor {
    GreEditorPlaces ip4;
@@ -43,7 +43,7 @@ struct GreFormat {
    uint32_t headerBytes = 4;
    bool hasKey = false; // behind the protocol; else zeros
    uint16_t flags = 0;
-   uint32_t lengthAdjust = 0; // IP length field less the bytes of the mirrored frame
+   uint32_t lengthAdjust = 0; // IP length field minus the bytes of the mirrored frame
 };
 inline constexpr uint32_t plainGreBytes = 4;
 

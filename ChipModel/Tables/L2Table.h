@@ -1,8 +1,8 @@
 #pragma once
 
-// The L2 table: where the station with a MAC address is in a VLAN. Learned addresses move
-// with their station; static ones stay. Learned addresses do not age: whoever needs them
-// gone deletes them, disables the port or destroys the VLAN.
+// The L2 table: where the station with a MAC address is in a VLAN. Learned addresses move with
+// their station; static ones stay. Learned addresses do not age: to get rid of them, delete
+// them, disable the port or destroy the VLAN.
 
 #include <array>
 #include <cstddef>
@@ -29,7 +29,7 @@ class L2Table {
    // A learned address is replaced; a static one is E_EXISTS. E_FULL: no room.
    Shim::Rc add( const Shim::L2Addr& address );
    Shim::Rc remove( const Plix::EthAddr& mac, uint16_t vid );
-   // Learned addresses only. Of one destination, or of one VLAN.
+   // Forgets the learned addresses of one destination, or of one VLAN.
    void forget( L2Destination destination );
    void forget( uint16_t vid );
 
@@ -64,7 +64,7 @@ class L2Table {
    size_t home( Key key ) const {
       return static_cast< size_t >( ( key * 0x9e3779b97f4a7c15ULL ) >> shift_ );
    }
-   // Of the address, or of the free slot where it would be.
+   // The slot of the address, or the free one where it would be.
    size_t indexOf( Key key ) const {
       size_t index = home( key );
       while ( slots_[ index ].key != key && slots_[ index ].key != 0 ) {

@@ -1,7 +1,7 @@
 #pragma once
 
-// The logical tables of one chip: here the one of header-insertion profiles. An entry is described
-// field by field and takes effect as a whole, when it is committed.
+// The logical tables of one chip: here only the one of header-insertion profiles. An entry is
+// described field by field and takes effect as a whole, when it is committed.
 
 #include <algorithm>
 #include <array>
@@ -30,7 +30,7 @@ struct LogicalEntryView {
    std::vector< std::pair< std::string_view, uint64_t > > fields; // all of the table
    WriteStamp stamp;
 
-   // All fields are zero, as after reset: it inserts nothing.
+   // Whether all fields are zero, as after reset: the entry then inserts nothing.
    bool isReset() const {
       return std::ranges::all_of(
             fields, []( const auto& field ) { return field.second == 0; } );
@@ -64,10 +64,10 @@ class LogicalTables {
    static std::span< const LogicalField > fields();
    // E_UNAVAIL if the chip has no logical tables, E_NOT_FOUND if it does not have this one.
    Shim::Rc find( std::string_view table ) const;
-   // E_NOT_FOUND or E_PARAM if an entry of the table does not take this.
+   // E_NOT_FOUND or E_PARAM if an entry of the table does not take this field or value.
    static Shim::Rc check( std::string_view field, uint64_t value );
-   // Of checked fields, all at once; the last of several of one name counts. E_PARAM without an
-   // index, or for one that the table does not have.
+   // Takes checked fields, all at once; of several with one name the last counts. E_PARAM
+   // without an index, or for one that the table does not have.
    Shim::Rc commit( const Fields& fields );
 
    HeaderInsertion insertion( int profile ) const;

@@ -1,7 +1,7 @@
 #pragma once
 
-// The memories of one chip: entries by memory and index, with who wrote them. Entries are as after
-// reset until they are written.
+// The memories of one chip: entries by memory and index, with who wrote them. Entries are as
+// after reset until they are written.
 
 #include <cstdint>
 #include <map>
@@ -35,13 +35,13 @@ class Memories {
    Shim::Rc read( Shim::Memory memory, int index, Shim::MemEntry* entry ) const;
    Shim::Rc write( Shim::Memory memory, int index, const Shim::MemEntry& entry );
 
-   // Of an entry that the chip has. The value fits.
+   // The chip must have the entry, and the value must fit.
    uint32_t value( const FieldPlace& place ) const;
    void valueIs( const FieldPlace& place, uint32_t value );
 
    // Grows with every write.
    uint64_t version() const { return version_; }
-   // What was written, and what the egress editor looks at; by memory and index.
+   // The entries that were written or that the egress editor looks at, by memory and index.
    std::vector< MemoryEntryView > entries() const;
 
  private:

@@ -1,7 +1,7 @@
 #pragma once
 
-// Where the fields of each memory lie in its entries. The same on all chips; which chip has which
-// memory is Memories' business.
+// Where the fields of each memory lie in its entries. The same on all chips; Memories knows
+// which chip has which memory.
 
 #include <cstdint>
 #include <optional>

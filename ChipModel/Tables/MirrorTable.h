@@ -18,8 +18,8 @@ class MirrorTable {
  public:
    explicit MirrorTable( int destinations );
 
-   // E_PARAM outside 0 to size() - 1, and for a tunnel or queue that is not valid. Replaces what
-   // is there.
+   // E_PARAM outside 0 to size() - 1, and for a tunnel or queue that is not valid. Replaces
+   // what is there.
    Shim::Rc set( int destination, const Shim::MirrorDestination& value );
    Shim::Rc destroy( int destination );
 

@@ -6,9 +6,9 @@
 //    policers.create( config, &id );
 //    if ( policers.find( id )->meter( 1500, nowNs ) == Color::red ) ...
 //
-// Exact: tokens are counted in millionths of a bit, of which a rate of n kilobits (1000 bits) per
-// second brings n each nanosecond, so nothing is ever rounded. Time is an argument and never runs
-// backwards here: an earlier time counts as the last one.
+// Policers are exact: tokens are counted in millionths of a bit, of which a rate of n kilobits
+// (1000 bits) per second brings n each nanosecond, so nothing is ever rounded. Time is an
+// argument and never runs backwards here: an earlier time counts as the last one.
 
 #include <cstdint>
 #include <map>
@@ -20,11 +20,11 @@ namespace ChipModel {
 
 class Policer {
  public:
-   // Of a configuration that PolicerTable accepts. The bucket is full.
+   // `config` is one that PolicerTable accepts. The bucket starts full.
    explicit Policer( const Shim::bcm_policer_config_s& config );
 
-   // A frame arrives. Green, and its bits are taken, if they are all there; else red, and
-   // nothing is taken.
+   // Meters a frame. If the bucket holds all its bits they are taken and the frame is green;
+   // else nothing is taken and it is red.
    Color meter( uint32_t frameBytes, uint64_t timeNs ) {
       if ( timeNs > lastNs_ ) {
          const uint64_t elapsedNs = timeNs - lastNs_;
@@ -49,7 +49,7 @@ class Policer {
 
    uint64_t depth_;  // tokens
    uint64_t rate_;   // tokens per nanosecond
-   uint64_t fillNs_; // fills any bucket of that depth, and what it brings fits into 64 bits
+   uint64_t fillNs_; // fills any bucket of that depth; its tokens fit into 64 bits
    uint64_t tokens_;
    uint64_t lastNs_ = 0;
    ColorCounters counters_;
@@ -61,9 +61,9 @@ class PolicerTable {
  public:
    explicit PolicerTable( int capacity ) : capacity_( capacity ) {}
 
-   // E_PARAM for a rate of 0, E_UNAVAIL for what the chip's policers cannot do: two rates, other
-   // flags than by bytes and colour blind, another mode. E_RESOURCE when all are in use. Ids
-   // count up from 1.
+   // E_PARAM for a rate of 0, E_UNAVAIL for what the chip's policers cannot do: two rates,
+   // flags other than by bytes and colour blind, another mode. E_RESOURCE when all are in use.
+   // Ids count up from 1.
    Shim::Rc create( const Shim::bcm_policer_config_s& config, uint32_t* id );
    void destroy( uint32_t id ); // it must be there
 

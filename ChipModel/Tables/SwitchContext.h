@@ -8,8 +8,8 @@
 
 namespace ChipModel {
 
-// Who wrote an entry of a table, and when. The chip does not know; whoever holds its switch says so
-// (Control::writersAre), and entries keep it.
+// Who wrote an entry of a table, and when. The chip does not know; the holder of its switch
+// tells (Control::writersAre), and entries keep it.
 struct WriteStamp {
    std::string writer; // empty: nobody; the entry is as after reset
    double seconds = 0; // since the agent's start
@@ -18,9 +18,9 @@ struct WriteStamp {
 };
 
 struct SwitchContext {
-   // Asked at every write; empty: nobody knows.
+   // Called at every write; empty: nobody knows the writer.
    std::function< WriteStamp() > writers;
-   // 60527 is 6.5.27. Editor profiles lie elsewhere from version to version.
+   // 60527 is 6.5.27. The place of editor profiles depends on the version.
    uint32_t sdkVersion = 60527;
 
    WriteStamp stamp() const { return writers ? writers() : WriteStamp{ "unknown", 0 }; }

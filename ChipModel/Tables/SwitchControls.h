@@ -36,7 +36,8 @@ class SwitchControls {
    }
    const Setting& setting( Shim::SwitchControl control ) const { return settings_[ control ]; }
 
-   // The CoS queue of mirror copies that name none; none: the queue of the frame.
+   // The CoS queue of copies whose destination names none; if none, they keep the frame's
+   // queue.
    std::optional< uint8_t > mirrorQueue( bool flooded ) const {
       const int value = settings_[ flooded ? Shim::bcmSwitchMirrorMulticastCosq
                                            : Shim::bcmSwitchMirrorUnicastCosq ]

@@ -1,7 +1,7 @@
 #pragma once
 
-// The trunks (link aggregation groups, IEEE 802.1AX) of a chip and their members, in order.
-// A port is in one trunk at the most.
+// The trunks (link aggregation groups, IEEE 802.1AX) of a chip and their members, in order. A
+// port is in one trunk at most.
 
 #include <array>
 #include <cstddef>
@@ -30,7 +30,7 @@ class TrunkTable {
    bool has( int trunk ) const;
    // The trunk a port is in; -1: none.
    int trunkOf( int port ) const { return trunkOf_[ static_cast< size_t >( port ) ]; }
-   // Of a trunk that exists.
+   // The trunk must exist.
    const std::vector< int >& members( int trunk ) const;
    // All ports that are in a trunk.
    const PortMask& memberPorts() const { return memberPorts_; }

@@ -1,8 +1,8 @@
 #pragma once
 
 // The VLANs of a chip (IEEE 802.1Q): which ports are members, and which of these send the
-// VLAN's frames untagged. Members that are not front-panel ports of the chip are refused
-// where the tables meet (Tables.h).
+// VLAN's frames untagged. ForwardingTables refuses members that are not front-panel ports of
+// the chip.
 
 #include <cstdint>
 #include <vector>

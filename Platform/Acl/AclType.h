@@ -11,7 +11,7 @@ constexpr AclType mac() { return AclType::mac; }
 constexpr AclType ip() { return AclType::ip; }
 constexpr AclType ipv6() { return AclType::ipv6; }
 
-// Which way the traffic goes that an ACL is applied to.
+// The direction of the traffic that an ACL is applied to.
 ZOL_ENUM( AclDirection, uint8_t, ( in, 0 ), ( out, 1 ) );
 
 } // namespace Acl

@@ -3,11 +3,8 @@
 namespace Acl {
 
 void ConfigAggregatorSm::doInit() {
-   react< &ConfigAggregatorSm::handleAclTypeConfig, Input::Config::Attr::aclTypeConfig >(
+   follow< &ConfigAggregatorSm::handleAclTypeConfig, Input::Config::Attr::aclTypeConfig >(
          inputConfig() );
-   for ( AclType type : inputConfig()->aclTypeConfig().keys() ) {
-      handleAclTypeConfig( type );
-   }
 }
 
 void ConfigAggregatorSm::handleAclTypeConfig( AclType type ) {
@@ -20,7 +17,7 @@ void ConfigAggregatorSm::handleAclTypeConfig( AclType type ) {
    mergeType( *input );
 }
 
-// Which type the changed ACL is of is not told; there are a few types only.
+// The change does not tell the type of the ACL, so all types are merged; there are only a few.
 void ConfigAggregatorSm::handleAcls() {
    for ( AclType type : inputConfig()->aclTypeConfig().keys() ) {
       mergeType( *inputConfig()->aclTypeConfig( type ) );

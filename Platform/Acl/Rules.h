@@ -19,9 +19,9 @@ namespace Acl {
 
 ZOL_ENUM( RuleAction, uint8_t, ( deny, 0 ), ( permit, 1 ) );
 
-// Which fragments of an IP datagram a rule is for (RFC 791, RFC 8200 section 4.5).
+// The fragments of an IP datagram that a rule is for (RFC 791, RFC 8200 section 4.5).
 ZOL_ENUM( Fragments, uint8_t, ( any, 0 ), ( whole, 1 ), // datagrams that are not fragmented
-      ( wholeOrFirst, 2 ),                              // what carries a layer-4 header
+      ( wholeOrFirst, 2 ),                              // all frames with a layer-4 header
       ( first, 3 ),                                     // the first fragment of several
       ( later, 4 ) );                                   // fragments without layer-4 header
 
@@ -55,7 +55,7 @@ class IpFilter : public Zol::Value {
          ( VAL, uint16_t, vlanIdMask ) );
 
  public:
-   // Whether it looks at what only whole datagrams and first fragments carry.
+   // Whether it matches fields that only whole datagrams and first fragments carry.
    bool matchesL4() const {
       return !srcPort().isAny() || !dstPort().isAny() || tcpFlagsMask() != 0 || icmpMask() != 0;
    }
@@ -74,20 +74,22 @@ class MacFilter : public Zol::Value {
          ( VAL, Zol::RangeChecked< MplsLabelRange >, mplsLabel ), // outermost, 20 bits
          ( VAL, uint32_t, mplsLabelMask ),
          ( VAL, Zol::RangeChecked< MplsInnerLabelRange >, mplsInnerLabel ), // the next one
-         ( VAL, uint32_t, mplsInnerLabelMask ) );
+         ( VAL, uint32_t, mplsInnerLabelMask ),
+         ( VAL, uint8_t, vlanPriority ), // of the outer VLAN tag, 3 bits; 0 without a tag
+         ( VAL, uint8_t, vlanPriorityMask ) );
 };
 
-// One rule. Of the filters the one of the ACL's kind counts.
+// One rule. Only the filter of the ACL's kind counts.
 class RuleConfig : public Zol::Value {
-   ZOL_VALUE( Acl, RuleConfig, ( VAL, uint32_t, ruleId ), // what its user numbers it by
+   ZOL_VALUE( Acl, RuleConfig, ( VAL, uint32_t, ruleId ), // the user's number for it
          ( VAL, Zol::String, name ), ( VAL, RuleAction, action ),
          ( SET, Plix::IntfId,
                intf ), // only on these of the ACL's interfaces; empty: on all
          ( VAL, IpFilter, ip ), ( VAL, MacFilter, mac ) );
 };
 
-// The rules of one version of an ACL, in the order in which they are tried. Never changed:
-// a new version is a new list, so that whoever holds one can compare by pointer.
+// The rules of one version of an ACL, in the order in which they are tried. A list never
+// changes: a new version is a new list, so that holders can compare by pointer.
 class RuleList : public Zol::RefCounted {
  public:
    explicit RuleList( std::vector< RuleConfig > ordered ) : rules( std::move( ordered ) ) {}

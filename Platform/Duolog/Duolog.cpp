@@ -39,7 +39,7 @@ State& state() {
    return *all;
 }
 
-// Only the last '*' is ever given more to match: what stands before it has matched already.
+// Only the last '*' ever matches more: everything before it has matched already.
 bool matches( std::string_view pattern, std::string_view name ) {
    size_t p = 0;
    size_t n = 0;
@@ -72,7 +72,7 @@ uint32_t levelsOf( const Handle& handle ) {
    return levels;
 }
 
-// "4", "0-4" or "*" as bits; none if it is anything else.
+// "4", "0-4" or "*" as bits; none for any other text.
 std::optional< uint32_t > parseLevels( std::string_view text ) {
    auto digit = []( char c ) { return c >= '0' && c <= '9'; };
    if ( text == "*" ) {

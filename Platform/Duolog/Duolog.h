@@ -4,12 +4,13 @@
 // is off costs a load and a test; its arguments are not evaluated.
 //
 //    namespace { Duolog::Handle trace( "SliceMtpSm" ); }
-//    DUOLOG( trace, 1, "SliceMtpSm::" << "handleConfigChange" << " mtp : " << mtp );
+//    DUOLOG_IN( trace, 1, "SliceMtpSm::handleConfigChange", " mtp : " << mtp );
+//    DUOLOG( trace, 2, "words of no handler: " << mtp );
 //
 //    Duolog::enable( "SliceMtpSm/0-4,Tcam*" );
 //
-// For the agent's thread only. Lines for standard error are buffered until there are many of
-// them, the agent exits or an assertion fails.
+// Only the agent's thread may use it. Lines for standard error are buffered until there are
+// many of them, the agent exits or an assertion fails.
 
 #include <cstdint>
 #include <functional>
@@ -25,7 +26,8 @@ inline constexpr int maxLevel = 9;
 
 class Handle {
  public:
-   // The name is kept by reference: a literal. Handles are objects of static storage.
+   // Keeps a reference to the name, which must be a literal. Handles are objects of static
+   // storage.
    explicit Handle( const char* name );
    ~Handle(); // a plug-in that is unloaded takes its handles along
    Handle( const Handle& ) = delete;
@@ -40,21 +42,21 @@ class Handle {
    const char* name_;
 };
 
-// Switches on, besides what is on already. `setting` is a comma list of NAME[/LEVELS]: NAME
-// with '*' for any characters, LEVELS as "4", "0-4" or "*" (the default). It also holds for
-// handles that are made later, so no name is unknown. Returns what is wrong with a malformed
-// setting, which then changes nothing.
+// Switches traces on, besides those that are on already. `setting` is a comma list of
+// NAME[/LEVELS]: NAME with '*' for any characters, LEVELS as "4", "0-4" or "*" (the default).
+// It also holds for handles that are made later, so no name is unknown. Returns what is wrong
+// with a malformed setting, which then changes nothing.
 std::optional< std::string > enable( std::string_view setting );
 void disableAll();
 // The names of all handles, sorted, each once.
 std::vector< std::string > handleNames();
 
-// Where lines go; standard error by default. A line comes without its end.
+// Receives the lines, each without its line end; standard error by default.
 using Sink = std::function< void( std::string_view line ) >;
 void sinkIs( Sink sink ); // an empty one restores the default
-// The time that lines bear, in seconds. The agent's own time by default.
+// The time stamp of lines, in seconds; the agent's own time by default.
 void timeSourceIs( double ( *now )() );
-// Writes out what is buffered. Also done before a fatal assertion aborts.
+// Writes out the buffered lines. A fatal assertion does so before it aborts.
 void flush();
 
 void write( const Handle& handle, int level, const std::string& text );
@@ -69,3 +71,6 @@ void write( const Handle& handle, int level, const std::string& text );
          ::Duolog::write( handle, level, duologText.str() );                                   \
       }                                                                                        \
    } while ( false )
+// A line that begins with the handler that it is of, and may say no more than that.
+#define DUOLOG_IN( handle, level, handler, ... )                                               \
+   DUOLOG( handle, level, handler __VA_OPT__( << __VA_ARGS__ ) )

@@ -31,7 +31,7 @@ class Message {
    Message( const Message& ) = delete;
    Message& operator=( const Message& ) = delete;
 
-   // As many arguments as the format has places: asserted.
+   // Takes as many arguments as the format has places: asserted.
    template < typename... Args >
    void log( const Args&... args ) const {
       std::vector< std::string > texts;
@@ -75,7 +75,7 @@ std::vector< const Message* > messages();
 const std::deque< Record >& records();
 void recordsDelAll();
 
-// Called with every record, besides keeping it; an empty one: nobody.
+// The sink is called with every record, which is kept as well; an empty sink ends this.
 void sinkIs( std::function< void( const Record& ) > sink );
 
 } // namespace Flitlog

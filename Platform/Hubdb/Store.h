@@ -18,7 +18,7 @@
 
 namespace Hubdb {
 
-// A mount or a look-up that its mode forbids, or a mode that is none.
+// Thrown for a mount or look-up that its mode forbids, and for text that is no mode.
 class ModeError : public std::logic_error {
  public:
    using std::logic_error::logic_error;
@@ -46,8 +46,8 @@ struct Mount {
 
 class Store {
  public:
-   // Puts an entity at a path, under its own type. One of that type that stands there is
-   // replaced.
+   // Puts an entity at a path, under its own type. It replaces the one of that type that is
+   // there.
    void entityIs( std::string_view path, Zol::Ptr< Zol::Entity > entity );
    void entityDel( std::string_view path, std::string_view typeName );
    // Null if there is none.
@@ -67,7 +67,7 @@ class Store {
 
 class MountGroup {
  public:
-   // ModeError if `mode` is none.
+   // ModeError if `mode` is no mode.
    void mount( std::string_view path, std::string_view typeName, std::string_view mode );
    const std::vector< Mount >& mounts() const { return mounts_; }
 
@@ -81,11 +81,11 @@ class EntityManager {
    explicit EntityManager( Store& store ) : store_( store ) {}
 
    MountGroup& mountGroup() { return group_; }
-   // For the agent: carries the mounts out. What is to be created is made by the type registry;
-   // ModeError if it does not know the type.
+   // For the agent: carries out the mounts. The type registry makes the entities that are to be
+   // created; ModeError if it does not know the type.
    MountStatus mountsComplete();
 
-   // What is mounted at the path, for reading; null if nothing is there. ModeError if the path
+   // The entity mounted at the path, for reading; null if there is none. ModeError if the path
    // is not mounted under that type.
    template < typename T >
    Zol::Ptr< const T > entity( std::string_view path ) const {

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the agent keeps of an ACL while it is built, whatever the chip.
+// The agent's data of an ACL while it is built, the same for all chips.
 
 #include "Platform/Acl/Rules.h"
 #include "Platform/Ixo/AclTypes.h"
@@ -8,9 +8,8 @@
 
 namespace Ixo {
 
-// The matches on layer 3 whose later fragments some rule of the ACL has decided on.
-// Fragments without a layer-4 header cannot be told apart any further, so one decision is
-// enough.
+// The layer-3 matches for which some rule of the ACL has decided on later fragments. Fragments
+// without a layer-4 header cannot be told apart any further, so one decision is enough.
 class AclFragMap : public Zol::Entity {
    ZOL_ENTITY( Ixo, AclFragMap, Zol::Entity,
          ( MAP, Acl::IpFilter, uint32_t, info ) ); // to the number of the rule that decided

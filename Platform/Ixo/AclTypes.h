@@ -8,7 +8,7 @@
 
 namespace Ixo {
 
-// An ACL by name and kind; the empty key is none.
+// An ACL by name and kind; the empty key names no ACL.
 class AclKey : public Zol::Value {
    ZOL_VALUE( Ixo, AclKey, ( VAL, Zol::String, aclName ), ( VAL, Acl::AclType, aclType ) );
 

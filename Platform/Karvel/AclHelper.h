@@ -11,21 +11,21 @@
 //    helper->commitAcl( *acl, unit );      // only now do packets see it
 //    helper->withdrawAcl( *acl );
 //
-// Entries are made as a forwarding ACL needs them: a deny rule's drops, a permit rule's
-// does nothing, and none looks at frames of the L2 classes that the agent keeps for itself
-// (DstClassL2). Whoever builds an ACL for another purpose changes that before committing.
-// Earlier rules win over later ones, and ACLs do not shadow each other.
+// Entries are made as a forwarding ACL needs them: a deny rule's entry drops, a permit rule's
+// does nothing, and none matches frames of the L2 classes that the agent keeps for itself
+// (DstClassL2). Builders of ACLs for other purposes change that before committing. Earlier
+// rules win over later ones, and ACLs do not shadow each other.
 
 #include "Platform/Karvel/KarvelAclData.h"
 #include "Platform/Zol/Sm.h"
 
 namespace Karvel {
 
-// One IP or IPv6 rule, as the helper takes it.
+// One IP or IPv6 rule, in the form that the helper takes.
 struct IpAclRuleData {
    Acl::AclType aclType = Acl::ip();
    Acl::RuleAction action = Acl::RuleAction::deny;
-   Acl::IpFilter filter; // its ECN does not count: the next two do
+   Acl::IpFilter filter; // its ECN is ignored: the next two count
    uint8_t ecnData = 0;  // 2 bits (RFC 3168)
    uint8_t ecnMask = 0;
    Zol::Set< Plix::IntfId > intf; // only on these of the ACL's interfaces; empty: on all
@@ -40,9 +40,9 @@ class AclHelper : public Zol::Entity {
    ZOL_ENTITY( Karvel, AclHelper, Zol::Entity );
 
  public:
-   // --- Who builds mirroring ACLs --------------------------------------------------------
-   // Registers the machine that builds the ACLs of a kind, direction and feature of
-   // mirroring; to do so again, or to clear what is not there, changes nothing.
+   // --- Builders of mirroring ACLs -------------------------------------------------------
+   // Registers the machine that builds the ACLs of a kind, direction and feature of mirroring.
+   // Registering it again, or clearing what is not registered, changes nothing.
    virtual void setMirroringKarvelAclTypeDirectionFeatureSm( Acl::AclType type,
          Acl::AclDirection direction, KarvelAclFeature feature, const Zol::EntitySm& sm ) = 0;
    virtual void clearMirroringKarvelAclTypeDirectionFeatureSm( Acl::AclType type,
@@ -53,8 +53,8 @@ class AclHelper : public Zol::Entity {
          const Ixo::AclKey& aclKey, KarvelAclFeature feature ) = 0;
    virtual IpAclRuleData createIpAclRuleData( Acl::AclType type, const Acl::RuleConfig& rule,
          uint8_t ecnData, uint8_t ecnMask ) const = 0;
-   // Makes the entries of one sub-rule, all of them or none, and adds them to the unit's
-   // data. `name` is for people: it is shown wherever the chip's entries are.
+   // Makes the entries of one sub-rule, all of them or none, and adds them to the unit's data.
+   // `name` is for people: it is shown wherever the chip's entries are.
    virtual Ixo::AclCreateError createIpAclRule( KarvelAclData& acl, uint32_t unit,
          uint32_t ruleNum, uint32_t subRuleNum, const IpAclRuleData& rule,
          const Zol::String& name ) = 0;
@@ -65,7 +65,7 @@ class AclHelper : public Zol::Entity {
    virtual Ixo::AclCreateError updateAclPortsInUnits( KarvelAclData& acl ) = 0;
    // Installs all entries, or none.
    virtual Ixo::AclCreateError commitAcl( KarvelAclData& acl, uint32_t unit ) = 0;
-   // Notes what whoever builds the ACL has met itself, so that it is reported and tried again.
+   // Records an error that the builder of the ACL met itself, to be reported and tried again.
    virtual void aclProblemIs(
          KarvelAclData& acl, uint32_t unit, Ixo::AclCreateError error ) = 0;
    // Takes everything of the ACL off the chips.

@@ -23,7 +23,7 @@ struct AclEntry {
    EntryId key() const { return entryId; }
 };
 
-// The entries in the order in which they were made, which is that of the rules.
+// The entries in the order in which they were made, which is the order of the rules.
 class AclEntryList {
  public:
    void add( const AclEntry& entry ) { entries_.push_back( entry ); }

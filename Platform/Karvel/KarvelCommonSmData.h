@@ -23,7 +23,7 @@ class UnitData : public Zol::Entity {
 ZOL_ENUM( PortType, uint8_t, ( front, 0 ),
       ( channel, 1 ) ); // one of several that share a front-panel port, told apart by channel
 
-// What the source tags of a slice's copies say besides the channel.
+// The fields of a slice's source tags besides the channel.
 class SourceTag : public Zol::Value {
    ZOL_VALUE( Karvel, SourceTag, ( VAL, uint16_t, signature ), ( VAL, uint8_t, prio ),
          ( VAL, uint8_t, deviceId ), ( VAL, uint8_t, offset ) );
@@ -38,7 +38,7 @@ class KarvelCommonSmData : public Zol::Entity {
          ( MAP, int32_t, uint32_t, karvelModId ), // unit to module id
          ( MAP, KarvelTypes::KarvelPort, Zol::String, karvelPortToIntf ),
          ( MAP, Zol::String, SysPort, intfToPort ),
-         ( MAP, KarvelTypes::KarvelPort, PortType, portType ), // front where it is not said
+         ( MAP, KarvelTypes::KarvelPort, PortType, portType ),          // absent: front
          ( MAP, KarvelTypes::KarvelPort, uint32_t, karvelPortChannel ), // of channel ports
          ( VAL, SourceTag, sourceTag ),
          ( SET, int32_t, chipPort ), // every front-panel port number of the slice's chip

@@ -26,12 +26,12 @@ void reportSdkError(
          callText << " API ERROR:" << ::Shim::Sdk::bcm_errmsg( rc ) << label << rc << ")" );
 }
 
-Shim::Rc reportUnless(
-      Shim::Rc tolerated, const Duolog::Handle& trace, const char* callText, Shim::Rc rc ) {
-   if ( rc < 0 && rc != tolerated ) {
-      reportSdkError( trace, callText, rc );
+Shim::Rc reportUnless( Shim::Rc tolerated, const Duolog::Handle& trace,
+      const SdkOutcome& outcome, SdkErrorForm form ) {
+   if ( outcome.rc < 0 && outcome.rc != tolerated ) {
+      reportSdkError( trace, outcome.callText, outcome.rc, form );
    }
-   return rc;
+   return outcome.rc;
 }
 
 } // namespace Karvel

@@ -41,8 +41,8 @@ struct TcamEntryResult {
 // Whether equal port sets may share one port class.
 enum class ClassSharing : uint8_t { exclusive, shared };
 
-// Gives entries of one group, as many as the chip has. Its group goes with the last pointer to
-// it; entries that are still held then are released.
+// Hands out entries of one group, as many as the chip has. When its last pointer goes, its
+// group goes and entries that are still held are released.
 class KarvelUnboundedTcamEntryManager : public Zol::Entity {
    ZOL_ENTITY( Karvel, KarvelUnboundedTcamEntryManager, Zol::Entity );
 
@@ -59,7 +59,7 @@ class KarvelUnboundedTcamEntryManager : public Zol::Entity {
    virtual Shim::Rc addInPortsForEntry( uint32_t unit, EntryId entryId,
          const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) = 0;
    virtual Shim::Rc installEntry( uint32_t unit, EntryId entryId ) = 0;
-   // It matches no more, and stays held. One that is not installed is as it was.
+   // The entry matches no more, and stays held. No effect on an entry that is not installed.
    virtual Shim::Rc uninstallEntry( uint32_t unit, EntryId entryId ) = 0;
    // E_NOT_FOUND, without effect, for an id that this manager does not hold.
    virtual Shim::Rc releaseEntry( uint32_t unit, EntryId entryId ) = 0;
@@ -68,21 +68,21 @@ class KarvelUnboundedTcamEntryManager : public Zol::Entity {
 // How a policer is attached to an entry.
 enum class PolicerAttach : uint8_t { single }; // it is the entry's only one
 
-// Gives entries of one feature on every chip, up to a bound for each. An entry belongs to who
-// asked for it.
+// Hands out entries of one feature on every chip, up to a bound for each. An entry belongs to
+// the caller that asked for it.
 class KarvelBoundedTcamEntryManager : public Zol::Entity {
    ZOL_ENTITY( Karvel, KarvelBoundedTcamEntryManager, Zol::Entity );
 
  public:
-   // Creates an entry that counts; its slot is reserved from here on. 0 if there is none left. The
-   // name is for people: it is shown wherever the chip's entries are.
+   // Creates an entry that counts; its slot is reserved from here on. 0 if there is none left.
+   // The name is for people: it is shown wherever the chip's entries are.
    virtual EntryId getEntryWithStats(
          uint32_t unit, const Zol::String& name, Shim::FieldStat counters ) = 0;
-   // Replaces the policer that the entry has. If it cannot be attached the entry must not be
-   // installed without it: installEntry() fails until it is.
+   // Replaces the entry's policer. If the new one cannot be attached, installEntry() fails
+   // until it is: the entry must not be installed without it.
    virtual Shim::Rc attachPolicer(
          uint32_t unit, EntryId entryId, uint32_t policerId, PolicerAttach flag ) = 0;
-   // An entry that had one is to be installed without.
+   // The next install leaves the entry without a policer.
    virtual Shim::Rc detachPolicer( uint32_t unit, EntryId entryId ) = 0;
    virtual Shim::Rc installEntry( uint32_t unit, EntryId entryId ) = 0;
    // E_NOT_FOUND, without effect, for an id that this manager does not hold.
@@ -104,7 +104,7 @@ struct MirroringAclGroup {
 // A feature that keeps ACL entries (KarvelMirror/Features.h).
 using KarvelAclFeature = Zol::Id< struct KarvelAclFeatureTag, uint8_t >;
 
-// What a feature's mirroring ACL group is for beyond what its feature says.
+// The purpose of a feature's mirroring ACL group, beyond what the feature says.
 struct MirroringAclMetadata {
    bool egress = false;
    bool operator==( const MirroringAclMetadata& ) const = default;
@@ -122,8 +122,8 @@ class KarvelTcamGroupManager : public Zol::Entity {
    virtual TcamStatus groupMirroringAclDataIs(
          uint32_t unit, const MirroringAclGroup& group ) = 0;
 
-   // The entry manager of one feature's plain mirroring rules on one chip: the same one for
-   // all who ask while somebody holds it. Its group is made with its first entry.
+   // The entry manager of one feature's plain mirroring rules on one chip: all callers get the
+   // same one while somebody holds it. Its group is made with its first entry.
    virtual Zol::Ptr< KarvelUnboundedTcamEntryManager > mirroringAclEntryManager(
          uint32_t unit, KarvelAclFeature feature ) = 0;
    // Says that the feature's group is a mirroring ACL's; without it there are no entries.
@@ -133,11 +133,12 @@ class KarvelTcamGroupManager : public Zol::Entity {
    // The entry manager of a feature, on all chips; null if no chip has the feature.
    virtual Zol::Ptr< KarvelBoundedTcamEntryManager > boundedEntryManager(
          KarvelTcamFeature feature ) = 0;
-   // Gives a policer, which the chip may get only when an entry is to have it: so there always is
-   // one for a configuration that the chip understands. False if it does not.
+   // Creates a policer. The chip may get it only when an entry is to have it, so there always
+   // is one for a configuration that the chip understands. False if it does not.
    virtual bool createPolicer(
          uint32_t unit, const Shim::bcm_policer_config_s& config, uint32_t* policerId ) = 0;
-   // It goes with the last entry that has it. E_NOT_FOUND, without effect, if there is none.
+   // The policer goes with the last entry that has it. E_NOT_FOUND, without effect, if there is
+   // none.
    virtual Shim::Rc removePolicer( uint32_t unit, uint32_t policerId ) = 0;
 };
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// What the agent knows of its chips: attributes, given by the platform for each chip, and the
-// chip table with what follows from them.
+// What the agent knows of its chips: attributes, which the platform gives for each chip, and
+// the chip table, which follows from them.
 
 #include "Platform/Zol/Entity.h"
 #include "Platform/Zol/Value.h"
@@ -21,7 +21,7 @@ class KarvelAttributes : public Zol::Entity {
    ZOL_ENTITY( KarvelCentral, KarvelAttributes, Zol::Entity,
          ( MAP, Zol::String, ChipAttributes, chipAttributes ) );
 };
-// The process's one; the agent fills it in before it makes a slice.
+// The only one of the process; the agent fills it in before it makes a slice.
 const Zol::Ptr< KarvelAttributes >& karvelAttributes();
 
 class ChipInfo : public Zol::Entity {

@@ -1,6 +1,7 @@
 #pragma once
 
-// What the platform says of a chip to the features that run on it, one entity for each feature:
+// What the platform tells the features that run on a chip about it, one entity for each
+// feature:
 //
 //    auto mirror = scsd->chipProfile()->feature< KarvelMirror::KarvelChipAttributesMirror >();
 
@@ -15,7 +16,7 @@ class ChipProfile : public Zol::Entity {
  public:
    explicit ChipProfile( const Zol::String& chip ) : chip_( chip ) {}
 
-   // Null if the chip says nothing to that feature.
+   // Null if the profile has nothing for that feature.
    template < typename Feature >
    Zol::Ptr< const Feature > feature() const {
       return Zol::dynamicCast< const Feature >(

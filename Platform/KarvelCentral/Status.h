@@ -1,6 +1,6 @@
 #pragma once
 
-// What central agents and the feature agents share with a slice besides mirroring's own data.
+// Data besides mirroring's own that central agents and feature agents share with a slice.
 
 #include "Platform/Karvel/SysPort.h"
 #include "Platform/KarvelTcamConfig/KarvelTcamEvents.h"
@@ -32,8 +32,8 @@ class PortTabKey : public Zol::Value {
    PortTabKey( PortTab table, uint32_t index ) : table_( table ), index_( index ) {}
 };
 
-// Writes that a feature asks of the port tables of a slice's chip. Whoever posted a request takes
-// it back; the entry is then as after reset.
+// Writes that a feature asks of the port tables of a slice's chip. The feature that posted a
+// request takes it back; the entry is then as after reset.
 class PortTabWriteRequestDir : public Zol::Entity {
    ZOL_ENTITY( KarvelCentral, PortTabWriteRequestDir, Zol::Entity,
          ( MAP, PortTabKey, uint32_t, request ) );
@@ -43,8 +43,8 @@ class PortTabWriteRequestDir : public Zol::Entity {
    void postRequest( const PortTabKey& key, uint32_t value ) { requestIs( key, value ); }
 };
 
-// Common data of the feature agents, shared under "featureCommon": a slice's way to the shared
-// TCAM manager. Empty on a chip that is not programmed by requests.
+// Common data of the feature agents, shared under "featureCommon": how a slice reaches the
+// shared TCAM manager. Empty on a chip that is not programmed by requests.
 class FeatureAgentCommonSmData : public Zol::Entity {
    ZOL_ENTITY( KarvelCentral, FeatureAgentCommonSmData, Zol::Entity,
          ( VAL, Zol::Ptr< KarvelTcamConfig::KarvelTcamEvents >, tcamEvents ),

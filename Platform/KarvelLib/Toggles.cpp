@@ -23,7 +23,7 @@ using Toggles = std::map< std::string, bool, std::less<> >;
          "; allowed: one JSON object of true and false, each name once" );
 }
 
-// A parser for what the file may hold and nothing more; other JSON is refused.
+// Parses what the file may hold and nothing more; other JSON is refused.
 class Parser {
  public:
    Parser( const std::string& path, std::string text )
@@ -107,7 +107,7 @@ Toggles readToggles( const std::string& path ) {
    if ( !std::filesystem::exists( path, error ) && !error ) {
       return {};
    }
-   // What is there but cannot be read must not pass for missing.
+   // A file that is there but cannot be read must not pass for missing.
    std::ifstream in( path, std::ios::binary );
    std::string text;
    char chunk[ 4096 ];

@@ -1,6 +1,6 @@
 #pragma once
 
-// Feature toggles: a flat JSON object of booleans in a file of the agent's,
+// Feature toggles: a flat JSON object of booleans in one of the agent's files,
 //
 //    { "KarvelMirrorT4Gre": false }
 //
@@ -12,8 +12,8 @@
 
 namespace KarvelLib {
 
-// Where toggle files stand. By default (and for an empty one) what the environment variable
-// KARVEL_TOGGLE_DIR says, or else the working directory.
+// The directory of toggle files. By default (and for an empty one) it is the value of the
+// environment variable KARVEL_TOGGLE_DIR, or else the working directory.
 void toggleDirectoryIs( const std::string& directory );
 std::string toggleDirectory();
 

@@ -10,22 +10,16 @@ void EncapBufferHelper::TunnelSm::doInit() {
 }
 
 void EncapBufferHelper::doInit() {
-   react< &EncapBufferHelper::handleTunnel, LogicalFapMtpProgramInfo::Attr::tunnel >(
+   follow< &EncapBufferHelper::handleTunnel, LogicalFapMtpProgramInfo::Attr::tunnel >(
          lfMtpProgramInfo() );
-   for ( TunnelId id : lfMtpProgramInfo()->tunnel().keys() ) {
-      handleTunnel( id );
-   }
 }
 
 void EncapBufferHelper::handleTunnel( TunnelId id ) {
    Zol::Ptr< const Tunnel > tunnel = lfMtpProgramInfo()->tunnel( id );
-   // One that went and came back within one batch is another entity.
-   if ( tunnelSm( id ) && tunnelSm( id )->tunnel() != tunnel ) {
-      tunnelSmDel( id );
-   }
-   if ( tunnel ) {
-      tunnelSmIs( id, tunnel, *this );
-   } else {
+   Zol::follow< &TunnelSm::tunnel >(
+         tunnelSm( id ), tunnel, [ & ] { tunnelSmDel( id ); },
+         [ & ] { tunnelSmIs( id, tunnel, *this ); } );
+   if ( !tunnel ) {
       encapBufferDel( id );
    }
 }

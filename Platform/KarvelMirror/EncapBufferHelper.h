@@ -1,7 +1,8 @@
 #pragma once
 
 // Follows the encapsulation buffers of a slice's mirror tunnels of one address family: for each
-// tunnel whether copies are sent through it, and how many bytes of headers stand in front of them.
+// tunnel, whether copies are sent through it, and how many bytes of headers stand in front of
+// them.
 
 #include "Platform/KarvelMirror/ProgramInfo.h"
 #include "Platform/Zol/Sm.h"

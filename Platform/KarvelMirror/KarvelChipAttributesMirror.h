@@ -1,6 +1,6 @@
 #pragma once
 
-// What a chip's profile says to mirroring.
+// What a chip's profile tells mirroring.
 
 #include "Platform/KarvelMirror/TunnelParameters.h"
 #include "Platform/Zol/Entity.h"
@@ -11,12 +11,12 @@ class KarvelChipAttributesMirror : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, KarvelChipAttributesMirror, Zol::Entity,
          // The first header-insertion profile that is mirroring's; never 0.
          ( VAL, uint8_t, mirrorEditIdBase ),
-         // The logical table of these profiles; empty: the chip inserts headers without.
+         // The logical table of these profiles; empty: the chip inserts headers without it.
          ( VAL, Zol::String, headerInsertionTable ) );
 };
 
-// The header-insertion profile of a tunnel, counted from mirrorEditIdBase: the first two are not
-// for tunnels.
+// The header-insertion profile of a tunnel, counted from mirrorEditIdBase: the first two are
+// not for tunnels.
 constexpr uint32_t insertProfileOf( TunnelId tunnel ) { return tunnel.value() + 2U; }
 
 // The longest header that a chip can insert, in bytes: two insertions.

@@ -73,7 +73,7 @@ class Tunnel : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, Tunnel, Zol::Entity, ( CONST, TunnelId, tunnelId ),
          ( VAL, TunnelParameters, parameters ),
          ( VAL, uint32_t, headerSize ), // bytes that stand in front of a copy; at most 128
-         ( VAL, bool, active ) ); // its way is known, and the chip sends copies through it
+         ( VAL, bool, active ) ); // its route is known, and the chip sends copies through it
 
  public:
    explicit Tunnel( TunnelId tunnelId ) : tunnelId_( tunnelId ) {}
@@ -125,12 +125,12 @@ class SliceCapability : public Zol::Entity {
 ZOL_ENUM( ProgramStatus, uint8_t, ( unknown, 0 ), ( success, 1 ), ( failed, 2 ),
       ( resourceExhaustion, 3 ) ); // the hardware ran out of entries
 
-// What is limited in rate.
+// The copies that a rate limits.
 ZOL_ENUM( RateLimitKind, uint8_t, ( gre, 0 ), // copies that leave through tunnels
       ( port, 1 ) );                          // copies that leave by a port
 
-// How programming went, per destination; a destination that has gone has no status, and one
-// without rules of a kind none of that kind.
+// How programming went, per destination. A destination that has gone has no status; one without
+// rules of a kind has no status of that kind.
 class SliceMtpProgramStatus : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, SliceMtpProgramStatus, Zol::Entity,
          ( MAP, Mtp, ProgramStatus, programStatus ),    // port mirroring

@@ -1,7 +1,7 @@
 #pragma once
 
-// Interface profiles: the sets of ingress ports that entries match, and how the chip is to match
-// them. Equal ones are one object, so they are compared by pointer.
+// Interface profiles: the sets of ingress ports that entries match, and how the chip is to
+// match them. Equal profiles are one object, so they are compared by pointer.
 
 #include "Platform/Shim/SdkTypes.h"
 #include "Platform/Zol/Entity.h"
@@ -19,7 +19,7 @@ class IntfProfile : public Zol::RefCounted {
          : match_( match ), ports_( ports ), mask_( mask ) {}
    IntfMatch match() const { return match_; }
    const Shim::PortBitmap& ports() const { return ports_; }
-   // The ports that are looked at, where they are matched by a bitmap.
+   // The ports that a match by bitmap looks at.
    const Shim::PortBitmap& mask() const { return mask_; }
 
  private:
@@ -32,7 +32,7 @@ class KarvelTcamIntfProfileMgr : public Zol::Entity {
    ZOL_ENTITY( KarvelTcam, KarvelTcamIntfProfileMgr, Zol::Entity );
 
  public:
-   // The profile of these ports. It lives while somebody has it.
+   // The profile of these ports. It lives while somebody holds it.
    virtual Zol::Ptr< const IntfProfile > intfProfile(
          IntfMatch match, const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) = 0;
 };

@@ -13,8 +13,8 @@
 //    rules->entryQEnq( entry->ruleId() );
 //    config->currCfgIs( rules );
 //
-// and then a review request (Platform/KarvelTcamConfig). A sub-configuration is not changed any
-// more once it was committed: the next one takes its place.
+// and then a review request (Platform/KarvelTcamConfig). A committed sub-configuration never
+// changes: the next one takes its place.
 
 #include <vector>
 
@@ -46,7 +46,7 @@ class PortQualifier : public Zol::Value {
            portIdMask_( portIdMask ) {}
 };
 
-// Entries are many, so the two below hold what they hold in place.
+// There are many entries, so the two classes below hold their data in place.
 class Action : public Zol::Value {
    ZOL_VALUE( KarvelTcam, Action, ( VAL, ActionType, type ), ( VAL, uint32_t, param0 ),
          ( VAL, uint32_t, param1 ), ( VAL, uint8_t, given ) ); // bits of the parameters set
@@ -113,8 +113,8 @@ class RequestSubConfig : public Zol::Entity {
    RuleId getRuleId( const RequestKey& key, uint32_t sequence ) const {
       return { static_cast< uint32_t >( Zol::hash( key ) ), sequence };
    }
-   // The entries that are to be programmed, in this order; each must be there, and stands here
-   // once.
+   // Adds an entry to those that are to be programmed, in this order. The entry must exist, and
+   // is added once.
    void entryQEnq( RuleId ruleId ) { entryQ_.push_back( ruleId ); }
    const std::vector< RuleId >& entryQ() const { return entryQ_; }
 
@@ -122,7 +122,7 @@ class RequestSubConfig : public Zol::Entity {
    std::vector< RuleId > entryQ_;
 };
 
-// --- A request ---------------------------------------------------------------------------------
+// --- A request -------------------------------------------------------------------------------
 
 class PipeInfoPerFap : public Zol::Entity {
    ZOL_ENTITY( KarvelTcam, PipeInfoPerFap, Zol::Entity,
@@ -149,14 +149,14 @@ class RequestConfig : public Zol::Entity {
          ( CONST, Zol::String, requestName ), ( OWN, FapSet, fapSet ),
          ( OWN, ClassInfo, classInfo ), ( VAL, RequestConfigType, requestConfigType ),
          ( COLL, Orv::UniqueId, RequestSubConfig, requestSubConfig ),
-         ( VAL, Zol::Ptr< const RequestSubConfig >, currCfg ) ); // the one that counts
+         ( VAL, Zol::Ptr< const RequestSubConfig >, currCfg ) ); // the one in force
 
  public:
    RequestConfig( const RequestKey& requestKey, const Zol::String& requestName )
          : requestKey_( requestKey ), requestName_( requestName ) {}
 };
 
-// What the manager has to say of a request. It says so with a new one each time.
+// The manager's answer to a request. Each answer is a new object.
 class RequestStatus : public Zol::Entity {
    ZOL_ENTITY( KarvelTcam, RequestStatus, Zol::Entity, ( CONST, RequestKey, requestKey ),
          ( CONST, RequestStatusType, statusType ) );

@@ -1,8 +1,8 @@
 #pragma once
 
 // The names and numbers of the shared TCAM manager's requests: what a request is called, what
-// its entries may match and do, and what the manager answers. All numbers stand here, and only
-// here.
+// its entries may match and do, and what the manager answers. All numbers are defined here
+// only.
 
 #include "Platform/KarvelTypes/U10.h"
 #include "Platform/Zol/Enum.h"
@@ -16,18 +16,18 @@ ZOL_RANGE( U8Range, U8::value, 0, 0xff, 0xff );
 using U8 = Zol::RangeChecked< U8Range >;
 using ::U10;
 
-// Who asks. Requests are filed under it.
+// The feature that asks; requests are filed under it.
 ZOL_ENUM( FeatureType, uint8_t, ( none, 0 ), ( mirroring, 1 ) );
 
-// What a request's entries are put together by: each has a hardware group of its own, so that
-// one entry of each can match a packet.
+// The groups that requests put their entries into. Each has a hardware group of its own, so
+// that one entry of each can match a packet.
 ZOL_ENUM( FeatureGroupType, uint8_t, ( invalid, 0 ), ( mirroring0, 130 ), ( mirroring1, 131 ),
       ( mirroring2, 132 ), ( mirroring3, 133 ) ); // of mirror destinations 0 to 3
 constexpr FeatureGroupType fgtInvalid() { return FeatureGroupType::invalid; }
 
 ZOL_ENUM( RequestConfigType, uint8_t, ( none, 0 ),
       ( programming, 1 ), // its current sub-configuration is to be in the chip
-      ( deleting, 2 ) );  // nothing of it
+      ( deleting, 2 ) );  // nothing of it is to be there
 
 ZOL_ENUM( QualifierType, uint8_t, ( none, 0 ), ( dstPort, 25 ), // a port qualifier
       ( dstTrunk, 26 ) );                                       // data is the trunk id
@@ -42,7 +42,7 @@ ZOL_ENUM( ActionType, uint8_t, ( none, 0 ),
                                // mirror destination
       ( mirrorIngress, 58 ) ); // copy the frame as received; likewise
 
-// What became of a request. Other numbers are other services' and never meant for a request.
+// What became of a request. Other numbers belong to other services and never concern a request.
 ZOL_ENUM( RequestStatusType, uint8_t, ( reviewing, 0 ), // taken, not carried out yet
       ( programmed, 2 ),                                // all of it is in the chip
       ( noRoom, 14 ),    // nothing of it is; it is tried again when there may be room

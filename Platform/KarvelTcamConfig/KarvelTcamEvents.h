@@ -9,8 +9,8 @@
 //    events->clientWarmIs( true );     // once: the manager carries nothing out before
 //
 // The manager carries a batch out in a later turn of the event loop; of several review requests
-// of one key it is the last that counts. It answers in the status directory, in the directory
-// of the channel's name: one KarvelTcam::RequestStatus per request, under the request's name.
+// for one key the last one counts. It answers in the status directory, in the directory of the
+// channel's name: one KarvelTcam::RequestStatus per request, under the request's name.
 
 #include <vector>
 
@@ -29,7 +29,7 @@ class KarvelTcamReviewRequest : public Zol::Entity {
    ZOL_ENTITY( KarvelTcamConfig, KarvelTcamReviewRequest, Zol::Entity,
          ( CONST, Zol::Ptr< const KarvelTcam::RequestConfig >, requestConfig ),
          ( CONST, Zol::Ptr< const KarvelTcamIntfType >, intfType ),
-         ( CONST, double, time ) ); // at which it was asked for, in the agent's seconds
+         ( CONST, double, time ) ); // of the request, in the agent's seconds
 
  public:
    KarvelTcamReviewRequest( Zol::Ptr< const KarvelTcam::RequestConfig > requestConfig,
@@ -39,7 +39,7 @@ class KarvelTcamReviewRequest : public Zol::Entity {
 
 class KarvelTcamEvents : public Zol::Entity {
    ZOL_ENTITY( KarvelTcamConfig, KarvelTcamEvents, Zol::Entity, ( CONST, Zol::String, name ),
-         ( VAL, bool, clientWarm ),  // the client has asked for all that it wants at its start
+         ( VAL, bool, clientWarm ),  // the client has made all requests of its start
          ( VAL, uint32_t, batch ) ); // how many were committed
 
  public:
@@ -49,11 +49,11 @@ class KarvelTcamEvents : public Zol::Entity {
 
    // --- For the client -------------------------------------------------------------------
    void enqueueRequests( Zol::Ptr< const KarvelTcamReviewRequest > review );
-   // Hands what was enqueued over to the manager.
+   // Hands the enqueued requests over to the manager.
    void commitBatch();
 
    // --- For the manager ------------------------------------------------------------------
-   // What was committed since it was last taken, in order.
+   // The reviews that were committed since the last call, in order.
    Reviews takeCommitted();
 
  private:

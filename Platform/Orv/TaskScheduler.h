@@ -1,8 +1,8 @@
 #pragma once
 
 // Backlog tasks: work that a handler puts off to a later turn of the event loop. A task that is
-// scheduled twice before it ran runs once. Tasks run one after the other, in the order in which
-// they were scheduled.
+// scheduled twice before it runs is run once. Tasks run one after the other, in the order in
+// which they were scheduled.
 //
 //    Orv::Task update_{ scheduler, *this, [ this ] { updateRules(); } };
 //    update_.schedule();
@@ -32,7 +32,7 @@ class TaskScheduler : public Zol::Entity {
 };
 
 // The work may destroy the task. A task that knows its owner keeps the owner's memory while the
-// work runs, so that a machine may also go in its own work.
+// work runs, so that the work may also let go of its machine.
 class Task {
  public:
    using Work = std::function< void() >;

@@ -4,7 +4,7 @@
 
 namespace Orv {
 
-// A number that is handed out once in the life of the process. The default one is none.
+// A number that is handed out once in the life of the process. A default one is no number.
 class UniqueId : public Zol::Value {
    ZOL_VALUE( Orv, UniqueId, ( VAL, uint64_t, number ) );
 

@@ -18,7 +18,7 @@ class EthAddr {
    constexpr EthAddr() = default;
    constexpr explicit EthAddr( const std::array< uint8_t, 6 >& bytes ) : bytes_( bytes ) {}
 
-   // "00:1c:73:00:00:01", also with '-' between the bytes; none if it is anything else.
+   // "00:1c:73:00:00:01", also with '-' between the bytes; none for any other text.
    static std::optional< EthAddr > fromString( std::string_view text );
    std::string toString() const; // lower case, colons
 

@@ -109,8 +109,8 @@ std::optional< Ip6Addr > Ip6Addr::fromString( std::string_view text ) {
 std::string Ip6Addr::toString() const {
    const Groups groups = toGroups( bytes_ );
    const Run zeros = longestZeroRun( groups );
-   // IPv4-mapped addresses are the ones that RFC 5952 section 5 has in mixed notation without
-   // further knowledge of the network.
+   // Of the addresses that RFC 5952 section 5 writes in mixed notation, only IPv4-mapped ones
+   // can be told without knowing the network.
    if ( zeros.begin == 0 && zeros.size == 5 && groups[ 5 ] == 0xffff ) {
       return "::ffff:" + IpAddr( uint32_t( groups[ 6 ] ) << 16 | groups[ 7 ] ).toString();
    }

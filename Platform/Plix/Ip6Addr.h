@@ -19,7 +19,7 @@ class Ip6Addr {
    constexpr Ip6Addr() = default;
    constexpr explicit Ip6Addr( const std::array< uint8_t, 16 >& bytes ) : bytes_( bytes ) {}
 
-   // Any form of RFC 4291 section 2.2, without zone; none if it is anything else.
+   // Any form of RFC 4291 section 2.2, without zone; none for any other text.
    static std::optional< Ip6Addr > fromString( std::string_view text );
    std::string toString() const;
 

@@ -18,7 +18,7 @@ class IpAddr {
    constexpr IpAddr() = default;
    constexpr explicit IpAddr( uint32_t hostOrder ) : value_( hostOrder ) {}
 
-   // Four decimal numbers, 0 to 255, without leading zeros; none if it is anything else.
+   // Four decimal numbers, 0 to 255, without leading zeros; none for any other text.
    static std::optional< IpAddr > fromString( std::string_view text );
    std::string toString() const;
 

@@ -26,15 +26,16 @@ class IpGenAddr {
    constexpr explicit( false ) IpGenAddr( const Ip6Addr& addr )
          : family_( AddressFamily::ipv6 ), v6_( addr ) {}
 
-   // As IpAddr or Ip6Addr, or nothing at all: no family; none if it is anything else.
+   // The forms of IpAddr and Ip6Addr; empty text is an address of no family; none for any
+   // other.
    static std::optional< IpGenAddr > fromString( std::string_view text );
    std::string toString() const; // empty for no family
 
    constexpr AddressFamily family() const { return family_; }
-   // Zero unless it is of that family.
+   // Zero if the address is not of that family.
    constexpr const IpAddr& v4Addr() const { return v4_; }
    constexpr const Ip6Addr& v6Addr() const { return v6_; }
-   // The zero address of its family, or of none.
+   // True for the zero address of a family, and for no family.
    constexpr bool isZero() const { return v4_ == IpAddr() && v6_ == Ip6Addr(); }
    constexpr auto operator<=>( const IpGenAddr& ) const = default;
 

@@ -31,7 +31,7 @@ class Mounter : public SharedEntityUser {
  public:
    using SharedEntityUser::SharedEntityUser;
 
-   // The agent's; set before doInit.
+   // The agent's entity manager; set before doInit.
    void entityManagerIs( Hubdb::EntityManager* manager ) { entityManager_ = manager; }
 
    // Declares the mounts in the mount group of the entity manager; called once.

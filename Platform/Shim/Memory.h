@@ -1,8 +1,8 @@
 #pragma once
 
 // The chip's memories as SDK calls name them: tables of entries, each with fields of their own
-// width. An entry is read whole into a buffer, its fields are changed there, and it is written back
-// whole. Which memories a chip has, and how many entries, depends on its family.
+// width. An entry is read whole into a buffer, its fields are changed there, and it is written
+// back whole. Which memories a chip has, and how many entries, depends on its family.
 
 #include <array>
 #include <cstddef>

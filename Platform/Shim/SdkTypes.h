@@ -21,7 +21,7 @@ inline constexpr int maxPorts = 256;
 using PortBitmap = std::bitset< maxPorts >;
 
 enum class FieldStage : uint8_t {
-   ingress, // looked up when a frame has been forwarded in thought: destination is known
+   ingress, // looked up after the forwarding decision, before the frame is sent
    egress,  // looked up for every frame that is about to leave
 };
 
@@ -33,6 +33,7 @@ enum class Qualifier : uint8_t {
    dstTrunk,
    drop,
    outerVlanId,
+   outerVlanPriority, // 3 bits; ingress
    ipType,
    srcIp,
    dstIp,
@@ -75,25 +76,24 @@ inline constexpr FieldIpType bcmFieldIpTypeIp = FieldIpType::ip;
 inline constexpr FieldIpType bcmFieldIpTypeIpv4Any = FieldIpType::ipv4Any;
 inline constexpr FieldIpType bcmFieldIpTypeIpv6 = FieldIpType::ipv6;
 
-// Which part of an IPv4 or IPv6 datagram a frame carries.
+// The part of an IPv4 or IPv6 datagram that a frame carries.
 enum class FieldIpFrag : uint8_t {
    non,        // all of it
    first,      // the first of several
-   nonOrFirst, // a layer-4 header
-   notFirst,   // no layer-4 header
+   nonOrFirst, // a part with a layer-4 header
+   notFirst,   // a part without a layer-4 header
    any,        // one of several
 };
 
 enum class FieldAction : int32_t {
    mirrorIngress = 1, // copy the frame as received; param0 unit, param1 destination
    mirrorEgress,      // copy the frame as sent; param0 unit, param1 destination
-   mirrorIngressTo,   // copy the frame as received; param0 destination, param1 is not looked
-                      // at
+   mirrorIngressTo,   // copy the frame as received; param0 destination, param1 ignored
    drop,              // do not forward; no parameters
    cosQCpuNew,        // copy to the CPU; param0 its queue
-   // Egress.
-   rpDrop,          // drop what the entry's policer finds red; no parameters
-   svtagEnable,     // insert a source tag; param0 1. The others say what is in it, in param0:
+   // Of the egress stage.
+   rpDrop,          // drop frames that the entry's policer marks red; no parameters
+   svtagEnable,     // insert a source tag; param0 1. Param0 of the others is a field of it:
    svtagSignature,  // 16 bits, where a frame has its EtherType
    svtagPrio,       // 3 bits
    svtagDeviceId,   // 5 bits
@@ -121,13 +121,13 @@ enum class FieldStat : uint8_t {
 
 // How a policer sorts frames into colours.
 enum class PolicerMode : uint8_t {
-   committed, // one token bucket: what finds its length in it is green, all else red
+   committed, // one token bucket: a frame whose length it holds is green, else red
 };
 
 // Bits of bcm_policer_config_s::flags.
-inline constexpr uint32_t policerByBytes = 0x04; // frames weigh their length; needed
+inline constexpr uint32_t policerByBytes = 0x04; // frames weigh their length; required
 inline constexpr uint32_t policerColorBlind =
-      0x40; // no colour that a frame may have counts; needed
+      0x40; // the colour that a frame may have is ignored; required
 
 // Kilobits are 1000 bits. A frame weighs its bytes on the wire without preamble and frame
 // check sequence, the same as counters count.
@@ -151,13 +151,13 @@ struct MirrorTunnel {
    Plix::EthAddr srcMac;
    Plix::EthAddr dstMac;
    uint16_t vid = 0;      // of an 802.1Q tag; 0: none
-   Plix::IpGenAddr srcIp; // of one family
+   Plix::IpGenAddr srcIp; // both of one family
    Plix::IpGenAddr dstIp;
    uint8_t trafficClass = 0; // DSCP in the upper six bits
    uint8_t ttl = 255;        // or hop limit
    uint16_t greProtocol = 0x88be;
    std::optional< uint32_t > greKey;
-   // On chips that insert headers by profile: the one that says how much of these.
+   // On chips that insert headers by profile: the profile that says how much of these.
    int32_t insertProfile = 0;
 
    bool operator==( const MirrorTunnel& ) const = default;
@@ -169,7 +169,7 @@ struct MirrorDestination {
    Kind kind = Kind::port;
    int32_t id = 0;                            // port number or trunk id
    std::optional< MirrorTunnel > tunnel = {}; // none: copies leave as they are
-   // The CoS queue of the copies: 0 to 7; none: what the switch controls say.
+   // The CoS queue of the copies: 0 to 7; none: the one that the switch controls name.
    std::optional< uint8_t > queue = {};
 
    bool operator==( const MirrorDestination& ) const = default;

@@ -9,7 +9,7 @@
 //       rc = slowCall();
 //    }
 //
-// It makes no promise of order among the threads that wait for it.
+// Waiting threads get the lock in no particular order.
 
 #include <atomic>
 #include <cstdint>
@@ -18,9 +18,9 @@
 
 namespace Zol {
 
-// SDK calls are many and short, so taking and releasing a lock that nobody waits for is a few
-// instructions in place. It is the mutex of Drepper's "Futexes Are Tricky" (2011), over the
-// waiting of C++20's atomics.
+// SDK calls are many and short, so taking and releasing a lock that nobody waits for takes a
+// few instructions in place. It is the mutex of Drepper's "Futexes Are Tricky" (2011), built on
+// the waiting of C++20's atomics.
 class ActivityLock {
  public:
    constexpr ActivityLock() = default;
@@ -53,7 +53,7 @@ class ActivityLock {
    std::atomic< uint32_t > state_ = isFree;
 };
 
-// The process's one.
+// The only one of the process.
 extern ActivityLock theActivityLock;
 inline ActivityLock& activityLock() { return theActivityLock; }
 

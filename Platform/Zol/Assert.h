@@ -4,8 +4,11 @@
 //
 //    ZOL_ASSERT( op->fullReprogram() );
 //    ZOL_ASSERT( rc == 0 && "installEntry failed" );
+//    ZOL_ASSERT_AS( "false && \"Invalid MTP\"", mtp < maxMtps );
 //
-// Prints the expression as written, file and line, flushes the trace and aborts.
+// Prints the expression as written, or the text that is given for it, with file and line;
+// flushes the trace and aborts. People and scripts look for these texts: where one is relied on
+// and the code has come to say it in other words, the text is given.
 
 #include <string_view>
 
@@ -21,9 +24,10 @@ void assertionFlushHookIs( FlushHook hook );
 
 } // namespace Zol
 
-#define ZOL_ASSERT( ... )                                                                      \
+#define ZOL_ASSERT( ... ) ZOL_ASSERT_AS( #__VA_ARGS__, __VA_ARGS__ )
+#define ZOL_ASSERT_AS( text, ... )                                                             \
    do {                                                                                        \
       if ( !( __VA_ARGS__ ) ) [[unlikely]] {                                                   \
-         ::Zol::assertionFailed( #__VA_ARGS__, __FILE__, __LINE__ );                           \
+         ::Zol::assertionFailed( text, __FILE__, __LINE__ );                                   \
       }                                                                                        \
    } while ( false )

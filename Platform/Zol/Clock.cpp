@@ -42,7 +42,7 @@ ActivityManager& activityManager() {
 void Clock::timeMinIs( Seconds time ) {
    ZOL_ASSERT( time == time && "a time is a number" );
    if ( time == timeMin_ ) {
-      return; // its place among the clocks of that time stays: it cannot be put off for ever
+      return; // it keeps its place among the clocks of that time: it cannot be put off for ever
    }
    auto& state = *activityManager().state_;
    if ( timeMin_ != never ) {

@@ -23,8 +23,8 @@ enum class TimeSource { virtualTime, realTime };
 
 // Fires once its minimum time has come, and again at every turn of the loop until it is set to
 // another time: the handler disarms it. The handler may destroy the clock. A clock that knows
-// its owner keeps the owner's memory while the handler runs, so that a machine may also go in
-// its own handler:
+// its owner keeps the owner's memory while the handler runs, so that the handler may also let
+// go of its machine:
 //
 //    Zol::Clock review_{ *this, [ this ] { doReview(); } };
 class Clock {
@@ -82,7 +82,7 @@ class ActivityManager {
    std::unique_ptr< State > state_;
 };
 
-// The process's one.
+// The only one of the process.
 ActivityManager& activityManager();
 
 } // namespace Zol

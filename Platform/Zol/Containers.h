@@ -1,8 +1,8 @@
 #pragma once
 
-// The containers behind collection attributes. All are ordered by key, so that whatever walks
-// them does so in the same order in every run. Their iterators have key(); those of maps and
-// collections also value().
+// The containers behind collection attributes. All are ordered by key, so that walking them
+// takes the same order in every run. Their iterators have key(); those of maps and collections
+// also value().
 
 #include <algorithm>
 #include <initializer_list>
@@ -113,7 +113,7 @@ class Map {
    size_t size() const { return map_.size(); }
    bool empty() const { return map_.empty(); }
 
-   // The keys, as a copy: what calls out while it walks a live collection walks this.
+   // A copy of the keys: for walking a live collection while making calls that may change it.
    std::vector< K > keys() const {
       std::vector< K > result;
       result.reserve( map_.size() );

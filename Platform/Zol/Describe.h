@@ -85,7 +85,7 @@ inline constexpr bool hasCollection = allMembers< T >( []( const auto&... member
    return ( ( std::remove_cvref_t< decltype( member ) >::kind != MemberKind::val ) || ... );
 } );
 
-// Whether a type can be read back from its text: not if a collection is anywhere in it.
+// Whether a type can be read back from its text: false if it has a collection anywhere in it.
 template < typename T >
 constexpr bool isParseable() {
    if constexpr ( requires { T::zolMembers(); } ) {

@@ -15,7 +15,8 @@
 // Kinds and their operations:
 //    CONST type, name            name()
 //    VAL   type, name [default]  name(), nameIs( v ), nameDel()
-//    SET   type, name            name(), nameIs( e ), nameDel( e ), nameHas( e ), nameDelAll(), names()
+//    SET   type, name            name(), nameIs( e ), nameDel( e ), nameHas( e ), nameDelAll(),
+//                                names()
 //    MAP   key, type, name       the same with nameIs( key, v ), and name( key )
 //    COLL  key, entity, name     owned elements: nameIs( key, args... ) fetches or creates
 //                                entity( key, args... ); nameIs( key, Ptr ) puts a ready one
@@ -23,8 +24,8 @@
 //    OWN   entity, name          one owned entity: nameIs( args... ) fetches or creates
 //
 // A write that changes nothing notifies nobody. Deleting an owned machine tears it down before
-// the operation returns. A machine is in its place before it starts (Sm.h). The key that a write
-// gets by reference must outlive the call: do not pass one that a handler may delete.
+// the operation returns. A machine is in its place before it starts (Sm.h). The key that a
+// write gets by reference must outlive the call: do not pass one that a handler may delete.
 
 #include <concepts>
 #include <string_view>
@@ -32,10 +33,11 @@
 #include "Platform/Zol/Assert.h"
 #include "Platform/Zol/Notify.h"
 #include "Platform/Zol/Text.h"
+#include "Platform/Zol/Wiring.h"
 
 namespace Zol {
 
-// Walks the attributes of an entity by name: state dumps, the store browser.
+// Visits the attributes of an entity by name: for state dumps and the store browser.
 class AttributeVisitor {
  public:
    virtual void value( std::string_view name, const std::string& text ) = 0;
@@ -60,8 +62,8 @@ class Entity : public RefCounted {
    virtual std::string_view typeName() const { return zolTypeName(); }
    virtual void visitAttributes( AttributeVisitor& ) const {}
    // Writes a VAL attribute from its text and notifies like any write. ParseError if the text
-   // is not one of the attribute's type. Pointers, and values with a collection, have no text
-   // to be read from and are not writable.
+   // is no value of the attribute's type. Pointers, and values with a collection, cannot be
+   // read from text and are not writable.
    virtual AttributeWrite attributeIs( std::string_view, std::string_view ) {
       return AttributeWrite::noSuchAttribute;
    }
@@ -92,7 +94,7 @@ class Entity : public RefCounted {
    mutable std::unique_ptr< ReactorTable > zolReactors_;
 };
 
-// A machine that has just been put in its place starts; other entities have nothing to do.
+// Starts a machine that has just been put in its place; does nothing for other entities.
 template < typename T >
 void startIfMachine( const Ptr< T >& entity ) {
    if constexpr ( requires { entity->zolStart(); } ) {
@@ -145,6 +147,39 @@ void dropOwnedMembers( T& object ) {
       ( dropOwnedMember( memberAt< count - 1 - i >( members ), object ), ... );
    }
    ( std::make_index_sequence< count >() );
+}
+
+// What an OWN or COLL member owns.
+template < typename T >
+struct Owned;
+template < typename T >
+struct Owned< Ptr< T > > {
+   using Type = T;
+};
+template < typename K, typename T >
+struct Owned< Map< K, Ptr< T > > > {
+   using Type = T;
+};
+
+template < typename T, typename M >
+void addOwnership( const M& member, std::vector< Ownership >& machines ) {
+   if constexpr ( M::kind == MemberKind::own || M::kind == MemberKind::coll ) {
+      using Child = typename Owned< typename M::Type >::Type;
+      if constexpr ( requires( Child child ) { child.zolStart(); } ) {
+         machines.push_back( { T::zolTypeName(), member.name,
+               M::kind == MemberKind::own ? Ownership::Count::one : Ownership::Count::perKey,
+               Child::zolTypeName(), {} } );
+      }
+   }
+}
+
+// The machines that a type owns.
+template < typename T >
+std::vector< Ownership > ownershipsOf() {
+   std::vector< Ownership > machines;
+   allMembers< T >(
+         [ & ]( const auto&... member ) { ( addOwnership< T >( member, machines ), ... ); } );
+   return machines;
 }
 
 template < typename T >
@@ -375,6 +410,7 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
    [[maybe_unused]] static constexpr int zolAttrCount = static_cast< int >( Attr::zolEnd );    \
    static constexpr int zolFirstAttr = Base::zolAttrCount;                                     \
    [[maybe_unused]] friend constexpr Type* zolAttrOwner( Attr ) { return nullptr; }            \
+   using ZolBase = Base;                                                                       \
    static constexpr std::string_view zolTypeName() { return #Namespace "::" #Type; }           \
    ZOL_DESCRIBE( Type, __VA_ARGS__ )                                                           \
    std::string_view typeName() const override { return zolTypeName(); }                        \
@@ -385,13 +421,12 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
                                                                                                \
  protected:                                                                                    \
    void zolDropOwned() override;                                                               \
-   using ZolBase = Base;                                                                       \
                                                                                                \
  public:                                                                                       \
    static_assert( true )
 
 // In one source file per entity type; entities whose header has no source file of its own stand
-// in the folder's Entities.cpp. What walks all attributes is compiled there only.
+// in the folder's Entities.cpp. Code that walks all attributes is compiled there only.
 #define ZOL_DEFINE_ENTITY( ... )                                                               \
    void __VA_ARGS__::visitAttributes( ::Zol::AttributeVisitor& visitor ) const {               \
       ZolBase::visitAttributes( visitor );                                                     \
@@ -408,4 +443,7 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
       ::Zol::dropOwnedMembers( *this );                                                        \
       ZolBase::zolDropOwned();                                                                 \
    }                                                                                           \
-   static_assert( true )
+   static const ::Zol::EntityTypeRow ZOL_ROW_( __COUNTER__ )( __VA_ARGS__::zolTypeName(),      \
+         __VA_ARGS__::ZolBase::zolTypeName(), ::Zol::ownershipsOf< __VA_ARGS__ >() )
+#define ZOL_ROW_( number ) ZOL_ROW_2_( number )
+#define ZOL_ROW_2_( number ) zolEntityTypeRow##number

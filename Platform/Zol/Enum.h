@@ -50,7 +50,7 @@ std::optional< E > instanceByName( std::string_view name ) {
    return {};
 }
 
-// The enumerator's name; the number if it is none of the enumerators.
+// The enumerator's name; the number if no enumerator has it.
 template < EnumType E >
 void appendEnum( std::string& out, E value ) {
    for ( const Enumerator& enumerator : zolEnumerators( value ) ) {

@@ -25,7 +25,7 @@ class Id {
    constexpr auto operator<=>( const Id& ) const = default;
 
    std::string toString() const { return std::to_string( value_ ); }
-   // None if it is no number of this width.
+   // None if the text is no number of this width.
    static std::optional< Id > fromString( std::string_view text ) {
       Number value{};
       auto result = std::from_chars( text.data(), text.data() + text.size(), value );

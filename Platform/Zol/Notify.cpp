@@ -20,9 +20,9 @@ Link deliveries{ &deliveries, &deliveries };
 } // namespace
 
 // One delivery under way, on the stack of its thread. It keeps the memory of its entity and of
-// the machine that it is calling: what would free them, or would change the entity's list of
-// reactors, finds the delivery in the list of all and leaves a mark. So a delivery in which
-// nobody comes or goes costs no counting.
+// the machine that it is calling: code that would free them, or change the entity's list of
+// reactors, finds the delivery in the list of all and marks it. So a delivery in which nobody
+// comes or goes counts no references.
 class Delivery : Link {
  public:
    explicit Delivery( const Entity& entity )
@@ -40,8 +40,8 @@ class Delivery : Link {
    Delivery( const Delivery& ) = delete;
    Delivery& operator=( const Delivery& ) = delete;
 
-   // True if something went, or the list of reactors grew, in this or an earlier call: then
-   // settleCall() is due.
+   // True if an object went, or the list of reactors grew, in this or an earlier call; the
+   // caller must then call settleCall().
    bool call( const Reactor& reactor, const void* key ) {
       machine_ = reactor.machine;
       reactor.call( *reactor.machine, key );
@@ -90,7 +90,7 @@ class Delivery : Link {
 };
 
 void RefCounted::noMorePointers() const {
-   // The object's tear-down may well make pointers to it: the count is held up meanwhile.
+   // The tear-down may make pointers to the object, so the count is held up meanwhile.
    refs_ = 1;
    if ( !gone_ ) {
       gone_ = true;

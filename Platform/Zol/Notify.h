@@ -66,9 +66,9 @@ struct ReactorTable {
 class Batch {
  public:
    Batch();
-   // The outermost batch delivers, also when an exception ends it: what was written stays
-   // written, so whoever watches it is told. A handler's exception passes through; what was
-   // still to be delivered is dropped with it.
+   // The outermost batch delivers, also when an exception ends it: writes are not undone, so
+   // those who watch must be told. A handler's exception passes through; the deliveries that
+   // are left are then dropped.
    ~Batch() noexcept( false );
    Batch( const Batch& ) = delete;
    Batch& operator=( const Batch& ) = delete;

@@ -2,15 +2,16 @@
 
 // Reference-counted pointers of the entity framework.
 //
-// Counts are plain integers: entities belong to whoever holds the activity lock, so copying a
-// pointer costs an increment and no atomic operation.
+// Counts are plain integers: entities belong to the thread that holds the activity lock, so
+// copying a pointer costs an increment and no atomic operation.
 //
 // When the last pointer to an object goes, the object is told once (lastRelease, where a state
 // machine tears down what it owns), lets go of what it owns, and is then freed. A pin keeps the
 // memory of an object that is being called, without keeping the object from being told.
 //
-// Up to and in its tear-down, and while it is freed, an object may make pointers to itself. Its
-// constructor may not: nobody holds the object yet, so the first pointer that goes ends it.
+// An object may make pointers to itself until its tear-down has ended, and while it is freed.
+// Its constructor may not: nobody holds the object yet, so the first pointer that goes would
+// end it.
 
 #include <cstddef>
 #include <cstdint>
@@ -44,7 +45,8 @@ class RefCounted {
    virtual ~RefCounted() = default;
    // Runs once, with the object still whole, when the last pointer has gone.
    virtual void lastRelease() {}
-   // Runs once after it: owned entities go, in an order that does not depend on the type.
+   // Runs once after lastRelease(): owned entities go, in an order that does not depend on the
+   // type.
    virtual void zolDropOwned() {}
 
  private:

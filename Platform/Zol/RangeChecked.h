@@ -16,7 +16,7 @@
 
 // ZOL_RANGE( U10Range, U10::value, 0, 0x03ff, 0x03ff ): the range's name, what its error calls
 // the value, the bounds as its error shows them, and the upper bound as a number. The lower
-// bound is a number as it stands.
+// bound serves as text and as number.
 #define ZOL_RANGE( Name, valueName, low, high, highest )                                       \
    struct Name {                                                                               \
       static constexpr int64_t min = low;                                                      \
@@ -40,7 +40,7 @@ class RangeChecked {
    constexpr auto operator<=>( const RangeChecked& ) const = default;
 
    std::string toString() const { return std::to_string( value_ ); }
-   // None if it is no number or out of range.
+   // None if the text is no number or out of range.
    static std::optional< RangeChecked > fromString( std::string_view text ) {
       int64_t value = 0;
       for ( char digit : text ) {

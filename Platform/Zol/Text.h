@@ -23,7 +23,7 @@ namespace Zol {
 
 using String = std::string;
 
-// Text that is not the form of the type asked for.
+// Thrown for text that is no value of the type asked for.
 class ParseError : public std::invalid_argument {
  public:
    using std::invalid_argument::invalid_argument;
@@ -110,7 +110,7 @@ std::string toString( const T& value ) {
    return text;
 }
 
-// The containers print in traces like in any text form.
+// Containers print in traces as in any text form.
 template < typename T >
 std::ostream& operator<<( std::ostream& out, const Set< T >& set ) {
    return out << toString( set );
@@ -120,15 +120,16 @@ std::ostream& operator<<( std::ostream& out, const Map< K, V >& map ) {
    return out << toString( map );
 }
 
-// What is left to parse of a text. `take` functions throw ParseError with the text around it.
+// The rest of a text that is being parsed. `take` functions throw ParseError with the text
+// around it.
 class TextCursor {
  public:
    explicit TextCursor( std::string_view text ) : rest_( text ) {}
    std::string_view rest() const { return rest_; }
-   void skip( std::string_view expected ); // must stand here
+   void skip( std::string_view expected ); // ParseError if it does not stand here
    std::string_view takeNumber();          // digits with an optional sign
    std::string_view takeWord();            // up to one of ",}) "
-   // Up to `end`, which must come and stays; everything if `end` is empty.
+   // Takes all before `end`, which must follow and stays; the whole rest if `end` is empty.
    std::string_view takeUntil( std::string_view end );
    [[noreturn]] void fail( std::string_view expected ) const;
 

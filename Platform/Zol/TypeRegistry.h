@@ -4,7 +4,8 @@
 // what a plug-in brings:
 //
 //    ZOL_REGISTER_TYPE( KarvelMirror::SliceMounter );       // in one source file
-//    Zol::Ptr< Zol::Entity > mounter = Zol::TypeRegistry::make( "KarvelMirror::SliceMounter", name );
+//    Zol::Ptr< Zol::Entity > mounter =
+//          Zol::TypeRegistry::make( "KarvelMirror::SliceMounter", name );
 //
 // A registered type has a constructor from its name (std::string_view or Zol::String). Types of
 // a plug-in leave the registry when the plug-in is unloaded.
@@ -20,7 +21,7 @@ class TypeRegistry {
  public:
    using Factory = Ptr< Entity > ( * )( std::string_view name );
 
-   // A second type of one name is asserted.
+   // A second type of the same name is asserted.
    static void typeIs( std::string_view typeName, Factory factory );
    static void typeDel( std::string_view typeName );
    static bool has( std::string_view typeName );

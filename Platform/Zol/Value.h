@@ -37,7 +37,7 @@ template < ValueType T >
 bool operator<( const T& left, const T& right ) {
    bool less = false;
    allMembers< T >( [ & ]( const auto&... member ) {
-      // Up to the first member that differs.
+      // Stops at the first member that differs.
       (void)( ( member.of( left ) == member.of( right ) ||
                     ( less = member.of( left ) < member.of( right ), false ) ) &&
             ... );

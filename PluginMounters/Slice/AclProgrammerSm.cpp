@@ -30,9 +30,8 @@ void AclProgrammerSm::doCleanup() { takeDown(); }
 void AclProgrammerSm::handleLogicalFap() {
    Zol::Ptr< const LogicalFapMtpProgramInfo > info =
          lfMtpProgramInfoColl()->lfMtpProgramInfo( logicalFap() );
-   DUOLOG( trace, 1,
-         "AclProgrammerSm::handleLogicalFap"
-               << " unit: " << unit() << " add: " << bool( info ) );
+   DUOLOG_IN( trace, 1, "AclProgrammerSm::handleLogicalFap",
+         " unit: " << unit() << " add: " << bool( info ) );
    // Information that went and came back within one batch is seen once, as another entity.
    if ( ifpConfigSm() && ifpConfigSm()->lfMtpProgramInfo() != info ) {
       takeDown();

@@ -24,9 +24,7 @@ SliceMounter::SliceMounter( const Zol::String& sliceName )
         taskScheduler_( Orv::TaskSchedulerRoot::findOrCreateScheduler() ) {}
 
 void SliceMounter::doInit() {
-   DUOLOG( trace, 1,
-         "SliceMounter::"
-               << "doInit" );
+   DUOLOG_IN( trace, 1, "SliceMounter::doInit" );
    Hubdb::MountGroup& group = entityManager().mountGroup();
    group.mount( cpuRecircStatusPath, "KarvelCentral::CpuRecircStatus", "r" );
    group.mount( mtpProgramInfoPath, "KarvelMirror::LogicalFapMtpProgramInfoColl", "r" );
@@ -45,15 +43,10 @@ void SliceMounter::doInit() {
 
 void SliceMounter::doMountsComplete(
       Hubdb::MountStatus mountStatus, Hubdb::EntityManager& store ) {
-   DUOLOG( trace, 1,
-         "SliceMounter::"
-               << "doMountsComplete"
-               << " mountStatus: " << mountStatus );
+   DUOLOG_IN( trace, 1, "SliceMounter::doMountsComplete", " mountStatus: " << mountStatus );
    aclConfigIs( aclConfigCliPath );
-   DUOLOG( trace, 1,
-         "SliceMounter::"
-               << "doMountsComplete"
-               << " aclConfig: " << aclConfig()->root() );
+   DUOLOG_IN(
+         trace, 1, "SliceMounter::doMountsComplete", " aclConfig: " << aclConfig()->root() );
    Zol::Ptr< const Zol::Dir > aclInputDir = store.entity< Zol::Dir >( aclConfigInputPath );
    auto aclInput = store.entity< Acl::Input::Config >( aclConfigInputPath );
    if ( aclInputDir && aclInput ) {
@@ -143,10 +136,7 @@ void SliceMounter::buildTcamHelper( const KarvelCentral::ChipInfo& chip ) {
       }
       return;
    }
-   DUOLOG( trace, 1,
-         "SliceMounter::"
-               << "doMountsComplete"
-               << " use new TCAM API" );
+   DUOLOG_IN( trace, 1, "SliceMounter::doMountsComplete", " use new TCAM API" );
    featureCommonIs(
          sharedEntity< KarvelCentral::FeatureAgentCommonSmData >( "featureCommon" ) );
    if ( featureCommon() && featureCommon()->tcamEvents() ) {

@@ -21,6 +21,9 @@ namespace KarvelMirror {
 // configuration machine or the program-information collection machine is built.
 bool karvelMirrorT4Gre();
 
+// `paramConfig` is only written here, as are `policerIdCache`, `rateLimitDataCache` and
+// `fwdDropKarvelAclData` elsewhere in the slice: the contract with the agent counts them among the
+// slice's state, although nothing in the library reads them.
 class SliceMounter : public KarvelLib::MounterBase {
    ZOL_ENTITY( KarvelMirror, SliceMounter, KarvelLib::MounterBase,
          ( OWN, Acl::Config, aclConfig ), ( OWN, TcamHelperConfig, tcamHelperConfig ),

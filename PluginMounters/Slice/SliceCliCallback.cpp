@@ -13,9 +13,7 @@ Duolog::Handle trace( "SliceCliCallback" );
 } // namespace
 
 void SliceCliCallback::handleCommand( uint32_t socket, const Zol::String& command ) {
-   DUOLOG( trace, 4,
-         "handleCommand"
-               << "Socket:" << socket << ", Command:" << command );
+   DUOLOG_IN( trace, 4, "handleCommand", "Socket:" << socket << ", Command:" << command );
 }
 
 Zol::Ptr< SliceMounter > SliceCliCallback::sliceMounter() const {

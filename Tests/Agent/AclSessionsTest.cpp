@@ -11,6 +11,22 @@ class AclSessionsTest : public ConfigurationBed {
    static std::string fed( const std::string& more ) {
       return with( "\"MIRROR_SESSION|m\": {\"dst_port\": \"E20\"},\n" + more );
    }
+   // Puts in the table T, the beginning of session m, that of one with a source, and the beginning
+   // of a rule.
+   static std::string expanded( std::string text ) {
+      const std::pair< std::string, std::string > meanings[] = {
+         { "$T", R"("ACL_TABLE|T": {"type": "L3", "ports": "E0"})" },
+         { "$M", R"("MIRROR_SESSION|m": {"dst_port": "E20")" },
+         { "$F", R"("MIRROR_SESSION|m": {"dst_port": "E20", "src_port": "E0")" },
+         { "$R", R"("ACL_RULE|T|r": {"PRIORITY": 1, "MIRROR_ACTION": "m")" },
+      };
+      for ( const auto& [ name, meaning ] : meanings ) {
+         for ( size_t at; ( at = text.find( name ) ) != std::string::npos; ) {
+            text.replace( at, name.size(), meaning );
+         }
+      }
+      return text;
+   }
    // "KEY[INTERFACES](+RULE -RULE@INTERFACES)", for each ACL.
    static std::string shown( const SessionConfig& session ) {
       std::string text;
@@ -185,40 +201,17 @@ TEST_F( AclSessionsTest, SessionsFilterTheirSources ) {
 }
 
 TEST_F( AclSessionsTest, WhatThisChipHasNotIsRefusedSessionBySession ) {
-   const std::string feeds = rule( "T|a", 1, mirrors( "m" ) );
-   const std::string filters = R"("dst_port": "E20", "src_port": "E0", )";
-   struct {
-      std::string session;
-      std::string acls;
-      std::string reason;
-   } const cases[] = {
-      { R"("dst_port": "E20")", R"("ACL_TABLE|T": {"type": "L3"})" + feeds,
-            "fed by ACL rules only (it has no src_port), and no rule of a table with ports "
-            "mirrors to it" },
-      { R"("dst_port": "E20")",
-            R"("ACL_TABLE|T": {"type": "MIRROR", "stage": "EGRESS", "ports": "E4"})" + feeds,
-            "mirroring on ACL egress, which ACL_RULE|T|a asks for, is beyond this chip" },
-      { R"("dst_port": "E20", "src_port": "E4")",
-            tableT + rule( "T|a", 1, R"("MIRROR_EGRESS_ACTION": "m")" ),
-            "mirroring on ACL egress, which ACL_RULE|T|a asks for, is beyond this chip" },
-      { R"("dst_port": "E20")",
-            R"("ACL_TABLE|T": {"type": "L2", "ports": "E0"})" +
-                  rule( "T|shield", 2, R"("PCP": "5")" ) + feeds,
-            "ACL_RULE|T|shield matches on PCP, which is beyond this chip" },
-      { filters + R"("acl": "T", "direction": "BOTH")", tableT,
-            "acl and match filter what arrives (direction RX); mirroring on ACL egress is "
-            "beyond this chip" },
-      { filters + R"("acl": "T")", R"("ACL_TABLE|T": {"type": "L3V4V6"})",
-            "tables of type L3V4V6 like T are beyond this chip" },
-      { filters + R"("acl": "T")", R"("ACL_TABLE|T": {"type": "L3", "stage": "egress"})",
-            "T is for egress, and mirroring on ACL egress is beyond this chip" },
-      { R"("dst_port": "E20", "src_port": "E0.10", "match": "any>10.0.0.1")", tableT,
-            "a match on the sub-interface E0.10 is beyond this chip (an acl takes "
-            "sub-interfaces)" },
-   };
-   for ( const auto& [ session, acls, reason ] : cases ) {
-      const Configuration config = good( with( "\"MIRROR_SESSION|m\": {" + session + "},\n" +
-            acls + R"(, "MIRROR_SESSION|other": {"dst_port": "E16", "src_port": "E4"})" ) );
+   for ( const auto& [ text, reason ] : pairs( R"(
+$M}, "ACL_TABLE|T": {"type": "L3"}, $R} => fed by ACL rules only (it has no src_port), and no rule of a table with ports mirrors to it
+$M}, "ACL_TABLE|T": {"type": "MIRROR", "stage": "EGRESS", "ports": "E4"}, $R} => mirroring on ACL egress, which ACL_RULE|T|r asks for, is beyond this chip
+$M, "src_port": "E4"}, $T, "ACL_RULE|T|r": {"PRIORITY": 1, "MIRROR_EGRESS_ACTION": "m"} => mirroring on ACL egress, which ACL_RULE|T|r asks for, is beyond this chip
+$M}, "ACL_TABLE|T": {"type": "L2", "ports": "E0"}, "ACL_RULE|T|shield": {"PRIORITY": 2, "DEI": "1"}, $R} => ACL_RULE|T|shield matches on DEI, which is beyond this chip
+$F, "acl": "T", "direction": "BOTH"}, $T => acl and match filter what arrives (direction RX); mirroring on ACL egress is beyond this chip
+$F, "acl": "T"}, "ACL_TABLE|T": {"type": "L3V4V6"} => tables of type L3V4V6 like T are beyond this chip
+$F, "acl": "T"}, "ACL_TABLE|T": {"type": "L3", "stage": "egress"} => T is for egress, and mirroring on ACL egress is beyond this chip
+$M, "src_port": "E0.10", "match": "any>10.0.0.1"}, $T => a match on the sub-interface E0.10 is beyond this chip (an acl takes sub-interfaces))" ) ) {
+      const Configuration config = good( with( expanded( text ) +
+            R"(, "MIRROR_SESSION|other": {"dst_port": "E16", "src_port": "E4"})" ) );
       EXPECT_EQ( config.sessions.at( "m" ).refused, reason );
       EXPECT_EQ( config.sessions.at( "other" ).refused, std::nullopt );
       EXPECT_NE( warnings_.find( "MIRROR_SESSION|m: refused: " + reason ), std::string::npos )
@@ -256,52 +249,34 @@ TEST_F( AclSessionsTest, PortsOfOtherChipsAreLeftOut ) {
 }
 
 TEST_F( AclSessionsTest, SaysWhatIsWrongWithTablesAndFilters ) {
-   const std::string m = "\"MIRROR_SESSION|m\": ";
-   const std::string filters = m + R"({"dst_port": "E20", "src_port": "E0", )";
-   std::string many = "\"match\": \"any>10.0.0.1";
-   for ( int i = 0; i < 256; ++i ) {
-      many += ",any>10.0.0.1";
+   std::string many;
+   for ( int i = 0; i < 257; ++i ) {
+      many += "any>10.0.0.1,";
    }
-   expectErrors( {
-         { R"("ACL_TABLE|T": {})", "ACL_TABLE|T: type: missing; allowed: L3, " },
-         { R"("ACL_TABLE|T": {"type": "MIROR"})", "type: 'MIROR'; allowed: L3, " },
-         { R"("ACL_TABLE|T/m": {"type": "L3"})", "not a table's name" },
-         { "\"ACL_RULE|T|r\": {\"PRIORITY\": 1}", "ACL_RULE|T|r: there is no table T" },
-         { "\"ACL_RULE|T\": {}, " + tableT, "ACL_RULE|T: not a rule's key" },
-         { tableT + R"(, "ACL_RULE|T|r": {})", "ACL_RULE|T|r: PRIORITY: missing" },
-         { tableT + rule( "T|r", 1000000, "" ), "PRIORITY: '1000000'; allowed: 0 to 999999" },
-         { tableT + rule( "T|r", 1, "" ) + rule( "T|r", 2, "" ),
-               "ACL_RULE|T|r: the entry is "
-               "there twice" },
-         { m + R"({"dst_port": "E20"}, "MIRROR_SESSION|n": {"dst_port": "E20"}, )" + tableT +
-                     rule( "T|r", 1, mirrors( "m" ) + R"(, "MIRROR_INGRESS_ACTION": "n")" ),
-               "MIRROR_ACTION: not the session of MIRROR_INGRESS_ACTION" },
-         { m + R"({"dst_port": "E20"}, "ACL_TABLE|T": {"type": "L3", "ports": "E5"})" +
-                     rule( "T|r", 1, mirrors( "m" ) ),
-               "ACL_TABLE|T: ports: there is no E5" },
-         { m + R"({"dst_port": "E20"}, "ACL_TABLE|T": {"type": "L3", "ports": "E0,E20.7"})" +
-                     rule( "T|r", 1, mirrors( "m" ) ),
-               "dst_port: E20 shares E20 with the ports of T, its copies would be mirrored" },
-         { R"("PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|E16": {}, )" +
-                     m +
-                     R"({"dst_port": "PortChannel2"},
-            "ACL_TABLE|T": {"type": "L3", "ports": "E16"})" +
-                     rule( "T|r", 1, mirrors( "m" ) ),
-               "dst_port: PortChannel2 shares E16 with the ports of T" },
-         { m + R"({"dst_port": "E20", "acl": "T"}, )" + tableT, "src_port: missing" },
-         { filters + R"("acl": "X"})", "acl: there is no table X" },
-         { filters + R"("acl": "T,U"}, "ACL_TABLE|U": {"type": "MIRROR"}, )" + tableT,
-               "acl: U is of the kind of T; allowed: one" },
-         { filters + R"("match": "any>any"})", "match: 'any>any'; allowed: SOURCE>DEST" },
-         { filters + R"("match": "10.0.0.1"})", "match: '10.0.0.1'; allowed: " },
-         { filters + R"("match": "10.0.0.1>10.0.0.0/33"})", "allowed: SOURCE>DEST" },
-         { filters + many + "\"}", "match: there are 257; allowed: up to 256" },
-         { m + R"({"dst_port": "E20", "src_port": "E8.7,PortChannel1.7", "acl": "T"}, )" +
-                     tableT,
-               "src_port: PortChannel1.7 is repeated, it shares E8 with E8.7" },
-         { m + R"({"dst_port": "E20", "src_port": "E0.010", "acl": "T"}, )" + tableT,
-               "src_port: E0.010 is no sub-interface" },
-   } );
+   many.pop_back();
+   expectErrors( { { expanded( R"($F, "match": ")" ) + many + "\"}",
+         "match: there are 257; allowed: up to 256" } } );
+   expectErrors( "", pairs( R"(
+"ACL_TABLE|T": {} => ACL_TABLE|T: type: missing; allowed: L3,
+"ACL_TABLE|T": {"type": "MIROR"} => type: 'MIROR'; allowed: L3,
+"ACL_TABLE|T/m": {"type": "L3"} => not a table's name
+"ACL_RULE|T|r": {"PRIORITY": 1} => ACL_RULE|T|r: there is no table T
+"ACL_RULE|T": {}, $T => ACL_RULE|T: not a rule's key
+$T, "ACL_RULE|T|r": {} => ACL_RULE|T|r: PRIORITY: missing
+$T, "ACL_RULE|T|r": {"PRIORITY": 1}, "ACL_RULE|T|r": {"PRIORITY": 2} => ACL_RULE|T|r: duplicate entry
+$M}, "MIRROR_SESSION|n": {"dst_port": "E20"}, $T, $R, "MIRROR_INGRESS_ACTION": "n"} => MIRROR_ACTION: not the session of MIRROR_INGRESS_ACTION
+$M}, "ACL_TABLE|T": {"type": "L3", "ports": "E5"}, $R} => ACL_TABLE|T: ports: there is no E5
+$M}, "ACL_TABLE|T": {"type": "L3", "ports": "E0,E20.7"}, $R} => dst_port: E20 shares E20 with the ports of T, its copies would be mirrored
+"PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|E16": {}, "MIRROR_SESSION|m": {"dst_port": "PortChannel2"}, "ACL_TABLE|T": {"type": "L3", "ports": "E16"}, $R} => dst_port: PortChannel2 shares E16 with the ports of T
+$M, "acl": "T"}, $T => src_port: missing
+$F, "acl": "X"} => acl: there is no table X
+$F, "acl": "T,U"}, "ACL_TABLE|U": {"type": "MIRROR"}, $T => acl: U is of the kind of T; allowed: one
+$F, "match": "any>any"} => match: 'any>any'; allowed: SOURCE>DEST
+$F, "match": "10.0.0.1"} => match: '10.0.0.1'; allowed:
+$F, "match": "10.0.0.1>10.0.0.0/33"} => allowed: SOURCE>DEST
+$M, "src_port": "E8.7,PortChannel1.7", "acl": "T"}, $T => src_port: PortChannel1.7 is repeated, it shares E8 with E8.7
+$M, "src_port": "E0.010", "acl": "T"}, $T => src_port: E0.010 is not a sub-interface)" ),
+         [ this ]( const std::string& text ) { return load( with( expanded( text ) ) ); } );
 }
 
 // Whoever programs the rules compares lists by pointer.

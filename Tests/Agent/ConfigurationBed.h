@@ -4,36 +4,44 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "Agent/Configuration/Loader.h"
+#include "Tests/TemporaryFolder.h"
 
 namespace Agent {
 
 class ConfigurationBed : public testing::Test {
  protected:
-   ConfigurationBed() { std::filesystem::create_directory( folder_ ); }
-   ~ConfigurationBed() override { std::filesystem::remove_all( folder_ ); }
-
-   std::string write( const std::string& text ) {
-      std::ofstream( folder_ / "c.json", std::ios::binary ) << text;
-      return folder_ / "c.json";
-   }
+   std::string write( const std::string& text ) { return folder_.write( "c.json", text ); }
    LoadResult load( const std::string& text, const std::string& profile = "trident3" ) {
       source_ = ConfigSource();
       source_.defaultProfileIs( profile );
       return source_.load( write( text ) );
    }
+   using Pairs = std::vector< std::pair< std::string, std::string > >;
+   // Of a table of cases: on each line "TEXT => EXPECTED".
+   static Pairs pairs( const std::string& lines ) {
+      Pairs all;
+      std::istringstream in( lines );
+      for ( std::string line; std::getline( in, line ); ) {
+         line += line.ends_with( " =>" ) ? " " : ""; // nothing is expected
+         const size_t arrow = line.find( " => " );
+         if ( arrow != std::string::npos ) {
+            all.emplace_back( line.substr( 0, arrow ), line.substr( arrow + 4 ) );
+         } else {
+            EXPECT_EQ( line, "" );
+         }
+      }
+      EXPECT_FALSE( all.empty() );
+      return all;
+   }
    // Each text is refused with one error, at that place, which holds what is expected.
-   using Mistakes = std::vector< std::pair< std::string, std::string > >;
-   void expectErrors( const std::string& place, const Mistakes& mistakes,
+   void expectErrors( const std::string& place, const Pairs& mistakes,
          const std::function< LoadResult( const std::string& ) >& loads ) {
       for ( const auto& [ text, expected ] : mistakes ) {
          const std::string errors = said( loads( text ).errors );
@@ -44,7 +52,7 @@ class ConfigurationBed : public testing::Test {
                << errors << "expected: " << expected;
       }
    }
-   void expectErrors( const Mistakes& mistakes ) {
+   void expectErrors( const Pairs& mistakes ) {
       expectErrors(
             "", mistakes, [ this ]( const auto& more ) { return load( with( more ) ); } );
    }
@@ -78,8 +86,7 @@ class ConfigurationBed : public testing::Test {
       return with( "\"MIRROR_SESSION|m\": {" + fields + "}" );
    }
 
-   const std::filesystem::path folder_ = std::filesystem::temp_directory_path() /
-         ( "karvel-configuration-" + std::to_string( getpid() ) );
+   const TemporaryFolder folder_;
    ConfigSource source_;
    std::string warnings_;
 };

@@ -6,8 +6,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <poll.h>
@@ -19,6 +17,7 @@
 #include <vector>
 
 #include "Agent/Live/Socket.h"
+#include "Tests/Agent/AgentBed.h"
 
 namespace Live {
 
@@ -27,11 +26,6 @@ using Json = nlohmann::ordered_json;
 
 // Generous: only a failure waits so long.
 constexpr std::chrono::seconds patience( 60 );
-
-inline std::string read( const fs::path& path ) {
-   std::ifstream in( path );
-   return std::string( std::istreambuf_iterator< char >( in ), {} );
-}
 
 inline bool becomesTrue( const std::function< bool() >& condition ) {
    const auto end = std::chrono::steady_clock::now() + patience;
@@ -150,7 +144,7 @@ class Process {
    bool says( const std::string& text ) const {
       return becomesTrue( [ & ] { return err().find( text ) != std::string::npos; } );
    }
-   std::string err() const { return read( err_ ); }
+   std::string err() const { return contentOf( err_ ); }
    void signal( int number ) const { ::kill( pid_, number ); }
    // Its exit code; -1 if it ended otherwise or does not end.
    int wait() {
@@ -169,13 +163,9 @@ class Process {
    pid_t pid_ = -1;
 };
 
-class LiveTest : public ::testing::Test {
+class LiveTest : public AgentBed {
  protected:
-   LiveTest() {
-      fs::create_directory( folder );
-      fs::copy_file( example, config );
-   }
-   ~LiveTest() override { fs::remove_all( folder ); }
+   LiveTest() { fs::copy_file( example, config ); }
 
    std::vector< std::string > arguments( std::vector< std::string > more = {} ) const {
       std::vector< std::string > all{ "serve", config, "--socket", socket };
@@ -183,7 +173,8 @@ class LiveTest : public ::testing::Test {
       return all;
    }
    std::unique_ptr< Process > serve( std::vector< std::string > more = {} ) const {
-      auto process = std::make_unique< Process >( arguments( std::move( more ) ), folder );
+      auto process =
+            std::make_unique< Process >( arguments( std::move( more ) ), folder.path() );
       if ( !process->says( "serving on " + socket ) ) {
          throw std::runtime_error( "it does not start: " + process->err() );
       }
@@ -191,35 +182,21 @@ class LiveTest : public ::testing::Test {
    }
    // Replaces a text of the configuration.
    void edit( const std::string& from, const std::string& to ) const {
-      std::string text = read( config );
+      std::string text = contentOf( config );
       const size_t at = text.find( from );
       ASSERT_NE( at, std::string::npos ) << from;
       std::ofstream( config ) << text.replace( at, from.size(), to );
    }
-   struct Result {
-      int code = -1;
-      std::string out;
-      std::string err;
-   };
    Result ctl( const std::string& words, const std::string& input = "/dev/null" ) const {
-      const std::string command = "cd '" + folder.string() +
-            "' && " KARVEL_AGENT " ctl --socket " + socket + " " + words + " <" + input +
-            " >ctl.out 2>ctl.err";
-      const int status = std::system( command.c_str() );
-      return { WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, read( folder / "ctl.out" ),
-         read( folder / "ctl.err" ) };
+      return agent( "ctl --socket " + socket + " " + words + " <" + input );
    }
    static std::string session( const std::string& source, const std::string& destination ) {
       return R"({"type": "SPAN", "direction": "RX", "src_port": ")" + source +
             R"(", "dst_port": ")" + destination + "\"}";
    }
 
-   const std::string example = KARVEL_SOURCE_DIR "/Examples/port-mirroring.json";
-   const std::string hostA = KARVEL_SOURCE_DIR "/Examples/captures/host-a.pcap";
-   const fs::path folder =
-         fs::temp_directory_path() / ( "karvel-live-" + std::to_string( getpid() ) );
-   const std::string config = ( folder / "config.json" ).string();
-   const std::string socket = ( folder / "s.sock" ).string();
+   const std::string config = folder.path( "config.json" );
+   const std::string socket = folder.path( "s.sock" );
 };
 
 } // namespace Live

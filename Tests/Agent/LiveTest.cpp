@@ -44,7 +44,7 @@ TEST_F( LiveTest, ReloadsByDifferenceAndOnlyWhatIsRight ) {
    }
    EXPECT_EQ( client.done( "show sessions" )[ "sessions" ][ 1 ][ "sources" ], "Ethernet4" );
 
-   const std::string good = read( config );
+   const std::string good = contentOf( config );
    edit( R"("PORT": {)", R"("CHIP": { "0": { "ingress_entries": "7" } }, "PORT": {)" );
    EXPECT_NE( client.error( "reload" ).find( "the chips are fixed" ), std::string::npos );
    std::ofstream( config ) << "{ \"PORT\": ";
@@ -252,9 +252,9 @@ TEST_F( LiveTest, CtlSpeaksForPeopleAndPrograms ) {
    EXPECT_EQ( ctl( "plugin 7 hello" ).code, 1 );
 
    // A relative path is the client's. What has left can be read at once, also of new ports.
-   fs::copy_file( hostA, folder / "a.pcap" );
+   fs::copy_file( hostA, folder.path( "a.pcap" ) );
    const uint64_t frames = Agent::validateCapture( hostA ).frames;
-   const std::string copies = ( folder / "out/Ethernet16.mirror.pcap" ).string();
+   const std::string copies = folder.path( "out/Ethernet16.mirror.pcap" );
    for ( uint64_t times : { 1U, 2U } ) {
       result = ctl( "in Ethernet0 a.pcap" );
       EXPECT_EQ( result.code, 0 ) << result.err;
@@ -262,16 +262,16 @@ TEST_F( LiveTest, CtlSpeaksForPeopleAndPrograms ) {
    }
    EXPECT_NE( ctl( "in Ethernet0 out/Ethernet4.pcap" ).err.find( "is an input" ),
          std::string::npos );
-   std::ofstream( folder / "script" )
-         << "set PORT|Ethernet40 {\"lanes\": \"41\"}\n# the next has no end of its own\n"
-         << "set MIRROR_SESSION|extra " + session( "Ethernet0", "Ethernet40" ) + "\n"
-         << "in Ethernet0 a.pcap\nnonsense\nstop\n";
+   folder.write( "script",
+         "set PORT|Ethernet40 {\"lanes\": \"41\"}\n# the next has no end of its own\n"
+         "set MIRROR_SESSION|extra " +
+               session( "Ethernet0", "Ethernet40" ) +
+               "\nin Ethernet0 a.pcap\nnonsense\nstop\n" );
    result = ctl( "", "script" );
    EXPECT_EQ( result.code, 1 );
    EXPECT_NE( result.err.find( "\"nonsense\" is not a step" ), std::string::npos );
    EXPECT_EQ(
-         Agent::validateCapture( ( folder / "out/Ethernet40.mirror.pcap" ).string() ).frames,
-         frames );
+         Agent::validateCapture( folder.path( "out/Ethernet40.mirror.pcap" ) ).frames, frames );
    result = ctl( "stop" );
    EXPECT_EQ( result.out, "stopped; nothing is left in the chips\n" );
    EXPECT_EQ( agent->wait(), 0 );
@@ -323,23 +323,22 @@ TEST_F( LiveTest, StartsOnlyWhereItCanServe ) {
    struct stat status {};
    ASSERT_EQ( ::stat( socket.c_str(), &status ), 0 );
    EXPECT_EQ( status.st_mode & 0777U, 0600U );
-   const std::string notASocket = ( folder / "file" ).string();
-   std::ofstream( notASocket ) << "mine";
+   const std::string notASocket = folder.write( "file", "mine" );
    for ( const auto& path : { socket, notASocket, std::string( 200, 'x' ),
-               std::string( "no/s" ), folder.string() } ) {
-      Process second( { "serve", config, "--socket", path }, folder, "second" );
+               std::string( "no/s" ), folder.path() } ) {
+      Process second( { "serve", config, "--socket", path }, folder.path(), "second" );
       EXPECT_EQ( second.wait(), 1 ) << path;
       const std::string err = second.err();
       EXPECT_EQ( std::count( err.begin(), err.end(), '\n' ), 1 ) << err;
    }
    Client( socket ).done( "show sessions" );
-   EXPECT_EQ( read( notASocket ), "mine" );
+   EXPECT_EQ( contentOf( notASocket ), "mine" );
 
    agent->signal( SIGKILL );
    agent->wait();
    EXPECT_TRUE( fs::exists( socket ) );
-   std::ofstream( folder / "broken.json" ) << "{";
-   Process broken( { "serve", "broken.json", "--socket", socket }, folder, "broken" );
+   folder.write( "broken.json", "{" );
+   Process broken( { "serve", "broken.json", "--socket", socket }, folder.path(), "broken" );
    EXPECT_EQ( broken.wait(), 1 );
    agent = serve(); // in place of the dead one
    Client( socket ).done( "show sessions" );

@@ -4,21 +4,18 @@
 #include <algorithm>
 #include <bit>
 #include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <span>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include "Agent/Packets/CaptureMerge.h"
 #include "Agent/Packets/CaptureReader.h"
 #include "Agent/Packets/CaptureWriter.h"
 #include "Agent/Packets/OutputDirectory.h"
+#include "Tests/TemporaryFolder.h"
 
 namespace {
 
@@ -81,21 +78,9 @@ constexpr uint32_t nanoMagic = 0xa1b23c4d;
 
 class PacketsTest : public testing::Test {
  protected:
-   void SetUp() override {
-      std::string name = ( fs::temp_directory_path() / "karvel-packets-XXXXXX" ).string();
-      ASSERT_TRUE( ::mkdtemp( name.data() ) );
-      directory_ = name;
-   }
-   void TearDown() override { fs::remove_all( directory_ ); }
-
-   std::string path( const std::string& name ) const { return directory_ + "/" + name; }
+   std::string path( const std::string& name ) const { return folder_.path( name ); }
    std::string file( const std::string& name, const std::string& content ) const {
-      std::ofstream( path( name ), std::ios::binary ) << content;
-      return path( name );
-   }
-   static std::string content( const std::string& path ) {
-      std::ifstream stream( path, std::ios::binary );
-      return { std::istreambuf_iterator< char >( stream ), {} };
+      return folder_.write( name, content );
    }
    std::vector< std::string > names() const {
       std::vector< std::string > result;
@@ -106,7 +91,8 @@ class PacketsTest : public testing::Test {
       return result;
    }
 
-   std::string directory_;
+   const TemporaryFolder folder_;
+   const std::string directory_ = folder_.path();
 };
 
 using Names = std::vector< std::string >;
@@ -253,8 +239,8 @@ TEST_F( PacketsTest, WhatIsWrittenIsReadBackEqual ) {
       writer.commit();
    }
    // The file's first words, as any reader of captures expects them.
-   EXPECT_EQ(
-         content( path( "out.pcap" ) ).substr( 0, 24 ), std::string( Bytes().widestHeader() ) );
+   EXPECT_EQ( contentOf( path( "out.pcap" ) ).substr( 0, 24 ),
+         std::string( Bytes().widestHeader() ) );
    CaptureReader reader( path( "out.pcap" ) );
    CaptureFrame frame;
    ASSERT_TRUE( reader.next( frame ) );
@@ -277,9 +263,9 @@ TEST_F( PacketsTest, AFileAppearsWholeOrNotAtAll ) {
       CaptureWriter writer( path( "out.pcap" ) );
       writer.write( 1, bytes( "abcd" ), 4 );
       writer.complete();
-      EXPECT_EQ( content( path( "out.pcap" ) ), "older" );
+      EXPECT_EQ( contentOf( path( "out.pcap" ) ), "older" );
    }
-   EXPECT_EQ( content( path( "out.pcap" ) ), "older" );
+   EXPECT_EQ( contentOf( path( "out.pcap" ) ), "older" );
    EXPECT_EQ( names(), ( Names{ ".out.pcap.0.part", "out.pcap" } ) );
 
    fs::create_directory( path( "folder" ) );
@@ -325,7 +311,7 @@ TEST_F( PacketsTest, AFullDiskLeavesTheOlderRunAsItWas ) {
          out.commit();
       } );
       EXPECT_EQ( error, path( "run/p2.pcap" ) + ": cannot be written (File too large)" );
-      EXPECT_EQ( content( path( "run/p1.pcap" ) ), "older" );
+      EXPECT_EQ( contentOf( path( "run/p1.pcap" ) ), "older" );
       EXPECT_EQ( std::distance( fs::directory_iterator( path( "run" ) ), {} ), 2 );
    }
 }

@@ -1,4 +1,4 @@
-// Ways of tunnels: which route, next hop and port a destination has, and why it has none.
+// Routes of tunnels: which prefix, next hop and port a destination has, and why it has none.
 
 #include "Agent/Publisher/Resolver.h"
 #include "Tests/Agent/ConfigurationBed.h"
@@ -33,16 +33,22 @@ class ResolverTest : public ConfigurationBed {
       return "\"STATIC_ROUTE|" + prefix + "\": {" + fields + "}";
    }
    // "ROUTE, INTERFACE, NEXT HOP[, VLAN]", or why there is none.
-   std::string way( const std::string& destination, int unit = 0 ) const {
-      const Resolution found =
+   std::string found( const std::string& destination, int unit = 0 ) const {
+      const Resolution resolution =
             Resolver( configuration_, states_ )
-                  .wayTo( unit, *Plix::IpGenAddr::fromString( destination ) );
-      if ( const std::string* why = std::get_if< std::string >( &found ) ) {
+                  .routeTo( unit, *Plix::IpGenAddr::fromString( destination ) );
+      if ( const std::string* why = std::get_if< std::string >( &resolution ) ) {
          return *why;
       }
-      const Way& is = std::get< Way >( found );
-      return is.route + ", " + is.interface + ", " + is.nextHop.toString() +
+      const TunnelRoute& is = std::get< TunnelRoute >( resolution );
+      return is.text + ", " + is.interface + ", " + is.nextHop.toString() +
             ( is.vid ? ", " + std::to_string( is.vid ) : "" );
+   }
+
+   void expectRoutes( const std::string& lines ) const {
+      for ( const auto& [ destination, expected ] : pairs( lines ) ) {
+         EXPECT_EQ( found( destination ), expected );
+      }
    }
 
    Configuration configuration_;
@@ -51,26 +57,26 @@ class ResolverTest : public ConfigurationBed {
 
 TEST_F( ResolverTest, ConnectedDestinationsNeedANeighbour ) {
    networkIs( "" );
-   EXPECT_EQ( way( "10.0.0.9" ), "10.0.0.0/24 attached, E16, 02:00:00:00:00:09" );
-   EXPECT_EQ( way( "2001:db8::9" ), "2001:db8::/64 attached, E16, 02:00:00:00:00:69" );
-   EXPECT_EQ( way( "10.0.0.8" ), "no neighbour entry for 10.0.0.8 on E16" );
-   EXPECT_EQ( way( "10.0.0.1" ), "10.0.0.1 is an address of this switch (E16)" );
-   EXPECT_EQ( way( "2001:db8::1" ), "2001:db8::1 is an address of this switch (E16)" );
-   EXPECT_EQ( way( "10.20.0.9" ), "E20 is on chip 1, the session on chip 0" );
-   EXPECT_EQ( way( "10.20.0.9", 1 ), "10.20.0.0/24 attached, E20, 02:00:00:00:00:20" );
-   EXPECT_EQ( way( "10.3.0.1" ), "no route to 10.3.0.1" );
-   EXPECT_EQ( way( "2001:db9::1" ), "no route to 2001:db9::1" );
+   expectRoutes( R"(
+10.0.0.9 => 10.0.0.0/24 attached, E16, 02:00:00:00:00:09
+2001:db8::9 => 2001:db8::/64 attached, E16, 02:00:00:00:00:69
+10.0.0.8 => no neighbour entry for 10.0.0.8 on E16
+10.0.0.1 => 10.0.0.1 is an address of this switch (E16)
+2001:db8::1 => 2001:db8::1 is an address of this switch (E16)
+10.20.0.9 => E20 is on chip 1, the session on chip 0)" );
+   EXPECT_EQ( found( "10.20.0.9", 1 ), "10.20.0.0/24 attached, E20, 02:00:00:00:00:20" );
+   EXPECT_EQ( found( "10.3.0.1" ), "no route to 10.3.0.1" );
+   EXPECT_EQ( found( "2001:db9::1" ), "no route to 2001:db9::1" );
 }
 
 TEST_F( ResolverTest, InVlansTheAddressTableKnowsThePortAndTheTag ) {
    networkIs( "" );
-   EXPECT_EQ( way( "10.10.0.4" ), "10.10.0.0/16 attached to Vlan20, E4, 02:00:00:00:00:04" );
-   EXPECT_EQ( way( "10.10.0.5" ),
-         "10.10.0.0/16 attached to Vlan20, PortChannel1, 02:00:00:00:00:05, 20" );
-   EXPECT_EQ(
-         way( "10.10.0.6" ), "no FDB entry for the next hop's 02:00:00:00:00:06 in Vlan20" );
+   expectRoutes( R"(
+10.10.0.4 => 10.10.0.0/16 attached to Vlan20, E4, 02:00:00:00:00:04
+10.10.0.5 => 10.10.0.0/16 attached to Vlan20, PortChannel1, 02:00:00:00:00:05, 20
+10.10.0.6 => no FDB entry for the next hop's 02:00:00:00:00:06 in Vlan20)" );
    states_.down = { "E4" };
-   EXPECT_EQ( way( "10.10.0.4" ), "E4 is down" ) << "the VLAN has another port that is up";
+   EXPECT_EQ( found( "10.10.0.4" ), "E4 is down" ) << "the VLAN has another port that is up";
 }
 
 TEST_F( ResolverTest, TheLongestPrefixWinsThenTheConnectedThenTheNearest ) {
@@ -84,16 +90,16 @@ TEST_F( ResolverTest, TheLongestPrefixWinsThenTheConnectedThenTheNearest ) {
          route( "10.4.0.0/16", viaVlan + R"(, "distance": "5")" ) + "," +
          route( "2001:db8:1::/48", R"("nexthop": "2001:db8::9")" ) + "," +
          route( "2001:db8:1:2::/64", black ) );
-   EXPECT_EQ( way( "192.0.2.1" ), "0.0.0.0/0 via 10.0.0.9, E16, 02:00:00:00:00:09" );
-   EXPECT_EQ( way( "10.2.0.1" ), "10.2.0.0/16 via 10.10.0.4, E4, 02:00:00:00:00:04" );
-   EXPECT_EQ( way( "10.2.3.127" ), "10.2.3.0/24 is a blackhole route" );
-   EXPECT_EQ( way( "10.2.3.128" ), "10.2.3.128/25 via 10.0.0.9, E16, 02:00:00:00:00:09" );
-   EXPECT_EQ( way( "10.0.0.9" ), "10.0.0.0/24 attached, E16, 02:00:00:00:00:09" );
-   EXPECT_EQ( way( "10.4.0.1" ), "10.4.0.0/16 via 10.10.0.4, E4, 02:00:00:00:00:04" );
-   EXPECT_EQ(
-         way( "2001:db8:1:3::1" ), "2001:db8:1::/48 via 2001:db8::9, E16, 02:00:00:00:00:69" );
-   EXPECT_EQ( way( "2001:db8:1:2::1" ), "2001:db8:1:2::/64 is a blackhole route" );
-   EXPECT_EQ( way( "2001:db9::1" ), "no route to 2001:db9::1" ) << "0.0.0.0/0 is for IPv4";
+   expectRoutes( R"(
+192.0.2.1 => 0.0.0.0/0 via 10.0.0.9, E16, 02:00:00:00:00:09
+10.2.0.1 => 10.2.0.0/16 via 10.10.0.4, E4, 02:00:00:00:00:04
+10.2.3.127 => 10.2.3.0/24 is a blackhole route
+10.2.3.128 => 10.2.3.128/25 via 10.0.0.9, E16, 02:00:00:00:00:09
+10.0.0.9 => 10.0.0.0/24 attached, E16, 02:00:00:00:00:09
+10.4.0.1 => 10.4.0.0/16 via 10.10.0.4, E4, 02:00:00:00:00:04
+2001:db8:1:3::1 => 2001:db8:1::/48 via 2001:db8::9, E16, 02:00:00:00:00:69
+2001:db8:1:2::1 => 2001:db8:1:2::/64 is a blackhole route)" );
+   EXPECT_EQ( found( "2001:db9::1" ), "no route to 2001:db9::1" ) << "0.0.0.0/0 is for IPv4";
 }
 
 TEST_F( ResolverTest, TheFirstNextHopThatCanBeReachedIsTaken ) {
@@ -106,46 +112,47 @@ TEST_F( ResolverTest, TheFirstNextHopThatCanBeReachedIsTaken ) {
          route( "10.0.0.9/32", R"("nexthop": "10.10.0.4")" ) +
          R"(, "NEIGH|E16|172.16.0.1": {"neigh": "02:00:00:00:00:16"},
               "NEIGH|E16|10.7.0.1": {"neigh": "02:00:00:00:00:77"})" );
-   EXPECT_EQ( way( "10.2.0.1" ), "10.2.0.0/16 via 10.0.0.9, E16, 02:00:00:00:00:09" );
-   EXPECT_EQ( way( "10.2.0.1", 1 ), "10.2.0.0/16 via 10.20.0.9, E20, 02:00:00:00:00:20" );
-   EXPECT_EQ( way( "10.3.0.1" ),
-         "no neighbour entry for the next hop 10.0.0.8 on E16; the next hop 10.99.0.1 is in no "
-         "connected subnet" );
-   EXPECT_EQ( way( "10.5.0.1" ), "10.5.0.0/16 via 172.16.0.1, E16, 02:00:00:00:00:16" );
-   EXPECT_EQ( way( "10.6.0.1" ), "the next hop 10.2.0.1 is in no connected subnet" );
-   EXPECT_EQ( way( "10.7.0.1" ), "10.7.0.0/16 attached, E16, 02:00:00:00:00:77" );
-   EXPECT_EQ( way( "10.7.0.2" ), "no neighbour entry for 10.7.0.2 on E16" );
+   EXPECT_EQ( found( "10.2.0.1" ), "10.2.0.0/16 via 10.0.0.9, E16, 02:00:00:00:00:09" );
+   EXPECT_EQ( found( "10.2.0.1", 1 ), "10.2.0.0/16 via 10.20.0.9, E20, 02:00:00:00:00:20" );
+   expectRoutes( R"(
+10.3.0.1 => no neighbour entry for the next hop 10.0.0.8 on E16; the next hop 10.99.0.1 is in no connected subnet
+10.5.0.1 => 10.5.0.0/16 via 172.16.0.1, E16, 02:00:00:00:00:16
+10.6.0.1 => the next hop 10.2.0.1 is in no connected subnet
+10.7.0.1 => 10.7.0.0/16 attached, E16, 02:00:00:00:00:77
+10.7.0.2 => no neighbour entry for 10.7.0.2 on E16)" );
 }
 
 TEST_F( ResolverTest, RoutesGoWithTheLinksThatTheyNeed ) {
    networkIs( route( "10.2.0.0/16", R"("nexthop": "10.0.0.9,10.10.0.4", "distance": "1,2")" ) +
          "," + route( "10.3.0.0/16", R"("nexthop": "10.0.0.9")" ) );
    states_.down = { "E16" };
-   EXPECT_EQ( way( "10.2.0.1" ), "10.2.0.0/16 via 10.10.0.4, E4, 02:00:00:00:00:04" );
-   EXPECT_EQ( way( "10.3.0.1" ), "E16 is down (10.3.0.0/16)" );
-   EXPECT_EQ( way( "10.0.0.9" ), "E16 is down (10.0.0.0/24)" );
+   expectRoutes( R"(
+10.2.0.1 => 10.2.0.0/16 via 10.10.0.4, E4, 02:00:00:00:00:04
+10.3.0.1 => E16 is down (10.3.0.0/16)
+10.0.0.9 => E16 is down (10.0.0.0/24))" );
    states_.down = {};
-   EXPECT_EQ( way( "10.2.0.1" ), "10.2.0.0/16 via 10.0.0.9, E16, 02:00:00:00:00:09" );
+   EXPECT_EQ( found( "10.2.0.1" ), "10.2.0.0/16 via 10.0.0.9, E16, 02:00:00:00:00:09" );
    networkIs( R"("PORT|E24": {"admin_status": "down"},
       "INTERFACE|E24|10.24.0.1/24": {}, "NEIGH|E24|10.24.0.9": {"neigh": "02:00:00:00:00:24"})" );
-   EXPECT_EQ( way( "10.24.0.9" ), "E24 is down (10.24.0.0/24)" );
+   EXPECT_EQ( found( "10.24.0.9" ), "E24 is down (10.24.0.0/24)" );
 }
 
 TEST_F( ResolverTest, APortChannelNeedsOneMemberThatIsUp ) {
    networkIs( "" );
    states_.down = { "E8" };
-   const Resolution found = Resolver( configuration_, states_ )
-                                  .wayTo( 0, *Plix::IpGenAddr::fromString( "10.10.0.5" ) );
-   ASSERT_TRUE( std::holds_alternative< Way >( found ) );
-   const Way& trunk = std::get< Way >( found );
+   const Resolution resolution =
+         Resolver( configuration_, states_ )
+               .routeTo( 0, *Plix::IpGenAddr::fromString( "10.10.0.5" ) );
+   ASSERT_TRUE( std::holds_alternative< TunnelRoute >( resolution ) );
+   const TunnelRoute& trunk = std::get< TunnelRoute >( resolution );
    EXPECT_EQ( trunk.kind, Shim::MirrorDestination::Kind::trunk );
    EXPECT_EQ( trunk.id, configuration_.portChannels.at( "PortChannel1" ).trunk );
    EXPECT_EQ( trunk.ports, ( std::vector< std::string >{ "E8", "E12" } ) );
    states_.down = { "E8", "E12" };
-   EXPECT_EQ( way( "10.10.0.5" ), "PortChannel1 is down" );
+   EXPECT_EQ( found( "10.10.0.5" ), "PortChannel1 is down" );
    states_.down = {};
    configuration_.portChannels.at( "PortChannel1" ).adminUp = false;
-   EXPECT_EQ( way( "10.10.0.5" ), "PortChannel1 is down" );
+   EXPECT_EQ( found( "10.10.0.5" ), "PortChannel1 is down" );
 }
 
 } // namespace

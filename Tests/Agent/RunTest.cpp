@@ -1,74 +1,34 @@
 // The executable as a user runs it: exit codes, lines on standard error, files written.
 
-#include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "Agent/Packets/CaptureReader.h"
+#include "Tests/Agent/AgentBed.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-class RunTest : public ::testing::Test {
+class RunTest : public AgentBed {
  protected:
-   RunTest() {
-      folder = fs::temp_directory_path() / ( "karvel-run-" + std::to_string( getpid() ) );
-      fs::create_directory( folder );
-   }
-   ~RunTest() override { fs::remove_all( folder ); }
-
-   struct Result {
-      int code = -1;
-      std::string out;
-      std::string err;
-      long errLines() const { return std::count( err.begin(), err.end(), '\n' ); }
-   };
-   Result agent( const std::string& arguments ) {
-      const std::string out = file( "stdout" );
-      const std::string err = file( "stderr" );
-      const std::string command = "cd '" + folder.string() + "' && " KARVEL_AGENT " " +
-            arguments + " >'" + out + "' 2>'" + err + "'";
-      const int status = std::system( command.c_str() );
-      return { WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, read( out ), read( err ) };
-   }
-   std::string file( const std::string& name ) { return ( folder / name ).string(); }
-   std::string write( const std::string& name, const std::string& text ) {
-      std::ofstream( folder / name ) << text;
-      return name;
-   }
-   static std::string read( const std::string& path ) {
-      std::ifstream in( path );
-      return std::string( std::istreambuf_iterator< char >( in ), {} );
-   }
    static uint64_t frames( const fs::path& path ) {
       return Agent::validateCapture( path.string() ).frames;
    }
 
-   const std::string example = KARVEL_SOURCE_DIR "/Examples/port-mirroring.json";
-   const std::string hostA = KARVEL_SOURCE_DIR "/Examples/captures/host-a.pcap";
    const std::string hostB = KARVEL_SOURCE_DIR "/Examples/captures/host-b.pcap";
-   fs::path folder;
 };
 
 TEST_F( RunTest, MirrorsTheExamplesTraffic ) {
    const Result result = agent( "run " + example + " --in Ethernet0=" + hostA +
          " --in Ethernet4=" + hostB + " --out out --json --show sessions,counters" );
    EXPECT_EQ( result.code, 0 ) << result.err;
-   EXPECT_EQ( frames( folder / "out/Ethernet16.mirror.pcap" ), frames( hostA ) );
+   EXPECT_EQ( frames( folder.path( "out/Ethernet16.mirror.pcap" ) ), frames( hostA ) );
    EXPECT_NE( result.out.find( "\"state\": \"active\"" ), std::string::npos );
-   EXPECT_FALSE( fs::exists( folder / "out/Ethernet28.pcap" ) ) << "it sent nothing";
+   EXPECT_FALSE( fs::exists( folder.path( "out/Ethernet28.pcap" ) ) ) << "it sent nothing";
    // What came in at Ethernet0 leaves Ethernet16 byte for byte.
    Agent::CaptureReader in( hostA );
-   Agent::CaptureReader copies( file( "out/Ethernet16.mirror.pcap" ) );
+   Agent::CaptureReader copies( folder.path( "out/Ethernet16.mirror.pcap" ) );
    Agent::CaptureFrame sent;
    Agent::CaptureFrame copy;
    while ( in.next( sent ) ) {
@@ -83,32 +43,34 @@ TEST_F( RunTest, ScriptRunsInOrderAndStopsAtTheStepThatFails ) {
    const std::string session =
          R"({"type": "SPAN", "direction": "RX", "src_port": "Ethernet4", )"
          R"("dst_port": "Ethernet28"})";
-   write( "good",
+   folder.write( "good",
          "set PORT|Ethernet28 {}\nset MIRROR_SESSION|extra " + session + "\nin Ethernet4 " +
                hostB + "\nwait 1.5\nshow sessions\ndel MIRROR_SESSION|extra\n" );
    Result result = agent( "run " + example + " --script good --out out --show status" );
    EXPECT_EQ( result.code, 0 ) << result.err;
-   EXPECT_EQ( frames( folder / "out/Ethernet28.mirror.pcap" ), frames( hostB ) );
+   EXPECT_EQ( frames( folder.path( "out/Ethernet28.mirror.pcap" ) ), frames( hostB ) );
    EXPECT_NE( result.out.find( "extra" ), std::string::npos );
-   write( "down", "set MIRROR_SESSION|extra " + session + "\n" );
+   folder.write( "down", "set MIRROR_SESSION|extra " + session + "\n" );
    EXPECT_NE( agent( "run " + example + " --script down" ).out.find( "Ethernet28 is down" ),
          std::string::npos );
 
-   write( "bad", "show sessions\nin Ethernet4 " + hostB + "\ndel MIRROR_SESSION|nobody\n" );
+   folder.write(
+         "bad", "show sessions\nin Ethernet4 " + hostB + "\ndel MIRROR_SESSION|nobody\n" );
    result = agent( "run " + example + " --script bad --out none" );
    EXPECT_EQ( result.code, 1 );
    EXPECT_EQ( result.err.substr( 0, 6 ), "bad:3:" ) << result.err;
-   EXPECT_FALSE( fs::exists( folder / "none" ) );
+   EXPECT_FALSE( fs::exists( folder.path( "none" ) ) );
 }
 
 TEST_F( RunTest, BadInputIsOneLineAndExitCodeOne ) {
-   write( "broken.json", "{ \"PORT\": " );
-   write( "loop.json",
+   folder.write( "broken.json", "{ \"PORT\": " );
+   folder.write( "loop.json",
          R"({ "PORT": { "Ethernet0": {} }, "MIRROR_SESSION": { "m": { "type": "SPAN",
          "src_port": "Ethernet0", "dst_port": "Ethernet0" } } })" );
-   write( "text.pcap", "not a capture at all, but some text of more than twenty-four bytes" );
-   write( "script", "jump high\n" );
-   write( "KarvelLib.json", "{}" );
+   folder.write(
+         "text.pcap", "not a capture at all, but some text of more than twenty-four bytes" );
+   folder.write( "script", "jump high\n" );
+   folder.write( "KarvelLib.json", "{}" );
    for ( const std::string& arguments : { std::string( "run absent.json" ),
                std::string( "run broken.json" ), std::string( "check loop.json" ),
                "run " + example + " --in Ethernet0=text.pcap --out out",
@@ -119,16 +81,16 @@ TEST_F( RunTest, BadInputIsOneLineAndExitCodeOne ) {
       const Result result = agent( arguments );
       EXPECT_EQ( result.code, 1 ) << arguments;
       EXPECT_EQ( result.errLines(), 1 ) << arguments << "\n" << result.err;
-      EXPECT_FALSE( fs::exists( folder / "out" ) ) << arguments;
+      EXPECT_FALSE( fs::exists( folder.path( "out" ) ) ) << arguments;
    }
 }
 
 TEST_F( RunTest, TimeDoesNotGoBackWhenACaptureIsReplayedAgain ) {
-   write( "twice", "in Ethernet0 " + hostA + "\nwait 60\nin Ethernet0 " + hostA + "\n" );
+   folder.write( "twice", "in Ethernet0 " + hostA + "\nwait 60\nin Ethernet0 " + hostA + "\n" );
    const Result result = agent( "run " + example + " --script twice --out out" );
    ASSERT_EQ( result.code, 0 ) << result.err;
    std::vector< uint64_t > times;
-   Agent::CaptureReader copies( file( "out/Ethernet16.mirror.pcap" ) );
+   Agent::CaptureReader copies( folder.path( "out/Ethernet16.mirror.pcap" ) );
    for ( Agent::CaptureFrame frame; copies.next( frame ); ) {
       times.push_back( frame.timeNs );
    }
@@ -175,13 +137,13 @@ TEST_F( RunTest, PlotsWhatLimitedSessionsPassedAndNothingElse ) {
          agent( "run " + config + " --in Ethernet4=" + download + " --out out --show rates" );
    EXPECT_EQ( limited.code, 0 ) << limited.err;
    EXPECT_EQ( std::count( limited.out.begin(), limited.out.end(), '\n' ), 23 );
-   const std::string plot = read( file( "out/limited.rate.svg" ) );
+   const std::string plot = contentOf( folder.path( "out/limited.rate.svg" ) );
    EXPECT_TRUE( plot.starts_with( "<svg " ) && plot.ends_with( "</svg>\n" ) );
    EXPECT_NE( plot.find( "300 kbit/s" ), std::string::npos );
-   EXPECT_FALSE( fs::exists( file( "out/keyed.rate.svg" ) ) );
+   EXPECT_FALSE( fs::exists( folder.path( "out/keyed.rate.svg" ) ) );
    // Of another run, without its traffic.
    EXPECT_EQ( agent( "run " + config + " --in Ethernet0=" + hostA + " --out out" ).code, 0 );
-   EXPECT_FALSE( fs::exists( file( "out/limited.rate.svg" ) ) );
+   EXPECT_FALSE( fs::exists( folder.path( "out/limited.rate.svg" ) ) );
 }
 
 TEST_F( RunTest, ExplainsEveryFrameOrOne ) {
@@ -200,7 +162,7 @@ TEST_F( RunTest, ExplainsEveryFrameOrOne ) {
    // What is explained as mirrored is what run writes.
    EXPECT_EQ( agent( "run " + filtered + in + " --out out" ).code, 0 );
    uint64_t written = 0;
-   for ( const auto& entry : fs::directory_iterator( folder / "out" ) ) {
+   for ( const auto& entry : fs::directory_iterator( folder.path( "out" ) ) ) {
       if ( entry.path().string().ends_with( ".mirror.pcap" ) ) {
          written += frames( entry.path() );
       }
@@ -236,7 +198,7 @@ TEST_F( RunTest, EveryCaptureIsReplayedOrRefusedWithOneLine ) {
          ++replayed;
          EXPECT_EQ( result.err, "" ) << path;
          if ( frames( path ) > 0 ) {
-            EXPECT_EQ( frames( folder / "out/Ethernet16.mirror.pcap" ), frames( path ) );
+            EXPECT_EQ( frames( folder.path( "out/Ethernet16.mirror.pcap" ) ), frames( path ) );
          }
          const Result explained =
                agent( "explain " + example + " --in 'Ethernet0=" + path + "'" );

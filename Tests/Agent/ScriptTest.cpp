@@ -1,7 +1,6 @@
 // The script language: every form a step may take, and for every mistake a line that says
 // where it is, what is wrong and what is allowed.
 
-#include <filesystem>
 #include <string>
 #include <variant>
 #include <vector>
@@ -9,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "Agent/Commands/Script.h"
+#include "Tests/TemporaryFolder.h"
 
 namespace {
 
@@ -22,9 +22,10 @@ Kind parsed( std::string_view line ) {
                                                               : Kind{};
 }
 
-std::string errorOf( std::string_view script ) {
+template < typename Operation >
+std::string errorOf( Operation operation ) {
    try {
-      parseScript( script, "s" );
+      operation();
    } catch ( const ScriptError& error ) {
       return error.what();
    }
@@ -102,14 +103,14 @@ TEST( ScriptTest, EveryMistakeIsToldWithItsPlaceAndWhatIsAllowed ) {
                { "set T|k [1]", "JSON text in braces is missing" },
                { "set T|k {\"a\": {}", "the JSON text is not closed on this line" },
                { "set T|k {\"a\\", "the JSON text is not closed on this line" },
-               { "set T|k {} {}", "\"{}\" is too much; allowed: set TABLE|KEY {json}" },
+               { "set T|k {} {}", "unexpected \"{}\"; allowed: set TABLE|KEY {json}" },
                { "del T", "\"T\" is not a table and a key; allowed: del TABLE|KEY" },
                { "in Ethernet0 # a.pcap", "FILE is missing; allowed: in PORT FILE" },
                { "wait", "SECONDS is missing; allowed: wait SECONDS, from 0 to 1000000000" },
                { "plugin one hello",
-                     "\"one\" is no number of a chip; allowed: plugin UNIT TEXT" },
-               { "stop now", "\"now\" is too much; allowed: stop" },
-               { "wait -1", "\"-1\" is not such a time; allowed: wait SECONDS, from 0" },
+                     "\"one\" is not a chip number; allowed: plugin UNIT TEXT" },
+               { "stop now", "unexpected \"now\"; allowed: stop" },
+               { "wait -1", "\"-1\" is not valid; allowed: wait SECONDS, from 0" },
                { "wait 1.", "\"1.\" is not" },
                { "wait 1.-5", "\"1.-5\" is not" },
                { "wait 0.0000000001", "\"0.0000000001\" is not" },
@@ -125,27 +126,25 @@ TEST( ScriptTest, EveryMistakeIsToldWithItsPlaceAndWhatIsAllowed ) {
                { "fail x 1..", "\"1..\" does not say" },
                { "fail x 4294967296", "\"4294967296\" does not say" },
                { "capacity x", "N is missing; allowed: capacity WHAT N" },
-               { "capacity x -1", "\"-1\" is not such a number" },
+               { "capacity x -1", "\"-1\" is not valid" },
                { "port", "PORT is missing; allowed: port PORT up, port PORT down" },
-               { "port x UP", "\"UP\" is no state of a link" },
+               { "port x UP", "\"UP\" is not a link state" },
          } ) {
-      std::string error = errorOf( std::string( "wait 1\n\n" ) + c.line + "\r\nwait x" );
+      const std::string script = std::string( "wait 1\n\n" ) + c.line + "\r\nwait x";
+      const std::string error = errorOf( [ & ] { parseScript( script, "s" ); } );
       EXPECT_TRUE( error.starts_with( std::string( "s:3: " ) + c.error ) ) << error;
       EXPECT_NE( error.find( "; allowed: " ), error.npos ) << error;
       EXPECT_EQ( error.find_first_of( "\r\n\x1b" ), error.npos ) << error;
    }
-   EXPECT_LT( errorOf( std::string( 100'000, 'x' ) ).size(), 200U );
+   const std::string endless( 100'000, 'x' );
+   EXPECT_LT( errorOf( [ & ] { parseScript( endless, "s" ); } ).size(), 200U );
 }
 
 TEST( ScriptTest, AScriptThatCannotBeReadIsToldByItsName ) {
-   std::string folder = std::filesystem::temp_directory_path().string();
-   for ( const std::string& path : { folder, folder + "/karvel-no-such-script" } ) {
-      try {
-         readScript( path );
-         ADD_FAILURE() << path << " was read";
-      } catch ( const ScriptError& error ) {
-         EXPECT_TRUE( std::string( error.what() ).starts_with( path + ": " ) ) << error.what();
-      }
+   const TemporaryFolder folder;
+   for ( const std::string& path : { folder.path(), folder.path( "none" ) } ) {
+      const std::string error = errorOf( [ & ] { readScript( path ); } );
+      EXPECT_TRUE( error.starts_with( path + ": " ) ) << error;
    }
 }
 

@@ -176,8 +176,8 @@ TEST_F( AclMacRules, MatchTheirFieldAndNothingBesideIt ) {
       return frame( 2, 1, Frames::mplsType,
             Frames::label( outer, false ) + Frames::label( inner, true ) );
    };
-   const auto inVlan = [ & ]( uint32_t vid ) {
-      return frame( 2, 1, 0x88b5, {}, Frames::tag( vid ) );
+   const auto inVlan = [ & ]( uint32_t vid, uint32_t priority = 0 ) {
+      return frame( 2, 1, 0x88b5, {}, Frames::tag( vid, priority ) );
    };
    constexpr auto station = []( uint8_t n ) { return Plix::EthAddr( { 2, 0, 0, 0, 0, n } ); };
    constexpr Plix::EthAddr exact( { 0xff, 0xff, 0xff, 0xff, 0xff, 0xff } );
@@ -201,6 +201,8 @@ TEST_F( AclMacRules, MatchTheirFieldAndNothingBesideIt ) {
             labels( 17, 16 ) },
       { []( Filter& f ) { f.vlanIdIs( 10 ); }, []( Filter& f ) { f.vlanIdMaskIs( 0xfff ); },
             inVlan( 10 ), inVlan( 11 ) },
+      { []( Filter& f ) { f.vlanPriorityIs( 4 ); },
+            []( Filter& f ) { f.vlanPriorityMaskIs( 6 ); }, inVlan( 10, 5 ), inVlan( 10, 6 ) },
    };
    for ( const auto& [ fills, masks, hit, miss ] : cases ) {
       Filter mac;

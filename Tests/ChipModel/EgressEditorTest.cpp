@@ -11,15 +11,8 @@ namespace {
 
 using namespace Shim;
 
-constexpr Rc none = Sdk::QX_BCM_E_NONE();
-constexpr Rc param = Sdk::QX_BCM_E_PARAM();
-constexpr Rc unavailable = Sdk::QX_BCM_E_UNAVAIL();
-constexpr Rc notFound = Sdk::QX_BCM_E_NOT_FOUND();
-
 Profile withKeys( GreKeys family ) {
-   Profile profile = testProfile();
-   profile.greKeys = family;
-   return profile;
+   return testProfile( [ & ]( Profile& profile ) { profile.greKeys = family; } );
 }
 
 class EditorTest : public CopyTest {
@@ -29,13 +22,9 @@ class EditorTest : public CopyTest {
 
    Rc write( Memory memory, int index, MemField field, uint32_t value ) {
       MemEntry entry;
-      if ( const Rc rc = sdk().soc_mem_read( 0, memory, MEM_BLOCK_ANY, index, &entry ) ) {
-         return rc;
-      }
-      if ( const Rc rc = sdk().soc_mem_field32_set( 0, memory, &entry, field, value ) ) {
-         return rc;
-      }
-      return sdk().soc_mem_write( 0, memory, MEM_BLOCK_ALL, index, &entry );
+      Rc rc = sdk().soc_mem_read( 0, memory, MEM_BLOCK_ANY, index, &entry );
+      rc = rc != none ? rc : sdk().soc_mem_field32_set( 0, memory, &entry, field, value );
+      return rc != none ? rc : sdk().soc_mem_write( 0, memory, MEM_BLOCK_ALL, index, &entry );
    }
    uint32_t read( Memory memory, int index, MemField field ) {
       MemEntry entry;
@@ -50,20 +39,14 @@ class EditorTest : public CopyTest {
       return to;
    }
    static Bytes from( const Bytes& bytes, size_t begin, size_t count ) {
-      const auto start = bytes.begin() + static_cast< ptrdiff_t >( begin );
-      return Bytes( start, start + static_cast< ptrdiff_t >( count ) );
+      return cut( bytes, begin, begin + count );
    }
    const Bytes in_ = frame( broadcast, mac( 1 ) );
 };
 
 class InsertionTest : public EditorTest {
  protected:
-   static Profile profile() {
-      Profile result = testProfile();
-      result.logicalTables = true;
-      return result;
-   }
-   InsertionTest() : EditorTest( profile() ) {}
+   InsertionTest() : EditorTest( testProfile( []( auto& p ) { p.logicalTables = true; } ) ) {}
 
    // Commits one entry; what is not named stays.
    Rc commit( int index, const LogicalTables::Fields& fields ) {
@@ -91,12 +74,7 @@ class InsertionTest : public EditorTest {
 
 class FlexTest : public EditorTest {
  protected:
-   static Profile profile() {
-      Profile result = testProfile();
-      result.flexEditor = true;
-      return result;
-   }
-   FlexTest() : EditorTest( profile() ) {}
+   FlexTest() : EditorTest( testProfile( []( auto& p ) { p.flexEditor = true; } ) ) {}
 };
 
 } // namespace
@@ -173,9 +151,7 @@ TEST_F( EditorTest, CopiesGoToTheQueueThatTheyAreGiven ) {
    EXPECT_EQ( state().ports[ 2 ].counters.queues[ 5 ].packets, 4u ); // the frames themselves
    EXPECT_EQ( sdk().bcm_switch_control_set( 0, bcmSwitchMirrorUnicastCosq, 8 ), param );
    EXPECT_EQ( sdk().bcm_mirror_destination_set( 0, 0, { {}, 7, {}, 8 } ), param );
-   Profile other = testProfile();
-   other.tomahawkFamily = false;
-   box_.addChip( 1, other );
+   box_.addChip( 1, testProfile( []( auto& p ) { p.tomahawkFamily = false; } ) );
    EXPECT_EQ( sdk().bcm_switch_control_set( 1, bcmSwitchMirrorUnicastCosq, 0 ), unavailable );
 }
 

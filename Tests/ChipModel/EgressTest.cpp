@@ -26,10 +26,7 @@ class EgressTest : public FieldTest {
       int group = -1;
       ok( sdk().bcm_field_group_create(
             0, FieldStage::ingress, only( Qualifier::inPorts ), 0, &group ) );
-      mirroring_ = newEntry( group, FieldAction::mirrorIngressTo, 0 );
-      ok( sdk().bcm_field_qualify_InPorts(
-            0, mirroring_, bitmap( { 1 } ), ~Shim::PortBitmap() ) );
-      installed( mirroring_ );
+      mirroring_ = fromPort( group, 1, FieldAction::mirrorIngressTo );
    }
    int newEgressGroup( int priority = 0 ) { return newGroup( priority, egress ); }
    // An entry that drops what its policer finds red, and counts by colour.
@@ -64,12 +61,7 @@ class EgressTest : public FieldTest {
 
 class OutPortTest : public EgressTest {
  protected:
-   static Profile profile() {
-      Profile result = testProfile();
-      result.tomahawkFamily = false;
-      return result;
-   }
-   OutPortTest() : EgressTest( profile() ) {}
+   OutPortTest() : EgressTest( testProfile( []( auto& p ) { p.tomahawkFamily = false; } ) ) {}
 };
 
 TEST_F( EgressTest, EveryGroupMetersAndEntriesMayShareAPolicer ) {
@@ -123,9 +115,7 @@ TEST_F( EgressTest, ForwardedFramesAreLimitedWhereAnEntryIsForThem ) {
    EXPECT_EQ( state().ports[ 2 ].counters.txKeptBack, 1u );
    EXPECT_EQ( state().ports[ 2 ].counters.txFrames, 1u );
    // An entry that does not ask sees both kinds.
-   const int both = newEntry( newEgressGroup(), FieldAction::drop );
-   toChipPort( both, 3 );
-   installed( both );
+   const int both = toPort( newEgressGroup(), 3, FieldAction::drop );
    destination( 0, 3 );
    EXPECT_EQ( leaves( 1, frame10() ), "" );
    EXPECT_EQ( mirrored().filtered, 1u );
@@ -189,9 +179,7 @@ TEST_F( EgressTest, KeysDescribeTheCopyAsItLeaves ) {
       match( tagged );
       destination( 0, 7 );
       EXPECT_EQ( matched, counts );
-      for ( size_t i = 0; i < static_cast< size_t >( Qualifier::count_ ); ++i ) {
-         s.bcm_field_qualifier_delete( 0, entry, static_cast< Qualifier >( i ) );
-      }
+      matchAll( entry );
    };
    for ( int round = 0; round < 3; ++round ) {
       box_.control().observerIs( round == 1 ? &listener : nullptr );
@@ -243,9 +231,7 @@ TEST_F( EgressTest, AnObserverHearsWhatBecameOfEveryFrameAndCopy ) {
    const std::string noWay = "] -1 no port to leave by 0 0";
    EXPECT_EQ( told(), "vid 10 " + copied + noWay );
    // With an entry for one of the ports that it leaves by, and dropped by forwarding.
-   const int toThree = newEntry( newGroup(), FieldAction::cosQCpuNew );
-   toChipPort( toThree, 3 );
-   installed( toThree );
+   const int toThree = toPort( newGroup(), 3, FieldAction::cosQCpuNew );
    EXPECT_EQ( told(), "vid 10 " + copied + " " + std::to_string( toThree ) + "@3 " + noWay );
    ok( sdk().bcm_vlan_destroy( 0, 10 ) );
    EXPECT_TRUE( told().starts_with( "vid 10 unknown VLAN; " ) ) << told();
@@ -268,7 +254,7 @@ TEST_F( OutPortTest, StagesAndFamiliesHaveTheirOwnQualifiersAndActions ) {
                create( 1, egress, Qualifier::outPort ), create( 0, egress, Qualifier::inPorts ),
                create( 0, FieldStage::ingress, Qualifier::outPort ),
                create( 0, FieldStage::ingress, Qualifier::mirrorCopy ) } ) {
-      EXPECT_EQ( rc, Sdk::QX_BCM_E_UNAVAIL() );
+      EXPECT_EQ( rc, unavailable );
    }
    const int in = newEntry( newGroup(), FieldAction::drop );
    const auto add = [ & ]( int entry, FieldAction action, uint32_t value ) {
@@ -281,7 +267,7 @@ TEST_F( OutPortTest, StagesAndFamiliesHaveTheirOwnQualifiersAndActions ) {
                add( out, FieldAction::svtagOffset, 10 ),
                add( out, FieldAction::svtagOffset, 13 ),
                add( out, FieldAction::svtagOffset, 66 ) } ) {
-      EXPECT_EQ( rc, Sdk::QX_BCM_E_PARAM() );
+      EXPECT_EQ( rc, param );
    }
 }
 

@@ -25,11 +25,6 @@ class EncapsulatorTest : public CopyTest {
       ok( sdk().bcm_field_qualify_MirrorCopy( 0, id, 1, 1 ) );
       return installed( id );
    }
-   static Bytes cut( const Bytes& from, size_t begin, size_t end = ~size_t{} ) {
-      return Bytes( from.begin() + static_cast< ptrdiff_t >( begin ),
-            from.begin() + static_cast< ptrdiff_t >( std::min( end, from.size() ) ) );
-   }
-
    const Bytes tag_{ 0x88, 0xe7, 0xb3, 0xc3 }; // 5 << 5 | 19, and the subport
 };
 
@@ -103,7 +98,7 @@ TEST_F( EncapsulatorTest, ATunnelThatIsNoneIsRefusedAndAnotherReplacesIt ) {
    to.vid = 4095;
    for ( const Shim::MirrorTunnel& bad : { to, tunnel( "10.1.2.3", "2001:db8::2" ),
                tunnel( "10.1.2.3", "" ), tunnel( "", "" ) } ) {
-      EXPECT_EQ( tunnelIs( bad ), Sdk::QX_BCM_E_PARAM() );
+      EXPECT_EQ( tunnelIs( bad ), param );
    }
    const Bytes in = ethernet( arpType, Bytes( 28, 9 ) );
    EXPECT_EQ( copyOf( in ), in ); // nothing has changed

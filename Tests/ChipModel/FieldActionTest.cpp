@@ -50,12 +50,11 @@ TEST_F( FieldActionTest, AnEntryDoesAllOfItsActionsUntilTheyAreRemoved ) {
    ok( sdk().bcm_field_action_get(
          0, entry, FieldAction::cosQCpuNew, &params[ 0 ], &params[ 1 ] ) );
    EXPECT_EQ( params[ 0 ], 5u );
-   EXPECT_EQ( sdk().bcm_field_action_add( 0, entry, FieldAction::drop, 0, 0 ),
-         Sdk::QX_BCM_E_EXISTS() );
+   EXPECT_EQ( sdk().bcm_field_action_add( 0, entry, FieldAction::drop, 0, 0 ), exists );
    ok( sdk().bcm_field_action_remove_all( 0, entry ) );
    EXPECT_EQ( leaves( 1, web_ ), "mi1>8" );
-   EXPECT_EQ( sdk().bcm_field_action_add( 0, entry, FieldAction::mirrorIngressTo, 4, 0 ),
-         Sdk::QX_BCM_E_PARAM() );
+   EXPECT_EQ(
+         sdk().bcm_field_action_add( 0, entry, FieldAction::mirrorIngressTo, 4, 0 ), param );
    installed( entry );
    EXPECT_EQ( leaves( 1, web_ ), "2 3" );
    EXPECT_TRUE( view( entry ).actions.empty() );
@@ -93,28 +92,28 @@ TEST_F( FieldActionTest, RangeCheckersAreFewAndStayWhileAnEntryAsksThem ) {
    for ( Rc rc : { create( FieldRange::srcPort, 2, 1 ), create( FieldRange::dstPort, 0, 65536 ),
                create( FieldRange{ 3 }, 1, 2 ), create( FieldRange{ 0 }, 1, 2 ),
                s.bcm_field_range_create( 0, FieldRange::srcPort, 1, 2, nullptr ) } ) {
-      EXPECT_EQ( rc, Sdk::QX_BCM_E_PARAM() );
+      EXPECT_EQ( rc, param );
    }
    const int entry = newEntry( newGroup(), FieldAction::mirrorIngressTo, 0 );
    std::vector< int > ranges;
    for ( uint32_t i = 0; i < 4; ++i ) { // as many as the chip has
       ranges.push_back( range( FieldRange::dstPort, i, i ) );
    }
-   EXPECT_EQ( create( FieldRange::dstPort, 80, 80 ), Sdk::QX_BCM_E_RESOURCE() );
+   EXPECT_EQ( create( FieldRange::dstPort, 80, 80 ), noRoom );
    EXPECT_EQ( id, 77 );
-   EXPECT_EQ( s.bcm_field_qualify_RangeCheck( 0, entry, 999 ), Sdk::QX_BCM_E_NOT_FOUND() );
-   EXPECT_EQ( s.bcm_field_range_destroy( 0, 999 ), Sdk::QX_BCM_E_NOT_FOUND() );
+   EXPECT_EQ( s.bcm_field_qualify_RangeCheck( 0, entry, 999 ), notFound );
+   EXPECT_EQ( s.bcm_field_range_destroy( 0, 999 ), notFound );
 
    // Asked in what is written, in what is installed, or in either.
    const auto destroy = [ & ] { return s.bcm_field_range_destroy( 0, ranges[ 1 ] ); };
    ok( s.bcm_field_qualify_RangeCheck( 0, entry, ranges[ 1 ] ) );
-   EXPECT_EQ( destroy(), Sdk::QX_BCM_E_BUSY() );
+   EXPECT_EQ( destroy(), busy );
    installed( entry );
    ok( s.bcm_field_qualifier_delete( 0, entry, Qualifier::rangeCheck ) );
-   EXPECT_EQ( destroy(), Sdk::QX_BCM_E_BUSY() );
+   EXPECT_EQ( destroy(), busy );
    installed( entry );
-   EXPECT_EQ( destroy(), Sdk::QX_BCM_E_NONE() );
-   EXPECT_EQ( destroy(), Sdk::QX_BCM_E_NOT_FOUND() );
+   EXPECT_EQ( destroy(), none );
+   EXPECT_EQ( destroy(), notFound );
    EXPECT_NE( range( FieldRange::dstPort, 80, 81 ), ranges[ 1 ] ); // in its place
    const int last = state().ranges.back().id;
    ok( s.bcm_field_qualify_RangeCheck( 0, entry, last ) );

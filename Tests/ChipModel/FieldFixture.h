@@ -3,6 +3,7 @@
 // For tests of entries' matches and actions: a switch with one VLAN and two mirror destinations,
 // and groups that carry every qualifier of their stage.
 
+#include "ChipModel/Fields/FieldCatalogue.h"
 #include "ChipModel/Fields/FieldRules.h"
 #include "Tests/ChipModel/SwitchFixture.h"
 
@@ -35,6 +36,24 @@ class FieldTest : public ChipTest {
       ok( sdk().bcm_field_entry_prio_set( 0, id, priority ) );
       ok( sdk().bcm_field_entry_install( 0, id ) );
       return id;
+   }
+   // Installed entries for what comes in at a port, and for what goes to one; `to` is a mirror
+   // destination.
+   int fromPort( int in, int port, Shim::FieldAction action, uint32_t to = 0 ) {
+      const int id = newEntry( in, action, 0, to );
+      // Of the ports that are asked for by mask, the frame's must be among the data.
+      ok( sdk().bcm_field_qualify_InPorts( 0, id, bitmap( { port } ), ~Shim::PortBitmap{} ) );
+      return installed( id );
+   }
+   int toPort( int in, uint32_t port, Shim::FieldAction action, uint32_t to = 0 ) {
+      const int id = newEntry( in, action, 0, to );
+      toChipPort( id, port );
+      return installed( id );
+   }
+   void matchAll( int id ) {
+      for ( const FieldRow& row : fieldCatalogue ) {
+         sdk().bcm_field_qualifier_delete( 0, id, row.qualifier );
+      }
    }
    void onPort( int id, uint32_t l4Port ) {
       ok( sdk().bcm_field_qualify_L4DstPort( 0, id, l4Port, exact ) );
@@ -89,14 +108,11 @@ struct Explainer : PipelineObserver {
    LookupKey key;
 };
 
-// All that comes in at port 1 is copied, through a tunnel.
+// All that comes in at port 1 is copied to mirror destination 0, through a tunnel.
 class CopyTest : public FieldTest {
  protected:
-   // Copies of all that comes in at port 1, to mirror destination 0.
    explicit CopyTest( const Profile& profile = testProfile() ) : FieldTest( profile ) {
-      entry_ = newEntry( newGroup(), Shim::FieldAction::mirrorIngressTo, 0 );
-      ok( sdk().bcm_field_qualify_InPorts( 0, entry_, bitmap( { 1 } ), ~Shim::PortBitmap() ) );
-      installed( entry_ );
+      fromPort( newGroup(), 1, Shim::FieldAction::mirrorIngressTo );
    }
    Shim::Rc tunnelIs( const Shim::MirrorTunnel& tunnel ) {
       return sdk().bcm_mirror_destination_set( 0, 0, { {}, 7, tunnel } );
@@ -115,8 +131,10 @@ class CopyTest : public FieldTest {
       const bool isCopy = !sent_.empty() && sent_[ 0 ].kind == CopyKind::ingressMirror;
       return isCopy ? sent_[ 0 ].bytes : Bytes();
    }
-
-   int entry_ = -1;
+   static Bytes cut( const Bytes& from, size_t begin, size_t end = ~size_t{} ) {
+      return Bytes( from.begin() + static_cast< ptrdiff_t >( begin ),
+            from.begin() + static_cast< ptrdiff_t >( std::min( end, from.size() ) ) );
+   }
 };
 
 } // namespace ChipModel::Test

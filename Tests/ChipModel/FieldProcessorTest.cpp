@@ -1,4 +1,5 @@
-// Groups and entries: strictness, room, ids, and when a change is seen by packets.
+// Groups and entries: strictness, room, ids, when a change is seen by packets, and why entries do
+// not win.
 
 #include "ChipModel/Fields/FieldProcessor.h"
 
@@ -51,7 +52,7 @@ TEST_F( FieldProcessorTest, UnknownIdsAreNotFound ) {
          codes.push_back( s.bcm_field_group_status_get( 0, id, &status ) );
          codes.push_back( s.bcm_field_entry_create( 0, id, &other ) );
       }
-      EXPECT_EQ( codes, std::vector< Rc >( codes.size(), Sdk::QX_BCM_E_NOT_FOUND() ) ) << id;
+      EXPECT_EQ( codes, std::vector< Rc >( codes.size(), notFound ) ) << id;
    }
 }
 
@@ -78,21 +79,19 @@ TEST_F( FieldProcessorTest, WhatDoesNotFitIsRefusedAndChangesNothing ) {
                s.bcm_field_action_add( 0, id, FieldAction::mirrorEgress, 0, 4 ),
                s.bcm_field_action_add( 0, id, FieldAction{ 99 }, 0, 0 ),
                s.bcm_field_qualifier_delete( 0, id, Qualifier::count_ ) } ) {
-      EXPECT_EQ( rc, Sdk::QX_BCM_E_PARAM() );
+      EXPECT_EQ( rc, param );
    }
-   EXPECT_EQ( s.bcm_field_action_add( 0, id, FieldAction::mirrorIngress, 0, 1 ),
-         Sdk::QX_BCM_E_EXISTS() );
+   EXPECT_EQ( s.bcm_field_action_add( 0, id, FieldAction::mirrorIngress, 0, 1 ), exists );
    for ( Rc rc : { s.bcm_field_action_remove( 0, id, FieldAction::mirrorEgress ),
                s.bcm_field_qualifier_delete( 0, id, Qualifier::dstTrunk ) } ) {
-      EXPECT_EQ( rc, Sdk::QX_BCM_E_NOT_FOUND() );
+      EXPECT_EQ( rc, notFound );
    }
    EXPECT_EQ( differences( before, state() ), std::vector< std::string >() );
-   EXPECT_EQ( s.bcm_field_group_destroy( 0, group ), Sdk::QX_BCM_E_BUSY() );
+   EXPECT_EQ( s.bcm_field_group_destroy( 0, group ), busy );
    ok( s.bcm_field_entry_destroy( 0, id ) ); // installed or not
    ok( s.bcm_field_group_destroy( 0, group ) );
    box_.addChip( 1, *chipProfile( "trident2" ) ); // without port classes
-   EXPECT_EQ( s.bcm_field_group_create( 1, FieldStage::ingress, set, 0, &group ),
-         Sdk::QX_BCM_E_UNAVAIL() );
+   EXPECT_EQ( s.bcm_field_group_create( 1, FieldStage::ingress, set, 0, &group ), unavailable );
 }
 
 TEST_F( FieldProcessorTest, ChangesTakeEffectAtTheNextInstall ) {
@@ -109,7 +108,7 @@ TEST_F( FieldProcessorTest, ChangesTakeEffectAtTheNextInstall ) {
    onPort( b, 80 );
    EXPECT_EQ( leaves( 1, dns_ ), "mi1>8 2 3" );
    ok( s.bcm_field_entry_remove( 0, b ) );
-   EXPECT_EQ( s.bcm_field_entry_remove( 0, b ), Sdk::QX_BCM_E_NOT_FOUND() );
+   EXPECT_EQ( s.bcm_field_entry_remove( 0, b ), notFound );
    EXPECT_EQ( leaves( 1, web_ ), "mi0>7 2 3" );
    ok( s.bcm_field_entry_install( 0, b ) );
    EXPECT_EQ( leaves( 1, web_ ), "mi1>8 2 3" );
@@ -131,6 +130,9 @@ TEST_F( FieldProcessorTest, QualifiersCompareUnderTheirMaskAndNeedTheirField ) {
    ok( s.bcm_field_qualify_OuterVlanId( 0, id, 0, exact ) );
    EXPECT_FALSE( hit( 6, web_ ) ) << "a frame without a VLAN has no VLAN 0";
    ok( s.bcm_field_qualifier_delete( 0, id, Qualifier::outerVlanId ) );
+   ok( s.bcm_field_qualify_OuterVlanPriority( 0, id, 0, 7 ) );
+   EXPECT_FALSE( hit( 6, web_ ) ) << "and no priority";
+   ok( s.bcm_field_qualifier_delete( 0, id, Qualifier::outerVlanPriority ) );
 
    ok( s.bcm_port_class_set( 0, 1, 0xe01 ) );
    ok( s.bcm_field_qualify_PortClass( 0, id, 0x200, 0x300 ) );
@@ -155,7 +157,7 @@ TEST_F( FieldProcessorTest, AStageIsFullForAllItsGroupsUntilEntriesGoOrCapacityG
    const int a = made( first ), b = made( first );
    made( second );
    int id = 77;
-   EXPECT_EQ( s.bcm_field_entry_create( 0, second, &id ), Sdk::QX_BCM_E_RESOURCE() );
+   EXPECT_EQ( s.bcm_field_entry_create( 0, second, &id ), noRoom );
    EXPECT_EQ( id, 77 );
    made( other );                // the other stage has its own
    room( "ingress-entries", 1 ); // below use: those that exist stay and work
@@ -164,7 +166,7 @@ TEST_F( FieldProcessorTest, AStageIsFullForAllItsGroupsUntilEntriesGoOrCapacityG
    ok( s.bcm_field_group_status_get( 0, first, &status ) );
    EXPECT_EQ( std::pair( status.entriesUsed, status.entriesFree ), std::pair( 2, 0 ) );
    ok( s.bcm_field_entry_destroy( 0, b ) );
-   EXPECT_EQ( s.bcm_field_entry_create( 0, first, &id ), Sdk::QX_BCM_E_RESOURCE() );
+   EXPECT_EQ( s.bcm_field_entry_create( 0, first, &id ), noRoom );
    room( "ingress-entries", 65536 );
    made( first );
    ok( s.bcm_field_group_status_get( 0, second, &status ) );
@@ -175,8 +177,7 @@ TEST_F( FieldProcessorTest, AStageIsFullForAllItsGroupsUntilEntriesGoOrCapacityG
       ++groups;
    }
    EXPECT_EQ( groups, testProfile().groupsPerStage );
-   EXPECT_EQ( s.bcm_field_group_create( 0, FieldStage::ingress, {}, 0, &id ),
-         Sdk::QX_BCM_E_RESOURCE() );
+   EXPECT_EQ( s.bcm_field_group_create( 0, FieldStage::ingress, {}, 0, &id ), noRoom );
    newGroup( 0, FieldStage::egress );
 }
 
@@ -225,6 +226,43 @@ TEST_F( FieldProcessorTest, AGroupIsDestinationBoundWhileAnInstalledEntryIs ) {
    askedAs( true );
    ok( s.bcm_field_entry_destroy( 0, bound ) );
    askedAs( false );
+}
+
+// A miss is judged by what packets see, not by what was written since.
+TEST_F( FieldProcessorTest, MissesAreOfTheInstalledContents ) {
+   const int group = newGroup();
+   const int entry = fromPort( group, 2, FieldAction::drop );
+   onPort( entry, 80 );
+   installed( entry );
+   const int second = installed( newEntry( group, FieldAction::mirrorIngressTo, 0 ), -2 );
+   const int third = installed( newEntry( group, FieldAction::mirrorIngressTo, 1 ), -2 );
+   ok( sdk().bcm_field_qualify_OuterVlanId( 0, third, 5, 0 ) ); // looks at nothing
+   installed( third, -2 );
+   ok( sdk().bcm_field_qualifier_delete( 0, entry, Qualifier::inPorts ) );
+   Explainer explainer( box_.chip( 0 )->fields(), group );
+   box_.control().observerIs( &explainer );
+   const auto told = [ & ]( int port ) {
+      receive( port, web_ );
+      std::ostringstream text;
+      text << ( explainer.winner == entry ? "first:" : "second:" );
+      for ( const EntryMiss& miss : explainer.misses() ) {
+         const char* which = miss.entry == entry ? " first "
+               : miss.entry == second            ? " second "
+                                                 : " third ";
+         text << which << ( miss.failed ? qualifierName( *miss.failed ) : "-" );
+      }
+      return text.str();
+   };
+   EXPECT_EQ( told( 1 ), "second: first InPorts third -" );
+   EXPECT_EQ( told( 2 ), "first: second - third -" );
+   installed( entry );
+   EXPECT_EQ( told( 1 ), "first: second - third -" );
+   ok( sdk().bcm_field_entry_remove( 0, second ) );
+   ok( sdk().bcm_field_qualify_EtherType( 0, third, 1, exact ) );
+   installed( third );
+   receive( 1, web_ );
+   EXPECT_EQ( explainer.misses().size(), 1u );
+   EXPECT_EQ( explainer.misses().at( 0 ).failed, Qualifier::etherType );
 }
 
 } // namespace

@@ -68,7 +68,7 @@ TEST( L2TableTest, AgreesWithAMapUnderRandomChange ) {
          const bool isStatic = random() % 2 != 0;
          const Shim::Rc rc = table.add( { address( bytes ), vid, false, port, isStatic } );
          if ( known && found->second.second ) {
-            ASSERT_EQ( rc, Sdk::QX_BCM_E_EXISTS() );
+            ASSERT_EQ( rc, exists );
          } else if ( !known && expected.size() == 24 ) {
             ASSERT_EQ( rc, Sdk::QX_BCM_E_FULL() );
          } else {
@@ -79,8 +79,7 @@ TEST( L2TableTest, AgreesWithAMapUnderRandomChange ) {
       }
       case 1:
       case 2:
-         ASSERT_EQ( table.remove( address( bytes ), vid ),
-               known ? Sdk::QX_BCM_E_NONE() : Sdk::QX_BCM_E_NOT_FOUND() );
+         ASSERT_EQ( table.remove( address( bytes ), vid ), known ? none : notFound );
          expected.erase( place );
          break;
       case 3:

@@ -21,18 +21,6 @@ class PipelineTest : public FieldTest {
       ok( sdk().bcm_port_untagged_vlan_set( 0, 3, 0 ) );
    }
 
-   int fromPort( int in, int port, FieldAction action, uint32_t to ) {
-      const int id = newEntry( in, action, 0, to );
-      // Of the ports that are asked for by mask, the frame's must be among the data.
-      ok( sdk().bcm_field_qualify_InPorts( 0, id, bitmap( { port } ), ~Shim::PortBitmap{} ) );
-      return installed( id );
-   }
-   int toPort( int in, uint32_t port, FieldAction action, uint32_t to ) {
-      const int id = newEntry( in, action, 0, to );
-      toChipPort( id, port );
-      return installed( id );
-   }
-
    const Bytes a_ = mac( 1 );
    const Bytes b_ = mac( 2 );
 };

@@ -76,27 +76,27 @@ TEST_F( PolicerCallTest, WhatTheChipCannotDoIsRefused ) {
    const auto create = [ & ] { return sdk().bcm_policer_create( 0, config, &id ); };
    Sdk::bcm_policer_config_t_init( &config );
    config.flags = Shim::policerByBytes | Shim::policerColorBlind;
-   EXPECT_EQ( create(), Sdk::QX_BCM_E_PARAM() ); // no rate
+   EXPECT_EQ( create(), param ); // no rate
    config.ckbits_sec = 1;
    for ( uint32_t flags : { 0U, Shim::policerByBytes, Shim::policerColorBlind, 0xffffffffU } ) {
       config.flags = flags;
-      EXPECT_EQ( create(), Sdk::QX_BCM_E_UNAVAIL() ) << flags;
+      EXPECT_EQ( create(), unavailable ) << flags;
    }
    config.flags = Shim::policerByBytes | Shim::policerColorBlind;
    config.pkbits_sec = 1;
-   EXPECT_EQ( create(), Sdk::QX_BCM_E_UNAVAIL() );
+   EXPECT_EQ( create(), unavailable );
    config.pkbits_sec = 0;
    for ( uint32_t expected : { 1U, 2U, 3U } ) { // as many as the chip has
       EXPECT_EQ( policer( 1, 1 ), expected );
    }
-   EXPECT_EQ( create(), Sdk::QX_BCM_E_RESOURCE() );
+   EXPECT_EQ( create(), noRoom );
    EXPECT_EQ( id, 77u );
    ok( sdk().bcm_policer_destroy( 0, 2 ) );
    EXPECT_EQ( policer( 5, 6 ), 4u ); // ids are not used again
-   EXPECT_EQ( sdk().bcm_policer_destroy( 0, 2 ), Sdk::QX_BCM_E_NOT_FOUND() );
+   EXPECT_EQ( sdk().bcm_policer_destroy( 0, 2 ), notFound );
    ASSERT_FALSE( box_.control().capacityIs( 0, "policers", 4 ) );
    EXPECT_EQ( policer( 7, 8 ), 5u );
-   EXPECT_EQ( create(), Sdk::QX_BCM_E_RESOURCE() );
+   EXPECT_EQ( create(), noRoom );
 }
 
 TEST_F( PolicerCallTest, AnEntryHasOneAndKeepsItUntilNothingOfItIsInstalled ) {
@@ -107,17 +107,17 @@ TEST_F( PolicerCallTest, AnEntryHasOneAndKeepsItUntilNothingOfItIsInstalled ) {
    const auto attachTo = [ & ]( int id, int level, uint32_t to ) {
       return s.bcm_field_entry_policer_attach( 0, id, level, to );
    };
-   EXPECT_EQ( attachTo( entry, 1, slow ), Sdk::QX_BCM_E_PARAM() );
-   EXPECT_EQ( attachTo( entry, 0, 99 ), Sdk::QX_BCM_E_NOT_FOUND() );
-   EXPECT_EQ( attachTo( ingress, 0, slow ), Sdk::QX_BCM_E_UNAVAIL() );
-   EXPECT_EQ( s.bcm_field_entry_policer_detach( 0, entry, 0 ), Sdk::QX_BCM_E_NOT_FOUND() );
+   EXPECT_EQ( attachTo( entry, 1, slow ), param );
+   EXPECT_EQ( attachTo( entry, 0, 99 ), notFound );
+   EXPECT_EQ( attachTo( ingress, 0, slow ), unavailable );
+   EXPECT_EQ( s.bcm_field_entry_policer_detach( 0, entry, 0 ), notFound );
    attach( entry, slow );
-   EXPECT_EQ( attachTo( entry, 0, fast ), Sdk::QX_BCM_E_EXISTS() );
-   EXPECT_EQ( s.bcm_policer_destroy( 0, slow ), Sdk::QX_BCM_E_BUSY() ); // attached
+   EXPECT_EQ( attachTo( entry, 0, fast ), exists );
+   EXPECT_EQ( s.bcm_policer_destroy( 0, slow ), busy ); // attached
    installed( entry );
    ok( s.bcm_field_entry_policer_detach( 0, entry, 0 ) );
    attach( entry, fast );
-   EXPECT_EQ( s.bcm_policer_destroy( 0, slow ), Sdk::QX_BCM_E_BUSY() ); // packets still see it
+   EXPECT_EQ( s.bcm_policer_destroy( 0, slow ), busy ); // packets still see it
    installed( entry );
    EXPECT_EQ( view( entry ).policer, fast );
    ok( s.bcm_policer_destroy( 0, slow ) );

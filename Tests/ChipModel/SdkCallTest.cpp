@@ -104,10 +104,10 @@ TEST_F( SdkCallTest, ArgumentsAreConvertedAndCopiedUnderTheLock ) {
 
 TEST_F( SdkCallTest, FailureIsReportedWithTheCallAsWritten ) {
    ASSERT_FALSE( Duolog::enable( "SdkCallTest" ) );
-   EXPECT_EQ( qualifyDrop( 1 ), Sdk::QX_BCM_E_NONE() );
+   EXPECT_EQ( qualifyDrop( 1 ), none );
    EXPECT_EQ( errors_.str(), "" );
    entry_ = 999;
-   EXPECT_EQ( qualifyDrop( 1 ), Sdk::QX_BCM_E_NOT_FOUND() );
+   EXPECT_EQ( qualifyDrop( 1 ), notFound );
    const std::string failed =
          "bcm_field_qualify_Drop( 0, entry_, data, 1 ) API ERROR:Entry not "
          "found (rc:-7)";

@@ -16,13 +16,6 @@ using Shim::Rc;
 using Effect = Fault::Effect;
 using Destination = Shim::MirrorDestination;
 
-constexpr Rc none = Sdk::QX_BCM_E_NONE();
-constexpr Rc param = Sdk::QX_BCM_E_PARAM();
-constexpr Rc badPort = Sdk::QX_BCM_E_PORT();
-constexpr Rc notFound = Sdk::QX_BCM_E_NOT_FOUND();
-constexpr Rc exists = Sdk::QX_BCM_E_EXISTS();
-constexpr Rc fail = Sdk::QX_BCM_E_FAIL();
-
 class SdkModelTest : public ChipTest {
  protected:
    Gate& gate() { return box_.control().gate(); }
@@ -59,15 +52,18 @@ std::function< Rc( Sdk&, int ) > callOf(
 
 TEST_F( SdkModelTest, EveryCallPassesTheGateUnderItsNameAndWantsAKnownUnit ) {
 #define CALL( name ) callOf( &Sdk::name ),
-   const std::vector< std::function< Rc( Sdk&, int ) > > calls{ CHIP_MODEL_SDK_CALLS( CALL ) };
+#define QUALIFY( qualifier, name, ... ) callOf( &Sdk::bcm_field_qualify_##name ),
+   const std::vector< std::function< Rc( Sdk&, int ) > > calls{ CHIP_MODEL_SDK_CALLS(
+         CALL, QUALIFY ) };
 #undef CALL
+#undef QUALIFY
    constexpr int unknown = 5;
    for ( size_t i = 0; i < calls.size(); ++i ) {
       const auto name = static_cast< SdkCall >( i );
       if ( calls[ i ] ) {
          const uint64_t all = gate().calls();
          const uint64_t ofName = gate().calls( name );
-         EXPECT_EQ( calls[ i ]( sdk(), unknown ), Sdk::QX_BCM_E_UNIT() ) << sdkCallName( name );
+         EXPECT_EQ( calls[ i ]( sdk(), unknown ), badUnit ) << sdkCallName( name );
          EXPECT_EQ( gate().calls(), all + 1 );
          EXPECT_EQ( gate().calls( name ), ofName + 1 ) << sdkCallName( name );
       }
@@ -349,7 +345,7 @@ TEST_F( SdkModelTest, ControlRefusesWhatDoesNotExistInOneLine ) {
    newEntry( group );
    EXPECT_EQ( control.capacityIs( 0, "ingress-entries", 1 ), std::nullopt );
    int id = -1;
-   EXPECT_EQ( sdk().bcm_field_entry_create( 0, group, &id ), Sdk::QX_BCM_E_RESOURCE() );
+   EXPECT_EQ( sdk().bcm_field_entry_create( 0, group, &id ), noRoom );
    EXPECT_EQ( state().ingressEntries, 1 );
 }
 

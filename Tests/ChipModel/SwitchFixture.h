@@ -19,6 +19,17 @@ namespace ChipModel::Test {
 using namespace Frames;
 using Shim::Sdk;
 
+inline constexpr Shim::Rc none = Sdk::QX_BCM_E_NONE();
+inline constexpr Shim::Rc param = Sdk::QX_BCM_E_PARAM();
+inline constexpr Shim::Rc badPort = Sdk::QX_BCM_E_PORT();
+inline constexpr Shim::Rc notFound = Sdk::QX_BCM_E_NOT_FOUND();
+inline constexpr Shim::Rc exists = Sdk::QX_BCM_E_EXISTS();
+inline constexpr Shim::Rc fail = Sdk::QX_BCM_E_FAIL();
+inline constexpr Shim::Rc unavailable = Sdk::QX_BCM_E_UNAVAIL();
+inline constexpr Shim::Rc busy = Sdk::QX_BCM_E_BUSY();
+inline constexpr Shim::Rc noRoom = Sdk::QX_BCM_E_RESOURCE();
+inline constexpr Shim::Rc badUnit = Sdk::QX_BCM_E_UNIT();
+
 inline const Bytes broadcast{ 0xff, 0xff, 0xff, 0xff, 0xff, 0xff };
 inline const Bytes group{ 0x01, 0x00, 0x5e, 0x00, 0x00, 0x09 };
 
@@ -74,6 +85,13 @@ inline Profile testProfile() {
    profile.trunkMembers = 8;
    profile.l2Addresses = 64;
    profile.greKeys = GreKeys::inserted;
+   return profile;
+}
+
+template < typename Change >
+Profile testProfile( Change&& change ) {
+   Profile profile = testProfile();
+   change( profile );
    return profile;
 }
 

@@ -1,30 +1,19 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
 #include "Platform/KarvelLib/Toggles.h"
+#include "Tests/TemporaryFolder.h"
 
 namespace KarvelLib {
 namespace {
 
 class Toggles : public ::testing::Test {
  protected:
-   Toggles() {
-      std::string pattern =
-            ( std::filesystem::temp_directory_path() / "togglesXXXXXX" ).string();
-      directory_ = mkdtemp( pattern.data() );
-      file_ = directory_ + "/KarvelLib.json";
-   }
-   ~Toggles() override {
-      toggleDirectoryIs( "" );
-      std::filesystem::remove_all( directory_ );
-   }
-   void write( std::string_view text ) { std::ofstream( file_ ) << text; }
+   ~Toggles() override { toggleDirectoryIs( "" ); }
+   void write( const std::string& text ) { folder_.write( "KarvelLib.json", text ); }
 
-   std::string directory_;
-   std::string file_;
+   const TemporaryFolder folder_;
+   const std::string directory_ = folder_.path();
+   const std::string file_ = folder_.path( "KarvelLib.json" );
 };
 
 TEST_F( Toggles, WhatTheFileDoesNotSayIsTheDefault ) {

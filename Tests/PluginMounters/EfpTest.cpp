@@ -234,7 +234,14 @@ TEST_F( TheEgressMachines, TakeNothingWhenTheyFailAndTryAgainWithTheNextGenerati
 
 TEST_F( TheEgressMachines, DoNotStopAtARefusedQualifier ) {
    refuse( SdkCall::bcm_field_qualify_OutPort, 1 );
+   Duolog::enable( "EfpProgrammer/0" );
+   std::string said;
+   Duolog::sinkIs( [ & ]( std::string_view line ) { said += line; } );
    destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ) } );
+   Duolog::disableAll();
+   Duolog::sinkIs( {} );
+   EXPECT_TRUE( said.ends_with( " EntryId: 1 API ERROR:bcm_field_qualify_OutPort( unit(), "
+                                "entryId, port.sdkPort(), ~0 ) (rc:-11)" ) );
    ASSERT_EQ( entries().size(), 2U );
    EXPECT_EQ( find( entries()[ 0 ], Qualifier::mirrorCopy ), nullptr );
    EXPECT_NE( find( entries()[ 1 ], Qualifier::mirrorCopy ), nullptr );

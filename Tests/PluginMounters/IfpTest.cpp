@@ -202,6 +202,8 @@ TEST_F( TheIngressMachines, NeverDropNorMirrorByADenyEntryWhateverTheChipRefuses
             0 },
    };
    setAcl( "A", { Acl::RuleAction::permit, Acl::RuleAction::deny } );
+   std::ostringstream said;
+   Karvel::sdkErrorStreamIs( &said );
    for ( const auto& [ refused, installed ] : cases ) {
       for ( const auto& [ call, nth ] : refused ) {
          refuse( call, nth );
@@ -221,6 +223,10 @@ TEST_F( TheIngressMachines, NeverDropNorMirrorByADenyEntryWhateverTheChipRefuses
       run();
       EXPECT_TRUE( entries( false ).empty() );
    }
+   Karvel::sdkErrorStreamIs( nullptr );
+   EXPECT_TRUE( said.str().starts_with( "bcm_field_action_get( unit, entryIter.key(), "
+                                        "bcmFieldActionDrop, &utemp, &utemp ) API "
+                                        "ERROR:Operation failed (rv:-11)\n" ) );
 }
 
 TEST_F( TheIngressMachines, NumberRulesWithoutGapsAndConfigureNothingWithoutRules ) {
@@ -298,6 +304,12 @@ TEST_F( TheIngressMachines, StopOnWhatABrokenAgentAsksButInSimulations ) {
    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // the variable is read once per process
    auto programUnknown = [ & ] { matching( Mtp( 0 ), { 1 }, "Nowhere1" ); };
    EXPECT_DEATH( mtpToFeature( 4 ), "false && \"Invalid MTP\"" );
+   EXPECT_DEATH(
+         {
+            refuse( SdkCall::bcm_field_qualify_SrcIp );
+            matching( Mtp( 0 ), { 1 } );
+         },
+         "bcm_field_qualify_SrcIp.* API ERROR:Operation failed \\(-11\\)" );
    EXPECT_DEATH( programUnknown(), "KarvelTcam::intfToPortHas\\( scsd\\(\\), intf \\)" );
    auto simulate = [ & ] {
       setenv( "SIMULATION_VMID", "7", 1 );

@@ -106,7 +106,7 @@ TEST_F( TheSettings, AreLookedAtOnceForABurstOfSessions ) {
    EXPECT_TRUE( machine->greKeyPatchApplied() );
 }
 
-TEST_F( TheSettings, AreWrittenButForARefusedEntryWhichIsTraced ) {
+TEST_F( TheSettings, AreWrittenButForARefusedEntry ) {
    addChip( "tomahawk", 0 );
    addChip( "tomahawk", 1 );
    auto machine = configSm();
@@ -114,9 +114,6 @@ TEST_F( TheSettings, AreWrittenButForARefusedEntryWhichIsTraced ) {
    refuse( SdkCall::soc_mem_read );
    key( "a", 7 );
    run();
-   EXPECT_EQ( errors.str(),
-         "soc_mem_read( unit, mem, MEM_BLOCK_ANY, idx, entry ) API ERROR:Operation failed "
-         "(rc:-11)\n" );
    EXPECT_EQ( writes(), 3u ); // two entries on each chip, but for one
    EXPECT_EQ( changes( second ).size(), 8u );
 }
@@ -131,9 +128,7 @@ TEST_F( TheSettings, MayLackTheQueueControlButTraceAnotherError ) {
    EXPECT_EQ( chip().switchControls[ 1 ].value, 0 );
    refuse( SdkCall::bcm_switch_control_set );
    auto machine = configSm();
-   EXPECT_EQ( errors.str(),
-         "bcm_switch_control_set( i.key(), bcmSwitchMirrorUnicastCosq, 0 ) API ERROR:Operation "
-         "failed (rc:-11)\n" );
+   EXPECT_NE( errors.str().find( " API ERROR:Operation failed (rc:-11)" ), std::string::npos );
    key( "a", 7 );
    run();
    EXPECT_TRUE( machine->greKeyPatchApplied() ) << "start goes on";
@@ -239,23 +234,14 @@ TEST_F( TheTunnelProfiles, AreAllRewrittenOnceForAnyChangeOfAHeader ) {
 TEST_F( TheTunnelProfiles, StopTheProcessWhenATableCallIsRefused ) {
    addChip( "trident4" );
    auto made = machine( Zol::make< BcmPtHelper >() );
-   const std::pair< SdkCall, const char* > refusals[] = {
-      { SdkCall::bcmlt_entry_allocate,
-            "PtHelper.cpp:[0-9]+: bcmlt_entry_allocate\\( unit, table.charPtr\\(\\), &entry "
-            "\\)" },
-      { SdkCall::bcmlt_entry_field_add,
-            "bcmlt_entry_field_add\\( entry, field.charPtr\\(\\), value \\)" },
-      { SdkCall::bcmlt_pt_entry_commit,
-            "bcmlt_pt_entry_commit\\( entry, BCMLT_PT_OPCODE_SET, BCMLT_PRIORITY_NORMAL \\)" },
-      { SdkCall::bcmlt_entry_free, "bcmlt_entry_free\\( entry \\)" },
-   };
-   for ( const auto& [ call, text ] : refusals ) {
+   for ( const SdkCall call : { SdkCall::bcmlt_entry_allocate, SdkCall::bcmlt_entry_field_add,
+               SdkCall::bcmlt_pt_entry_commit, SdkCall::bcmlt_entry_free } ) {
       EXPECT_DEATH(
             {
                refuse( call );
                tunnel( 3, 50 );
             },
-            text );
+            "PtHelper.cpp:[0-9]+: " + std::string( ChipModel::sdkCallName( call ) ) );
    }
    EXPECT_DEATH( tunnel( 14, 50 ), "idx < 16" );
    tunnel( 13, 50 );
@@ -356,8 +342,7 @@ TEST_F( TheLoopbackPort, StopsTheAgentWhenWhatIsSaidCannotBe ) {
             refuse( SdkCall::soc_mem_read );
             helper();
          },
-         "soc_mem_read\\( sp.unit\\(\\), ING_DEVICE_PORTm, MEM_BLOCK_ANY, sp.port\\(\\), "
-         "&portEntry \\) API ERROR:Operation failed \\(rc:-11\\)" );
+         "soc_mem_read.* API ERROR:Operation failed \\(rc:-11\\)" );
    const auto error = [ & ]() -> std::string {
       try {
          helper();

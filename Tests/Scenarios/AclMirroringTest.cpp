@@ -116,6 +116,38 @@ TEST( SubInterface, IsThePortsTrafficWithItsVlan ) {
    EXPECT_TRUE( isCopied( rig, {}, "Ethernet4" ) );
 }
 
+TEST( VlanPriority, IsThatOfTheTagAndZeroWithoutOne ) {
+   for ( const std::string& chip :
+         chipsWhere( []( auto& profile ) { return profile.tcamHelpers; } ) ) {
+      SCOPED_TRACE( chip );
+      Rig rig( network( fed( "one", "Ethernet20" ) + "," + fed( "masked", "Ethernet24" ) + "," +
+                           fed( "zero", "Ethernet28" ),
+                     acls( table( "T", "L2", "Ethernet0" ) + "," +
+                                 table( "U", "MAC", "Ethernet0" ) + "," +
+                                 table( "V", "L2", "Ethernet0" ),
+                           { { "T|r", 10, R"("PCP": "5")", "one" },
+                                 { "U|r", 10, R"("PCP": "0x6/6")", "masked" },
+                                 { "U|not", 20, R"("PCP": "6/7")", "" },
+                                 { "V|r", 10, R"("PCP": "0", "VLAN_ID": "10")", "zero" } } ) ),
+            chip );
+      const auto copiedTo = [ & ]( const Packet& packet ) {
+         std::string ports;
+         for ( const char* port : { "Ethernet20", "Ethernet24", "Ethernet28" } ) {
+            ports += isCopied( rig, packet, "Ethernet0", port ) ? port + 8 : "--";
+         }
+         return ports;
+      };
+      const char* const expected[] = { "------", "------", "------", "------", "------",
+         "20----", "------", "--24--" };
+      for ( uint8_t priority = 0; priority < 8; ++priority ) {
+         EXPECT_EQ( copiedTo( { .vlan = 20, .priority = priority } ), expected[ priority ] );
+      }
+      EXPECT_EQ( copiedTo( { .vlan = 10 } ), "----28" );
+      EXPECT_EQ( copiedTo( {} ), "----28" ) << "untagged";
+      EXPECT_EQ( copiedTo( { .vlan = 10, .priority = 1 } ), "------" );
+   }
+}
+
 TEST( AclOnAPortChannel, FiltersWhatEveryMemberReceives ) {
    Rig rig( network( fed( "s", "Ethernet20" ),
          acls( table( "T", "L3", "PortChannel1" ),

@@ -135,13 +135,12 @@ TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // toggles are read once per process
    auto with = [ & ]( const std::string& toggle, const std::function< void() >& check ) {
       const auto play = [ & ] {
-         const auto folder = std::filesystem::temp_directory_path() /
-               ( "karvel-toggles-" + std::to_string( getpid() ) );
-         std::filesystem::create_directory( folder );
-         std::ofstream( folder / "KarvelLib.json" ) << "{ \"" + toggle + "\": false }";
-         KarvelLib::toggleDirectoryIs( folder.string() );
-         check();
-         std::filesystem::remove_all( folder );
+         { // exit() would leave the folder behind
+            const TemporaryFolder folder;
+            folder.write( "KarvelLib.json", "{ \"" + toggle + "\": false }" );
+            KarvelLib::toggleDirectoryIs( folder.path() );
+            check();
+         }
          exit( ::testing::Test::HasFailure() ? 1 : 0 );
       };
       EXPECT_EXIT( play(), ::testing::ExitedWithCode( 0 ), "" );

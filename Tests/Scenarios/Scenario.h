@@ -6,41 +6,20 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "Agent/Runtime/Runtime.h"
 #include "ChipModel/LeftIn.h"
 #include "Tests/Frames.h"
 #include "Tests/Names.h"
+#include "Tests/TemporaryFolder.h"
 
 namespace Scenario {
 
 using Frames::Bytes;
-
-// A file that goes with its object.
-class TemporaryFile {
- public:
-   explicit TemporaryFile( const std::string& text ) {
-      static int number = 0;
-      path_ = std::filesystem::temp_directory_path() /
-            ( "karvel-" + std::to_string( getpid() ) + "-" + std::to_string( ++number ) +
-                  ".json" );
-      std::ofstream( path_ ) << text;
-   }
-   ~TemporaryFile() { std::filesystem::remove( path_ ); }
-   TemporaryFile( const TemporaryFile& ) = delete;
-   TemporaryFile& operator=( const TemporaryFile& ) = delete;
-   std::string path() const { return path_.string(); }
-
- private:
-   std::filesystem::path path_;
-};
 
 inline std::vector< std::string > chipsWhere( bool ( *is )( const ChipModel::Profile& ) ) {
    std::vector< std::string > names;
@@ -94,9 +73,10 @@ class Rig {
    static inline std::string defaultProfile; // of rigs that name none
 
    explicit Rig( const std::string& json, const std::string& profile = defaultProfile )
-         : config_( json ), runtime( { KARVEL_PLUGIN, profile } ) {
+         : config_( folder_.write( "config.json", json ) ),
+           runtime( { KARVEL_PLUGIN, profile } ) {
       runtime.chips().control().sinkIs( &collector_ );
-      loaded = runtime.start( config_.path() );
+      loaded = runtime.start( config_ );
       changed( loaded.errors );
    }
    // When all sessions have been withdrawn, nothing is left in the chips.
@@ -229,7 +209,8 @@ class Rig {
          recorder->push_back( line + ", " + std::to_string( entriesUsed() ) + " entries" );
       }
    }
-   TemporaryFile config_;
+   TemporaryFolder folder_;
+   std::string config_;
    Collector collector_;
 
  public:

@@ -218,17 +218,16 @@ TEST( Tunnel, IsUnderstoodByAnIndependentReader ) {
    if ( std::system( "tshark -v > /dev/null 2>&1" ) != 0 ) {
       GTEST_SKIP() << "tshark is not installed";
    }
-   const std::string folder = std::filesystem::temp_directory_path() /
-         ( "karvel-tunnel-" + std::to_string( getpid() ) );
+   const TemporaryFolder folder;
    const std::string examples = KARVEL_SOURCE_DIR "/Examples/";
    ASSERT_EQ( std::system( ( KARVEL_AGENT " run " + examples +
                     "tunnel-mirroring.json --in Ethernet4=" + examples +
                     "captures/host-b.pcap --in Ethernet0=" + examples +
-                    "captures/host-a.pcap --out " + folder + " > /dev/null" )
+                    "captures/host-a.pcap --out " + folder.path() + " > /dev/null" )
                                  .c_str() ),
          0 );
    const auto fieldsOf = [ & ]( const std::string& port, const std::string& fields ) {
-      const std::string command = "tshark -o ip.check_checksum:TRUE -r " + folder + "/" + port +
+      const std::string command = "tshark -o ip.check_checksum:TRUE -r " + folder.path( port ) +
             ".mirror.pcap -T fields -E occurrence=f " + fields + " 2> /dev/null | sort | uniq";
       std::string text;
       FILE* pipe = popen( command.c_str(), "r" );
@@ -246,7 +245,6 @@ TEST( Tunnel, IsUnderstoodByAnIndependentReader ) {
    EXPECT_EQ( fieldsOf( "Ethernet12",
                     "-e eth.dst -e ipv6.src -e ipv6.dst -e ipv6.nxt -e gre.proto" ),
          "02:00:00:00:02:02\t2001:db8:ffff::1\t2001:db8:c::10\t47\t0x88be\n" );
-   std::filesystem::remove_all( folder );
 }
 
 } // namespace Scenario

@@ -8,8 +8,8 @@ using namespace Shim; // the names of memories and fields
 
 namespace {
 
-// Lengths of GRE headers (RFC 2784), and what the IP length fields count with them: the total
-// length of IPv4 (RFC 791) its own header, too.
+// Lengths of GRE headers (RFC 2784). The total length of IPv4 (RFC 791) also counts the IPv4
+// header; the payload length of IPv6 counts no IP header.
 constexpr uint32_t plainBytes = 4;
 constexpr uint32_t keyBytes = 8;
 constexpr uint32_t ip4Bytes = 20;

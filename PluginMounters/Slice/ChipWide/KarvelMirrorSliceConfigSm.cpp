@@ -13,31 +13,35 @@ namespace {
 
 Duolog::Handle trace( "SliceConfigSm" );
 
-using Units = Zol::Map< uint16_t, KarvelCentral::ChipAttributes >;
-
-// A chip without the setting does well without it.
-void setMirrorCosq( const Units::Iterator& i ) {
-   KARVEL_SDK_CALL_TOLERATING( ::Shim::sdk_->QX_BCM_E_SWITCH_CONTROL_ABSENT(), trace,
-         bcm_switch_control_set, ( i.key(), bcmSwitchMirrorUnicastCosq, 0 ) );
-   KARVEL_SDK_CALL_TOLERATING( ::Shim::sdk_->QX_BCM_E_SWITCH_CONTROL_ABSENT(), trace,
-         bcm_switch_control_set, ( i.key(), bcmSwitchMirrorMulticastCosq, 0 ) );
+// A chip without these settings needs none.
+void setMirrorCosq( int unit ) {
+   const Rc tolerated = ::Shim::sdk_->QX_BCM_E_SWITCH_CONTROL_ABSENT();
+   Karvel::reportUnless( tolerated, trace,
+         KARVEL_SDK_OUTCOME( trace, bcm_switch_control_set,
+               ( unit, bcmSwitchMirrorUnicastCosq, 0 ),
+               "( i.key(), bcmSwitchMirrorUnicastCosq, 0 )" ) );
+   Karvel::reportUnless( tolerated, trace,
+         KARVEL_SDK_OUTCOME( trace, bcm_switch_control_set,
+               ( unit, bcmSwitchMirrorMulticastCosq, 0 ),
+               "( i.key(), bcmSwitchMirrorMulticastCosq, 0 )" ) );
 }
 
 // Fields that are not listed stay as they are.
 void writeFields( int unit, Memory mem, int idx,
       const std::set< std::pair< MemField, uint32_t > >& fields ) {
-   MemEntry buffer;
-   MemEntry* entry = &buffer;
-   if ( KARVEL_SDK_CALL( trace, soc_mem_read, ( unit, mem, MEM_BLOCK_ANY, idx, entry ) ) < 0 ) {
+   MemEntry entry;
+   if ( KARVEL_SDK_CALL( trace, soc_mem_read, ( unit, mem, MEM_BLOCK_ANY, idx, &entry ),
+              "( unit, mem, MEM_BLOCK_ANY, idx, entry )" ) < 0 ) {
       return;
    }
    for ( const auto& [ field, value ] : fields ) {
-      if ( KARVEL_SDK_CALL( trace, soc_mem_field32_set, ( unit, mem, entry, field, value ) ) <
-            0 ) {
+      if ( KARVEL_SDK_CALL( trace, soc_mem_field32_set, ( unit, mem, &entry, field, value ),
+                 "( unit, mem, entry, field, value )" ) < 0 ) {
          return;
       }
    }
-   KARVEL_SDK_CALL( trace, soc_mem_write, ( unit, mem, MEM_BLOCK_ALL, idx, entry ) );
+   KARVEL_SDK_CALL( trace, soc_mem_write, ( unit, mem, MEM_BLOCK_ALL, idx, &entry ),
+         "( unit, mem, MEM_BLOCK_ALL, idx, entry )" );
 }
 
 } // namespace
@@ -53,10 +57,8 @@ void ConfigSm::ZolMirroringSession::doInit() {
 }
 
 void ConfigSm::ZolMirroringSession::handleGreTunnelKey() {
-   DUOLOG( trace, 4,
-         "SliceConfigSm::ZolMirroringSession::"
-               << "handleGreTunnelKey"
-               << " session: " << session()->name() );
+   DUOLOG_IN( trace, 4, "SliceConfigSm::ZolMirroringSession::handleGreTunnelKey",
+         " session: " << session()->name() );
    configSm_.handleGreTunnelKey();
 }
 
@@ -72,17 +74,15 @@ ConfigSm::ConfigSm( const Karvel::KarvelCommonSmData& scsd,
 }
 
 void ConfigSm::doInit() {
-   DUOLOG( trace, 1,
-         "SliceConfigSm::"
-               << "doInit" );
-   const Units units = unit();
-   for ( auto i = units.begin(); i != units.end(); ++i ) {
-      if ( ::Shim::sdk_->QX_SOC_IS_TOMAHAWKX( i.key() ) ) {
-         setMirrorCosq( i );
+   DUOLOG_IN( trace, 1, "SliceConfigSm::doInit" );
+   const auto units = unit(); // a copy: SDK calls release the activity lock
+   for ( const auto& [ number, attributes ] : units ) {
+      if ( ::Shim::sdk_->QX_SOC_IS_TOMAHAWKX( number ) ) {
+         setMirrorCosq( number );
       }
-      if ( ::Shim::sdk_->QX_SOC_HAS_FLEX_EDITOR( i.key() ) ) {
-         setupFlexProfileIngress( i.key(), unit( i.key() ) );
-         setupFlexProfileEgress( i.key(), unit( i.key() ) );
+      if ( ::Shim::sdk_->QX_SOC_HAS_FLEX_EDITOR( number ) ) {
+         setupFlexProfileIngress( number, attributes );
+         setupFlexProfileEgress( number, attributes );
       }
    }
    react< &ConfigSm::handleMirroringConfig, Mirroring::Config::Attr::session >(
@@ -100,10 +100,7 @@ void ConfigSm::doCleanup() {
 }
 
 void ConfigSm::handleMirroringConfig( const Zol::String& session ) {
-   DUOLOG( trace, 4,
-         "SliceConfigSm::"
-               << "handleMirroringConfig"
-               << " session: " << session );
+   DUOLOG_IN( trace, 4, "SliceConfigSm::handleMirroringConfig", " session: " << session );
    followSession( session );
    lookClock_.timeMinIs( Zol::activityManager().now() );
 }
@@ -125,18 +122,13 @@ void ConfigSm::lookForGreKey() {
    bool found = false;
    for ( const auto& [ name, session ] : mirroringConfig()->session() ) {
       if ( session->greTunnelKey() != Mirroring::GreTunnelKey() ) {
-         DUOLOG( trace, 4,
-               "SliceConfigSm::"
-                     << "lookForGreKey"
-                     << " " << name << " has GRE key." );
+         DUOLOG_IN( trace, 4, "SliceConfigSm::lookForGreKey", " " << name << " has GRE key." );
          found = true;
       }
    }
    if ( found != greKeyPatchApplied() ) {
-      DUOLOG( trace, 1,
-            "SliceConfigSm::"
-                  << "lookForGreKey"
-                  << " " << ( found ? "apply GRE key patch" : "unapply GRE key patch" ) );
+      DUOLOG_IN( trace, 1, "SliceConfigSm::lookForGreKey",
+            " " << ( found ? "apply GRE key patch" : "unapply GRE key patch" ) );
       applyGreKeyPatch( found );
    }
 }

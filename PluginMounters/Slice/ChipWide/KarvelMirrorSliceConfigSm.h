@@ -1,8 +1,8 @@
 #pragma once
 
 // The chip-wide settings that mirroring needs on every chip of a slice: the CoS queues of copies,
-// the flexible editor's profiles, and the GRE key patch of the encapsulation memories, which is in
-// while a session has a GRE key. A machine that goes takes the patch back.
+// the flexible editor's profiles, and the GRE key patch of the encapsulation memories, which is
+// applied while a session has a GRE key and undone with the machine.
 
 #include "Platform/Karvel/KarvelCommonSmData.h"
 #include "Platform/Mirroring/MirroringConfig.h"
@@ -46,7 +46,7 @@ class ConfigSm : public Zol::EntitySm {
    ConfigSm( const Karvel::KarvelCommonSmData& scsd,
          Zol::Ptr< const Mirroring::Config > mirroringConfig );
 
-   // Have the sessions looked at, once for all changes of one turn of the event loop.
+   // Schedule a look at all sessions, one for all changes of one turn of the event loop.
    void handleMirroringConfig( const Zol::String& session );
    void handleGreTunnelKey();
 

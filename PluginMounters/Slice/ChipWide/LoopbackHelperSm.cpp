@@ -13,7 +13,7 @@ using namespace Shim; // the names of memories and fields
 
 namespace {
 
-// Its lines are the mounter's: it is the slice that programs the map.
+// The helper traces under the mounter's name, as a part of the slice.
 Duolog::Handle trace( "SliceMounter" );
 
 const Zol::String loopbackName = "Loopback0";
@@ -45,28 +45,22 @@ void LoopbackHelperSm::handlePort( const Zol::String& name ) {
 void LoopbackHelperSm::handleProgramTrunkMap() {
    ZOL_ASSERT( scsd()->chipTable()->findOrMake( scsd()->chipAttributes() ) );
    if ( !cpuRecircStatus()->portHas( loopbackName ) ) {
-      DUOLOG( trace, 1,
-            "SliceMounter::"
-                  << "handleProgramTrunkMap"
-                  << " no Loopback0" );
+      DUOLOG_IN( trace, 1, "SliceMounter::handleProgramTrunkMap", " no Loopback0" );
       return;
    }
    const Karvel::SysPort sp = cpuRecircStatus()->port( loopbackName );
    if ( !scsd()->unit( static_cast< uint16_t >( sp.unit() ) ) ) {
-      return; // the other slice's care
+      return; // another slice's port
    }
    ZOL_ASSERT( scsd()->karvelModIdHas( sp.unit() ) );
    MemEntry portEntry;
-   Rc rc = KARVEL_SDK_CALL( trace, soc_mem_read,
+   const Karvel::SdkOutcome read = KARVEL_SDK_OUTCOME( trace, soc_mem_read,
          ( sp.unit(), ING_DEVICE_PORTm, MEM_BLOCK_ANY, sp.port(), &portEntry ) );
+   Rc rc = Karvel::reportUnless( Sdk::QX_BCM_E_NONE(), trace, read );
    if ( rc < 0 ) {
-      DUOLOG( trace, 0,
-            "SliceMounter::"
-                  << "handleProgramTrunkMap"
-                  << " " << sp.unit() << ":" << sp.port() << " "
-                  << "soc_mem_read( sp.unit(), ING_DEVICE_PORTm, MEM_BLOCK_ANY, sp.port(), "
-                     "&portEntry )"
-                  << " API ERROR:" << Sdk::bcm_errmsg( rc ) << " (rc:" << rc << ")" );
+      DUOLOG_IN( trace, 0, "SliceMounter::handleProgramTrunkMap",
+            " " << sp.unit() << ":" << sp.port() << " " << read.callText
+                << " API ERROR:" << Sdk::bcm_errmsg( rc ) << " (rc:" << rc << ")" );
    }
    ZOL_ASSERT( rc >= 0 );
    uint32_t place = 0;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Has the source-trunk map know the chip's loopback port: frames that it recirculates belong to
-// the port's own module, and to no trunk. Requests go to the agent's port tables; a machine that
+// Enters the chip's loopback port in the source-trunk map, so that frames that it recirculates
+// belong to the port's own module and to no trunk. Requests go to the agent's port tables; a machine that
 // goes takes its requests back.
 
 #include <vector>

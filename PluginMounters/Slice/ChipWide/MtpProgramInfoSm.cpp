@@ -19,9 +19,7 @@ Zol::Ptr< Slice::PtHelper > ptHelperFor( const KarvelChipAttributesMirror& attri
 } // namespace
 
 void MtpProgramInfoSm::doInit() {
-   DUOLOG( trace, 1,
-         "MtpProgramInfoSm::"
-               << "doInit" );
+   DUOLOG_IN( trace, 1, "MtpProgramInfoSm::doInit" );
    configSmIs( *scsd(), mirroringConfig() );
    const Zol::Ptr< const KarvelCentral::ChipProfile > profile = scsd()->chipProfile();
    const Zol::Ptr< const KarvelChipAttributesMirror > mirrAttr =

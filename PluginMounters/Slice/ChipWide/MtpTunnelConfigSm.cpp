@@ -37,18 +37,13 @@ void MtpTunnelConfigHelper::update( const EncapHelpers& encapHelpers ) {
    for ( const auto& encapHelper : encapHelpers ) {
       for ( const auto& [ id, buffer ] : encapHelper->encapBuffer() ) {
          if ( !buffer.active() ) {
-            DUOLOG( trace, 4,
-                  "MtpTunnelConfigHelper::"
-                        << "update"
-                        << " skipping tunnel " << id );
+            DUOLOG_IN( trace, 4, "MtpTunnelConfigHelper::update", " skipping tunnel " << id );
             continue;
          }
-         DUOLOG( trace, 4,
-               "MtpTunnelConfigHelper::"
-                     << "update"
-                     << " tunnel " << id << " hdrSize=" << buffer.headerSize() );
+         DUOLOG_IN( trace, 4, "MtpTunnelConfigHelper::update",
+               " tunnel " << id << " hdrSize=" << buffer.headerSize() );
          const uint32_t idx = insertProfileOf( id );
-         ZOL_ASSERT( idx < 16 );
+         ZOL_ASSERT_AS( "idx < 16", idx < profiles );
          addTunnel( buffer.headerSize(), entries[ idx ] );
       }
    }
@@ -109,10 +104,7 @@ void MtpTunnelConfigSm::encapHelperIs( bool ip4, bool ip6 ) {
 }
 
 void MtpTunnelConfigSm::handleEncapBuffer() {
-   DUOLOG( trace, 4,
-         "MtpTunnelConfigSm::"
-               << "handleEncapBuffer"
-               << " unit: " << unit() );
+   DUOLOG_IN( trace, 4, "MtpTunnelConfigSm::handleEncapBuffer", " unit: " << unit() );
    updateClock_.timeMinIs( Zol::activityManager().now() );
 }
 

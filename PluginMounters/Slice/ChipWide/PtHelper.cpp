@@ -13,19 +13,9 @@ namespace {
 
 Duolog::Handle trace( "BcmPtHelper" );
 
-// A name as the SDK takes it.
-class CallText {
- public:
-   explicit CallText( const Zol::String& text ) : text_( text ) {}
-   const char* charPtr() const { return text_.c_str(); }
-
- private:
-   const Zol::String& text_;
-};
-
-void mustSucceed( Rc rc, const char* callText, const char* file, int line ) {
-   if ( rc != Sdk::QX_BCM_E_NONE() ) {
-      std::cerr << file << ":" << line << ": " << callText << std::endl;
+void mustSucceed( const Karvel::SdkOutcome& outcome, const char* file, int line ) {
+   if ( outcome.rc != Sdk::QX_BCM_E_NONE() ) {
+      std::cerr << file << ":" << line << ": " << outcome.callText << std::endl;
       Duolog::flush();
       std::abort();
    }
@@ -33,29 +23,24 @@ void mustSucceed( Rc rc, const char* callText, const char* file, int line ) {
 
 } // namespace
 
-#define BCMLT_CALL( call, args )                                                               \
-   mustSucceed(                                                                                \
-         KARVEL_SDK_CALL_AS( quiet, trace, call, args ), #call #args, __FILE__, __LINE__ )
+// A macro, so that the place printed is that of the call.
+#define BCMLT_CALL( ... )                                                                      \
+   mustSucceed( KARVEL_SDK_OUTCOME( trace, __VA_ARGS__ ), __FILE__, __LINE__ )
 
 void BcmPtHelper::write(
       uint32_t unitNumber, const Zol::String& tableName, const TableValues& values ) {
-   DUOLOG( trace, 4,
-         "BcmPtHelper::"
-               << "write"
-               << " unit=" << unitNumber << " table=" << tableName );
+   DUOLOG_IN(
+         trace, 4, "BcmPtHelper::write", " unit=" << unitNumber << " table=" << tableName );
    for ( const auto& [ name, value ] : values.fields() ) {
-      DUOLOG( trace, 4,
-            "BcmPtHelper::"
-                  << "write"
-                  << " field='" << name << "' value=" << value );
+      DUOLOG_IN( trace, 4, "BcmPtHelper::write", " field='" << name << "' value=" << value );
    }
    const int unit = static_cast< int >( unitNumber );
-   const CallText table( tableName );
    bcmlt_entry_handle_t entry = 0;
-   BCMLT_CALL( bcmlt_entry_allocate, ( unit, table.charPtr(), &entry ) );
+   BCMLT_CALL( bcmlt_entry_allocate, ( unit, tableName.c_str(), &entry ),
+         "( unit, table.charPtr(), &entry )" );
    for ( const auto& [ name, value ] : values.fields() ) {
-      const CallText field( name );
-      BCMLT_CALL( bcmlt_entry_field_add, ( entry, field.charPtr(), value ) );
+      BCMLT_CALL( bcmlt_entry_field_add, ( entry, name.c_str(), value ),
+            "( entry, field.charPtr(), value )" );
    }
    BCMLT_CALL( bcmlt_pt_entry_commit, ( entry, BCMLT_PT_OPCODE_SET, BCMLT_PRIORITY_NORMAL ) );
    BCMLT_CALL( bcmlt_entry_free, ( entry ) );

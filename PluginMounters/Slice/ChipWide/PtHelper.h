@@ -31,8 +31,8 @@ class BcmPtHelper : public PtHelper {
    void write( uint32_t unit, const Zol::String& table, const TableValues& values ) override;
 };
 
-// For chips without such tables: keeps the writes instead, the oldest first. Of what nobody takes
-// away the last `mostKept` are kept.
+// For chips without such tables: queues the writes instead, oldest first. The queue holds the
+// last `mostKept` writes.
 class MockPtHelper : public PtHelper {
    ZOL_ENTITY( KarvelMirror::Slice, MockPtHelper, PtHelper,
          ( MAP, uint32_t, TableValues, data ) ); // written last, by unit

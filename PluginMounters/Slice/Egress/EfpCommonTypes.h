@@ -29,7 +29,7 @@ class EfpActions : public Zol::Value {
          ( VAL, uint32_t, svtagChannelId ) );
 };
 
-// What rules are for, for people.
+// Human-readable purposes of rules. A rule's becomes the name of its entries.
 class EfpRuleDesc : public Zol::Value {
    ZOL_VALUE( KarvelMirror::Slice, EfpRuleDesc );
 
@@ -41,11 +41,11 @@ class EfpRuleDesc : public Zol::Value {
 
 class EfpRuleData : public Zol::Value {
    ZOL_VALUE( KarvelMirror::Slice, EfpRuleData,
-         ( VAL, uint32_t, entryId ), // of who configures: its number; else the TCAM entry
-         ( SET, KarvelTypes::KarvelPort, outPort ), // one only, once it has a TCAM entry
+         ( VAL, uint32_t, entryId ), // in EfpSmConfig: the rule number; else the TCAM entry id
+         ( SET, KarvelTypes::KarvelPort, outPort ), // exactly one in EfpConfig
          ( VAL, EfpActions, efpActions ), ( VAL, EfpQuals, efpQuals ),
          ( VAL, uint32_t, rate ),          // kilobits per second; 0: no limit
-         ( VAL, Zol::String, ruleDesc ) ); // of EfpRuleDesc
+         ( VAL, Zol::String, ruleDesc ) ); // one of EfpRuleDesc
 
  public:
    explicit EfpRuleData( uint32_t entryId = 0 ) : entryId_( entryId ) {}

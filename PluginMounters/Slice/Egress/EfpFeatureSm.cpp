@@ -12,9 +12,6 @@ Duolog::Handle trace( "EfpFeatureSm" );
 
 } // namespace
 
-#define TRACE( level, handler, words )                                                         \
-   DUOLOG( trace, level, "EfpFeatureSm::" handler << " EfpFeature: " << feature() << words )
-
 EfpFeatureSm::EfpFeatureSm( const EfpKey& key, const Context& context,
       Zol::Ptr< const EfpSmConfig > efpSmConfig, Zol::Ptr< EfpSmStatus > efpSmStatus,
       Zol::Ptr< EfpConfig > efpConfig, Zol::Ptr< const EfpStatus > efpStatus )
@@ -35,7 +32,7 @@ void EfpFeatureSm::doCleanup() { releaseAll(); }
 // --- A generation of rules -----------------------------------------------------------------
 
 void EfpFeatureSm::updateRules() {
-   TRACE( 1, "updateRules", " start" );
+   DUOLOG_IN( trace, 1, "EfpFeatureSm::updateRules", " EfpFeature: " << feature() << " start" );
    cachedStatusIs( ProgramResult::success );
    startEntryIdIs( 0 );
    std::map< uint32_t, uint32_t > policersInUse; // to their rates
@@ -51,7 +48,7 @@ void EfpFeatureSm::updateRules() {
       startEntryIdIs( startEntryId() + static_cast< uint32_t >( expanded.rules().size() ) );
       plan[ ruleNumber ] = place( rule, expanded );
    }
-   // What is no longer needed makes room for what is.
+   // Releases come first: they make room for new entries.
    releaseStaleRules();
    for ( const auto& [ ruleNumber, placements ] : plan ) {
       releaseLeftovers( ruleNumber, placements );
@@ -86,8 +83,8 @@ EfpRules EfpFeatureSm::getExpandedRules(
    return result;
 }
 
-// An entry stays with its port. Those whose port has gone serve the ports that have come, so that
-// a full TCAM is no obstacle.
+// An entry stays with its port. Entries whose port has gone are reused for new ports, so that a
+// change works in a full TCAM.
 std::vector< EfpFeatureSm::Placement > EfpFeatureSm::place(
       const EfpRuleData& rule, const EfpRules& expanded ) {
    std::vector< Placement > placements;
@@ -97,7 +94,7 @@ std::vector< EfpFeatureSm::Placement > EfpFeatureSm::place(
    std::map< KarvelTypes::KarvelPort, uint32_t > held;
    const EntryIdSet entries = smEntryToSdkEntry( rule.entryId() );
    for ( uint32_t id : entries.entry().keys() ) {
-      held[ *rules( id ).outPort().begin() ] = id;
+      held[ *rules().find( id ).value().outPort().begin() ] = id;
    }
    for ( Placement& placement : placements ) {
       if ( auto same = held.extract( *placement.rule.outPort().begin() ) ) {
@@ -118,7 +115,8 @@ void EfpFeatureSm::releaseStaleRules() {
          continue;
       }
       for ( uint32_t id : smEntryToSdkEntry( ruleNumber ).entry().keys() ) {
-         TRACE( 2, "updateRules", " releasing no longer needed entry: " << id );
+         DUOLOG_IN( trace, 2, "EfpFeatureSm::updateRules",
+               " EfpFeature: " << feature() << " releasing no longer needed entry: " << id );
          releaseEntry( id );
       }
       smEntryToSdkEntryDel( ruleNumber );
@@ -132,7 +130,9 @@ void EfpFeatureSm::releaseLeftovers(
       const bool isUsed = std::any_of( placements.begin(), placements.end(),
             [ id ]( const Placement& placement ) { return placement.entryId == id; } );
       if ( !isUsed ) {
-         TRACE( 2, "updateRules", " releasing cached no longer needed expanded entry: " << id );
+         DUOLOG_IN( trace, 2, "EfpFeatureSm::updateRules",
+               " EfpFeature: " << feature()
+                               << " releasing cached no longer needed expanded entry: " << id );
          releaseEntry( id );
          entries.entryDel( id );
       }
@@ -140,7 +140,7 @@ void EfpFeatureSm::releaseLeftovers(
    smEntryToSdkEntryIs( ruleNumber, entries );
 }
 
-// False if an entry is missing; what was done so far is recorded.
+// False if no entry was left; what was done until then is recorded.
 bool EfpFeatureSm::carryOut( uint32_t ruleNumber, const std::vector< Placement >& placements ) {
    EntryIdSet entries = smEntryToSdkEntry( ruleNumber );
    bool allocationFailure = false;
@@ -150,9 +150,9 @@ bool EfpFeatureSm::carryOut( uint32_t ruleNumber, const std::vector< Placement >
       if ( placement.entryId != 0 ) {
          const EfpRuleData before = efpConfig()->rules( placement.entryId );
          if ( !( before == rule ) ) {
-            TRACE( 2, "updateRules",
-                  " rule: " << ruleNumber << " has changed from: " << before
-                            << " to: " << rule );
+            DUOLOG_IN( trace, 2, "EfpFeatureSm::updateRules",
+                  " EfpFeature: " << feature() << " rule: " << ruleNumber
+                                  << " has changed from: " << before << " to: " << rule );
          }
       } else if ( !allocate( rule ) ) {
          allocationFailure = true;
@@ -160,7 +160,6 @@ bool EfpFeatureSm::carryOut( uint32_t ruleNumber, const std::vector< Placement >
       }
       entries.entryIs( rule.entryId(), true );
       efpConfig()->rulesIs( rule );
-      rulesIs( rule.entryId(), rule );
    }
    smEntryToSdkEntryIs( ruleNumber, entries );
    return !allocationFailure;
@@ -170,9 +169,9 @@ bool EfpFeatureSm::allocate( EfpRuleData& rule ) {
    const uint32_t id =
          entryManager()->getEntryWithStats( unit(), rule.ruleDesc(), Shim::FieldStat::byColor );
    if ( id == 0 ) {
-      TRACE( 0, "updateRules",
-            " could not create rule: " << rule << " error: "
-                                       << "no entry is left" );
+      DUOLOG_IN( trace, 0, "EfpFeatureSm::updateRules",
+            " EfpFeature: " << feature() << " could not create rule: " << rule
+                            << " error: no entry is left" );
       return false;
    }
    rule.entryIdIs( id );
@@ -181,14 +180,14 @@ bool EfpFeatureSm::allocate( EfpRuleData& rule ) {
 
 void EfpFeatureSm::releaseEntry( uint32_t entryId ) {
    efpConfig()->rulesDel( entryId );
-   rulesDel( entryId );
    entryManager()->releaseEntry( unit(), entryId );
 }
 
 // --- Policers ------------------------------------------------------------------------------
 
 uint32_t EfpFeatureSm::getPolicer( uint32_t rate ) {
-   TRACE( 2, "getPolicer", " Rate: " << rate );
+   DUOLOG_IN( trace, 2, "EfpFeatureSm::getPolicer",
+         " EfpFeature: " << feature() << " Rate: " << rate );
    if ( rateToPolicerHas( rate ) ) {
       return rateToPolicer( rate );
    }
@@ -206,7 +205,8 @@ uint32_t EfpFeatureSm::getPolicer( uint32_t rate ) {
 }
 
 uint32_t EfpFeatureSm::releasePolicer( uint32_t rate ) {
-   TRACE( 2, "releasePolicer", " Rate: " << rate );
+   DUOLOG_IN( trace, 2, "EfpFeatureSm::releasePolicer",
+         " EfpFeature: " << feature() << " Rate: " << rate );
    ZOL_ASSERT( rateToPolicerHas( rate ) );
    const uint32_t policerId = rateToPolicer( rate );
    tcamManager()->removePolicer( unit(), policerId );
@@ -229,7 +229,7 @@ void EfpFeatureSm::releaseUnusedPolicers( const std::map< uint32_t, uint32_t >& 
 // --- What became of it ---------------------------------------------------------------------
 
 void EfpFeatureSm::handleStatusUpdateId() {
-   TRACE( 1, "handleStatusUpdateId", "" );
+   DUOLOG_IN( trace, 1, "EfpFeatureSm::handleStatusUpdateId", " EfpFeature: " << feature() );
    const Orv::UniqueId generation = efpConfig()->updateId();
    const bool isAnswered = efpSmStatus()->updateId() == generation;
    if ( efpStatus()->updateId() != generation || isAnswered ) {
@@ -239,8 +239,8 @@ void EfpFeatureSm::handleStatusUpdateId() {
    if ( hasFailed ) {
       cachedStatusIs( efpStatus()->status() );
    }
-   // Of a failed install these are the rules that were tried: whoever logs the failure wants to
-   // know whether they have rates.
+   // After a failed install these are the rules that were tried: whoever logs the failure needs
+   // to know whether they have rates.
    efpSmStatus()->rulesDelAll();
    for ( auto iter = efpConfig()->rules().begin(); iter != efpConfig()->rules().end();
          ++iter ) {
@@ -250,15 +250,16 @@ void EfpFeatureSm::handleStatusUpdateId() {
    efpSmStatus()->updateIdIs( generation );
    if ( hasFailed ) {
       handleFailure();
-      efpSmStatus()->rulesDelAll(); // whoever was told has read them
+      efpSmStatus()->rulesDelAll(); // the update id above has notified all readers
    }
 }
 
 void EfpFeatureSm::handleFailure() {
-   TRACE( 0, "handleFailure", " failure: " << cachedStatus() );
+   DUOLOG_IN( trace, 0, "EfpFeatureSm::handleFailure",
+         " EfpFeature: " << feature() << " failure: " << cachedStatus() );
    releaseAll();
    efpConfig()->rulesDelAll();
-   // Of a failed allocation this is the generation's first mark: it has no rules.
+   // A failed allocation leaves the generation without rules; this is its first update id here.
    efpConfig()->updateIdIs( efpSmConfig()->updateId() );
    handleStatusUpdateId();
 }
@@ -266,19 +267,17 @@ void EfpFeatureSm::handleFailure() {
 void EfpFeatureSm::releaseAll() {
    for ( uint32_t ruleNumber : smEntryToSdkEntry().keys() ) {
       for ( uint32_t id : smEntryToSdkEntry( ruleNumber ).entry().keys() ) {
-         TRACE( 2, "handleFailure", " releasing existing entry : " << id );
+         DUOLOG_IN( trace, 2, "EfpFeatureSm::handleFailure",
+               " EfpFeature: " << feature() << " releasing existing entry : " << id );
          efpConfig()->rulesDel( id );
          entryManager()->releaseEntry( unit(), id );
       }
    }
    smEntryToSdkEntryDelAll();
-   rulesDelAll();
    for ( uint32_t rate : rateToPolicer().keys() ) {
       releasePolicer( rate );
    }
    policerIdCacheDelAll();
 }
-
-#undef TRACE
 
 } // namespace KarvelMirror::Slice

@@ -2,7 +2,6 @@
 
 #include "Platform/Duolog/Duolog.h"
 #include "Platform/Flitlog/Flitlog.h"
-#include "Platform/Karvel/SdkCall.h"
 #include "PluginMounters/Slice/Egress/EfpSm.h"
 
 namespace KarvelMirror::Slice {
@@ -71,10 +70,7 @@ EfpProgrammer::EfpProgrammer( uint32_t unit,
         efpStatusColl_( efpStatusColl ) {}
 
 void EfpProgrammer::doInit() {
-   react< &EfpProgrammer::handleFeature, EfpConfigColl::Attr::config >( efpConfigColl() );
-   for ( TcamFeature::EfpFeature feature : efpConfigColl()->config().keys() ) {
-      handleFeature( feature );
-   }
+   follow< &EfpProgrammer::handleFeature, EfpConfigColl::Attr::config >( efpConfigColl() );
 }
 
 void EfpProgrammer::doCleanup() {
@@ -85,21 +81,16 @@ void EfpProgrammer::doCleanup() {
 
 void EfpProgrammer::handleFeature( TcamFeature::EfpFeature feature ) {
    Zol::Ptr< const EfpConfig > config = efpConfigColl()->config( feature );
-   const bool add = bool( config );
-   DUOLOG( trace, 1,
-         "EfpProgrammer::handleFeature"
-               << " EfpFeature: " << feature << " add:" << add );
-   Zol::Ptr< const EfpProgrammerFeatureSm > present = featureSm( feature );
-   if ( present && present->efpConfig() != config ) {
-      present = nullptr;
-      deleteFeature( feature );
-   }
-   if ( add && !present ) {
+   DUOLOG_IN( trace, 1, "EfpProgrammer::handleFeature",
+         " EfpFeature: " << feature << " add:" << bool( config ) );
+   auto add = [ & ] {
       Zol::Ptr< EfpStatus > status = efpStatusColl()->statusIs( feature );
       auto entryMgr = getFeatureEntryMgr( tcamManager(), feature );
       ZOL_ASSERT( entryMgr );
       featureSmIs( feature, unit(), entryMgr, config, status );
-   }
+   };
+   Zol::follow< &EfpProgrammerFeatureSm::efpConfig >(
+         featureSm( feature ), config, [ & ] { deleteFeature( feature ); }, add );
 }
 
 void EfpProgrammer::deleteFeature( TcamFeature::EfpFeature feature ) {
@@ -108,12 +99,6 @@ void EfpProgrammer::deleteFeature( TcamFeature::EfpFeature feature ) {
 }
 
 // --- One feature ---------------------------------------------------------------------------
-
-#define TRACE( level, handler, words )                                                         \
-   DUOLOG( trace, level,                                                                       \
-         "EfpProgrammerFeatureSm::" << handler << " EfpFeature: " << feature() << words )
-#define CHECKED_CALL( handler, call, args )                                                    \
-   checked( handler, entryId, #call #args, KARVEL_SDK_CALL_AS( quiet, trace, call, args ) )
 
 EfpProgrammerFeatureSm::EfpProgrammerFeatureSm( TcamFeature::EfpFeature feature, uint32_t unit,
       Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > entryManager,
@@ -139,7 +124,8 @@ void EfpProgrammerFeatureSm::doCleanup() {
 
 void EfpProgrammerFeatureSm::handleUpdate() {
    const Zol::String label = "Mirroring rate limit";
-   TRACE( 1, "handleUpdate", " start: " << label );
+   DUOLOG_IN( trace, 1, "EfpProgrammerFeatureSm::handleUpdate",
+         " EfpFeature: " << feature() << " start: " << label );
    const Orv::UniqueId generation = efpConfig()->updateId();
    entryIdCacheDelAll();
    forgetReleasedEntries();
@@ -153,8 +139,9 @@ void EfpProgrammerFeatureSm::handleUpdate() {
       programmedIs( id, rule );
       const Shim::Rc rc = installEntry( id );
       if ( rc != 0 ) {
-         TRACE( 0, "handleUpdate",
-               " failed to install entry: " << id << " with error code: " << rc );
+         DUOLOG_IN( trace, 0, "EfpProgrammerFeatureSm::handleUpdate",
+               " EfpFeature: " << feature() << " failed to install entry: " << id
+                               << " with error code: " << rc );
          result = ProgramResult::entryInstallFailure;
          break;
       }
@@ -185,33 +172,37 @@ void EfpProgrammerFeatureSm::clearEntry( const EfpRuleData& rule ) {
    const int entryId = static_cast< int >( rule.entryId() );
    bool isCleared = true;
    if ( hasActions( before ) || unclearedHas( rule.entryId() ) ) {
-      isCleared =
-            CHECKED_CALL( "handleUpdate", bcm_field_action_remove_all, ( unit(), entryId ) );
+      isCleared = checked( "handleUpdate", entryId,
+            KARVEL_SDK_OUTCOME( trace, bcm_field_action_remove_all, ( unit(), entryId ) ) );
    }
    if ( before.rate() != 0 && rule.rate() == 0 ) {
       entryManager()->detachPolicer( unit(), rule.entryId() );
    }
    for ( const auto& [ qualifier, isUsed ] : optionalQualifiers ) {
       if ( isUsed( before.efpQuals() ) && !isUsed( rule.efpQuals() ) ) {
-         CHECKED_CALL(
-               "handleUpdate", bcm_field_qualifier_delete, ( unit(), entryId, qualifier ) );
+         checked( "handleUpdate", entryId,
+               KARVEL_SDK_OUTCOME(
+                     trace, bcm_field_qualifier_delete, ( unit(), entryId, qualifier ) ) );
       }
    }
    isCleared ? unclearedDel( rule.entryId() ) : unclearedIs( rule.entryId() );
 }
 
 void EfpProgrammerFeatureSm::qualifyEntry( const EfpRuleData& rule ) {
-   TRACE( 2, "qualifyEntry", " EntryId: " << rule.entryId() );
+   DUOLOG_IN( trace, 2, "EfpProgrammerFeatureSm::qualifyEntry",
+         " EfpFeature: " << feature() << " EntryId: " << rule.entryId() );
    ZOL_ASSERT( rule.outPorts() == 1 );
    const int entryId = static_cast< int >( rule.entryId() );
    static_cast< void >( qualifyPort( rule ) &&
-         CHECKED_CALL(
-               "qualifyEntry", bcm_field_qualify_MirrorCopy, ( unit(), entryId, 1, 1 ) ) &&
+         qualified( entryId,
+               KARVEL_SDK_OUTCOME(
+                     trace, bcm_field_qualify_MirrorCopy, ( unit(), entryId, 1, 1 ) ) ) &&
          qualifyIpType( rule ) &&
          ( !hasProtocol( rule.efpQuals() ) ||
-               CHECKED_CALL( "qualifyEntry", bcm_field_qualify_IpProtocol,
-                     ( unit(), entryId, rule.efpQuals().protocol(),
-                           rule.efpQuals().protocolMask() ) ) ) &&
+               qualified( entryId,
+                     KARVEL_SDK_OUTCOME( trace, bcm_field_qualify_IpProtocol,
+                           ( unit(), entryId, rule.efpQuals().protocol(),
+                                 rule.efpQuals().protocolMask() ) ) ) ) &&
          qualifySrcIp( rule ) && qualifyDstIp( rule ) && qualifyDscp( rule ) );
 }
 
@@ -219,128 +210,147 @@ bool EfpProgrammerFeatureSm::qualifyPort( const EfpRuleData& rule ) {
    const int entryId = static_cast< int >( rule.entryId() );
    const KarvelTypes::KarvelPort port = *rule.outPort().begin();
    if ( ::Shim::sdk_->QX_SOC_IS_TOMAHAWKX( static_cast< int >( unit() ) ) ) {
-      return CHECKED_CALL( "qualifyEntry", bcm_field_qualify_DstPort,
-            ( unit(), entryId, port.modId(), ~0, port.port(), ~0 ) );
+      return qualified( entryId,
+            KARVEL_SDK_OUTCOME( trace, bcm_field_qualify_DstPort,
+                  ( unit(), entryId, port.modId(), ~0, port.port(), ~0 ) ) );
    }
-   return CHECKED_CALL(
-         "qualifyEntry", bcm_field_qualify_OutPort, ( unit(), entryId, port.sdkPort(), ~0 ) );
+   return qualified( entryId,
+         KARVEL_SDK_OUTCOME(
+               trace, bcm_field_qualify_OutPort, ( unit(), entryId, port.sdkPort(), ~0 ) ) );
 }
 
 bool EfpProgrammerFeatureSm::qualifyIpType( const EfpRuleData& rule ) {
    const int entryId = static_cast< int >( rule.entryId() );
    const EfpQuals& quals = rule.efpQuals();
    if ( quals.ipType() == Plix::AddressFamily::ipv6 ) {
-      return CHECKED_CALL(
-            "qualifyEntry", bcm_field_qualify_IpType, ( unit(), entryId, bcmFieldIpTypeIpv6 ) );
+      return qualified( entryId,
+            KARVEL_SDK_OUTCOME(
+                  trace, bcm_field_qualify_IpType, ( unit(), entryId, bcmFieldIpTypeIpv6 ) ) );
    }
    if ( quals.ipType() != Plix::AddressFamily::ipv4 ) {
       return true;
    }
    // An address says which version it is.
    return hasSrcIp4( quals ) || hasDstIp4( quals )
-         ? CHECKED_CALL( "qualifyEntry", bcm_field_qualify_IpType,
-                 ( unit(), entryId, bcmFieldIpTypeIp ) )
-         : CHECKED_CALL( "qualifyEntry", bcm_field_qualify_IpType,
-                 ( unit(), entryId, bcmFieldIpTypeIpv4Any ) );
+         ? qualified( entryId,
+                 KARVEL_SDK_OUTCOME( trace, bcm_field_qualify_IpType,
+                       ( unit(), entryId, bcmFieldIpTypeIp ) ) )
+         : qualified( entryId,
+                 KARVEL_SDK_OUTCOME( trace, bcm_field_qualify_IpType,
+                       ( unit(), entryId, bcmFieldIpTypeIpv4Any ) ) );
 }
 
 bool EfpProgrammerFeatureSm::qualifySrcIp( const EfpRuleData& rule ) {
    const int entryId = static_cast< int >( rule.entryId() );
    if ( hasSrcIp4( rule.efpQuals() ) ) {
-      return CHECKED_CALL( "qualifyEntry", bcm_field_qualify_SrcIp,
-            ( unit(), entryId, rule.efpQuals().srcIp().v4Addr().value(),
-                  rule.efpQuals().srcIpMask().v4Addr().value() ) );
+      return qualified( entryId,
+            KARVEL_SDK_OUTCOME( trace, bcm_field_qualify_SrcIp,
+                  ( unit(), entryId, rule.efpQuals().srcIp().v4Addr().value(),
+                        rule.efpQuals().srcIpMask().v4Addr().value() ) ) );
    }
    const Plix::Ip6Addr addr = rule.efpQuals().srcIp().v6Addr();
    const Plix::Ip6Addr mask = rule.efpQuals().srcIpMask().v6Addr();
    return !hasSrcIp6( rule.efpQuals() ) ||
-         CHECKED_CALL(
-               "qualifyEntry", bcm_field_qualify_SrcIp6, ( unit(), entryId, addr, mask ) );
+         qualified( entryId,
+               KARVEL_SDK_OUTCOME(
+                     trace, bcm_field_qualify_SrcIp6, ( unit(), entryId, addr, mask ) ) );
 }
 
 bool EfpProgrammerFeatureSm::qualifyDstIp( const EfpRuleData& rule ) {
    const int entryId = static_cast< int >( rule.entryId() );
    if ( hasDstIp4( rule.efpQuals() ) ) {
-      return CHECKED_CALL( "qualifyEntry", bcm_field_qualify_DstIp,
-            ( unit(), entryId, rule.efpQuals().dstIp().v4Addr().value(),
-                  rule.efpQuals().dstIpMask().v4Addr().value() ) );
+      return qualified( entryId,
+            KARVEL_SDK_OUTCOME( trace, bcm_field_qualify_DstIp,
+                  ( unit(), entryId, rule.efpQuals().dstIp().v4Addr().value(),
+                        rule.efpQuals().dstIpMask().v4Addr().value() ) ) );
    }
    const Plix::Ip6Addr addr = rule.efpQuals().dstIp().v6Addr();
    const Plix::Ip6Addr mask = rule.efpQuals().dstIpMask().v6Addr();
    return !hasDstIp6( rule.efpQuals() ) ||
-         CHECKED_CALL(
-               "qualifyEntry", bcm_field_qualify_DstIp6, ( unit(), entryId, addr, mask ) );
+         qualified( entryId,
+               KARVEL_SDK_OUTCOME(
+                     trace, bcm_field_qualify_DstIp6, ( unit(), entryId, addr, mask ) ) );
 }
 
-bool EfpProgrammerFeatureSm::qualifyDscp( const EfpRuleData& given ) {
-   constexpr uint8_t sixBits = 0x3f;
-   const int entryId = static_cast< int >( given.entryId() );
-   EfpQuals quals = given.efpQuals();
-   quals.dscpIs( quals.dscp() & sixBits );
-   quals.dscpMaskIs( quals.dscpMask() & sixBits );
-   EfpRuleData rule = given;
-   rule.efpQualsIs( quals );
-   return !hasDscp( given.efpQuals() ) ||
-         CHECKED_CALL( "qualifyEntry", bcm_field_qualify_DSCP,
-               ( unit(), entryId, rule.efpQuals().dscp() << 2,
-                     rule.efpQuals().dscpMask() << 2 ) );
+// The chip's field is the whole byte of the header, with the DSCP in its upper six bits.
+bool EfpProgrammerFeatureSm::qualifyDscp( const EfpRuleData& rule ) {
+   constexpr int sixBits = 0x3f;
+   const int entryId = static_cast< int >( rule.entryId() );
+   const int dscp = rule.efpQuals().dscp() & sixBits;
+   const int mask = rule.efpQuals().dscpMask() & sixBits;
+   return !hasDscp( rule.efpQuals() ) ||
+         qualified( entryId,
+               KARVEL_SDK_OUTCOME( trace, bcm_field_qualify_DSCP,
+                     ( unit(), entryId, dscp << 2, mask << 2 ),
+                     "( unit(), entryId, rule.efpQuals().dscp() << 2, "
+                     "rule.efpQuals().dscpMask() << 2 )" ) );
 }
 
 void EfpProgrammerFeatureSm::addSvtagActions( const EfpRuleData& rule ) {
-   TRACE( 2, "addSvtagActions", " svtag enable: " << rule.efpActions().svtagEnable() );
+   DUOLOG_IN( trace, 2, "EfpProgrammerFeatureSm::addSvtagActions",
+         " EfpFeature: " << feature() << " svtag enable: " << rule.efpActions().svtagEnable() );
    const int entryId = static_cast< int >( rule.entryId() );
    if ( !rule.efpActions().svtagEnable() ) {
       return;
    }
-   static_cast< void >( CHECKED_CALL( "addSvtagActions", bcm_field_action_add,
-                              ( unit(), entryId, bcmFieldActionSvtagEnable, 1, 1 ) ) &&
-         CHECKED_CALL( "addSvtagActions", bcm_field_action_add,
+   const auto added = [ & ]( const Karvel::SdkOutcome& outcome ) {
+      return checked( "addSvtagActions", entryId, outcome );
+   };
+   static_cast< void >( added( KARVEL_SDK_OUTCOME( trace, bcm_field_action_add,
+                              ( unit(), entryId, bcmFieldActionSvtagEnable, 1, 1 ) ) ) &&
+         added( KARVEL_SDK_OUTCOME( trace, bcm_field_action_add,
                ( unit(), entryId, bcmFieldActionSvtagSignature,
-                     rule.efpActions().svtagSignature(), 0 ) ) &&
-         CHECKED_CALL( "addSvtagActions", bcm_field_action_add,
+                     rule.efpActions().svtagSignature(), 0 ) ) ) &&
+         added( KARVEL_SDK_OUTCOME( trace, bcm_field_action_add,
                ( unit(), entryId, bcmFieldActionSvtagPrio, rule.efpActions().svtagPrio(),
-                     0 ) ) &&
-         CHECKED_CALL( "addSvtagActions", bcm_field_action_add,
+                     0 ) ) ) &&
+         added( KARVEL_SDK_OUTCOME( trace, bcm_field_action_add,
                ( unit(), entryId, bcmFieldActionSvtagDeviceId,
-                     rule.efpActions().svtagDeviceId(), 0 ) ) &&
-         CHECKED_CALL( "addSvtagActions", bcm_field_action_add,
+                     rule.efpActions().svtagDeviceId(), 0 ) ) ) &&
+         added( KARVEL_SDK_OUTCOME( trace, bcm_field_action_add,
                ( unit(), entryId, bcmFieldActionSvtagOffset, rule.efpActions().svtagOffset(),
-                     0 ) ) &&
-         CHECKED_CALL( "addSvtagActions", bcm_field_action_add,
+                     0 ) ) ) &&
+         added( KARVEL_SDK_OUTCOME( trace, bcm_field_action_add,
                ( unit(), entryId, bcmFieldActionSvtagSubportNum,
-                     rule.efpActions().svtagChannelId(), 0 ) ) );
+                     rule.efpActions().svtagChannelId(), 0 ) ) ) );
 }
 
 // A policer that cannot be attached makes the install fail, so its code needs no look here.
 void EfpProgrammerFeatureSm::attachPolicer( const EfpRuleData& rule ) {
-   TRACE( 2, "attachPolicer",
-         " rate: " << rule.rate() << " policerId: " << rule.efpActions().policerId() );
+   DUOLOG_IN( trace, 2, "EfpProgrammerFeatureSm::attachPolicer",
+         " EfpFeature: " << feature() << " rate: " << rule.rate()
+                         << " policerId: " << rule.efpActions().policerId() );
    if ( rule.rate() == 0 ) {
       return;
    }
    const int entryId = static_cast< int >( rule.entryId() );
    entryManager()->attachPolicer(
          unit(), rule.entryId(), rule.efpActions().policerId(), Karvel::PolicerAttach::single );
-   CHECKED_CALL( "attachPolicer", bcm_field_action_add,
-         ( unit(), entryId, bcmFieldActionRpDrop, 0, 0 ) );
+   checked( "attachPolicer", entryId,
+         KARVEL_SDK_OUTCOME(
+               trace, bcm_field_action_add, ( unit(), entryId, bcmFieldActionRpDrop, 0, 0 ) ) );
 }
 
 Shim::Rc EfpProgrammerFeatureSm::installEntry( uint32_t entryId ) {
-   TRACE( 2, "installEntry", " installing entry: " << entryId );
+   DUOLOG_IN( trace, 2, "EfpProgrammerFeatureSm::installEntry",
+         " EfpFeature: " << feature() << " installing entry: " << entryId );
    return entryManager()->installEntry( unit(), entryId );
 }
 
+bool EfpProgrammerFeatureSm::qualified( int entryId, const Karvel::SdkOutcome& outcome ) const {
+   return checked( "qualifyEntry", entryId, outcome );
+}
+
 bool EfpProgrammerFeatureSm::checked(
-      const char* handler, int entryId, const char* callText, Shim::Rc rc ) const {
+      const char* handler, int entryId, const Karvel::SdkOutcome& outcome ) const {
+   const auto& [ callText, rc ] = outcome;
    if ( rc < 0 ) {
-      TRACE( 0, handler,
-            " EntryId: " << entryId << " API ERROR:" << callText << " (rc:" << rc << ")" );
+      DUOLOG_IN( trace, 0, "EfpProgrammerFeatureSm::" << handler,
+            " EfpFeature: " << feature() << " EntryId: " << entryId << " API ERROR:" << callText
+                            << " (rc:" << rc << ")" );
    }
    return rc >= 0;
 }
-
-#undef CHECKED_CALL
-#undef TRACE
 
 ZOL_DEFINE_ENTITY( EfpProgrammerFeatureSm );
 ZOL_DEFINE_ENTITY( EfpProgrammer );

@@ -3,6 +3,7 @@
 // Writes the egress rules of a chip into its TCAM: one machine per feature, which writes every
 // generation of rules in full and answers it.
 
+#include "Platform/Karvel/SdkCall.h"
 #include "Platform/Karvel/TcamServices.h"
 #include "Platform/Zol/Sm.h"
 #include "PluginMounters/Slice/Egress/EfpStatus.h"
@@ -16,8 +17,9 @@ class EfpProgrammerFeatureSm : public Zol::EntitySm {
          ( CONST, Zol::Ptr< const EfpConfig >, efpConfig ),
          ( CONST, Zol::Ptr< EfpStatus >, efpStatus ),
          ( SET, uint32_t, entryIdCache ),            // installed in this generation
-         ( MAP, uint32_t, EfpRuleData, programmed ), // what entries that live on hold
-         ( SET, uint32_t, uncleared ) ); // of these: still with the actions of a rule before
+         ( MAP, uint32_t, EfpRuleData, programmed ), // the rule that each live entry holds
+         ( SET, uint32_t,
+               uncleared ) ); // live entries that still have an earlier rule's actions
 
  public:
    EfpProgrammerFeatureSm( TcamFeature::EfpFeature feature, uint32_t unit,
@@ -29,7 +31,7 @@ class EfpProgrammerFeatureSm : public Zol::EntitySm {
    void doCleanup() override;
    void handleUpdate();
 
-   // An entry that was programmed before keeps its id: what the new rule lacks must go.
+   // Removes from an entry that is programmed again what its new rule lacks.
    void clearEntry( const EfpRuleData& rule );
    void forgetReleasedEntries();
    void qualifyEntry( const EfpRuleData& rule );
@@ -43,7 +45,8 @@ class EfpProgrammerFeatureSm : public Zol::EntitySm {
    // 0 on success.
    Shim::Rc installEntry( uint32_t entryId );
    // False, and traced, if the call has failed.
-   bool checked( const char* handler, int entryId, const char* callText, Shim::Rc rc ) const;
+   bool checked( const char* handler, int entryId, const Karvel::SdkOutcome& outcome ) const;
+   bool qualified( int entryId, const Karvel::SdkOutcome& outcome ) const;
 };
 
 class EfpProgrammer : public Zol::EntitySm {

@@ -32,11 +32,8 @@ EfpSm::EfpSm( uint32_t unit, Zol::Ptr< EfpConfigColl > efpConfig,
         efpStatus_( efpStatus ), efpSmStatus_( efpSmStatus ), tcamManager_( tcamManager ) {}
 
 void EfpSm::doInit() {
-   react< &EfpSm::handleEfpSmConfig, EfpSmConfigColl::Attr::config >( efpSmConfig() );
    react< &EfpSm::handleEfpStatus, EfpStatusColl::Attr::status >( efpStatus() );
-   for ( const EfpKey& key : efpSmConfig()->config().keys() ) {
-      handleEfpSmConfig( key );
-   }
+   follow< &EfpSm::handleEfpSmConfig, EfpSmConfigColl::Attr::config >( efpSmConfig() );
 }
 
 void EfpSm::doCleanup() {
@@ -49,9 +46,8 @@ void EfpSm::doCleanup() {
 void EfpSm::handleEfpSmConfig( const EfpKey& key ) {
    const TcamFeature::EfpFeature feature = key.feature();
    const bool add = efpSmConfig()->configHas( key );
-   DUOLOG( trace, 1,
-         "EfpSm::handleEfpSmConfig"
-               << " EfpFeature: " << feature << " add: " << add );
+   DUOLOG_IN(
+         trace, 1, "EfpSm::handleEfpSmConfig", " EfpFeature: " << feature << " add: " << add );
    // The feature watches one configuration entity; another one in its place is another feature.
    if ( Zol::Ptr< const EfpFeatureSm > present = featureSm( key );
          present && add && present->efpSmConfig() == efpSmConfig()->config( key ) ) {
@@ -70,9 +66,8 @@ void EfpSm::handleEfpSmConfig( const EfpKey& key ) {
 
 void EfpSm::handleEfpStatus( TcamFeature::EfpFeature feature ) {
    const bool add = efpStatus()->statusHas( feature );
-   DUOLOG( trace, 1,
-         "EfpSm::handleEfpStatus"
-               << " EfpFeature: " << feature << " add: " << add );
+   DUOLOG_IN(
+         trace, 1, "EfpSm::handleEfpStatus", " EfpFeature: " << feature << " add: " << add );
    const EfpKey key( feature );
    if ( !add || !efpSmConfig()->configHas( key ) ) {
       deleteFeature( feature );

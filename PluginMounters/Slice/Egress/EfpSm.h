@@ -19,7 +19,7 @@
 
 namespace KarvelMirror::Slice {
 
-// The feature's entry manager; null for what is no feature.
+// The feature's entry manager; null if there is no such feature.
 Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > getFeatureEntryMgr(
       Zol::Ptr< Karvel::KarvelTcamGroupManager > tcamManager, TcamFeature::EfpFeature feature );
 
@@ -37,7 +37,6 @@ class EfpFeatureSm : public Zol::EntitySm {
          ( CONST, Zol::Ptr< EfpSmStatus >, efpSmStatus ),
          ( CONST, Zol::Ptr< EfpConfig >, efpConfig ),
          ( CONST, Zol::Ptr< const EfpStatus >, efpStatus ),
-         ( MAP, uint32_t, EfpRuleData, rules ), // in use, by TCAM entry
          ( MAP, uint32_t, EntryIdSet, smEntryToSdkEntry ),
          ( MAP, uint32_t, uint32_t, rateToPolicer ),
          ( MAP, uint32_t, uint32_t, policerIdCache ), // to the rate, of the last generation
@@ -45,7 +44,7 @@ class EfpFeatureSm : public Zol::EntitySm {
          ( VAL, ProgramResult, cachedStatus ) );      // of the last updateRules()
 
  public:
-   // What both ends of a feature are made of.
+   // What a feature machine works with.
    struct Context {
       uint32_t unit = 0;
       Zol::Ptr< Karvel::KarvelTcamGroupManager > tcamManager;
@@ -63,12 +62,12 @@ class EfpFeatureSm : public Zol::EntitySm {
    void updateRules();
    void handleStatusUpdateId();
 
-   // Which entry each rule of an expansion gets; 0: a new one.
+   // The entry that a rule of an expansion gets; 0: a new one.
    struct Placement {
       uint32_t entryId = 0;
       EfpRuleData rule;
    };
-   // By the requester's rule number.
+   // Keyed by the requester's rule number.
    using Plan = std::map< uint32_t, std::vector< Placement > >;
 
    std::vector< Placement > place( const EfpRuleData& rule, const EfpRules& expanded );
@@ -87,6 +86,8 @@ class EfpFeatureSm : public Zol::EntitySm {
    void handleFailure();
 
    TcamFeature::EfpFeature feature() const { return key().feature(); }
+   // In use, by TCAM entry.
+   const Zol::Map< uint32_t, EfpRuleData >& rules() const { return efpConfig_->rules(); }
 };
 
 class EfpSm : public Zol::EntitySm {

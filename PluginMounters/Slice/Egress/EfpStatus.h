@@ -19,7 +19,7 @@ class EfpStatus : public EfpUpdateBase {
 class EfpSmStatus : public EfpUpdateBase {
    ZOL_ENTITY( KarvelMirror::Slice, EfpSmStatus, EfpUpdateBase, ( CONST, EfpKey, key ),
          ( MAP, uint32_t, EfpRuleData,
-               rules ), // as programmed; while a failed install is told: as tried
+               rules ), // in the chip; while a failed install is reported: those tried
          ( VAL, ProgramResult, status ) );
 
  public:

@@ -15,8 +15,7 @@ constexpr uint8_t dscpMask = 0x3f;
 const Plix::IpAddr hostMask( 0xffffffff );
 
 EfpActions sourceTag( const Karvel::KarvelCommonSmData& scsd, const KarvelPort& port ) {
-   const auto channelId = scsd.karvelPortChannelHas( port );
-   ZOL_ASSERT( channelId );
+   ZOL_ASSERT_AS( "channelId", scsd.karvelPortChannelHas( port ) );
    const Karvel::SourceTag& tag = scsd.sourceTag();
    EfpActions actions;
    actions.svtagEnableIs( true );
@@ -29,16 +28,16 @@ EfpActions sourceTag( const Karvel::KarvelCommonSmData& scsd, const KarvelPort& 
 }
 
 // The outer header of the copies.
-EfpQuals tunnelQuals( const GreTunnelKey& key ) {
+EfpQuals tunnelQuals( const OuterHeader& header ) {
    EfpQuals quals;
    quals.ipTypeIs( Plix::AddressFamily::ipv4 );
-   quals.srcIpIs( std::get< 0 >( key ) );
+   quals.srcIpIs( header.srcIp );
    quals.srcIpMaskIs( hostMask );
-   quals.dstIpIs( std::get< 1 >( key ) );
+   quals.dstIpIs( header.dstIp );
    quals.dstIpMaskIs( hostMask );
    quals.protocolIs( greProtocol );
    quals.protocolMaskIs( protocolMask );
-   quals.dscpIs( std::get< 2 >( key ) );
+   quals.dscpIs( header.dscp );
    quals.dscpMaskIs( dscpMask );
    return quals;
 }
@@ -46,7 +45,7 @@ EfpQuals tunnelQuals( const GreTunnelKey& key ) {
 } // namespace
 
 void MtpEfpHelper::updateEfp() {
-   DUOLOG( trace, 1, "MtpEfpHelper::updateEfp" );
+   DUOLOG_IN( trace, 1, "MtpEfpHelper::updateEfp" );
    GreTunnelMap grePorts;
    PortRates portRates;
    for ( Mtp mtp : mtpInfoConfig_->mtpProgramInfo().keys() ) {
@@ -63,22 +62,17 @@ void MtpEfpHelper::updateEfp() {
 
 void MtpEfpHelper::addDstPort(
       const DstPort& dstPort, GreTunnelMap& grePorts, PortRates& portRates ) {
-   DUOLOG( trace, 2,
-         "MtpEfpHelper::updateEfp"
-               << " port: " << dstPort.port() );
+   DUOLOG_IN( trace, 2, "MtpEfpHelper::updateEfp", " port: " << dstPort.port() );
    const bool isGre = dstPort.tunnelIdx() >= 0;
    const Zol::Ptr< const Tunnel > tunnel = isGre ? activeTunnel( dstPort ) : nullptr;
    if ( isGre && !tunnel ) {
       return;
    }
-   DUOLOG( trace, 2,
-         "MtpEfpHelper::updateEfp"
-               << " tunnel with id: " << dstPort.tunnelIdx()
-               << ( isGre ? " added to gre ports" : " added to non gre ports" ) );
+   DUOLOG_IN( trace, 2, "MtpEfpHelper::updateEfp",
+         " tunnel with id: " << dstPort.tunnelIdx()
+                             << ( isGre ? " added to gre ports" : " added to non gre ports" ) );
    if ( dstPort.rate() == 0 ) {
-      DUOLOG( trace, 2,
-            "MtpEfpHelper::updateEfp"
-                  << " port without rate limit applied" );
+      DUOLOG_IN( trace, 2, "MtpEfpHelper::updateEfp", " port without rate limit applied" );
    }
    if ( tunnel ) {
       const TunnelParameters& header = tunnel->parameters();
@@ -98,10 +92,9 @@ Zol::Ptr< const Tunnel > MtpEfpHelper::activeTunnel( const DstPort& dstPort ) co
    const auto id = static_cast< uint8_t >( dstPort.tunnelIdx() );
    Zol::Ptr< const Tunnel > tunnel = mtpInfoConfig_->tunnel( TunnelId( id ) );
    if ( !tunnel || !tunnel->active() ) {
-      DUOLOG( trace, 2,
-            "MtpEfpHelper::updateEfp"
-                  << " tunnel with tunnelId: " << dstPort.tunnelIdx()
-                  << ( tunnel ? " not yet active " : " not active" ) );
+      DUOLOG_IN( trace, 2, "MtpEfpHelper::updateEfp",
+            " tunnel with tunnelId: " << dstPort.tunnelIdx()
+                                      << ( tunnel ? " not yet active " : " not active" ) );
       return nullptr;
    }
    return tunnel;
@@ -127,28 +120,26 @@ uint32_t addEfpGreRateLimitRules( Zol::Ptr< const Karvel::KarvelCommonSmData > s
       Zol::Ptr< EfpSmConfigColl > efpSmConfigColl, const GreTunnelMap& grePorts ) {
    constexpr auto feature = TcamFeature::EfpFeature::efpGreRateLimit;
    uint32_t count = 0;
-   for ( const auto& [ key, use ] : grePorts ) {
-      if ( std::get< 0 >( key ).family() != Plix::AddressFamily::ipv4 ) {
+   for ( const auto& [ header, use ] : grePorts ) {
+      if ( header.srcIp.family() != Plix::AddressFamily::ipv4 ) {
          continue;
       }
       const uint32_t rate = use.rates.empty() ? 0 : *use.rates.begin();
-      DUOLOG( trace, 2,
-            "EfpMtpHelper::addEfpGreRateLimitRules"
-                  << " numRates: " << use.rates.size() << " rate selected: " << rate );
+      DUOLOG_IN( trace, 2, "EfpMtpHelper::addEfpGreRateLimitRules",
+            " numRates: " << use.rates.size() << " rate selected: " << rate );
       for ( const KarvelPort& port : use.ports ) {
          const Karvel::PortType portType = scsd->portType( port );
-         DUOLOG( trace, 2,
-               "EfpMtpHelper::addEfpGreRateLimitRules"
-                     << " adding rule for modId: " << port.modId() << " portId: " << port.port()
-                     << " portType: " << portType );
+         DUOLOG_IN( trace, 2, "EfpMtpHelper::addEfpGreRateLimitRules",
+               " adding rule for modId: " << port.modId() << " portId: " << port.port()
+                                          << " portType: " << portType );
          EfpRuleData rule( count );
          if ( portType == Karvel::PortType::channel ) {
             rule.efpActionsIs( sourceTag( *scsd, port ) );
          } else if ( rate == 0 ) {
-            continue; // there is nothing to do to its copies
+            continue; // neither tagged nor limited
          }
          rule.outPortIs( port );
-         rule.efpQualsIs( tunnelQuals( key ) );
+         rule.efpQualsIs( tunnelQuals( header ) );
          rule.rateIs( rate );
          rule.ruleDescIs( rate != 0 ? EfpRuleDesc::efpGreRateLimit : EfpRuleDesc::efpGre );
          efpSmConfigColl->configIs( EfpKey( feature ) )->rulesIs( rule );
@@ -163,9 +154,8 @@ uint32_t addEfpGreRateLimitRules( Zol::Ptr< const Karvel::KarvelCommonSmData > s
 
 void updateFeatureConfig( Zol::Ptr< EfpSmConfigColl > efpSmConfigColl,
       TcamFeature::EfpFeature feature, uint32_t count ) {
-   DUOLOG( trace, 2,
-         "MtpEfpHelper::updateFeatureConfig"
-               << " feature: " << feature << " count: " << count );
+   DUOLOG_IN( trace, 2, "MtpEfpHelper::updateFeatureConfig",
+         " feature: " << feature << " count: " << count );
    const EfpKey key( feature );
    Zol::Ptr< EfpSmConfig > config = efpSmConfigColl->config( key );
    if ( !config ) {

@@ -39,9 +39,7 @@ void MtpEfpInfoSm::doInit() {
 }
 
 void MtpEfpInfoSm::handleDstPort( const DstPort& dstPort ) {
-   DUOLOG( trace, 1,
-         "MtpEfpInfoSm::handleDstPort"
-               << " tunnelIdx: " << dstPort.tunnelIdx() );
+   DUOLOG_IN( trace, 1, "MtpEfpInfoSm::handleDstPort", " tunnelIdx: " << dstPort.tunnelIdx() );
    configSm_.backlogAdd( MtpEfpBacklog::recompute() );
 }
 
@@ -51,9 +49,7 @@ void MtpEfpTunnelSm::doInit() {
 }
 
 void MtpEfpTunnelSm::handleChange() {
-   DUOLOG( trace, 2,
-         "MtpEfpTunnelSm::handleChange"
-               << " tunnelId: " << tunnelId() );
+   DUOLOG_IN( trace, 2, "MtpEfpTunnelSm::handleChange", " tunnelId: " << tunnelId() );
    configSm_.backlogAdd( MtpEfpBacklog::recompute() );
 }
 
@@ -68,9 +64,8 @@ void MtpEfpStatusSm::doInit() {
 void MtpEfpStatusSm::doCleanup() { programStatus()->efpProgramStatusDel( kindOf( key() ) ); }
 
 void MtpEfpStatusSm::handleEfpSmStatus( const EfpKey& changed ) {
-   DUOLOG( trace, 2,
-         "MtpEfpStatusSm::handleEfpSmStatus"
-               << " feature: " << changed.feature() );
+   DUOLOG_IN(
+         trace, 2, "MtpEfpStatusSm::handleEfpSmStatus", " feature: " << changed.feature() );
    Zol::Ptr< const EfpSmStatus > present = efpSmStatusColl()->status( key() );
    if ( changed != key() || present == efpSmStatus() ) {
       return;
@@ -87,17 +82,15 @@ void MtpEfpStatusSm::handleEfpSmStatus( const EfpKey& changed ) {
 void MtpEfpStatusSm::handleUpdateId() {
    const TcamFeature::EfpFeature feature = key().feature();
    if ( efpSmStatus()->updateId() != efpSmConfig()->updateId() ) {
-      DUOLOG( trace, 1,
-            "MtpEfpStatusSm::handleUpdateId"
-                  << " feature: " << feature << " programming not yet complete" );
+      DUOLOG_IN( trace, 1, "MtpEfpStatusSm::handleUpdateId",
+            " feature: " << feature << " programming not yet complete" );
       return;
    }
    const ProgramResult status = efpSmStatus()->status();
    const bool isRated = hasRate();
-   DUOLOG( trace, 1,
-         "MtpEfpStatusSm::handleUpdateId"
-               << " feature: " << feature << " programming status: " << status
-               << " hasRate: " << isRated );
+   DUOLOG_IN( trace, 1, "MtpEfpStatusSm::handleUpdateId",
+         " feature: " << feature << " programming status: " << status
+                      << " hasRate: " << isRated );
    programStatus()->efpProgramStatusIs( kindOf( key() ), toProgramStatus( status ) );
    if ( status != ProgramResult::success ) {
       ( isRated ? rateLimitResourceFull : greTcamResourceFull ).log();
@@ -108,11 +101,11 @@ bool MtpEfpStatusSm::hasRate() const {
    bool isRated = false;
    for ( uint32_t id : efpSmStatus()->rules().keys() ) {
       const EfpRuleData rule = efpSmStatus()->rules( id );
-      const EfpRuleData* const iter = &rule;
+
       if ( rule.rate() != 0 ) {
          isRated = true;
       } else {
-         ZOL_ASSERT( iter->efpActions().svtagEnable() );
+         ZOL_ASSERT_AS( "iter->efpActions().svtagEnable()", rule.efpActions().svtagEnable() );
       }
    }
    return isRated;
@@ -136,14 +129,11 @@ void MtpEfpConfigSm::doInit() {
          mtpInfoConfig() );
    react< &MtpEfpConfigSm::handleTunnel, LogicalFapMtpProgramInfo::Attr::tunnel >(
          mtpInfoConfig() );
-   react< &MtpEfpConfigSm::handleEfp, EfpSmConfigColl::Attr::config >( efpSmConfigColl() );
    using CommonData = Karvel::KarvelCommonSmData::Attr;
    react< &MtpEfpConfigSm::handlePort, CommonData::portType >( scsd() );
    react< &MtpEfpConfigSm::handlePort, CommonData::karvelPortChannel >( scsd() );
    react< &MtpEfpConfigSm::handlePort, CommonData::sourceTag >( scsd() );
-   for ( const EfpKey& key : efpSmConfigColl()->config().keys() ) {
-      handleEfp( key );
-   }
+   follow< &MtpEfpConfigSm::handleEfp, EfpSmConfigColl::Attr::config >( efpSmConfigColl() );
    handleInitialized();
 }
 
@@ -155,7 +145,7 @@ void MtpEfpConfigSm::doCleanup() {
 }
 
 void MtpEfpConfigSm::handleInitialized() {
-   DUOLOG( trace, 1, "MtpEfpConfigSm::handleInitialized" );
+   DUOLOG_IN( trace, 1, "MtpEfpConfigSm::handleInitialized" );
    for ( Mtp mtp : mtpInfoConfig()->mtpProgramInfo().keys() ) {
       handleMtpInfo( mtp );
    }
@@ -167,54 +157,35 @@ void MtpEfpConfigSm::handleInitialized() {
 
 void MtpEfpConfigSm::handleMtpInfo( Mtp mtp ) {
    Zol::Ptr< const MtpProgramInfo > info = mtpInfoConfig()->mtpProgramInfo( mtp );
-   DUOLOG( trace, 1,
-         "MtpEfpConfigSm::handleMtpInfo"
-               << " Mtp: " << mtp << " add: " << bool( info ) );
-   Zol::Ptr< const MtpEfpInfoSm > present = mtpSm( mtp );
-   if ( present && present->mtpProgramInfo() != info ) {
-      present = nullptr;
-      mtpSmDel( mtp );
-   }
-   if ( info && !present ) {
-      mtpSmIs( mtp, info, *this );
-   }
+   DUOLOG_IN( trace, 1, "MtpEfpConfigSm::handleMtpInfo",
+         " Mtp: " << mtp << " add: " << bool( info ) );
+   Zol::follow< &MtpEfpInfoSm::mtpProgramInfo >(
+         mtpSm( mtp ), info, [ & ] { mtpSmDel( mtp ); },
+         [ & ] { mtpSmIs( mtp, info, *this ); } );
    backlogAdd( MtpEfpBacklog::recompute() );
 }
 
 void MtpEfpConfigSm::handleTunnel( TunnelId id ) {
    Zol::Ptr< const Tunnel > tunnel = mtpInfoConfig()->tunnel( id );
-   DUOLOG( trace, 1,
-         "MtpEfpConfigSm::handleTunnel"
-               << " tunnelId: " << id << " add: " << bool( tunnel ) );
-   Zol::Ptr< const MtpEfpTunnelSm > present = tunnelSm( id );
-   if ( present && present->tunnel() != tunnel ) {
-      present = nullptr;
-      tunnelSmDel( id );
-   }
-   if ( tunnel && !present ) {
-      tunnelSmIs( id, tunnel, *this );
-   }
+   DUOLOG_IN( trace, 1, "MtpEfpConfigSm::handleTunnel",
+         " tunnelId: " << id << " add: " << bool( tunnel ) );
+   Zol::follow< &MtpEfpTunnelSm::tunnel >(
+         tunnelSm( id ), tunnel, [ & ] { tunnelSmDel( id ); },
+         [ & ] { tunnelSmIs( id, tunnel, *this ); } );
    backlogAdd( MtpEfpBacklog::recompute() );
 }
 
 void MtpEfpConfigSm::handlePort() {
-   DUOLOG( trace, 2, "MtpEfpConfigSm::handlePort" );
+   DUOLOG_IN( trace, 2, "MtpEfpConfigSm::handlePort" );
    backlogAdd( MtpEfpBacklog::recompute() );
 }
 
 void MtpEfpConfigSm::handleEfp( const EfpKey& key ) {
-   DUOLOG( trace, 2,
-         "MtpEfpConfigSm::handleEfp"
-               << " EfpFeature: " << key.feature() );
+   DUOLOG_IN( trace, 2, "MtpEfpConfigSm::handleEfp", " EfpFeature: " << key.feature() );
    Zol::Ptr< const EfpSmConfig > config = efpSmConfigColl()->config( key );
-   Zol::Ptr< const MtpEfpStatusSm > present = efpStatusSm( key );
-   if ( present && present->efpSmConfig() != config ) {
-      present = nullptr;
-      efpStatusSmDel( key );
-   }
-   if ( config && !present ) {
-      efpStatusSmIs( key, config, efpSmStatusColl(), programStatus() );
-   }
+   Zol::follow< &MtpEfpStatusSm::efpSmConfig >(
+         efpStatusSm( key ), config, [ & ] { efpStatusSmDel( key ); },
+         [ & ] { efpStatusSmIs( key, config, efpSmStatusColl(), programStatus() ); } );
 }
 
 void MtpEfpConfigSm::backlogAdd( MtpEfpBacklog::BacklogType type ) {
@@ -238,7 +209,7 @@ void MtpEfpConfigSm::taskIs() {
 }
 
 void MtpEfpConfigSm::reviewBacklog() {
-   DUOLOG( trace, 1, "MtpEfpConfigSm::reviewBacklog" );
+   DUOLOG_IN( trace, 1, "MtpEfpConfigSm::reviewBacklog" );
    if ( initialized() && !backlog().backlog().empty() ) {
       backlogDel();
       efpHelper_.updateEfp();

@@ -12,7 +12,6 @@
 #include <map>
 #include <optional>
 #include <set>
-#include <tuple>
 
 #include "Platform/Karvel/KarvelCommonSmData.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
@@ -89,13 +88,19 @@ class MtpEfpStatusSm : public Zol::EntitySm {
    bool hasRate() const;
 };
 
-// What the copies of one or several sessions have in common: source, destination, DSCP.
-using GreTunnelKey = std::tuple< Plix::IpGenAddr, Plix::IpGenAddr, uint8_t >;
+// What the outer headers of the copies of one or several sessions have in common.
+struct OuterHeader {
+   Plix::IpGenAddr srcIp;
+   Plix::IpGenAddr dstIp;
+   uint8_t dscp = 0;
+
+   auto operator<=>( const OuterHeader& ) const = default;
+};
 struct GreTunnelUse {
    std::set< KarvelTypes::KarvelPort > ports;
    std::set< uint32_t, std::greater<> > rates;
 };
-using GreTunnelMap = std::map< GreTunnelKey, GreTunnelUse >;
+using GreTunnelMap = std::map< OuterHeader, GreTunnelUse >;
 
 // Turns program information into rules.
 class MtpEfpHelper {
@@ -122,8 +127,8 @@ class MtpEfpHelper {
    Zol::Ptr< const Karvel::KarvelCommonSmData > scsd_;
 };
 
-// Ends a generation of `count` rules, numbered from 0: stamps it, or closes the feature if it has
-// no rule.
+// Completes a generation of `count` rules, numbered from 0: removes those above and gives it a
+// fresh update id, or deletes the feature's configuration if there is no rule.
 void updateFeatureConfig( Zol::Ptr< EfpSmConfigColl > efpSmConfigColl,
       TcamFeature::EfpFeature feature, uint32_t count );
 

@@ -25,7 +25,7 @@ class IfpKey : public Zol::Value {
 
 class IfpRuleData : public Zol::Value {
    ZOL_VALUE( KarvelMirror::Slice, IfpRuleData,
-         ( VAL, uint32_t, entryId ),     // of who configures: its number; else the TCAM entry
+         ( VAL, uint32_t, entryId ), // in IfpSmConfig: the rule number; else the TCAM entry id
          ( VAL, Zol::String, ruleDesc ), // the session that it serves
          ( VAL, Ixo::AclKey, aclKey ),   // empty: a plain rule
          ( SET, Plix::IntfId, aclPort ), // where it applies

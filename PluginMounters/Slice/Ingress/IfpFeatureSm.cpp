@@ -19,8 +19,8 @@ IfpFeatureSm::IfpFeatureSm( const IfpKey& key, Zol::Ptr< IfpConfig > ifpConfig,
         entryManager_( entryManager ), groupManager_( groupManager ) {}
 
 void IfpFeatureSm::doInit() {
-   // The id is watched too: a generation with the same rules wants an answer of its own, and
-   // is the way to try again after a failure.
+   // The id is watched, too: a generation with unchanged rules needs its own answer, and is how
+   // a failure is retried.
    react< &IfpFeatureSm::updateRules, IfpSmConfig::Attr::rules >( ifpSmConfig() );
    react< &IfpFeatureSm::handleUpdateId, IfpUpdateBase::Attr::updateId >( ifpSmConfig() );
    react< &IfpFeatureSm::handleStatusUpdateId, IfpUpdateBase::Attr::updateId >( ifpStatus() );
@@ -35,9 +35,7 @@ void IfpFeatureSm::doCleanup() {
 
 IfpRules IfpFeatureSm::getExpandedRules(
       const IfpRuleData& rule, uint32_t startEntryId ) const {
-   DUOLOG( trace, 4,
-         "IfpFeatureSm::getExpandedRules"
-               << " entryId " << startEntryId );
+   DUOLOG_IN( trace, 4, "IfpFeatureSm::getExpandedRules", " entryId " << startEntryId );
    IfpRuleData expanded = rule;
    expanded.entryIdIs( startEntryId );
    IfpRules result;
@@ -53,9 +51,7 @@ void IfpFeatureSm::handleUpdateId() {
 }
 
 void IfpFeatureSm::updateRules() {
-   DUOLOG( trace, 1,
-         "IfpFeatureSm::updateRules"
-               << " MTP: " << mtp() );
+   DUOLOG_IN( trace, 1, "IfpFeatureSm::updateRules", " MTP: " << mtp() );
    reviewedIdIs( ifpSmConfig()->updateId() );
    cachedStatusIs( ProgramResult::success );
    Pass pass;
@@ -84,9 +80,7 @@ void IfpFeatureSm::updateRule( const IfpRuleData& rule, Pass& pass ) {
 void IfpFeatureSm::reviseRule( const IfpRuleData& rule, Pass& pass ) {
    EntryIdSet entries = smEntryToSdkEntry( rule.entryId() );
    const uint32_t baseEntry = entries.entry().begin().key();
-   DUOLOG( trace, 3,
-         "IfpFeatureSm::updateRules"
-               << " base entry : " << baseEntry );
+   DUOLOG_IN( trace, 3, "IfpFeatureSm::updateRules", " base entry : " << baseEntry );
    const IfpRules expanded = getExpandedRules( rule, baseEntry );
    for ( auto iter = expanded.rules().begin(); iter != expanded.rules().end(); ++iter ) {
       auto present = ifpConfig()->rules().find( iter.key() );
@@ -94,19 +88,16 @@ void IfpFeatureSm::reviseRule( const IfpRuleData& rule, Pass& pass ) {
       if ( isPresent && present.value() == iter.value() ) {
          continue;
       }
-      DUOLOG( trace, 2,
-            "IfpFeatureSm::updateRules"
-                  << " IfpFeature: " << mtp() << " entry " << iter.key()
-                  << " has changed from: " << ifpConfig()->rules( iter.key() )
-                  << " to: " << iter.value() );
+      DUOLOG_IN( trace, 2, "IfpFeatureSm::updateRules",
+            " IfpFeature: " << mtp() << " entry " << iter.key() << " has changed from: "
+                            << ifpConfig()->rules( iter.key() ) << " to: " << iter.value() );
       ifpConfig()->rulesIs( iter.value() );
       pass.rulesChanged = true;
    }
    for ( uint32_t id : entries.entry().keys() ) {
       if ( !expanded.rulesHas( id ) ) {
-         DUOLOG( trace, 2,
-               "IfpFeatureSm::updateRules"
-                     << " releasing no longer needed expanded entry: " << id );
+         DUOLOG_IN( trace, 2, "IfpFeatureSm::updateRules",
+               " releasing no longer needed expanded entry: " << id );
          entryManager()->releaseEntry( unit(), id );
          ifpConfig()->rulesDel( id );
          entries.entryDel( id );
@@ -122,15 +113,13 @@ void IfpFeatureSm::createRule( const IfpRuleData& rule, Pass& pass ) {
    const uint32_t entryId =
          entryManager()->getEntry( unit(), rule.ruleDesc(), requestKey ).entryId;
    if ( entryId == 0 ) {
-      DUOLOG( trace, 0,
-            "IfpFeatureSm::updateRules"
-                  << " could not create rule: " << rule << " error: " << entryId );
+      DUOLOG_IN( trace, 0, "IfpFeatureSm::updateRules",
+            " could not create rule: " << rule << " error: " << entryId );
       pass.allocationFailure = true;
       return;
    }
-   DUOLOG( trace, 2,
-         "IfpFeatureSm::updateRules"
-               << " created rule: " << rule << " ret: " << entryId );
+   DUOLOG_IN( trace, 2, "IfpFeatureSm::updateRules",
+         " created rule: " << rule << " ret: " << entryId );
    EntryIdSet entries;
    const IfpRules expanded = getExpandedRules( rule, entryId );
    for ( auto iter = expanded.rules().begin(); iter != expanded.rules().end(); ++iter ) {
@@ -152,9 +141,8 @@ void IfpFeatureSm::releaseStaleRules( Pass& pass ) {
 
 void IfpFeatureSm::releaseRule( uint32_t ruleNumber ) {
    for ( uint32_t id : smEntryToSdkEntry( ruleNumber ).entry().keys() ) {
-      DUOLOG( trace, 2,
-            "IfpFeatureSm::updateRules"
-                  << " releasing no longer needed entry: " << id );
+      DUOLOG_IN( trace, 2, "IfpFeatureSm::updateRules",
+            " releasing no longer needed entry: " << id );
       ifpConfig()->rulesDel( id );
       entryManager()->releaseEntry( unit(), id );
    }
@@ -162,9 +150,7 @@ void IfpFeatureSm::releaseRule( uint32_t ruleNumber ) {
 }
 
 void IfpFeatureSm::handleStatusUpdateId() {
-   DUOLOG( trace, 1,
-         "IfpFeatureSm::handleStatusUpdateId"
-               << " MTP: " << mtp() );
+   DUOLOG_IN( trace, 1, "IfpFeatureSm::handleStatusUpdateId", " MTP: " << mtp() );
    if ( ifpStatus()->updateId() != ifpConfig()->updateId() ) {
       return; // an answer to an older generation
    }
@@ -184,13 +170,11 @@ void IfpFeatureSm::handleStatusUpdateId() {
 }
 
 void IfpFeatureSm::handleFailure() {
-   DUOLOG( trace, 0,
-         "IfpFeatureSm::handleFailure"
-               << " MTP: " << mtp() << " failure: " << cachedStatus() );
+   DUOLOG_IN( trace, 0, "IfpFeatureSm::handleFailure",
+         " MTP: " << mtp() << " failure: " << cachedStatus() );
    for ( uint32_t id : ifpConfig()->rules().keys() ) {
-      DUOLOG( trace, 2,
-            "IfpFeatureSm::handleFailure"
-                  << " releasing existing entry : " << id );
+      DUOLOG_IN(
+            trace, 2, "IfpFeatureSm::handleFailure", " releasing existing entry : " << id );
       ifpConfig()->rulesDel( id );
       entryManager()->releaseEntry( unit(), id );
    }

@@ -32,10 +32,7 @@ IfpProgrammer::IfpProgrammer( uint32_t unit, Zol::Ptr< const IfpConfigColl > ifp
         aclConfig_( aclConfig ) {}
 
 void IfpProgrammer::doInit() {
-   react< &IfpProgrammer::handleMtp, IfpConfigColl::Attr::config >( ifpConfigColl() );
-   for ( Mtp mtp : ifpConfigColl()->config().keys() ) {
-      handleMtp( mtp );
-   }
+   follow< &IfpProgrammer::handleMtp, IfpConfigColl::Attr::config >( ifpConfigColl() );
 }
 
 void IfpProgrammer::doCleanup() {
@@ -45,18 +42,11 @@ void IfpProgrammer::doCleanup() {
 }
 
 void IfpProgrammer::handleMtp( Mtp mtp ) {
-   const bool add = ifpConfigColl()->configHas( mtp );
-   DUOLOG( trace, 1,
-         "IfpProgrammer::handleMtp"
-               << " MTP: " << mtp << " add: " << add );
-   Zol::Ptr< const IfpProgrammerMtpSm > present = featureSm( mtp );
-   if ( present && present->ifpConfig() != ifpConfigColl()->config( mtp ) ) {
-      present = nullptr;
-      deleteMtp( mtp );
-   }
-   if ( add && !present ) {
-      addMtp( mtp );
-   }
+   Zol::Ptr< const IfpConfig > config = ifpConfigColl()->config( mtp );
+   DUOLOG_IN(
+         trace, 1, "IfpProgrammer::handleMtp", " MTP: " << mtp << " add: " << bool( config ) );
+   Zol::follow< &IfpProgrammerMtpSm::ifpConfig >(
+         featureSm( mtp ), config, [ & ] { deleteMtp( mtp ); }, [ & ] { addMtp( mtp ); } );
 }
 
 void IfpProgrammer::addMtp( Mtp mtp ) {
@@ -67,13 +57,12 @@ void IfpProgrammer::addMtp( Mtp mtp ) {
    ZOL_ASSERT( aclSmPluginEntity() );
    ZOL_ASSERT( aclSmPluginEntity()->aclSm() );
    ZOL_ASSERT( aclSmPluginEntity()->aclSm()->aclHelper() );
-   DUOLOG( trace, 2,
-         "IfpProgrammer::handleMtp"
-               << " aclSmPluginEntity: " << aclSmPluginEntity().get() << " mirrorAclSupported "
-               << aclSmPluginEntity()->mirrorAclSupported()
-               << " mirroringAclGroup1EntryManager() "
-               << ( mtp == Mtp( 0 ) ? entryMgr.get() : nullptr ) << " mirroringAclEntryManager "
-               << entryMgr.get() );
+   DUOLOG_IN( trace, 2, "IfpProgrammer::handleMtp",
+         " aclSmPluginEntity: " << aclSmPluginEntity().get() << " mirrorAclSupported "
+                                << aclSmPluginEntity()->mirrorAclSupported()
+                                << " mirroringAclGroup1EntryManager() "
+                                << ( mtp == Mtp( 0 ) ? entryMgr.get() : nullptr )
+                                << " mirroringAclEntryManager " << entryMgr.get() );
    featureSmIs( mtp, ifpConfigColl()->config( mtp ), status, entryMgr,
          IfpProgrammerMtpSm::Context{
                unit(), groupManager(), aclSmPluginEntity()->aclSm(), scsd(), aclConfig() } );
@@ -96,9 +85,7 @@ IfpProgrammerMtpSm::IfpProgrammerMtpSm( Mtp mtp, Zol::Ptr< const IfpConfig > ifp
 }
 
 void IfpProgrammerMtpSm::doInit() {
-   DUOLOG( trace, 1,
-         "IfpProgrammerMtpSm::doInit"
-               << " MTP: " << mtp() );
+   DUOLOG_IN( trace, 1, "IfpProgrammerMtpSm::doInit", " MTP: " << mtp() );
    ZOL_ASSERT( karvelAclHelper() );
    fwdDropAclIdIs( Ixo::AclKey( "fwdDrop", Acl::ip() ) );
    fwdDropKarvelAclDataIs( karvelAclHelper()->karvelAclDataNew( fwdDropAclId(), feature() ) );
@@ -112,9 +99,7 @@ void IfpProgrammerMtpSm::doInit() {
 }
 
 void IfpProgrammerMtpSm::doCleanup() {
-   DUOLOG( trace, 1,
-         "IfpProgrammerMtpSm::doCleanup"
-               << " MTP: " << mtp() );
+   DUOLOG_IN( trace, 1, "IfpProgrammerMtpSm::doCleanup", " MTP: " << mtp() );
    withdrawAcls();
    deregisterFromAclHelper();
    for ( uint32_t id : Zol::Set< uint32_t >( entryIdCache() ) ) {
@@ -138,9 +123,7 @@ void IfpProgrammerMtpSm::deregisterFromAclHelper() {
 }
 
 void IfpProgrammerMtpSm::handleUpdate() {
-   DUOLOG( trace, 1,
-         "IfpProgrammerMtpSm::handleUpdate"
-               << " MTP: " << mtp() );
+   DUOLOG_IN( trace, 1, "IfpProgrammerMtpSm::handleUpdate", " MTP: " << mtp() );
    const Orv::UniqueId generation = ifpConfig()->updateId();
    registerWithAclHelper(); // a failed update has deregistered
    forgetReleasedEntries();
@@ -162,13 +145,11 @@ void IfpProgrammerMtpSm::handleUpdate() {
 }
 
 ProgramResult IfpProgrammerMtpSm::programRule( const IfpRuleData& rule ) {
-   DUOLOG( trace, 2,
-         "IfpProgrammerMtpSm::handleUpdate"
-               << " going to iterateRule: " << rule.entryId() );
-   DUOLOG( trace, 2,
-         "IfpProgrammerMtpSm::handleUpdate"
-               << " iterateRule: " << rule.entryId() << " ruleDesc " << rule.ruleDesc()
-               << " aclKey " << rule.aclKey() );
+   DUOLOG_IN( trace, 2, "IfpProgrammerMtpSm::handleUpdate",
+         " going to iterateRule: " << rule.entryId() );
+   DUOLOG_IN( trace, 2, "IfpProgrammerMtpSm::handleUpdate",
+         " iterateRule: " << rule.entryId() << " ruleDesc " << rule.ruleDesc() << " aclKey "
+                          << rule.aclKey() );
    if ( !( rule.aclKey() == Ixo::AclKey() ) ) {
       // The rule's own entry holds nothing. It may have been a plain rule's.
       if ( !emptyEntry( rule.entryId() ) ) {
@@ -209,18 +190,15 @@ void IfpProgrammerMtpSm::forgetReleasedEntries() {
 
 Shim::Rc IfpProgrammerMtpSm::qualifyEntry( const IfpRuleData& ifpRule ) {
    const int entryId = static_cast< int >( ifpRule.entryId() );
-   DUOLOG( trace, 2,
-         "IfpProgrammerMtpSm::qualifyEntry"
-               << " MTP: " << mtp() << " EntryId: " << entryId );
+   DUOLOG_IN( trace, 2, "IfpProgrammerMtpSm::qualifyEntry",
+         " MTP: " << mtp() << " EntryId: " << entryId );
    clearEntry( entryId );
    Shim::Rc rc = qualifyPorts( ifpRule );
    if ( !succeeded( rc ) ) {
       return rc;
    }
    if ( ifpRule.ruleData().v4() == V4Quals() ) {
-      DUOLOG( trace, 3,
-            "IfpProgrammerMtpSm::qualifyEntry"
-                  << " no v4 rules" );
+      DUOLOG_IN( trace, 3, "IfpProgrammerMtpSm::qualifyEntry", " no v4 rules" );
    } else {
       qualifyV4( ifpRule );
    }
@@ -233,7 +211,7 @@ Shim::Rc IfpProgrammerMtpSm::qualifyEntry( const IfpRuleData& ifpRule ) {
    return rc;
 }
 
-// An entry that was programmed before keeps its id: what the new rule lacks must go.
+// Removes from an entry that is programmed again what its new rule may lack.
 void IfpProgrammerMtpSm::clearEntry( int entryId ) {
    if ( !entryIdCacheHas( static_cast< uint32_t >( entryId ) ) ) {
       return;
@@ -243,9 +221,9 @@ void IfpProgrammerMtpSm::clearEntry( int entryId ) {
    ZOL_ASSERT( succeeded( rc ) );
    for ( Shim::Qualifier qualifier :
          { Shim::Qualifier::ipType, Shim::Qualifier::srcIp, Shim::Qualifier::dstIp } ) {
+      // The old rule may well have lacked it, too.
       rc = KARVEL_SDK_CALL_AS(
             quiet, trace, bcm_field_qualifier_delete, ( unit(), entryId, qualifier ) );
-      // The old rule may well have lacked it, too.
       ZOL_ASSERT( succeeded( rc ) || rc == ::Shim::sdk_->QX_BCM_E_NOT_FOUND() );
    }
 }
@@ -265,7 +243,8 @@ Shim::Rc IfpProgrammerMtpSm::qualifyPorts( const IfpRuleData& rule ) {
       }
    }
    if ( entryManager()->supportsAclGroup() ) {
-      // Classes are few and shared with other features: that none is left is no broken invariant.
+      // Classes are few and shared with other features, so running out of them is no broken
+      // invariant.
       return entryManager()->qualifyPortsClassId(
             unit(), rule.entryId(), pbmp, Karvel::ClassSharing::shared );
    }
@@ -283,7 +262,7 @@ void IfpProgrammerMtpSm::qualifyV4( const IfpRuleData& ifpRule ) {
    const V4Quals& v4 = ifpRule.ruleData().v4();
    const bool namesAddresses =
          v4.srcIpMask() != Plix::IpAddr() || v4.dstIpMask() != Plix::IpAddr();
-   // With addresses all of IPv4, options or not; without them whatever is IP.
+   // A rule with addresses matches all of IPv4, with or without options; one without, any IP.
    Shim::Rc rc = namesAddresses ? KARVEL_SDK_CALL_AS( bare, trace, bcm_field_qualify_IpType,
                                         ( unit(), entryId, bcmFieldIpTypeIpv4Any ) )
                                 : KARVEL_SDK_CALL_AS( bare, trace, bcm_field_qualify_IpType,
@@ -300,9 +279,7 @@ void IfpProgrammerMtpSm::qualifyV4( const IfpRuleData& ifpRule ) {
 }
 
 Shim::Rc IfpProgrammerMtpSm::installEntry( uint32_t entryId ) {
-   DUOLOG( trace, 2,
-         "IfpProgrammerMtpSm::installEntry"
-               << " installing entry: " << entryId );
+   DUOLOG_IN( trace, 2, "IfpProgrammerMtpSm::installEntry", " installing entry: " << entryId );
    return entryManager()->installEntry( unit(), entryId );
 }
 

@@ -11,6 +11,7 @@
 #include "Platform/Acl/AclConfig.h"
 #include "Platform/Karvel/AclSmPluginEntity.h"
 #include "Platform/Karvel/KarvelCommonSmData.h"
+#include "Platform/Karvel/SdkCall.h"
 #include "PluginMounters/Slice/Ingress/IfpSm.h"
 
 namespace KarvelMirror::Slice {
@@ -73,7 +74,7 @@ class IfpProgrammerMtpSm : public Zol::EntitySm {
  private:
    using AclCreateError = Ixo::AclCreateError;
 
-   // An ACL in the making: what it is, and where it goes.
+   // An ACL while it is built: what it is, and where it is applied.
    struct AclBuild {
       Zol::String sessionName;
       Zol::Ptr< Ixo::AclData > aclData;
@@ -82,7 +83,7 @@ class IfpProgrammerMtpSm : public Zol::EntitySm {
       AclUdfData udfData;
       Ixo::IxoPortList ports;
       Ixo::IxoPortList subIntfPorts;
-      uint32_t nextRuleNum = 0; // on the chip, where a rule may take two
+      uint32_t nextRuleNum = 0; // on the chip; a rule with a fragment rule takes two
 
       Acl::AclType aclType() const { return aclData->aclKey().aclType(); }
       const Zol::String& aclName() const { return aclData->aclKey().aclName(); }
@@ -133,8 +134,8 @@ class IfpProgrammerMtpSm : public Zol::EntitySm {
          uint32_t ruleNum, uint32_t subRuleNum, uint32_t vlanId, uint32_t vlanMask );
    AclCreateError addMirrorDestinationToAcl( const Ixo::AclData& aclData,
          const Karvel::KarvelAclData* saclData, uint32_t mirrorDestId );
-   void mirrorByEntry( const Ixo::AclKey& acl, uint32_t unit, const Karvel::AclEntry& entryIter,
-         uint32_t mirrorDestId );
+   void mirrorByEntry(
+         const Ixo::AclKey& acl, uint32_t unit, Karvel::EntryId entry, uint32_t mirrorDestId );
 
    // Extension points: these chips need no such qualifiers.
    void tryAddingUdfQualifiers( const Karvel::KarvelAclUnitData& unitData,
@@ -147,8 +148,8 @@ class IfpProgrammerMtpSm : public Zol::EntitySm {
    void noteProblem( const AclBuild& build );
 
    enum class Presence : uint8_t { absent, present, unknown };
-   static Presence presence( Shim::Rc rc );
-   // How the entries of the ACL in hand got their actions, the worst of them.
+   static Presence presence( const Karvel::SdkOutcome& outcome );
+   // The worst outcome of setting actions among the entries of the ACL being built.
    enum class ActionState : uint8_t {
       done,
       incomplete,   // it may mirror less than it should

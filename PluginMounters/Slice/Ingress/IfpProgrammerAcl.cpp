@@ -22,7 +22,7 @@ constexpr uint32_t anyLength = 0; // rules do not look at the length of a packet
 
 bool succeeded( Shim::Rc rc ) { return rc == ::Shim::sdk_->QX_BCM_E_NONE(); }
 
-// What of a filter can be seen in every fragment of a datagram.
+// The part of a filter that every fragment of a datagram can be matched against.
 Acl::IpFilter withoutL4( Acl::IpFilter filter ) {
    filter.srcPortDel();
    filter.dstPortDel();
@@ -33,7 +33,7 @@ Acl::IpFilter withoutL4( Acl::IpFilter filter ) {
    return filter;
 }
 
-// Whether a rule that names an outer VLAN has anything to say on this one.
+// Whether a rule names an outer VLAN other than this one.
 bool contradicts( const Acl::IpFilter& filter, uint16_t vlanId ) {
    return ( ( filter.vlanId() ^ vlanId ) & filter.vlanIdMask() ) != 0;
 }
@@ -47,23 +47,20 @@ bool contradicts( const Acl::MacFilter& filter, uint16_t vlanId ) {
 
 bool IfpProgrammerMtpSm::addMirroringSessionAcls(
       const Zol::String& sessionName, const IfpRuleData& rule ) {
-   DUOLOG( trace, 1,
-         "IfpProgrammerMtpSm::addMirroringSessionAcls"
-               << " Mirroring session: " << sessionName );
+   DUOLOG_IN( trace, 1, "IfpProgrammerMtpSm::addMirroringSessionAcls",
+         " Mirroring session: " << sessionName );
    const Ixo::AclKey& key = rule.aclKey();
    Zol::Ptr< const Acl::AclTypeConfig > aclTypeCfg =
          mirroringAclConfig()->aclTypeConfig( key.aclType() );
    ZOL_ASSERT( aclTypeCfg );
    Zol::Ptr< const Acl::AclConfig > aclCfg = aclTypeCfg->acl( key.aclName() );
    if ( !aclCfg || !aclCfg->currCfg() || mirroringKarvelAclDataHas( key ) ) {
-      DUOLOG( trace, 0,
-            "IfpProgrammerMtpSm::addMirroringSessionAcls"
-                  << " no acl to apply for session: " << sessionName << " acl: " << key );
+      DUOLOG_IN( trace, 0, "IfpProgrammerMtpSm::addMirroringSessionAcls",
+            " no acl to apply for session: " << sessionName << " acl: " << key );
       return false;
    }
-   DUOLOG( trace, 1,
-         "IfpProgrammerMtpSm::addMirroringSessionAcls"
-               << " Programming " << key.aclType() << " acl: " << key.aclName() );
+   DUOLOG_IN( trace, 1, "IfpProgrammerMtpSm::addMirroringSessionAcls",
+         " Programming " << key.aclType() << " acl: " << key.aclName() );
    const Zol::Ptr< const Acl::RuleList > rules = aclCfg->currCfg();
    AclBuild build = startAcl( sessionName, rule );
    if ( createAcl( build, *rules ) != Ixo::aclCreateErrorNone() ) {
@@ -328,12 +325,12 @@ Ixo::AclCreateError IfpProgrammerMtpSm::maybeAddOuterVlanIdQualifier(
          "vlanId = " << vlanId << ", ruleNum = " << ruleNum
                      << ", subRuleNum = " << subRuleNum );
    const uint32_t unit = unitData.unit();
-   for ( const Karvel::AclEntry& entryIter :
-         unitData.entries().ofSubRule( ruleNum, subRuleNum ) ) {
+   for ( const Karvel::AclEntry& entry : unitData.entries().ofSubRule( ruleNum, subRuleNum ) ) {
       DUOLOG(
             trace, 3, " unit: " << unit << " vlanId: " << vlanId << " vlanMask: " << vlanMask );
       const Shim::Rc rc = KARVEL_SDK_CALL_AS( rv, trace, bcm_field_qualify_OuterVlanId,
-            ( unit, entryIter.key(), vlanId, vlanMask ) );
+            ( unit, entry.entryId, vlanId, vlanMask ),
+            "( unit, entryIter.key(), vlanId, vlanMask )" );
       if ( !succeeded( rc ) ) {
          return AclCreateError::aclCreateErrorHardware;
       }
@@ -351,37 +348,36 @@ void IfpProgrammerMtpSm::tryAddingVlanQualifier(
 
 Ixo::AclCreateError IfpProgrammerMtpSm::addMirrorDestinationToAcl( const Ixo::AclData& aclData,
       const Karvel::KarvelAclData* saclData, uint32_t mirrorDestId ) {
-   DUOLOG( trace, 2,
-         "IfpProgrammerMtpSm::addMirrorDestinationToAcl"
-               << " Mirror dest Id: " << mirrorDestId );
-   ZOL_ASSERT( saclData != __null );
+   DUOLOG_IN( trace, 2, "IfpProgrammerMtpSm::addMirrorDestinationToAcl",
+         " Mirror dest Id: " << mirrorDestId );
+   ZOL_ASSERT_AS( "saclData != __null", saclData );
    actionState_ = ActionState::done;
    Zol::Ptr< const Karvel::KarvelAclUnitData > unitData = saclData->unitData( unit() );
    if ( unitData ) {
-      for ( const Karvel::AclEntry& entryIter : unitData->entries().all() ) {
-         DUOLOG( trace, 3,
-               "Trying to add mirroring action to acl rule num " << entryIter.ruleNum );
-         mirrorByEntry( aclData.aclKey(), unitData->unit(), entryIter, mirrorDestId );
+      for ( const Karvel::AclEntry& entry : unitData->entries().all() ) {
+         DUOLOG( trace, 3, "Trying to add mirroring action to acl rule num " << entry.ruleNum );
+         mirrorByEntry( aclData.aclKey(), unitData->unit(), entry.entryId, mirrorDestId );
       }
    }
    return Ixo::aclCreateErrorNone();
 }
 
-void IfpProgrammerMtpSm::mirrorByEntry( const Ixo::AclKey& acl, uint32_t unit,
-      const Karvel::AclEntry& entryIter, uint32_t mirrorDestId ) {
+void IfpProgrammerMtpSm::mirrorByEntry(
+      const Ixo::AclKey& acl, uint32_t unit, Karvel::EntryId entry, uint32_t mirrorDestId ) {
    uint32_t newQ = 0;
    uint32_t utemp = 0;
-   const Presence cpu = presence( KARVEL_SDK_CALL_AS( quiet, trace, bcm_field_action_get,
-         ( unit, entryIter.key(), bcmFieldActionCosQCpuNew, &newQ, &utemp ) ) );
-   const Presence drop = presence( KARVEL_SDK_CALL_AS( quiet, trace, bcm_field_action_get,
-         ( unit, entryIter.key(), bcmFieldActionDrop, &utemp, &utemp ) ) );
+   const Presence cpu = presence( KARVEL_SDK_OUTCOME( trace, bcm_field_action_get,
+         ( unit, entry, bcmFieldActionCosQCpuNew, &newQ, &utemp ),
+         "( unit, entryIter.key(), bcmFieldActionCosQCpuNew, &newQ, &utemp )" ) );
+   const Presence drop = presence( KARVEL_SDK_OUTCOME( trace, bcm_field_action_get,
+         ( unit, entry, bcmFieldActionDrop, &utemp, &utemp ),
+         "( unit, entryIter.key(), bcmFieldActionDrop, &utemp, &utemp )" ) );
    auto describe = [ & ]( const char* what ) {
-      return Zol::String( what ) + acl.aclName() + " acl entry " +
-            std::to_string( entryIter.key() ) + " mirror dest Id " +
-            std::to_string( mirrorDestId );
+      return Zol::String( what ) + acl.aclName() + " acl entry " + std::to_string( entry ) +
+            " mirror dest Id " + std::to_string( mirrorDestId );
    };
-   // What the agent traps for itself on its lowest queue is no traffic to be mirrored. Nor is
-   // anything by an entry of which it is not known whether it denies.
+   // Packets that the agent traps for itself on its lowest queue are not mirrored, nor is what an
+   // entry matches of which it is unknown whether it denies.
    const bool goesToCpu = cpu == Presence::present && newQ == 0;
    const bool isKnown = cpu != Presence::unknown && drop != Presence::unknown;
    const bool mirrors = isKnown && !goesToCpu && drop == Presence::absent;
@@ -395,16 +391,18 @@ void IfpProgrammerMtpSm::mirrorByEntry( const Ixo::AclKey& acl, uint32_t unit,
       actionStateIs( ActionState::incomplete );
    }
    Shim::Rc rc = KARVEL_SDK_CALL_AS(
-         rv, trace, bcm_field_action_remove_all, ( unit, entryIter.key() ) );
+         rv, trace, bcm_field_action_remove_all, ( unit, entry ), "( unit, entryIter.key() )" );
    if ( !succeeded( rc ) ) {
       DUOLOG( trace, 0, describe( "ERROR removing all forwarding actions for acl " ) );
       const bool mayDrop = drop != Presence::absent &&
             !succeeded( KARVEL_SDK_CALL_AS( rv, trace, bcm_field_action_remove,
-                  ( unit, entryIter.key(), bcmFieldActionDrop ) ) );
+                  ( unit, entry, bcmFieldActionDrop ),
+                  "( unit, entryIter.key(), bcmFieldActionDrop )" ) );
       actionStateIs( mayDrop ? ActionState::dropsTraffic : ActionState::incomplete );
    }
    rc = KARVEL_SDK_CALL_AS( rv, trace, bcm_field_qualifier_delete,
-         ( unit, entryIter.key(), bcmFieldQualifyDstClassL2 ) );
+         ( unit, entry, bcmFieldQualifyDstClassL2 ),
+         "( unit, entryIter.key(), bcmFieldQualifyDstClassL2 )" );
    if ( !succeeded( rc ) ) {
       DUOLOG( trace, 0, describe( "ERROR removing DstClassL2 for acl " ) );
       actionStateIs( ActionState::incomplete );
@@ -412,34 +410,31 @@ void IfpProgrammerMtpSm::mirrorByEntry( const Ixo::AclKey& acl, uint32_t unit,
    if ( !mirrors ) {
       return;
    }
-   const Shim::FieldAction action = getMirrorIngressAction( true );
-   const uint32_t param0 = mirrorDestId;
-   const uint32_t param1 = 0;
-   rc = KARVEL_SDK_CALL_AS(
-         rv, trace, bcm_field_action_add, ( unit, entryIter.key(), action, param0, param1 ) );
+   rc = KARVEL_SDK_CALL_AS( rv, trace, bcm_field_action_add,
+         ( unit, entry, getMirrorIngressAction( true ), mirrorDestId, 0 ),
+         "( unit, entryIter.key(), action, param0, param1 )" );
    if ( !succeeded( rc ) ) {
       DUOLOG( trace, 0, describe( "ERROR adding ingress mirror action for acl " ) );
       actionStateIs( ActionState::incomplete );
    }
 }
 
-// Whether an entry has an action is a question: that it has not is no failure.
-IfpProgrammerMtpSm::Presence IfpProgrammerMtpSm::presence( Shim::Rc rc ) {
+// An entry without the action is an answer, not a failure.
+IfpProgrammerMtpSm::Presence IfpProgrammerMtpSm::presence( const Karvel::SdkOutcome& outcome ) {
+   const Shim::Rc notFound = ::Shim::sdk_->QX_BCM_E_NOT_FOUND();
+   const Shim::Rc rc =
+         Karvel::reportUnless( notFound, trace, outcome, Karvel::SdkErrorForm::rv );
    if ( succeeded( rc ) ) {
       return Presence::present;
    }
-   if ( rc == ::Shim::sdk_->QX_BCM_E_NOT_FOUND() ) {
-      return Presence::absent;
-   }
-   Karvel::reportSdkError( trace, "bcm_field_action_get", rc, Karvel::SdkErrorForm::rv );
-   return Presence::unknown;
+   return rc == notFound ? Presence::absent : Presence::unknown;
 }
 
 void IfpProgrammerMtpSm::actionStateIs( ActionState state ) {
    actionState_ = std::max( actionState_, state );
 }
 
-// Who makes the ACL's entries knows of its own errors, and not of ours.
+// The ACL helper knows the errors of its own calls; this tells it of those of the calls here.
 void IfpProgrammerMtpSm::noteProblem( const AclBuild& build ) {
    karvelAclHelper()->aclProblemIs(
          *build.karvelAclData, unit(), AclCreateError::aclCreateErrorHardware );

@@ -13,9 +13,7 @@ Duolog::Handle trace( "IfpSm" );
 } // namespace
 
 Karvel::KarvelAclFeature mtpToFeature( uint8_t mtp ) {
-   if ( mtp > 3 ) {
-      ZOL_ASSERT( false && "Invalid MTP" );
-   }
+   ZOL_ASSERT_AS( "false && \"Invalid MTP\"", mtp < maxMtps );
    return aclFeature( Mtp( mtp ) );
 }
 
@@ -29,11 +27,8 @@ IfpSm::IfpSm( uint32_t unit, Zol::Ptr< IfpConfigColl > ifpConfigColl,
         groupManager_( groupManager ) {}
 
 void IfpSm::doInit() {
-   react< &IfpSm::handleIfpSmConfig, IfpSmConfigColl::Attr::config >( ifpSmConfigColl() );
    react< &IfpSm::handleIfpStatus, IfpStatusColl::Attr::status >( ifpStatusColl() );
-   for ( const IfpKey& key : ifpSmConfigColl()->config().keys() ) {
-      handleIfpSmConfig( key );
-   }
+   follow< &IfpSm::handleIfpSmConfig, IfpSmConfigColl::Attr::config >( ifpSmConfigColl() );
 }
 
 void IfpSm::doCleanup() {
@@ -46,9 +41,7 @@ void IfpSm::doCleanup() {
 void IfpSm::handleIfpSmConfig( const IfpKey& key ) {
    const Mtp mtp = key.mtp();
    const bool add = ifpSmConfigColl()->configHas( key );
-   DUOLOG( trace, 1,
-         "IfpSm::handleIfpSmConfig"
-               << " MTP: " << mtp << " add: " << add );
+   DUOLOG_IN( trace, 1, "IfpSm::handleIfpSmConfig", " MTP: " << mtp << " add: " << add );
    // The feature watches one configuration entity; another one in its place is another feature.
    deleteFeature( mtp );
    if ( !add ) {
@@ -63,9 +56,7 @@ void IfpSm::handleIfpSmConfig( const IfpKey& key ) {
 
 void IfpSm::handleIfpStatus( Mtp mtp ) {
    const bool add = ifpStatusColl()->statusHas( mtp );
-   DUOLOG( trace, 1,
-         "IfpSm::handleIfpStatus"
-               << " MTP: " << mtp << " add: " << add );
+   DUOLOG_IN( trace, 1, "IfpSm::handleIfpStatus", " MTP: " << mtp << " add: " << add );
    if ( !add ) {
       deleteFeature( mtp );
    } else if ( !featureSmHas( IfpKey( mtp ) ) &&
@@ -77,9 +68,7 @@ void IfpSm::handleIfpStatus( Mtp mtp ) {
 void IfpSm::addFeature( Mtp mtp ) {
    const IfpKey key( mtp );
    auto entryManager = getEntryManager( mtp );
-   DUOLOG( trace, 2,
-         "IfpSm::handleIfpStatus"
-               << " em " << entryManager.get() );
+   DUOLOG_IN( trace, 2, "IfpSm::handleIfpStatus", " em " << entryManager.get() );
    groupManager()->groupMirroringAclDataIs( unit(), mtpToFeature( mtp.value() ), {} );
    Zol::Ptr< IfpSmStatus > smStatus = ifpSmStatusColl()->statusIs( key );
    featureSmIs( key, ifpConfigColl()->configIs( mtp ), ifpSmConfigColl()->config( key ),
@@ -92,9 +81,7 @@ void IfpSm::deleteFeature( Mtp mtp ) {
 }
 
 Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > IfpSm::getEntryManager( Mtp mtp ) {
-   DUOLOG( trace, 2,
-         "IfpSm::getEntryManager"
-               << " MTP: " << mtp );
+   DUOLOG_IN( trace, 2, "IfpSm::getEntryManager", " MTP: " << mtp );
    return groupManager()->mirroringAclEntryManager( unit(), mtpToFeature( mtp.value() ) );
 }
 

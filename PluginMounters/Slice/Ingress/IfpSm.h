@@ -51,7 +51,7 @@ class IfpFeatureSm : public Zol::EntitySm {
    void handleUpdateId();
    void handleStatusUpdateId();
 
-   // What one pass over the rules has come to.
+   // The outcome of one pass over the rules.
    struct Pass {
       bool rulesChanged = false;
       bool allocationFailure = false;

@@ -30,13 +30,10 @@ void MtpIfpInfoSm::doInit() {
                 &MtpIfpInfoSm::handleSrcPort ),
          Info::srcPort >( info );
    react< &MtpIfpInfoSm::handleChange, Info::acl >( info );
-   react< &MtpIfpInfoSm::handleAclPorts, Info::aclPorts >( info );
    react< &MtpIfpInfoSm::handleChange, Info::ipMatch >( info );
    react< &MtpIfpInfoSm::handleChange, Info::ipMatchIntf >( info );
    react< &MtpIfpInfoSm::handleChange, Info::session >( info );
-   for ( const AclKey& acl : info->aclPorts().keys() ) {
-      handleAclPorts( acl );
-   }
+   follow< &MtpIfpInfoSm::handleAclPorts, Info::aclPorts >( info );
 }
 
 void MtpIfpInfoSm::handleSrcPort( const SourcePort& source ) {
@@ -45,14 +42,11 @@ void MtpIfpInfoSm::handleSrcPort( const SourcePort& source ) {
 }
 
 void MtpIfpInfoSm::handleSrcPort( const KarvelCentral::KarvelModPort& port ) {
-   DUOLOG( trace, 1,
-         "MtpIfpInfoSm::handleSrcPort"
-               << " Mtp: " << mtp() << " modId: " << port.modId() << "portId: " << std::hex
-               << port.port() << std::dec );
+   DUOLOG_IN( trace, 1, "MtpIfpInfoSm::handleSrcPort",
+         " Mtp: " << mtp() << " modId: " << port.modId() << "portId: " << std::hex
+                  << port.port() << std::dec );
    const size_t pending = configSm_.backlogAdd( MtpIfpBacklog::recompute() );
-   DUOLOG( trace, 2,
-         "MtpIfpInfoSm::handleSrcPort"
-               << " backlog len: " << pending );
+   DUOLOG_IN( trace, 2, "MtpIfpInfoSm::handleSrcPort", " backlog len: " << pending );
 }
 
 void MtpIfpInfoSm::handleAclPorts( const AclKey& acl ) {
@@ -77,9 +71,7 @@ void MtpIfpStatusSm::doInit() {
 void MtpIfpStatusSm::doCleanup() { programStatus()->ifpProgramStatusDel( key().mtp() ); }
 
 void MtpIfpStatusSm::handleIfpSmStatus( const IfpKey& changed ) {
-   DUOLOG( trace, 2,
-         "MtpIfpStatusSm::handleIfpSmStatus"
-               << " MTP: " << changed.mtp() );
+   DUOLOG_IN( trace, 2, "MtpIfpStatusSm::handleIfpSmStatus", " MTP: " << changed.mtp() );
    Zol::Ptr< const IfpSmStatus > present = ifpSmStatusColl()->status( key() );
    if ( changed != key() || present == ifpSmStatus() ) {
       return;
@@ -96,13 +88,9 @@ void MtpIfpStatusSm::handleIfpSmStatus( const IfpKey& changed ) {
 }
 
 void MtpIfpStatusSm::handleUpdateId() {
-   DUOLOG( trace, 1,
-         "MtpIfpStatusSm::handleUpdateId"
-               << " MTP: " << key().mtp() );
+   DUOLOG_IN( trace, 1, "MtpIfpStatusSm::handleUpdateId", " MTP: " << key().mtp() );
    if ( !ifpSmStatus() || ifpSmStatus()->updateId() != ifpSmConfig()->updateId() ) {
-      DUOLOG( trace, 1,
-            "MtpIfpStatusSm::handleUpdateId"
-                  << " programming not yet complete" );
+      DUOLOG_IN( trace, 1, "MtpIfpStatusSm::handleUpdateId", " programming not yet complete" );
       return;
    }
    const ProgramResult status = ifpSmStatus()->status();
@@ -113,9 +101,8 @@ void MtpIfpStatusSm::handleUpdateId() {
    judgedStatusIs( status );
    programStatus()->ifpProgramStatusIs( key().mtp(), toProgramStatus( status ) );
    if ( status != ProgramResult::unknown && status != ProgramResult::success ) {
-      DUOLOG( trace, 0,
-            "MtpIfpStatusSm::handleUpdateId"
-                  << " programming status: " << status );
+      DUOLOG_IN(
+            trace, 0, "MtpIfpStatusSm::handleUpdateId", " programming status: " << status );
       tcamResourceFull.log();
    }
 }
@@ -130,12 +117,9 @@ MtpIfpHelper::MtpIfpHelper( Zol::Ptr< const LogicalFapMtpProgramInfo > lfMtpProg
         scsd_( scsd ), aclConfig_( aclConfig ) {}
 
 void MtpIfpHelper::updateIfp() {
-   DUOLOG( trace, 1, "MtpIfpHelper::updateIfp" );
+   DUOLOG_IN( trace, 1, "MtpIfpHelper::updateIfp" );
    for ( Mtp mtp : lfMtpProgramInfo_->mtpProgramInfo().keys() ) {
-      DUOLOG( trace, 2,
-            "MtpIfpHelper::updateIfp"
-                  << " mtpIter"
-                  << " mtp " << mtp );
+      DUOLOG_IN( trace, 2, "MtpIfpHelper::updateIfp", " mtpIter mtp " << mtp );
       // One generation, one notification.
       Zol::Batch batch;
       const Zol::Ptr< const MtpProgramInfo > info = lfMtpProgramInfo_->mtpProgramInfo( mtp );
@@ -165,9 +149,7 @@ uint32_t MtpIfpHelper::addIfpAclRules( const MtpProgramInfo& info ) {
 }
 
 uint32_t MtpIfpHelper::addIfpIpRules( const MtpProgramInfo& info, uint32_t count ) {
-   DUOLOG( trace, 2,
-         "MtpIfpHelper::updateIfp"
-               << "addIfpIpRules" );
+   DUOLOG_IN( trace, 2, "MtpIfpHelper::updateIfp", "addIfpIpRules" );
    if ( info.ipMatchIntf().empty() ) {
       return count; // without a port a rule matches nothing
    }
@@ -199,16 +181,11 @@ void MtpIfpHelper::writeRule( Mtp mtp, const IfpRuleData& rule ) {
 }
 
 void MtpIfpHelper::updateFeatureConfig( Mtp mtp, uint32_t count ) {
-   DUOLOG( trace, 2,
-         "MtpIfpHelper::"
-               << "updateFeatureConfig"
-               << " mtp " << mtp << " count " << count );
+   DUOLOG_IN(
+         trace, 2, "MtpIfpHelper::updateFeatureConfig", " mtp " << mtp << " count " << count );
    Zol::Ptr< IfpSmConfig > config = ifpSmConfigColl_->config( IfpKey( mtp ) );
    if ( !config ) {
-      DUOLOG( trace, 2,
-            "MtpIfpHelper::"
-                  << "updateFeatureConfig"
-                  << " no mtp" );
+      DUOLOG_IN( trace, 2, "MtpIfpHelper::updateFeatureConfig", " no mtp" );
       return;
    }
    // Numbers have no gaps: the highest is one less than how many there are.
@@ -240,10 +217,7 @@ MtpIfpConfigSm::MtpIfpConfigSm( LogicalFap::LogicalFapId logicalFap,
 void MtpIfpConfigSm::doInit() {
    react< &MtpIfpConfigSm::handleMtpInfo, LogicalFapMtpProgramInfo::Attr::mtpProgramInfo >(
          lfMtpProgramInfo() );
-   react< &MtpIfpConfigSm::handleIfp, IfpSmConfigColl::Attr::config >( ifpSmConfigColl() );
-   for ( const IfpKey& key : ifpSmConfigColl()->config().keys() ) {
-      handleIfp( key );
-   }
+   follow< &MtpIfpConfigSm::handleIfp, IfpSmConfigColl::Attr::config >( ifpSmConfigColl() );
    handleInitialized();
 }
 
@@ -255,7 +229,7 @@ void MtpIfpConfigSm::doCleanup() {
 }
 
 void MtpIfpConfigSm::handleInitialized() {
-   DUOLOG( trace, 1, "MtpIfpConfigSm::handleInitialized" );
+   DUOLOG_IN( trace, 1, "MtpIfpConfigSm::handleInitialized" );
    ZOL_ASSERT( aclConfig() );
    for ( Mtp mtp : lfMtpProgramInfo()->mtpProgramInfo().keys() ) {
       mtpSmIs( mtp, lfMtpProgramInfo()->mtpProgramInfo( mtp ), *this );
@@ -266,17 +240,11 @@ void MtpIfpConfigSm::handleInitialized() {
 
 void MtpIfpConfigSm::handleMtpInfo( Mtp mtp ) {
    Zol::Ptr< const MtpProgramInfo > info = lfMtpProgramInfo()->mtpProgramInfo( mtp );
-   DUOLOG( trace, 1,
-         "MtpIfpConfigSm::handleMtpInfo"
-               << " Mtp: " << mtp << " add: " << bool( info ) );
-   Zol::Ptr< const MtpIfpInfoSm > present = mtpSm( mtp );
-   if ( present && present->mtpProgramInfo() != info ) {
-      present = nullptr;
-      deleteMtp( mtp );
-   }
-   if ( info && !present ) {
-      mtpSmIs( mtp, info, *this );
-   }
+   DUOLOG_IN( trace, 1, "MtpIfpConfigSm::handleMtpInfo",
+         " Mtp: " << mtp << " add: " << bool( info ) );
+   Zol::follow< &MtpIfpInfoSm::mtpProgramInfo >(
+         mtpSm( mtp ), info, [ & ] { deleteMtp( mtp ); },
+         [ & ] { mtpSmIs( mtp, info, *this ); } );
    backlogAdd( MtpIfpBacklog::recompute() );
 }
 
@@ -286,18 +254,11 @@ void MtpIfpConfigSm::deleteMtp( Mtp mtp ) {
 }
 
 void MtpIfpConfigSm::handleIfp( const IfpKey& key ) {
-   DUOLOG( trace, 2,
-         "MtpIfpConfigSm::handleIfp"
-               << " Mtp: " << key.mtp() );
+   DUOLOG_IN( trace, 2, "MtpIfpConfigSm::handleIfp", " Mtp: " << key.mtp() );
    Zol::Ptr< const IfpSmConfig > config = ifpSmConfigColl()->config( key );
-   Zol::Ptr< const MtpIfpStatusSm > present = ifpStatusSm( key );
-   if ( present && present->ifpSmConfig() != config ) {
-      present = nullptr;
-      ifpStatusSmDel( key );
-   }
-   if ( config && !present ) {
-      ifpStatusSmIs( key, config, ifpSmStatusColl(), programStatus() );
-   }
+   Zol::follow< &MtpIfpStatusSm::ifpSmConfig >(
+         ifpStatusSm( key ), config, [ & ] { ifpStatusSmDel( key ); },
+         [ & ] { ifpStatusSmIs( key, config, ifpSmStatusColl(), programStatus() ); } );
 }
 
 size_t MtpIfpConfigSm::backlogAdd( MtpIfpBacklog::BacklogType type ) {
@@ -322,17 +283,13 @@ void MtpIfpConfigSm::taskIs() {
 }
 
 void MtpIfpConfigSm::reviewIfpBacklog() {
-   DUOLOG( trace, 1, "MtpIfpConfigSm::reviewIfpBacklog" );
+   DUOLOG_IN( trace, 1, "MtpIfpConfigSm::reviewIfpBacklog" );
    if ( !initialized() ) {
-      DUOLOG( trace, 1,
-            "MtpIfpConfigSm::reviewIfpBacklog"
-                  << " not initialized " );
+      DUOLOG_IN( trace, 1, "MtpIfpConfigSm::reviewIfpBacklog", " not initialized " );
       return;
    }
    if ( backlog().backlog().empty() ) {
-      DUOLOG( trace, 1,
-            "MtpIfpConfigSm::reviewIfpBacklog"
-                  << " no backlog" );
+      DUOLOG_IN( trace, 1, "MtpIfpConfigSm::reviewIfpBacklog", " no backlog" );
       return;
    }
    backlogDel();

@@ -65,10 +65,7 @@ void SliceMtpSm::doCleanup() {
 }
 
 void SliceMtpSm::handleConfigChange() {
-   DUOLOG( trace, 1,
-         "SliceMtpSm::"
-               << "handleConfigChange"
-               << " mtp : " << mtp() );
+   DUOLOG_IN( trace, 1, "SliceMtpSm::handleConfigChange", " mtp : " << mtp() );
    codefConfig()->reviewInc( 1 );
 }
 
@@ -80,10 +77,8 @@ void SliceMtpSm::AclPortSm::doInit() {
 void SliceMtpSm::handleTcamHelperStatus() {
    const MtpTcamHelperStatus::ProgStatus status = tcamHelperStatus()->programmingOp();
    sliceMtpProgramStatus()->programStatusIs( mtp(), toProgramStatus( status ) );
-   DUOLOG( trace, 1,
-         "SliceMtpSm::"
-               << "handleTcamHelperStatus"
-               << " Mtp: " << mtp() << " status: " << status );
+   DUOLOG_IN( trace, 1, "SliceMtpSm::handleTcamHelperStatus",
+         " Mtp: " << mtp() << " status: " << status );
    if ( status == MtpTcamHelperStatus::failed() ||
          status == MtpTcamHelperStatus::resourceExhaustion() ) {
       // Nothing of the destination is in the chip now: the next review starts from nothing.
@@ -92,10 +87,7 @@ void SliceMtpSm::handleTcamHelperStatus() {
 }
 
 void SliceMtpSm::reviewConfigChange() {
-   DUOLOG( trace, 1,
-         "SliceMtpSm::"
-               << "reviewConfigChange"
-               << " mtp : " << mtp() );
+   DUOLOG_IN( trace, 1, "SliceMtpSm::reviewConfigChange", " mtp : " << mtp() );
    Zol::Ptr< ProgrammingOp > op = programmingOpFactory();
    op->groupDataIs();
    buildUpGroupData( *op->groupData() );
@@ -103,10 +95,8 @@ void SliceMtpSm::reviewConfigChange() {
    if ( !op->fullReprogram() && op->change().empty() && op->del().empty() ) {
       return;
    }
-   DUOLOG( trace, 1,
-         "SliceMtpSm::"
-               << "reviewConfigChange"
-               << " Mtp: " << mtp() << " Setting programming op" );
+   DUOLOG_IN( trace, 1, "SliceMtpSm::reviewConfigChange",
+         " Mtp: " << mtp() << " Setting programming op" );
    groupDataCacheIs( op->groupData() );
    tcamHelperConfig()->programmingOpIs( op );
    if ( tcamHelperStatus() ) {
@@ -132,21 +122,15 @@ size_t SliceMtpSm::supportedSrcPorts() const {
 }
 
 void SliceMtpSm::buildUpGroupData( TcamGroupData& groupData ) {
-   DUOLOG( trace, 2,
-         "SliceMtpSm::"
-               << "buildUpGroupData"
-               << " mtp : " << mtp() );
+   DUOLOG_IN( trace, 2, "SliceMtpSm::buildUpGroupData", " mtp : " << mtp() );
    if ( !mtpProgramInfo()->aclPortMirroring() ) {
       return;
    }
    const size_t sources = supportedSrcPorts();
    const Direction direction = mtpProgramInfo()->direction();
-   DUOLOG( trace, 2,
-         "SliceMtpSm::"
-               << "buildUpGroupData"
-               << " mtp: " << mtp() << "acl Port mirroring"
-               << mtpProgramInfo()->aclPortMirroring() << " supported srcPorts: " << sources
-               << " direction: " << direction );
+   DUOLOG_IN( trace, 2, "SliceMtpSm::buildUpGroupData",
+         " mtp: " << mtp() << "acl Port mirroring" << mtpProgramInfo()->aclPortMirroring()
+                  << " supported srcPorts: " << sources << " direction: " << direction );
    if ( sources == 0 ) {
       return;
    }
@@ -195,17 +179,11 @@ void SliceMtpSm::getPortMirroringEgressRules( TcamGroupData& groupData ) {
 }
 
 void SliceMtpSm::determineProgOp( ProgrammingOp& op ) {
-   DUOLOG( trace, 2,
-         "SliceMtpSm::"
-               << "determineProgOp"
-               << " mtp : " << mtp() );
+   DUOLOG_IN( trace, 2, "SliceMtpSm::determineProgOp", " mtp : " << mtp() );
    const Zol::Ptr< const TcamGroupData > oldData = groupDataCache();
    const Zol::Ptr< const TcamGroupData > newData = op.groupData();
    if ( !oldData || isEmpty( oldData ) != isEmpty( newData ) ) {
-      DUOLOG( trace, 1,
-            "SliceMtpSm::"
-                  << "determineProgOp"
-                  << " setting fullReprogram " );
+      DUOLOG_IN( trace, 1, "SliceMtpSm::determineProgOp", " setting fullReprogram " );
       op.fullReprogramIs( true );
       determineFeature( op );
       return;
@@ -221,10 +199,8 @@ void SliceMtpSm::determineProgOp( ProgrammingOp& op ) {
    }
    for ( auto iter = oldData->aclData().begin(); iter != oldData->aclData().end(); ++iter ) {
       if ( !newData->aclDataHas( iter.key() ) ) {
-         DUOLOG( trace, 1,
-               "SliceMtpSm::"
-                     << "determineProgOp"
-                     << " Mtp: " << mtp() << " deleting TcamAclKey " << iter.key() );
+         DUOLOG_IN( trace, 1, "SliceMtpSm::determineProgOp",
+               " Mtp: " << mtp() << " deleting TcamAclKey " << iter.key() );
          op.delIs( iter.key() );
       }
    }
@@ -232,10 +208,8 @@ void SliceMtpSm::determineProgOp( ProgrammingOp& op ) {
 }
 
 void SliceMtpSm::recordChange( ProgrammingOp& op, const TcamAclKey& key ) {
-   DUOLOG( trace, 1,
-         "SliceMtpSm::"
-               << "determineProgOp"
-               << " Mtp: " << mtp() << " adding TcamAclKey " << key );
+   DUOLOG_IN( trace, 1, "SliceMtpSm::determineProgOp",
+         " Mtp: " << mtp() << " adding TcamAclKey " << key );
    op.changeIs( key, AclOp( true, true ) );
 }
 
@@ -282,10 +256,7 @@ void SliceMtpSm::determineFeature( ProgrammingOp& op ) {
       features.erase( ProgrammingOp::ingress() );
    }
    op.featureIs( features.begin().key() );
-   DUOLOG( trace, 1,
-         "SliceMtpSm::"
-               << "determineFeature"
-               << " setting feature " << op.feature() );
+   DUOLOG_IN( trace, 1, "SliceMtpSm::determineFeature", " setting feature " << op.feature() );
 }
 
 ZOL_DEFINE_ENTITY( SliceMtpSm::AclPortSm );

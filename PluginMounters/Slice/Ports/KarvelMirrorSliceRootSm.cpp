@@ -38,20 +38,16 @@ void SliceRootSm::handleLogicalFapInfo() {
    Zol::Ptr< const LogicalFapMtpProgramInfo > info =
          lfMtpProgramInfoColl()->lfMtpProgramInfo( fap );
    if ( !info || ( mtpProgramInfo() && info != mtpProgramInfo() ) ) {
-      DUOLOG( trace, 1,
-            "SliceRootSm::"
-                  << "handleLogicalFapInfo"
-                  << " Deleting logicalFapMtpProgramInfo for " << fap );
+      DUOLOG_IN( trace, 1, "SliceRootSm::handleLogicalFapInfo",
+            " Deleting logicalFapMtpProgramInfo for " << fap );
       mtpProgramInfoDel();
    }
    if ( info == mtpProgramInfo() ) {
       return; // another logical FAP's entry changed
    }
    if ( info ) {
-      DUOLOG( trace, 1,
-            "SliceRootSm::"
-                  << "handleLogicalFapInfo"
-                  << " Adding logicalFapMtpProgramInfo for " << fap );
+      DUOLOG_IN( trace, 1, "SliceRootSm::handleLogicalFapInfo",
+            " Adding logicalFapMtpProgramInfo for " << fap );
       mtpProgramInfoIs( info );
       for ( Mtp mtp : info->mtpProgramInfo().keys() ) {
          handleMtpConfig( mtp );
@@ -77,22 +73,12 @@ void SliceRootSm::mtpProgramInfoDel() {
 }
 
 void SliceRootSm::handleMtpConfig( Mtp mtp ) {
-   DUOLOG( trace, 1,
-         "SliceRootSm::"
-               << "handleMtpConfig"
-               << " mtp : " << mtp );
+   DUOLOG_IN( trace, 1, "SliceRootSm::handleMtpConfig", " mtp : " << mtp );
    Zol::Ptr< const MtpProgramInfo > info =
          mtpProgramInfo() ? mtpProgramInfo()->mtpProgramInfo( mtp ) : nullptr;
-   // An entry that went and came back within one batch is seen once, as another entity: the
-   // destination starts afresh.
-   Zol::Ptr< const SliceMtpSm > existing = mtpSm( mtp );
-   if ( existing && existing->mtpProgramInfo() != info ) {
-      existing = nullptr;
-      deleteMtp( mtp );
-   }
-   if ( info && !existing ) {
-      mtpSmIs( mtp, info, tcamHelperConfig()->mtpHelperConfigIs( mtp ) );
-   }
+   Zol::follow< &SliceMtpSm::mtpProgramInfo >(
+         mtpSm( mtp ), info, [ & ] { deleteMtp( mtp ); },
+         [ & ] { mtpSmIs( mtp, info, tcamHelperConfig()->mtpHelperConfigIs( mtp ) ); } );
 }
 
 void SliceRootSm::mtpSmIs(

@@ -21,7 +21,7 @@ ProgStatus toProgStatus( Karvel::TcamStatus status ) {
    }
 }
 
-// What a person sees beside the chip's entry: "mirror2-egress-1.3".
+// The entry's name for people: "mirror2-egress-1.3".
 void setRequestName(
       Zol::String& name, Mtp mtp, const TcamAclKey& key, uint32_t ruleId, uint32_t sequence ) {
    name = "mirror";
@@ -42,10 +42,7 @@ MtpTcamHelperSm::MtpTcamHelperSm( uint32_t unit, Mtp mtp,
         groupManager_( groupManager ) {}
 
 void MtpTcamHelperSm::doInit() {
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSm::"
-               << "doInit"
-               << " Mtp: " << mtp() );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSm::doInit", " Mtp: " << mtp() );
    entryManager_ = groupManager()->mirroringEntryManager( unit(), mtp() );
    MtpTcamHelperSmBase::doInit();
 }
@@ -57,10 +54,7 @@ void MtpTcamHelperSm::doCleanup() {
 }
 
 void MtpTcamHelperSm::handleProgrammingOp() {
-   DUOLOG( trace, 1,
-         "MtpTcamHelperSm::"
-               << "handleProgrammingOp"
-               << " Mtp: " << mtp() );
+   DUOLOG_IN( trace, 1, "MtpTcamHelperSm::handleProgrammingOp", " Mtp: " << mtp() );
    Zol::Ptr< const ProgrammingOp > op = mtpHelperConfig()->programmingOp();
    if ( !op ) {
       return;
@@ -69,10 +63,8 @@ void MtpTcamHelperSm::handleProgrammingOp() {
    if ( status != ProgStatus::success ) {
       cleanupTcam();
    }
-   DUOLOG( trace, 1,
-         "MtpTcamHelperSm::"
-               << "handleProgrammingOp"
-               << " Mtp: " << mtp() << " status: " << status );
+   DUOLOG_IN( trace, 1, "MtpTcamHelperSm::handleProgrammingOp",
+         " Mtp: " << mtp() << " status: " << status );
    mtpHelperStatus()->programmingOpIs( status );
 }
 
@@ -81,7 +73,7 @@ ProgStatus MtpTcamHelperSm::carryOut( const ProgrammingOp& op ) {
    if ( registered != ProgStatus::success ) {
       return registered;
    }
-   ZOL_ASSERT( !!mirroringAclDataCache() );
+   ZOL_ASSERT_AS( "!!mirroringAclDataCache()", mirroringAclDataCache() );
    if ( op.fullReprogram() ) {
       cleanupTcam();
       return programAcls( op );
@@ -92,13 +84,12 @@ ProgStatus MtpTcamHelperSm::carryOut( const ProgrammingOp& op ) {
    return programSelectAcls( op );
 }
 
-ProgStatus MtpTcamHelperSm::registerGroup( const ProgrammingOp& opToRegister ) {
-   const ProgrammingOp* op = &opToRegister;
-   const KarvelMirrorAclGroupMetaData metaData = getMirroringAclData( op->feature() );
+ProgStatus MtpTcamHelperSm::registerGroup( const ProgrammingOp& op ) {
+   const KarvelMirrorAclGroupMetaData metaData = getMirroringAclData( op.feature() );
    if ( mirroringAclDataCache() && *mirroringAclDataCache() == metaData ) {
       return ProgStatus::success;
    }
-   ZOL_ASSERT( op->fullReprogram() );
+   ZOL_ASSERT_AS( "op->fullReprogram()", op.fullReprogram() );
    cleanupTcam();
    mirroringAclDataCache_.reset();
    ProgStatus status = toProgStatus( groupManager()->groupMirroringAclDataIs(
@@ -110,10 +101,7 @@ ProgStatus MtpTcamHelperSm::registerGroup( const ProgrammingOp& opToRegister ) {
 }
 
 void MtpTcamHelperSm::cleanupTcam() {
-   DUOLOG( trace, 1,
-         "MtpTcamHelperSm::"
-               << "cleanupTcam"
-               << " Mtp: " << mtp() );
+   DUOLOG_IN( trace, 1, "MtpTcamHelperSm::cleanupTcam", " Mtp: " << mtp() );
    for ( auto aclIter = aclDataCache().begin(); aclIter != aclDataCache().end(); ++aclIter ) {
       const auto& rules = aclIter.value()->rule();
       for ( auto iter = rules.begin(); iter != rules.end(); ++iter ) {
@@ -121,10 +109,7 @@ void MtpTcamHelperSm::cleanupTcam() {
       }
    }
    aclDataCacheDelAll();
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSm::"
-               << "cleanupTcam"
-               << " clear AclDataCache" );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSm::cleanupTcam", " clear AclDataCache" );
 }
 
 void MtpTcamHelperSm::releaseRule( const RuleData& rule ) {
@@ -133,10 +118,8 @@ void MtpTcamHelperSm::releaseRule( const RuleData& rule ) {
 
 ProgStatus MtpTcamHelperSm::programRule(
       const Zol::Ptr< TcamAclData >& aclData, const RuleData& rule ) {
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSm::"
-               << "programRule"
-               << " Mtp: " << mtp() << " Rule: " << rule );
+   DUOLOG_IN(
+         trace, 2, "MtpTcamHelperSm::programRule", " Mtp: " << mtp() << " Rule: " << rule );
    return programSubRules( aclData, rule );
 }
 
@@ -144,10 +127,8 @@ ProgStatus MtpTcamHelperSm::programSubRule( const Zol::Ptr< TcamAclData >& aclDa
       RuleData rule, uint32_t ruleId, uint32_t sequence ) {
    const TcamAclKey& key = aclData->aclKey();
    setRequestName( requestName_, mtp(), key, ruleId, sequence );
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSm::"
-               << "programSubRule"
-               << " Mtp: " << mtp() << " Rule: " << rule << " requestName: " << requestName_ );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSm::programSubRule",
+         " Mtp: " << mtp() << " Rule: " << rule << " requestName: " << requestName_ );
    const Karvel::TcamEntryResult entry = entryManager()->getEntry( unit(), requestName_,
          { mtp(), key.aclName(), key.aclType().number(), ruleId, sequence } );
    if ( entry.status != Karvel::TcamStatus::success ) {
@@ -176,20 +157,14 @@ ProgStatus MtpTcamHelperSm::qualifyInPorts( Karvel::EntryId entryId, const RuleD
    const Shim::PortBitmap pbmp = buildInPorts( rule );
    Shim::Rc rc = 0;
    if ( entryManager()->supportsAclGroup() ) {
-      DUOLOG( trace, 3,
-            "MtpTcamHelperSm::"
-                  << "programSubRule"
-                  << " supports AclGroupClassId" );
+      DUOLOG_IN( trace, 3, "MtpTcamHelperSm::programSubRule", " supports AclGroupClassId" );
       rc = entryManager()->qualifyPortsClassId(
             unit(), entryId, pbmp, Karvel::ClassSharing::shared );
       if ( rc == ::Shim::sdk_->QX_BCM_E_RESOURCE() ) {
          return ProgStatus::resourceExhaustion;
       }
    } else {
-      DUOLOG( trace, 3,
-            "MtpTcamHelperSm::"
-                  << "programSubRule"
-                  << " uses InPorts" );
+      DUOLOG_IN( trace, 3, "MtpTcamHelperSm::programSubRule", " uses InPorts" );
       rc = entryManager()->addInPortsForEntry(
             unit(), entryId, pbmp, KarvelTcam::getPbmpAll( scsd() ) );
    }
@@ -228,10 +203,8 @@ void MtpTcamHelperSm::addAction( Karvel::EntryId id, const TcamAclData& aclData 
          : Shim::FieldAction::mirrorIngress;
    const uint32_t param0 = unit();
    const uint32_t param1 = mtp().value();
-   DUOLOG( trace, 3,
-         "MtpTcamHelperSm::"
-               << "programSubRule"
-               << "param0:" << param0 << ", param1:" << param1 );
+   DUOLOG_IN( trace, 3, "MtpTcamHelperSm::programSubRule",
+         "param0:" << param0 << ", param1:" << param1 );
    Shim::Rc rc = KARVEL_SDK_CALL(
          trace, bcm_field_action_add, ( unit(), entryId, action, param0, param1 ) );
    ZOL_ASSERT( rc == ::Shim::sdk_->QX_BCM_E_NONE() );

@@ -67,7 +67,7 @@ class MtpTcamHelperSmBase : public Zol::EntitySm {
    ProgStatus programSelectAcls( const ProgrammingOp& op );
    // Those that the operation neither changes nor deletes.
    ProgStatus programUnchangedAcls( const ProgrammingOp& op );
-   // Releases the entries of changed and deleted ACLs, those that there are.
+   // Releases the installed entries of changed and deleted ACLs.
    void cleanupSelectAcls( const ProgrammingOp& op );
    // Programs the entries that a rule becomes: one for each trunk and port of its destinations,
    // or a single one that does not look at the destination. Stops at the first that fails.
@@ -122,7 +122,8 @@ class MtpTcamHelperSm : public MtpTcamHelperSmBase {
 
    Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > entryManager_;
    std::optional< KarvelMirrorAclGroupMetaData > mirroringAclDataCache_;
-   Zol::String requestName_; // of the entry in hand: entries are many, the text's room is kept
+   Zol::String
+         requestName_; // of the entry being programmed; a member, so that its buffer is reused
 };
 
 class TcamHelperSmBase : public Zol::EntitySm {

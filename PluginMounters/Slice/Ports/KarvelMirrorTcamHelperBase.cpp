@@ -6,6 +6,8 @@
 
 namespace KarvelMirror {
 
+using Karvel::RangeCheckerDesc;
+
 namespace {
 
 Duolog::Handle trace( "MtpTcamHelperSmBase" );
@@ -16,9 +18,8 @@ bool isSimulation() { return std::getenv( "SIMULATION_VMID" ) != nullptr; }
 
 template < typename Quals >
 void traceQuals( const char* function, Mtp mtp, Karvel::EntryId entryId, const Quals& quals ) {
-   DUOLOG( trace, 4,
-         "MtpTcamHelperSmBase::" << function << " Mtp: " << mtp << " EntryId: " << entryId
-                                 << " Quals: " << quals );
+   DUOLOG_IN( trace, 4, "MtpTcamHelperSmBase::" << function,
+         " Mtp: " << mtp << " EntryId: " << entryId << " Quals: " << quals );
 }
 
 } // namespace
@@ -32,10 +33,7 @@ MtpTcamHelperSmBase::MtpTcamHelperSmBase( uint32_t unit, Mtp mtp,
         mtpHelperStatus_( mtpHelperStatus ), scsd_( scsd ) {}
 
 void MtpTcamHelperSmBase::doInit() {
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSmBase::"
-               << "doInit"
-               << " Mtp: " << mtp() );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSmBase::doInit", " Mtp: " << mtp() );
    using Config = MtpTcamHelperConfig::Attr;
    react< &MtpTcamHelperSmBase::handleProgrammingOp, Config::programmingOp >(
          mtpHelperConfig() );
@@ -57,10 +55,7 @@ void MtpTcamHelperSmBase::doCleanup() {
 }
 
 void MtpTcamHelperSmBase::handleRateLimitData() {
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSmBase::"
-               << "handleRateLimitData"
-               << " Mtp: " << mtp() );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSmBase::handleRateLimitData", " Mtp: " << mtp() );
    rateLimitDataCacheIs( mtpHelperConfig()->rateLimitData() );
 }
 
@@ -78,11 +73,11 @@ ProgStatus MtpTcamHelperSmBase::programAcls( const ProgrammingOp& op ) {
    return ProgStatus::success;
 }
 
-ProgStatus MtpTcamHelperSmBase::programSelectAcls( const ProgrammingOp& opToProgram ) {
-   const ProgrammingOp* op = &opToProgram;
-   for ( auto aclIter = op->change().begin(); aclIter != op->change().end(); ++aclIter ) {
-      ZOL_ASSERT( op->groupData()->aclDataHas( aclIter.key() ) );
-      ProgStatus status = programAcl( *op->groupData()->aclData( aclIter.key() ) );
+ProgStatus MtpTcamHelperSmBase::programSelectAcls( const ProgrammingOp& op ) {
+   for ( const auto& [ key, change ] : op.change() ) {
+      const Zol::Ptr< const TcamAclData > wanted = op.groupData()->aclData( key );
+      ZOL_ASSERT_AS( "op->groupData()->aclDataHas( aclIter.key() )", wanted );
+      ProgStatus status = programAcl( *wanted );
       if ( status != ProgStatus::success ) {
          return status;
       }
@@ -121,13 +116,14 @@ ProgStatus MtpTcamHelperSmBase::programUnchangedAcls( const ProgrammingOp& op ) 
 ProgStatus MtpTcamHelperSmBase::programSubRules(
       const Zol::Ptr< TcamAclData >& aclData, const RuleData& rule ) {
    ZOL_ASSERT( rule.rangeCheckers() < 2 );
-   const auto& ranges = rule.rangeChecker();
-   for ( auto rangeIter = ranges.begin(); rangeIter != ranges.end(); ++rangeIter ) {
-      ZOL_ASSERT( rangeIter.key().rangeFlags() & 0x00000002 );
+   for ( const RangeCheckerDesc& range : rule.rangeChecker() ) {
+      ZOL_ASSERT_AS( "rangeIter.key().rangeFlags() & 0x00000002",
+            range.rangeFlags() & RangeCheckerDesc::destinationPortRange );
    }
 
    if ( rule.outPorts() == 1 && rule.outLags() == 0 ) {
-      return programSubRule( aclData, rule, rule.entryId(), 0 ); // it is its only copy
+      return programSubRule(
+            aclData, rule, rule.entryId(), 0 ); // the rule is its own only copy
    }
    RuleData bare = rule;
    bare.outPortDelAll();
@@ -227,11 +223,13 @@ void MtpTcamHelperSmBase::programL4Quals( Karvel::EntryId id, const L4Quals& qua
 Shim::PortBitmap MtpTcamHelperSmBase::buildInPorts( const RuleData& rule ) const {
    static const bool simulation = isSimulation();
    Shim::PortBitmap ports;
-   for ( auto iter = rule.inPort().begin(); iter != rule.inPort().end(); ++iter ) {
-      ZOL_ASSERT( scsd()->karvelPortToIntfHas( iter.key() ) );
-      const Zol::String& intf = scsd()->karvelPortToIntf().find( iter.key() ).value();
+   for ( const KarvelTypes::KarvelPort& inPort : rule.inPort() ) {
+      const auto& intfs = scsd()->karvelPortToIntf();
+      const auto found = intfs.find( inPort );
+      ZOL_ASSERT_AS( "scsd()->karvelPortToIntfHas( iter.key() )", found != intfs.end() );
+      const Zol::String& intf = found.value();
       Karvel::SysPort sp(
-            static_cast< int32_t >( unit() ), static_cast< int32_t >( iter.key().port() ) );
+            static_cast< int32_t >( unit() ), static_cast< int32_t >( inPort.port() ) );
       if ( !simulation ) {
          ZOL_ASSERT( KarvelTcam::intfToPortHas( scsd(), intf ) );
          sp = KarvelTcam::intfToPort( scsd(), intf );
@@ -240,11 +238,8 @@ Shim::PortBitmap MtpTcamHelperSmBase::buildInPorts( const RuleData& rule ) const
       if ( port < Shim::maxPorts ) { // a simulated port may have a number that no chip has
          ports.set( port );
       }
-      DUOLOG( trace, 5,
-            "MtpTcamHelperSmBase::"
-                  << "buildInPorts"
-                  << " iter: " << iter.key() << " intf: " << intf << ", pbmp: " << ports
-                  << ", sp: " << sp );
+      DUOLOG_IN( trace, 5, "MtpTcamHelperSmBase::buildInPorts",
+            " iter: " << inPort << " intf: " << intf << ", pbmp: " << ports << ", sp: " << sp );
    }
    return ports;
 }
@@ -258,40 +253,29 @@ TcamHelperSmBase::TcamHelperSmBase( uint32_t unit,
         tcamHelperStatus_( tcamHelperStatus ), scsd_( scsd ) {}
 
 void TcamHelperSmBase::doInit() {
-   react< &TcamHelperSmBase::handleMtpHelperConfig, TcamHelperConfig::Attr::mtpHelperConfig >(
+   follow< &TcamHelperSmBase::handleMtpHelperConfig, TcamHelperConfig::Attr::mtpHelperConfig >(
          tcamHelperConfig() );
-   for ( Mtp mtp : tcamHelperConfig()->mtpHelperConfig().keys() ) {
-      handleMtpHelperConfig( mtp );
-   }
 }
 
 void TcamHelperSmBase::doCleanup() { mtpTcamSmDelAll(); }
 
 void TcamHelperSmBase::handleMtpHelperConfig( Mtp mtp ) {
-   DUOLOG( traceHelper, 2,
-         "TcamHelperSm::"
-               << "handleMtpHelperConfig"
-               << " Mtp: " << mtp );
+   DUOLOG_IN( traceHelper, 2, "TcamHelperSm::handleMtpHelperConfig", " Mtp: " << mtp );
    Zol::Ptr< const MtpTcamHelperConfig > config = tcamHelperConfig()->mtpHelperConfig( mtp );
-   // An entry that went and came back within one batch is seen once, as another entity.
-   Zol::Ptr< MtpTcamHelperSmBase > existing = mtpTcamSm( mtp );
-   if ( existing && existing->mtpHelperConfig() != config ) {
-      DUOLOG( traceHelper, 2,
-            "TcamHelperSm::"
-                  << "handleMtpHelperConfig"
-                  << " Mtp: " << mtp << " deleting" );
-      existing = nullptr;
+   auto remove = [ & ] {
+      DUOLOG_IN( traceHelper, 2, "TcamHelperSm::handleMtpHelperConfig",
+            " Mtp: " << mtp << " deleting" );
       mtpTcamSmDel( mtp );
       tcamHelperStatus()->mtpHelperStatusDel( mtp );
-   }
-   if ( config && !existing ) {
-      DUOLOG( traceHelper, 2,
-            "TcamHelperSm::"
-                  << "handleMtpHelperConfig"
-                  << " Mtp: " << mtp << " adding" );
+   };
+   auto add = [ & ] {
+      DUOLOG_IN( traceHelper, 2, "TcamHelperSm::handleMtpHelperConfig",
+            " Mtp: " << mtp << " adding" );
       Zol::Ptr< MtpTcamHelperStatus > status = tcamHelperStatus()->mtpHelperStatusIs( mtp );
       mtpTcamSmIs( mtp, makeMtpTcamSm( mtp, config, status ) );
-   }
+   };
+   Zol::follow< &MtpTcamHelperSmBase::mtpHelperConfig >(
+         mtpTcamSm( mtp ), config, remove, add );
 }
 
 } // namespace KarvelMirror

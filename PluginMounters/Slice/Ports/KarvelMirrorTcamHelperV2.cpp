@@ -25,11 +25,11 @@ Duolog::Handle traceHelper( "TcamHelperSmV2" );
 
 constexpr std::string_view requestNameTemplate = "MirroringACL-{}";
 
-// Everything is decided where frames come in, also what is copied as sent.
+// All entries are of the ingress stage, also those that mirror egress.
 KarvelTcam::ClassData classData() { return {}; }
 
-// What a person sees beside the chip's entry, "mirror2-egress-port13": it names what the entry
-// matches, so that it stays true of an entry that stays while others come and go.
+// The entry's description for people, "mirror2-egress-port13". It names what the entry matches,
+// so that it stays true while entries before it come and go.
 Zol::String describe( Mtp mtp, const TcamAclKey& key, const RuleData& rule ) {
    Zol::String text = "mirror";
    Zol::appendText( text, mtp.value() );
@@ -62,10 +62,7 @@ Zol::String MtpTcamHelperSmV2::requestName() const {
 
 RequestKey MtpTcamHelperSmV2::createRequestKey( const Zol::String& name ) const {
    const RequestKey reqKey( featureType(), name );
-   DUOLOG( trace, 4,
-         "MtpTcamHelperSmV2::"
-               << "createRequestKey"
-               << " " << reqKey );
+   DUOLOG_IN( trace, 4, "MtpTcamHelperSmV2::createRequestKey", " " << reqKey );
    return reqKey;
 }
 
@@ -78,10 +75,7 @@ KarvelTcam::FeatureGroupType MtpTcamHelperSmV2::getFeatureGroupType() const {
 }
 
 void MtpTcamHelperSmV2::handleProgrammingOp() {
-   DUOLOG( trace, 1,
-         "MtpTcamHelperSmV2::"
-               << "handleProgrammingOp"
-               << " Mtp: " << mtp() );
+   DUOLOG_IN( trace, 1, "MtpTcamHelperSmV2::handleProgrammingOp", " Mtp: " << mtp() );
    const Zol::Ptr< const ProgrammingOp > op = mtpHelperConfig()->programmingOp();
    if ( !op ) {
       return;
@@ -91,10 +85,8 @@ void MtpTcamHelperSmV2::handleProgrammingOp() {
    }
    feature_ = op->feature();
    const ProgStatus status = programPass( *op );
-   DUOLOG( trace, 1,
-         "MtpTcamHelperSmV2::"
-               << "handleProgrammingOp"
-               << " Mtp: " << mtp() << " status: " << status );
+   DUOLOG_IN( trace, 1, "MtpTcamHelperSmV2::handleProgrammingOp",
+         " Mtp: " << mtp() << " status: " << status );
    mtpHelperStatus()->programmingOpIs( status );
 }
 
@@ -114,7 +106,7 @@ ProgStatus MtpTcamHelperSmV2::programPass( const ProgrammingOp& op ) {
    const RequestKey reqKey = createRequestKey( requestName() );
    if ( requestConfigHas( reqKey ) ) {
       if ( !passSubCfg_ ) {
-         createRequestSubConfig( reqKey ); // nothing is left of what it asked for
+         createRequestSubConfig( reqKey ); // an empty one: nothing is wanted any more
       }
       enqueueTcamRequest( reqKey );
    }
@@ -124,10 +116,8 @@ ProgStatus MtpTcamHelperSmV2::programPass( const ProgrammingOp& op ) {
 
 ProgStatus MtpTcamHelperSmV2::programRule(
       const Zol::Ptr< TcamAclData >& aclData, const RuleData& rule ) {
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSmV2::"
-               << "programRule"
-               << " Mtp: " << mtp() << " Rule: " << rule );
+   DUOLOG_IN(
+         trace, 2, "MtpTcamHelperSmV2::programRule", " Mtp: " << mtp() << " Rule: " << rule );
    const RequestKey reqKey = createRequestKey( requestName() );
    if ( !requestConfigHas( reqKey ) ) {
       createRequestConfig( reqKey );
@@ -140,11 +130,9 @@ ProgStatus MtpTcamHelperSmV2::programRule(
 }
 
 void MtpTcamHelperSmV2::createRequestConfig( const RequestKey& reqKey ) {
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSmV2::"
-               << "createRequestConfig"
-               << " RequestName: " << reqKey.requestName() );
-   ZOL_ASSERT( !!reqKey );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSmV2::createRequestConfig",
+         " RequestName: " << reqKey.requestName() );
+   ZOL_ASSERT_AS( "!!reqKey", reqKey );
    requestConfigIs( reqKey, reqKey.requestName() );
    ZOL_ASSERT( requestConfigHas( reqKey ) );
    const Zol::Ptr< RequestConfig > config = requestConfig( reqKey );
@@ -157,11 +145,8 @@ void MtpTcamHelperSmV2::createRequestConfig( const RequestKey& reqKey ) {
 void MtpTcamHelperSmV2::createRequestSubConfig( const RequestKey& reqKey ) {
    ZOL_ASSERT( requestConfigHas( reqKey ) );
    const Zol::Ptr< RequestConfig > config = requestConfig( reqKey );
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSmV2::"
-               << "createRequestSubConfig"
-               << " RequestKey: " << reqKey
-               << ", RequestType: " << config->requestConfigType() );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSmV2::createRequestSubConfig",
+         " RequestKey: " << reqKey << ", RequestType: " << config->requestConfigType() );
    const uint32_t number = config->currCfg() ? config->currCfg()->number() + 1 : 1;
    config->currCfgDel();
    config->requestSubConfigDelAll();
@@ -191,11 +176,9 @@ ProgStatus MtpTcamHelperSmV2::programSubRule(
 void MtpTcamHelperSmV2::programEntryRequests( const Zol::Ptr< TcamAclData >& aclData,
       RuleData rule, const RequestKey& reqKey, RequestSubConfig& reqSubCfg,
       uint32_t sequence ) {
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSmV2::"
-               << "programEntryRequests"
-               << " Mtp: " << mtp() << ", Rule: " << rule << ", RequestKey: " << reqKey
-               << ", Sequence Number: " << sequence );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSmV2::programEntryRequests",
+         " Mtp: " << mtp() << ", Rule: " << rule << ", RequestKey: " << reqKey
+                  << ", Sequence Number: " << sequence );
    const KarvelTcam::RuleId ruleId = reqSubCfg.getRuleId( reqKey, sequence );
    const Zol::Ptr< EntryRequest > entryRequest =
          reqSubCfg.entryRequestIs( ruleId, classData() );
@@ -209,11 +192,9 @@ void MtpTcamHelperSmV2::programEntryRequests( const Zol::Ptr< TcamAclData >& acl
    entryRequest->counterSetIs( std::move( counterSet ) );
    setAction( *entryRequest, aclData->aclKey() );
    reqSubCfg.entryQEnq( ruleId );
-   DUOLOG( trace, 3,
-         "MtpTcamHelperSmV2::"
-               << "programEntryRequests"
-               << " entryQEnq ruleId: " << ruleId );
-   rule.entryIdIs( sequence ); // entries of one rule stand beside each other
+   DUOLOG_IN(
+         trace, 3, "MtpTcamHelperSmV2::programEntryRequests", " entryQEnq ruleId: " << ruleId );
+   rule.entryIdIs( sequence ); // unique: a rule may become several entries
    aclData->ruleIs( sequence, std::move( rule ) );
 }
 
@@ -225,10 +206,8 @@ void MtpTcamHelperSmV2::qualifyInPorts( EntryRequest& entryRequest, const RuleDa
    const bool aclGroup = KarvelCentral::karvelAttributes()
                                ->chipAttributes( scsd()->chipAttributes().chip() )
                                .aclGroup();
-   DUOLOG( trace, 3,
-         "MtpTcamHelperSmV2::"
-               << "programEntryRequests"
-               << ( aclGroup ? " supports AclGroupClassId" : " uses InPorts" ) );
+   DUOLOG_IN( trace, 3, "MtpTcamHelperSmV2::programEntryRequests",
+         ( aclGroup ? " supports AclGroupClassId" : " uses InPorts" ) );
    entryRequest.intfProfileIs(
          intfProfileManager()->intfProfile( aclGroup ? IntfMatch::classId : IntfMatch::inPorts,
                pbmp, KarvelTcam::getPbmpAll( scsd() ) ) );
@@ -252,23 +231,18 @@ void MtpTcamHelperSmV2::qualifyDestination( EntryRequest& entryRequest, const Ru
 void MtpTcamHelperSmV2::addPortQualifierWithDataAndMask( EntryRequest& entryRequest,
       QualifierType qualifierType, KarvelTcam::U8 modIdData, KarvelTcam::U8 modIdMask,
       KarvelTcam::U10 portIdData, KarvelTcam::U10 portIdMask ) {
-   DUOLOG( trace, 3,
-         "MtpTcamHelperSmV2::"
-               << "addPortQualifierWithDataAndMask"
-               << " QualifierType: " << qualifierType << ", modId data: " << modIdData
-               << ", modId mask: " << modIdMask << ", portId data: " << portIdData
-               << ", portId mask: " << portIdMask );
+   DUOLOG_IN( trace, 3, "MtpTcamHelperSmV2::addPortQualifierWithDataAndMask",
+         " QualifierType: " << qualifierType << ", modId data: " << modIdData
+                            << ", modId mask: " << modIdMask << ", portId data: " << portIdData
+                            << ", portId mask: " << portIdMask );
    entryRequest.portQualifierIs(
          qualifierType, { modIdData, modIdMask, portIdData, portIdMask } );
 }
 
 void MtpTcamHelperSmV2::addQualifierWithDataAndMask(
       EntryRequest& entryRequest, QualifierType qualifierType, uint32_t data, uint32_t mask ) {
-   DUOLOG( trace, 3,
-         "MtpTcamHelperSmV2::"
-               << "addQualifierWithDataAndMask"
-               << " QualifierType: " << qualifierType << ", data: " << data
-               << ", mask: " << mask );
+   DUOLOG_IN( trace, 3, "MtpTcamHelperSmV2::addQualifierWithDataAndMask",
+         " QualifierType: " << qualifierType << ", data: " << data << ", mask: " << mask );
    entryRequest.qualifierIs( qualifierType, { data, mask } );
 }
 
@@ -278,10 +252,8 @@ void MtpTcamHelperSmV2::setAction( EntryRequest& entryRequest, const TcamAclKey&
    KarvelTcam::Action action( type );
    action.paramIs( 0, unit() );
    action.paramIs( 1, mtp().value() );
-   DUOLOG( trace, 3,
-         "MtpTcamHelperSmV2::"
-               << "programEntryRequests"
-               << " param0: " << unit() << ", param1: " << mtp() );
+   DUOLOG_IN( trace, 3, "MtpTcamHelperSmV2::programEntryRequests",
+         " param0: " << unit() << ", param1: " << mtp() );
    entryRequest.featureActionIs(
          isEgress ? FeatureActionType::mirrorEgress : FeatureActionType::mirrorIngress );
    entryRequest.actionParamsIs( type, std::move( action ) );
@@ -291,17 +263,11 @@ void MtpTcamHelperSmV2::enqueueTcamRequest( const RequestKey& reqKey ) {
    ZOL_ASSERT( requestConfigHas( reqKey ) );
    const Zol::Ptr< RequestConfig > config = requestConfig( reqKey );
    const Zol::Seconds now = Zol::activityManager().now();
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSmV2::"
-               << "enqueueTcamRequest"
-               << " Enqueue request at " << now
-               << ", RequestType: " << config->requestConfigType() );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSmV2::enqueueTcamRequest",
+         " Enqueue request at " << now << ", RequestType: " << config->requestConfigType() );
    tcamEvents()->enqueueRequests( KarvelTcamConfig::karvelTcamReviewRequestFactory(
          config, KarvelTcamConfig::karvelTcamIntfTypeFactory(), now ) );
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSmV2::"
-               << "enqueueTcamRequest"
-               << " commit batch " );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSmV2::enqueueTcamRequest", " commit batch " );
    tcamEvents()->commitBatch();
 }
 
@@ -315,26 +281,18 @@ void MtpTcamHelperSmV2::deleteTcamEntry() {
       requestConfigDel( reqKey );
    }
    aclDataCacheDelAll();
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSmV2::"
-               << "deleteTcamEntry"
-               << " clear AclDataCache" );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSmV2::deleteTcamEntry", " clear AclDataCache" );
 }
 
 void MtpTcamHelperSmV2::cleanupTcam() {
-   DUOLOG( trace, 1,
-         "MtpTcamHelperSmV2::"
-               << "cleanupTcam"
-               << " Mtp: " << mtp() );
+   DUOLOG_IN( trace, 1, "MtpTcamHelperSmV2::cleanupTcam", " Mtp: " << mtp() );
    deleteTcamEntry();
 }
 
 void MtpTcamHelperSmV2::doHandleRequestStatus(
       const RequestKey& reqKey, KarvelTcam::RequestStatusType statusType ) {
-   DUOLOG( trace, 2,
-         "MtpTcamHelperSmV2::"
-               << "doHandleRequestStatus"
-               << " RequestKey: " << reqKey << ", StatusType: " << statusType );
+   DUOLOG_IN( trace, 2, "MtpTcamHelperSmV2::doHandleRequestStatus",
+         " RequestKey: " << reqKey << ", StatusType: " << statusType );
 }
 
 // --- All destinations of a chip --------------------------------------------------------------
@@ -351,9 +309,7 @@ TcamHelperSmV2::TcamHelperSmV2( uint32_t unit,
         tcamStatusDir_( tcamStatusDir ), acsd_( acsd ) {}
 
 void TcamHelperSmV2::doInitV2() {
-   DUOLOG( traceHelper, 1,
-         "TcamHelperSmV2::"
-               << "doInitV2" );
+   DUOLOG_IN( traceHelper, 1, "TcamHelperSmV2::doInitV2" );
    tcamConfigSmIs( tcamConfigSmFactory( KarvelTcam::FeatureType::mirroring, tcamEvents(),
          tcamConfigDir(), tcamStatusDir(), acsd() ) );
    TcamHelperSmBase::doInit();
@@ -361,7 +317,7 @@ void TcamHelperSmV2::doInitV2() {
 }
 
 void TcamHelperSmV2::doCleanup() {
-   TcamHelperSmBase::doCleanup(); // the requests go
+   TcamHelperSmBase::doCleanup(); // withdraws the requests
    tcamConfigSmDel();
    intfProfileManagerDel();
    tcamEventsDel();

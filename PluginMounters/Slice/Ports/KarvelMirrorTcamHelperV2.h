@@ -18,7 +18,7 @@ namespace KarvelMirror {
 // What the machines of all destinations need of the shared TCAM manager.
 struct TcamRequestContext {
    KarvelTcam::FeatureType featureType = KarvelTcam::FeatureType::mirroring;
-   LogicalFap::LogicalFapId logicalFap; // that the entries are for
+   LogicalFap::LogicalFapId logicalFap; // whose chips get the entries
    Zol::Ptr< KarvelTcamConfig::KarvelTcamEvents > tcamEvents;
    Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr > intfProfileManager;
 };
@@ -42,9 +42,9 @@ class MtpTcamHelperSmV2 : public MtpTcamHelperSmBase {
    // "MirroringACL-2" of destination 2.
    Zol::String requestName() const;
    RequestKey createRequestKey( const Zol::String& name ) const;
-   // That of the destination's number; any but 0 to 3 is a broken invariant.
+   // The group of this destination. A number above 3 is a broken invariant.
    KarvelTcam::FeatureGroupType getFeatureGroupType() const;
-   // Where statuses of the manager may be acted upon: nothing is.
+   // Hook for acting on a request's status; does nothing but trace it.
    virtual void doHandleRequestStatus(
          const RequestKey& reqKey, KarvelTcam::RequestStatusType statusType );
 

@@ -7,7 +7,7 @@
 
 namespace KarvelMirror {
 
-// A counter of reviews: asked for (config) or due (status).
+// Counts reviews: those requested (config), those due (status).
 class MtpAclCodefCommon : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, MtpAclCodefCommon, Zol::Entity, ( VAL, uint32_t, review ) );
 

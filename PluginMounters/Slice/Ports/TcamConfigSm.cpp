@@ -18,9 +18,7 @@ TcamConfigSm::TcamConfigSm( KarvelTcam::FeatureType featureType,
         tcamStatusDir_( tcamStatusDir ), acsd_( acsd ) {}
 
 void TcamConfigSm::doInit() {
-   DUOLOG( trace, 2,
-         "TcamConfigSm::"
-               << "doInit" );
+   DUOLOG_IN( trace, 2, "TcamConfigSm::doInit" );
    if ( tcamStatusDir() ) {
       react< &TcamConfigSm::handleStatusDir, Zol::Dir::Attr::entity >( tcamStatusDir() );
       handleStatusDir( tcamEvents()->name() );
@@ -60,18 +58,15 @@ void TcamConfigSm::handleRequest( const Zol::String& name ) {
 
 void TcamConfigSm::handleEventRequestStatus(
       const Zol::Ptr< const KarvelTcam::RequestStatus >& status ) {
-   ZOL_ASSERT( !!status );
+   ZOL_ASSERT_AS( "!!status", status );
    const KarvelTcam::RequestStatusType type = status->statusType();
-   DUOLOG( trace, 1,
-         "TcamConfigSm::"
-               << "handleEventRequestStatus"
-               << " Status: " << status->typeName() << ", RequestKey: " << status->requestKey()
-               << ", StatusType: " << type );
-   // The numbers between are of services that take no requests.
+   DUOLOG_IN( trace, 1, "TcamConfigSm::handleEventRequestStatus",
+         " Status: " << status->typeName() << ", RequestKey: " << status->requestKey()
+                     << ", StatusType: " << type );
+   // The types ruled out are those of services that take no requests.
    const auto number = static_cast< unsigned >( type );
-   if ( number == 1 || ( number >= 3 && number <= 13 ) ) {
-      Zol::assertionFailed( "Unexpected RequestStatusType", __FILE__, __LINE__ );
-   }
+   ZOL_ASSERT_AS(
+         "Unexpected RequestStatusType", number != 1 && ( number < 3 || number > 13 ) );
 }
 
 Zol::Ptr< TcamConfigSm > tcamConfigSmFactory( KarvelTcam::FeatureType featureType,

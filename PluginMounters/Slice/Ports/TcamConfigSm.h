@@ -1,8 +1,8 @@
 #pragma once
 
-// Listens to what the shared TCAM manager says of this slice's requests. It watches that the
-// manager keeps to what a mirroring request can become; nothing follows from a status here,
-// because the manager itself tries again what it could not carry out.
+// Traces the statuses that the shared TCAM manager reports for this slice's requests, and stops
+// the agent on one that a mirroring request cannot have. Nothing else follows from a status: the
+// manager itself retries what it could not carry out.
 
 #include "Platform/KarvelCentral/Status.h"
 #include "Platform/KarvelTcamConfig/KarvelTcamEvents.h"
@@ -25,7 +25,7 @@ class TcamConfigSm : public Zol::EntitySm {
          Zol::Ptr< Zol::Dir > tcamConfigDir, Zol::Ptr< const Zol::Dir > tcamStatusDir,
          Zol::Ptr< const KarvelCentral::FeatureAgentCommonSmData > acsd );
 
-   // A status entity of the manager's; it must be there and of a kind that requests have.
+   // `status` must not be null, and its type must be one that requests can have.
    void handleEventRequestStatus( const Zol::Ptr< const KarvelTcam::RequestStatus >& status );
 
  protected:

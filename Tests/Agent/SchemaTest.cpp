@@ -1,0 +1,129 @@
+// The rows of the configuration's fields, against those who read them and what documents them.
+
+#include <set>
+#include <sstream>
+
+#include "Agent/Configuration/Acls.h"
+#include "Tests/Agent/ConfigurationBed.h"
+
+namespace Agent {
+namespace {
+
+using Texts = std::vector< std::string >;
+
+class SchemaTest : public ConfigurationBed {
+ protected:
+   // Of each table with fields that are checked one by one, an entry that is read as a whole.
+   struct Sample {
+      std::string key;
+      std::map< std::string, std::string > fields{};
+      std::string beside{}; // entries that it needs
+   };
+   static const Sample& sample( const std::string& table ) {
+      static const std::map< std::string, Sample > samples{
+         { "CHIP", { "0" } },
+         { "PORT", { "E24" } },
+         { "PORTCHANNEL", { "PortChannel2" } },
+         { "VLAN", { "Vlan30" } },
+         { "VLAN_MEMBER", { "Vlan10|E4" } },
+         { "FDB", { "Vlan10|02:00:00:00:00:0a", { { "port", "E0" } } } },
+         { "STATIC_ROUTE", { "10.2.0.0/16", { { "ifname", "E16" } } } },
+         { "NEIGH", { "E16|10.0.0.9" } },
+         { "DEVICE_METADATA", { "localhost" } },
+         { "POLICER", { "p", { { "meter_type", "bytes" }, { "mode", "sr_tcm" } } } },
+         { "ACL_TABLE", { "T", { { "type", "L3" } } } },
+         { "ACL_RULE",
+               { "T|R", { { "PRIORITY", "1" } }, R"("ACL_TABLE|T": {"type": "L3"},)" } },
+         { "MIRROR_SESSION",
+               { "m",
+                     { { "src_ip", "10.0.0.1" }, { "dst_ip", "10.0.0.2" },
+                           { "src_port", "E0" } } } },
+      };
+      return samples.at( table );
+   }
+   // What is said about the table's sample with this field.
+   Texts errorsWith(
+         const TableSchema& table, const FieldSchema& field, const std::string& value ) {
+      const Sample& entry = sample( table.name );
+      std::string text = "\"" + std::string( field.name ) + "\": \"" + value + "\"";
+      for ( const auto& [ name, other ] : entry.fields ) {
+         text += name == field.name ? "" : ", \"" + name + "\": \"" + other + "\"";
+      }
+      Texts errors;
+      for ( const Diagnostic& error : load( with( entry.beside + "\"" + table.name + "|" +
+                                                  entry.key + "\": {" + text + "}" ) )
+                                            .errors ) {
+         errors.push_back( error.text );
+      }
+      return errors;
+   }
+};
+
+TEST_F( SchemaTest, EveryFieldIsReadWithinItsLimitsAndRefusedBeyondThem ) {
+   int count = 0;
+   for ( const TableSchema* table : schema().tables ) {
+      for ( const FieldSchema* field : table->fields ) {
+         if ( field->allowed.empty() ) {
+            continue;
+         }
+         ++count;
+         Texts wrong{ "no such thing", "" };
+         if ( field->range ) {
+            const auto above = static_cast< uint64_t >( field->range->high ) + 1;
+            wrong.push_back( std::to_string( field->range->low - 1 ) );
+            wrong.push_back( std::to_string( above ) );
+            for ( int64_t limit : { field->range->low, field->range->high } ) {
+               for ( const std::string& error :
+                     errorsWith( *table, *field, std::to_string( limit ) ) ) {
+                  EXPECT_EQ( error.find( field->allowed ), std::string::npos ) << error;
+               }
+            }
+         }
+         for ( const std::string& value : wrong ) {
+            if ( table->name == "STATIC_ROUTE" && value.empty() ) {
+               continue; // the place of a next hop that has the default
+            }
+            const std::string expected = table->name + "|" + sample( table->name ).key + ": " +
+                  std::string( field->name ) + ": '" + value + "'; allowed: " + field->allowed;
+            const Texts errors = errorsWith( *table, *field, value );
+            EXPECT_EQ( errors.size(), 1u ) << expected;
+            EXPECT_TRUE( !errors.empty() && errors[ 0 ].starts_with( expected ) ) << expected;
+         }
+      }
+   }
+   EXPECT_GT( count, 40 );
+}
+
+TEST_F( SchemaTest, TheDocumentationHasARowForEveryFieldAndNoOther ) {
+   std::set< std::string > missing;
+   for ( const TableSchema* table : schema().tables ) {
+      for ( const FieldSchema* field : table->fields ) {
+         const std::string scope = table == &schema().aclRule ? " all |"
+               : table != &schema().session                   ? ""
+               : field->onlyFor.empty()                       ? " both |"
+                                        : " " + std::string( field->onlyFor ) + " |";
+         missing.insert( "| `" + std::string( field->name ) + "` | " + field->allowed +
+               std::string( field->doc ) + " | " + std::string( field->byDefault ) + " |" +
+               scope );
+      }
+   }
+   const std::string text = contentOf( KARVEL_SOURCE_DIR "/Docs/configuration.md" );
+   std::istringstream lines( text );
+   for ( std::string line; std::getline( lines, line ); ) {
+      if ( line.starts_with( "| `" ) && missing.erase( line ) == 0 ) {
+         const std::string name = line.substr( 3, line.find( '`', 3 ) - 3 );
+         EXPECT_TRUE( std::ranges::count( schema().aclRule.others, name ) ||
+               name.starts_with( "KarvelMirror" ) )
+               << line;
+      }
+   }
+   EXPECT_EQ( missing, std::set< std::string >() );
+   for ( std::string_view name : aclMatchFields() ) {
+      EXPECT_TRUE( name.starts_with( "INNER_" ) ||
+            text.find( "`" + std::string( name ) + "`" ) != std::string::npos )
+            << name;
+   }
+}
+
+} // namespace
+} // namespace Agent
