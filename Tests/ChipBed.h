@@ -12,39 +12,52 @@
 #include "ChipModel/Chip.h"
 #include "ChipModel/Switch.h"
 
-class ChipBed : public ::testing::Test {
+class SwitchBed : public ::testing::Test {
  protected:
    using Fault = ChipModel::Fault;
    using SdkCall = ChipModel::SdkCall;
    using Strings = std::vector< std::string >;
 
+   SwitchBed() { ::Shim::sdk_ = &box.sdk(); }
+
+   ChipModel::ChipState chip( int unit = 0 ) { return box.control().state( unit ); }
+   ChipModel::Gate& gate() { return box.control().gate(); }
+   uint64_t calls( SdkCall call ) { return gate().calls( call ); }
+   void refuse( SdkCall call, uint64_t nth = 1, Fault::Effect effect = Fault::Effect::notDone,
+         Shim::Rc rc = Shim::Sdk::QX_BCM_E_FAIL() ) {
+      gate().faultAdd(
+            { .call = call, .first = nth, .last = nth, .rc = rc, .effect = effect } );
+   }
+   void refuseAll( SdkCall call ) {
+      gate().faultAdd( { .call = call, .last = Fault::forever } );
+   }
+   // What was written to a chip since, and is not as it was.
+   Strings changes( const ChipModel::ChipState& since ) {
+      return differences( since, chip( since.unit ), ChipModel::ReadBackScope::programmed );
+   }
+
+   ChipModel::Switch box;
+};
+
+class ChipBed : public SwitchBed {
+ protected:
    explicit ChipBed( std::string_view profileName )
          : profile( *ChipModel::chipProfile( profileName ) ) {
       box.addChip( 0, profile );
-      ::Shim::sdk_ = &box.sdk();
       groups->unitIs( 0, { profile.aclGroup, profile.portClassBits, profile.egressEntries } );
       emptyChip = chip();
    }
 
-   ChipModel::ChipState chip() { return box.control().state( 0 ); }
-   ChipModel::Gate& gate() { return box.control().gate(); }
-   // What was written to it and is not as it was in the beginning.
-   Strings remains() {
-      return differences( emptyChip, chip(), ChipModel::ReadBackScope::programmed );
-   }
+   // What is not as it was in the beginning.
+   Strings remains() { return changes( emptyChip ); }
    std::vector< ChipModel::EntryView > entries( bool installedOnly = true ) {
       std::vector< ChipModel::EntryView > result = chip().entries;
       std::erase_if(
             result, [ & ]( const auto& each ) { return installedOnly && !each.installed; } );
       return result;
    }
-   void refuse(
-         SdkCall call, uint64_t nth = 1, Fault::Effect effect = Fault::Effect::notDone ) {
-      gate().faultAdd( { .call = call, .first = nth, .last = nth, .effect = effect } );
-   }
 
    const ChipModel::Profile& profile;
-   ChipModel::Switch box;
    Zol::Ptr< AgentServices::TcamGroupManager > groups =
          Zol::make< AgentServices::TcamGroupManager >();
    ChipModel::ChipState emptyChip;

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "Tests/AgentServices/AclBed.h"
+#include "Tests/EveryRefusal.h"
 
 namespace AgentServices::Test {
 namespace {
@@ -14,19 +15,17 @@ constexpr uint32_t shielded = 0x0a000001;
 constexpr uint32_t open = 0x0a000002;
 
 // On a chip with port classes and on one without.
-class AclHelperTest : public AclBed, public ::testing::WithParamInterface< const char* > {
+class TheAclHelper : public AclBed, public ::testing::WithParamInterface< const char* > {
  protected:
-   AclHelperTest() : AclBed( GetParam() ) {}
+   TheAclHelper() : AclBed( GetParam() ) {}
 
    static Acl::RuleConfig rule( Acl::RuleAction action, uint32_t src = 0,
          const Acl::PortRange& dstPort = {}, const Ixo::IxoPortList& only = {} ) {
-      Acl::IpFilter filter;
-      filter.srcIpIs( Plix::IpAddr( src ) );
-      filter.srcIpMaskIs( Plix::IpAddr( src == 0 ? 0 : ~0U ) );
-      filter.dstPortIs( dstPort );
-      Acl::RuleConfig result;
-      result.actionIs( action );
-      result.ipIs( filter );
+      Acl::RuleConfig result = ipRule( action, [ & ]( auto& filter ) {
+         filter.srcIpIs( Plix::IpAddr( src ) );
+         filter.srcIpMaskIs( Plix::IpAddr( src == 0 ? 0 : ~0U ) );
+         filter.dstPortIs( dstPort );
+      } );
       for ( const Plix::IntfId& each : only.intf() ) {
          result.intfIs( each );
       }
@@ -39,7 +38,7 @@ class AclHelperTest : public AclBed, public ::testing::WithParamInterface< const
       return rule( Acl::RuleAction::deny, src );
    }
    bool mirrors( int port, uint32_t src, uint16_t vlan = 0 ) {
-      return mirrored( port, frameOf( { .vlan = vlan, .src = src } ) ) != 0;
+      return isMirrored( port, Packet{ .vlan = vlan, .src = src }.bytes() );
    }
 
    // Keep frames of one address from the permits, in several ways and with several entries.
@@ -51,19 +50,9 @@ class AclHelperTest : public AclBed, public ::testing::WithParamInterface< const
          rule( permit, 0, { 0, 100 } ), rule( permit, 0, {}, intfs( { intf( 1 ) } ) ),
          rule( permit, 0, {}, intfs( { intf( 1 ), intf( 3 ) } ) ), rule( permit ) };
    }
-   // The calls that `work` makes.
-   template < typename Work >
-   std::vector< SdkCall > callsOf( Work work ) {
-      std::vector< SdkCall > calls;
-      gate().observerIs(
-            [ & ]( const ChipModel::CallInfo& info ) { calls.push_back( info.call ); } );
-      work();
-      gate().observerIs( {} );
-      return calls;
-   }
 };
 
-TEST_P( AclHelperTest, EntriesAreThoseOfAForwardingAclUntilTheCallerChangesThem ) {
+TEST_P( TheAclHelper, MakesEntriesOfAForwardingAclForTheCallerToChange ) {
    const AclPtr made = acl( "acl" );
    ASSERT_EQ( add( made, 0, deny( shielded ) ), ok );
    ASSERT_EQ( add( made, 1, permit() ), ok );
@@ -87,7 +76,7 @@ TEST_P( AclHelperTest, EntriesAreThoseOfAForwardingAclUntilTheCallerChangesThem 
    EXPECT_EQ( static_cast< int >( entries[ 0 ].entryId ), state.entries[ 1 ].id );
 }
 
-TEST_P( AclHelperTest, EveryEntryMatchesThePortsOfItsSubRule ) {
+TEST_P( TheAclHelper, LetsEveryEntryMatchThePortsOfItsSubRule ) {
    common->intfToPortIs( "Elsewhere1", Karvel::SysPort( 1, 9 ) );
    const AclPtr made = acl( "acl" );
    const auto onlyOne = intfs( { intf( 1 ), intf( 2, 10 ), intf( 4, 20 ), intf( 9 ) } );
@@ -108,7 +97,7 @@ TEST_P( AclHelperTest, EveryEntryMatchesThePortsOfItsSubRule ) {
          }
       }
    }
-   mirror( made, 0 );
+   mirror( made );
    data->sessionSrcSubIntfListIs(
          intfs( { intf( 2, 10 ), intf( 2, 20 ), intf( 3, 10 ), intf( 4, 20 ) } ) );
    ASSERT_EQ( apply( made,
@@ -133,7 +122,7 @@ TEST_P( AclHelperTest, EveryEntryMatchesThePortsOfItsSubRule ) {
    EXPECT_EQ( Strings(), ( helper->withdrawAcl( *made ), remainsInTheEnd() ) );
 }
 
-TEST_P( AclHelperTest, RulesCostNothingBesideTheirOwnCalls ) {
+TEST_P( TheAclHelper, MakesNoCallsForARuleBesideItsOwn ) {
    constexpr uint32_t rules = 500;
    const AclPtr made = acl( "acl" );
    const uint64_t before = gate().calls();
@@ -153,7 +142,7 @@ TEST_P( AclHelperTest, RulesCostNothingBesideTheirOwnCalls ) {
 // --- Order -----------------------------------------------------------------------------------
 
 // A frame at every port before every call, while the ACL comes, changes its ports and goes.
-TEST_P( AclHelperTest, WhatARuleShieldsIsNeverMirroredOnTheWay ) {
+TEST_P( TheAclHelper, NeverMirrorsOnTheWayWhatARuleShields ) {
    const AclPtr made = mirroringAcl( "acl", shieldingRules(), {} );
    std::set< int > from;
    std::set< int > to;
@@ -200,45 +189,41 @@ TEST_P( AclHelperTest, WhatARuleShieldsIsNeverMirroredOnTheWay ) {
 // --- Refusals --------------------------------------------------------------------------------
 
 // Made by the chip, and reported as failed: nobody can name it.
-bool isSecret( SdkCall call, Fault::Effect effect ) {
-   return effect == Fault::Effect::done &&
-         ( call == SdkCall::bcm_field_group_create || call == SdkCall::bcm_field_entry_create ||
-               call == SdkCall::bcm_field_range_create );
+bool isSecret( const Fault& fault ) {
+   return fault.effect == Fault::Effect::done &&
+         ( fault.call == SdkCall::bcm_field_group_create ||
+               fault.call == SdkCall::bcm_field_entry_create ||
+               fault.call == SdkCall::bcm_field_range_create );
 }
 
-TEST_P( AclHelperTest, ASubRuleIsMadeAsAWholeOrNotAtAll ) {
-   Acl::RuleConfig wide = rule( Acl::RuleAction::deny, open, { 7, 8 } );
-   Acl::IpFilter filter = wide.ip();
-   filter.srcPortIs( { 1, 65534 } );
-   wide.ipIs( filter );
+TEST_P( TheAclHelper, MakesASubRuleAsAWholeOrNotAtAll ) {
+   const Acl::RuleConfig wide = ipRule( Acl::RuleAction::deny, []( auto& filter ) {
+      filter.srcIpIs( Plix::IpAddr( open ) );
+      filter.srcIpMaskIs( Plix::IpAddr( ~0U ) );
+      filter.srcPortIs( { 1, 65534 } );
+      filter.dstPortIs( { 7, 8 } );
+   } );
    const AclPtr made = acl( "acl" );
-   const std::vector< SdkCall > calls =
-         callsOf( [ & ] { ASSERT_EQ( add( made, 0, wide ), ok ); } );
-   helper->withdrawAcl( *made );
-   ASSERT_GT( calls.size(), 15U );
-   for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
-      for ( size_t n = 0; n < calls.size(); ++n ) {
-         if ( isSecret( calls[ n ], effect ) ) {
-            continue;
-         }
-         SCOPED_TRACE( sdkCallName( calls[ n ] ) );
-         refuseNth( n + 1, effect );
-         const AclCreateError error = add( made, 0, wide );
-         if ( calls[ n ] == SdkCall::bcm_field_range_create ) {
-            EXPECT_EQ( error, ok ); // prefixes serve as well
-            helper->withdrawAcl( *made );
-         } else {
-            EXPECT_EQ( error, hardware );
-            EXPECT_EQ( helper->problem( 0, made->feature(), made->aclKey() ), hardware );
-         }
+   EveryRefusal every;
+   every.setUp = [ & ] { return &gate(); };
+   every.act = [ & ]( const EveryRefusal::Refused& refused ) {
+      const AclCreateError error = add( made, 0, wide );
+      if ( !refused || refused->call == SdkCall::bcm_field_range_create ) {
+         EXPECT_EQ( error, ok ) << "prefixes serve as well as a range checker";
+      } else {
+         EXPECT_EQ( error, hardware );
+         EXPECT_EQ( helper->problem( 0, made->feature(), made->aclKey() ), hardware );
          EXPECT_TRUE( made->unitDataIs( 0U )->entries().all().empty() );
          EXPECT_EQ( remains(), Strings() );
       }
-   }
+   };
+   every.undo = [ & ] { helper->withdrawAcl( *made ); };
+   every.left = [ & ] { return remains(); };
+   every.spares = isSecret;
+   ASSERT_GT( every.ofItsCalls(), 15U );
    // An entry that the chip keeps although its rule has failed goes with the ACL.
-   gate().faultsDelAll();
-   gate().faultAdd( { .call = SdkCall::bcm_field_qualify_IpType } );
-   gate().faultAdd( { .call = SdkCall::bcm_field_entry_destroy } );
+   refuse( SdkCall::bcm_field_qualify_IpType );
+   refuse( SdkCall::bcm_field_entry_destroy );
    EXPECT_EQ( add( made, 0, wide ), hardware );
    EXPECT_EQ( chip().entries.size(), 1U );
    ASSERT_EQ( add( made, 0, permit( open ) ), ok );
@@ -253,60 +238,62 @@ TEST_P( AclHelperTest, ASubRuleIsMadeAsAWholeOrNotAtAll ) {
    EXPECT_EQ( chip().entries.size(), 2U );
 }
 
-TEST_P( AclHelperTest, ARefusedCommitLeavesNothingInstalledAndCanBeDoneAgain ) {
+TEST_P( TheAclHelper, LeavesNothingInstalledByARefusedCommitAndCanDoItAgain ) {
    const auto ports = intfs( { intf( 1 ), intf( 2 ) } );
    const auto before = intfs( { intf( 2 ), intf( 3 ) } );
    const AclPtr made = mirroringAcl( "acl", shieldingRules(), before );
-   const std::vector< SdkCall > calls =
-         callsOf( [ & ] { ASSERT_EQ( apply( made, ports ), ok ); } );
-   for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
-      for ( size_t n = 0; n < calls.size(); ++n ) {
-         SCOPED_TRACE( sdkCallName( calls[ n ] ) );
-         ASSERT_EQ( apply( made, before ), ok );
-         Zol::activityManager().advance( 3 ); // the classes are as they were at first
-         refuseNth( n + 1, effect );
-         gate().observerIs( [ this ]( const ChipModel::CallInfo& ) {
-            for ( int port = 1; port <= 3; ++port ) {
-               ASSERT_FALSE( mirrors( port, shielded ) );
-            }
-         } );
-         const AclCreateError error = updatePorts( made, ports );
-         if ( error == ok ) {
-            EXPECT_EQ( helper->commitAcl( *made, 0 ), hardware );
-            EXPECT_EQ( installed(), 0U );
-            EXPECT_FALSE( made->unitDataIs( 0U )->committed() );
-         } else {
-            EXPECT_TRUE( mirrors( 3, open ) ); // what was committed stays until the next time
-         }
-         gate().observerIs( {} );
-         EXPECT_EQ( helper->problem( 0, made->feature(), made->aclKey() ), hardware );
-         EXPECT_EQ( helper->commitAcl( *made, 0 ), ok );
-         EXPECT_EQ( helper->problem( 0, made->feature(), made->aclKey() ), ok );
-         EXPECT_TRUE( mirrors( 1, open ) && mirrors( 2, open ) && !mirrors( 3, open ) );
+   EveryRefusal every;
+   every.setUp = [ & ] {
+      EXPECT_EQ( apply( made, before ), ok );
+      Zol::activityManager().advance( 3 ); // the classes are as they were at first
+      return &gate();
+   };
+   every.act = [ & ]( const EveryRefusal::Refused& refused ) {
+      if ( !refused ) {
+         EXPECT_EQ( apply( made, ports ), ok );
+         return;
       }
-   }
+      gate().observerIs( [ this ]( const ChipModel::CallInfo& ) {
+         for ( int port = 1; port <= 3; ++port ) {
+            ASSERT_FALSE( mirrors( port, shielded ) );
+         }
+      } );
+      if ( updatePorts( made, ports ) == ok ) {
+         EXPECT_EQ( helper->commitAcl( *made, 0 ), hardware );
+         EXPECT_EQ( installed(), 0U );
+         EXPECT_FALSE( made->unitDataIs( 0U )->committed() );
+      } else {
+         EXPECT_TRUE( mirrors( 3, open ) ); // what was committed stays until the next time
+      }
+      EXPECT_EQ( helper->problem( 0, made->feature(), made->aclKey() ), hardware );
+   };
+   every.undo = [ & ] {
+      EXPECT_EQ( helper->commitAcl( *made, 0 ), ok );
+      EXPECT_EQ( helper->problem( 0, made->feature(), made->aclKey() ), ok );
+      EXPECT_TRUE( mirrors( 1, open ) && mirrors( 2, open ) && !mirrors( 3, open ) );
+   };
+   every.left = [] { return Strings(); };
+   every.ofItsCalls();
    helper->withdrawAcl( *made );
    EXPECT_EQ( remainsInTheEnd(), Strings() );
 }
 
-TEST_P( AclHelperTest, WhatTheChipKeepsGoesLaterAndMirrorsNothingUntilThen ) {
+TEST_P( TheAclHelper, TakesAwayLaterWhatTheChipKeepsAndMirrorsNothingByIt ) {
    const auto ports = intfs( { intf( 1 ), intf( 2 ) } );
-   AclPtr made = mirroringAcl( "acl", shieldingRules(), ports );
-   const size_t calls = callsOf( [ & ] {
+   AclPtr made;
+   EveryRefusal every;
+   every.setUp = [ & ] {
+      made = mirroringAcl( "acl", shieldingRules(), ports );
+      return &gate();
+   };
+   every.act = [ & ]( const auto& ) {
       helper->withdrawAcl( *made );
+      helper->withdrawAcl( *made ); // is withdrawn already
+      EXPECT_FALSE( mirrors( 1, shielded ) );
       Zol::activityManager().advance( 3 );
-   } ).size();
-   EXPECT_EQ( remains(), Strings() );
-   for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
-      for ( size_t n = 0; n < calls; ++n ) {
-         made = mirroringAcl( "acl", shieldingRules(), ports );
-         refuseNth( n + 1, effect );
-         helper->withdrawAcl( *made );
-         helper->withdrawAcl( *made ); // is withdrawn already
-         EXPECT_FALSE( mirrors( 1, shielded ) );
-         EXPECT_EQ( remainsInTheEnd(), Strings() ) << n;
-      }
-   }
+   };
+   every.left = [ & ] { return remains(); };
+   every.ofItsCalls();
    made = mirroringAcl( "acl", shieldingRules(), ports );
    gate().faultAdd( { .call = SdkCall::bcm_field_group_destroy, .last = 3 } );
    helper->withdrawAcl( *made );
@@ -314,7 +301,7 @@ TEST_P( AclHelperTest, WhatTheChipKeepsGoesLaterAndMirrorsNothingUntilThen ) {
    EXPECT_EQ( remainsInTheEnd(), Strings() );
    // Meanwhile the same ACL may be made anew.
    made = mirroringAcl( "acl", shieldingRules(), ports );
-   gate().faultAdd( { .call = SdkCall::bcm_field_entry_destroy, .last = Fault::forever } );
+   refuseAll( SdkCall::bcm_field_entry_destroy );
    helper->withdrawAcl( *made );
    EXPECT_FALSE( mirrors( 1, open ) ) << "what cannot go matches no more";
    made = mirroringAcl( "acl", shieldingRules(), intfs( { intf( 3 ) } ) );
@@ -323,10 +310,9 @@ TEST_P( AclHelperTest, WhatTheChipKeepsGoesLaterAndMirrorsNothingUntilThen ) {
    EXPECT_TRUE( !mirrors( 1, open ) && mirrors( 3, open ) );
 }
 
-TEST_P( AclHelperTest, AGroupWithAnEntryThatNobodyCanNameServesTheNextAcl ) {
+TEST_P( TheAclHelper, UsesAgainAGroupWithAnEntryThatNobodyCanName ) {
    AclPtr made = acl( "acl" );
-   gate().faultAdd(
-         { .call = SdkCall::bcm_field_entry_create, .effect = Fault::Effect::done } );
+   refuse( SdkCall::bcm_field_entry_create, 1, Fault::Effect::done );
    EXPECT_EQ( add( made, 0, permit() ), hardware );
    helper->withdrawAcl( *made );
    ASSERT_EQ( chip().groups.size(), 1U );
@@ -342,7 +328,7 @@ TEST_P( AclHelperTest, AGroupWithAnEntryThatNobodyCanNameServesTheNextAcl ) {
    EXPECT_LE( gate().calls(), calls + 2 ); // the class leaves its port
 }
 
-TEST_P( AclHelperTest, ScarceThingsRunOutWithTheReason ) {
+TEST_P( TheAclHelper, SaysWhatRanOut ) {
    const AclPtr made = acl( "acl" );
    std::vector< AclPtr > others;
    while ( chip().groups.size() < static_cast< size_t >( profile.groupsPerStage ) ) {
@@ -368,12 +354,12 @@ TEST_P( AclHelperTest, ScarceThingsRunOutWithTheReason ) {
    EXPECT_EQ( installed(), 1U );
 }
 
-TEST_P( AclHelperTest, ReportsKnowTheLiveAclsAndTheLastErrorOfEach ) {
+TEST_P( TheAclHelper, KnowsTheLiveAclsAndTheLastErrorOfEach ) {
    AclPtr first = acl( "first" );
    const AclPtr second = acl( "second", Acl::ipv6(), 2 );
    ASSERT_EQ( helper->acls().size(), 2U );
    EXPECT_EQ( helper->acls()[ 1 ], second );
-   gate().faultAdd( { .call = SdkCall::bcm_field_entry_name_set } );
+   refuse( SdkCall::bcm_field_entry_name_set );
    EXPECT_EQ( add( first, 0, permit() ), hardware );
    const auto problem = [ & ]( const Zol::String& name, uint8_t feature ) {
       return helper->problem( 0, KarvelAclFeature( feature ), { name, Acl::ip() } );
@@ -400,7 +386,7 @@ TEST_P( AclHelperTest, ReportsKnowTheLiveAclsAndTheLastErrorOfEach ) {
    EXPECT_FALSE( isBuilt() );
 }
 
-INSTANTIATE_TEST_SUITE_P( Chips, AclHelperTest, ::testing::Values( "trident3", "trident2" ),
+INSTANTIATE_TEST_SUITE_P( Chips, TheAclHelper, ::testing::Values( "trident3", "trident2" ),
       []( const auto& name ) { return std::string( name.param ); } );
 
 } // namespace

@@ -6,6 +6,7 @@
 
 #include "AgentServices/TcamRequestManager.h"
 #include "Tests/ChipBed.h"
+#include "Tests/EveryRefusal.h"
 
 namespace AgentServices {
 namespace {
@@ -15,10 +16,10 @@ using ChipModel::EntryView;
 using Status = RequestStatusType;
 using SubConfig = Zol::Ptr< RequestSubConfig >;
 
-class TcamRequests : public ChipBed {
+class RequestsOfTheTcam : public ChipBed {
  protected:
-   TcamRequests() : ChipBed( "tomahawk3" ) {
-      manager = Zol::make< TcamRequestManager >( 0, "client", groups, statusDir );
+   RequestsOfTheTcam() : ChipBed( "tomahawk3" ) {
+      manager = Zol::make< TcamRequestManager >( 0U, "client", groups, statusDir );
       manager->zolStart();
       manager->events()->clientWarmIs( true );
    }
@@ -109,7 +110,7 @@ class TcamRequests : public ChipBed {
 
 using Ports = std::vector< uint32_t >;
 
-TEST_F( TcamRequests, KeepWhatDoesNotChangeAndNeverInterruptIt ) {
+TEST_F( RequestsOfTheTcam, KeepWhatDoesNotChangeAndNeverInterruptIt ) {
    EXPECT_EQ( program( 0, { 1, 2, 3 } ), Status::programmed );
    const auto before = installed();
    // Shifted, shuffled, one gone and one new.
@@ -151,7 +152,7 @@ TEST_F( TcamRequests, KeepWhatDoesNotChangeAndNeverInterruptIt ) {
    EXPECT_TRUE( manager->requests().empty() );
 }
 
-TEST_F( TcamRequests, TradeOldEntriesForNewOnesWhereThereIsNoRoomForBoth ) {
+TEST_F( RequestsOfTheTcam, TradeOldEntriesForNewOnesWhereThereIsNoRoomForBoth ) {
    roomFor( 2 );
    EXPECT_EQ( program( 0, { 1, 2 } ), Status::programmed );
    const int kept = installed()[ 2 ];
@@ -165,7 +166,7 @@ TEST_F( TcamRequests, TradeOldEntriesForNewOnesWhereThereIsNoRoomForBoth ) {
    EXPECT_EQ( program( 0, { 2 } ), Status::programmed );
 }
 
-TEST_F( TcamRequests, WaitForRoomAndTakeItWhenItComes ) {
+TEST_F( RequestsOfTheTcam, WaitForRoomAndTakeItWhenItComes ) {
    roomFor( 3 );
    program( 1, { 1, 2 } );
    EXPECT_EQ( program( 0, { 3, 4 } ), Status::noRoom );
@@ -200,29 +201,22 @@ TEST_F( TcamRequests, WaitForRoomAndTakeItWhenItComes ) {
    EXPECT_EQ( gate().calls(), calls ) << "nothing waits any more";
 }
 
-TEST_F( TcamRequests, OfWhatThereIsNotAreMalformedAndChangeNothing ) {
-   const std::vector< std::function< void( const SubConfig&, EntryRequest& ) > > mistakes{
-      []( const SubConfig& rules, EntryRequest& ) { rules->fgTypeIs( fgtInvalid() ); },
-      []( const SubConfig& rules, EntryRequest& ) {
-         rules->fgTypeIs( static_cast< FeatureGroupType >( 134 ) );
-      },
-      []( const SubConfig& rules, EntryRequest& ) {
-         rules->entryQEnq( rules->getRuleId( key( 0 ), 99 ) );
-      },
-      []( const SubConfig&, EntryRequest& entry ) {
+TEST_F( RequestsOfTheTcam, OfWhatThereIsNotAreMalformedAndChangeNothing ) {
+   using Mistake = std::function< void( RequestSubConfig&, EntryRequest& ) >;
+   const std::vector< Mistake > mistakes{
+      []( auto& rules, auto& ) { rules.fgTypeIs( fgtInvalid() ); },
+      []( auto& rules, auto& ) { rules.fgTypeIs( static_cast< FeatureGroupType >( 134 ) ); },
+      []( auto& rules, auto& ) { rules.entryQEnq( rules.getRuleId( key( 0 ), 99 ) ); },
+      []( auto&, auto& entry ) {
          entry.qualifierIs( QualifierType::dstPort, { 1, 1 } );
       },
-      []( const SubConfig&, EntryRequest& entry ) {
-         entry.portQualifierIs( QualifierType::dstTrunk, {} );
-      },
-      []( const SubConfig&, EntryRequest& entry ) {
-         entry.featureActionIs( FeatureActionType::mirrorIngress );
-      },
-      []( const SubConfig&, EntryRequest& entry ) { entry.actionParamsDelAll(); },
-      []( const SubConfig&, EntryRequest& entry ) {
+      []( auto&, auto& entry ) { entry.portQualifierIs( QualifierType::dstTrunk, {} ); },
+      []( auto&, auto& entry ) { entry.featureActionIs( FeatureActionType::mirrorIngress ); },
+      []( auto&, auto& entry ) { entry.actionParamsDelAll(); },
+      []( auto&, auto& entry ) {
          entry.actionParamsIs( ActionType::mirrorEgress, Action( ActionType::mirrorEgress ) );
       },
-      []( const SubConfig&, EntryRequest& entry ) {
+      []( auto&, auto& entry ) {
          CounterSet counters;
          counters.counterIs( static_cast< CounterType >( 3 ), true );
          entry.counterSetIs( counters );
@@ -231,7 +225,7 @@ TEST_F( TcamRequests, OfWhatThereIsNotAreMalformedAndChangeNothing ) {
    for ( size_t i = 0; i < mistakes.size(); ++i ) {
       EXPECT_EQ( program( 0, { 1 } ), Status::programmed );
       const SubConfig rules = wants( 0, { 1, 2 } );
-      mistakes[ i ]( rules, *rules->entryRequest( rules->entryQ()[ 1 ] ) );
+      mistakes[ i ]( *rules, *rules->entryRequest( rules->entryQ()[ 1 ] ) );
       ask( 0 );
       EXPECT_EQ( settle(), Status::malformed ) << "mistake " << i;
       EXPECT_EQ( remains(), Strings() );
@@ -242,7 +236,7 @@ TEST_F( TcamRequests, OfWhatThereIsNotAreMalformedAndChangeNothing ) {
    }
 }
 
-TEST_F( TcamRequests, MoveWithTheirFeatureGroup ) {
+TEST_F( RequestsOfTheTcam, MoveWithTheirFeatureGroup ) {
    program( 0, { 1 } );
    const auto before = chip().groups;
    wants( 0, { 1 }, FeatureGroupType::mirroring3 );
@@ -254,40 +248,54 @@ TEST_F( TcamRequests, MoveWithTheirFeatureGroup ) {
    EXPECT_NE( after[ 0 ].priority, before[ 0 ].priority );
 }
 
+TEST_F( RequestsOfTheTcam, MatchPortsByClassOrByBitmapAsTheirProfileSays ) {
+   const auto bits = Shim::PortBitmap().set( 7 );
+   for ( const auto& [ match, qualifier ] :
+         { std::pair( IntfMatch::classId, Shim::Qualifier::portClass ),
+               std::pair( IntfMatch::inPorts, Shim::Qualifier::inPorts ) } ) {
+      add( wants( 0, {} ) )
+            ->intfProfileIs( manager->intfProfileManager()->intfProfile( match, bits, ~bits ) );
+      ask( 0 );
+      EXPECT_EQ( settle(), Status::programmed );
+      EXPECT_EQ( entries().at( 0 ).qualifiers.at( 0 ).qualifier, qualifier );
+   }
+}
+
 // Whatever the chip refuses once, and whether it did it all the same: the request gets there,
 // and leaves nothing.
-TEST_F( TcamRequests, OvercomeEveryRefusalAndLeaveNothing ) {
+TEST_F( RequestsOfTheTcam, OvercomeEveryRefusalAndLeaveNothing ) {
    const auto classOf = [ this ]( size_t port ) {
       Shim::PortBitmap bits;
       bits.set( port );
       return manager->intfProfileManager()->intfProfile( IntfMatch::classId, bits, {} );
    };
-   for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
-      for ( uint64_t call = 1; call <= 24; ++call ) {
-         wants( 0, { 1, 2 } );
-         add( wants( 0, { 1, 2 } ) )->intfProfileIs( classOf( 7 ) );
-         gate().faultAdd( { .first = call, .last = call, .effect = effect } );
-         ask( 0 );
-         settle();
-         add( wants( 0, { 2, 3 } ) )->intfProfileIs( classOf( 8 ) );
-         ask( 0 );
-         settle();
-         Zol::activityManager().advance( 25 );
-         EXPECT_EQ( status( 0 ), Status::programmed ) << "call " << call;
-         EXPECT_EQ( entries().size(), 3U );
-         withdraw( 0 );
-         gate().faultsDelAll();
-         Zol::activityManager().advance( 2 );
-         // An entry or group that the chip made in secret, nobody can name.
-         EXPECT_TRUE( entries().empty() );
-         for ( const auto& port : chip().ports ) {
-            EXPECT_EQ( port.classBits, 0U );
-         }
-      }
-   }
+   const auto ask = [ & ]( const std::vector< int >& ports, size_t ofClass ) {
+      add( wants( 0, ports ) )->intfProfileIs( classOf( ofClass ) );
+      RequestsOfTheTcam::ask( 0 );
+      settle();
+   };
+   EveryRefusal every;
+   every.setUp = [ & ] { return &gate(); };
+   every.act = [ & ]( const auto& ) {
+      ask( { 1, 2 }, 7 );
+      ask( { 2, 3 }, 8 );
+      Zol::activityManager().advance( 25 );
+      EXPECT_EQ( status( 0 ), Status::programmed );
+      EXPECT_EQ( entries().size(), 3U );
+      withdraw( 0 );
+   };
+   every.undo = [] { Zol::activityManager().advance( 2 ); };
+   // An entry or group that the chip made in secret, nobody can name.
+   every.left = [ & ] {
+      ChipModel::ChipState state = chip();
+      std::erase_if( state.entries, []( const EntryView& each ) { return !each.installed; } );
+      state.groups.clear();
+      return differences( emptyChip, state, ChipModel::ReadBackScope::programmed );
+   };
+   EXPECT_GT( every.ofItsCalls(), 30U );
 }
 
-TEST_F( TcamRequests, AreCarriedOutOnceTheClientIsWarmAndGoWithTheManager ) {
+TEST_F( RequestsOfTheTcam, AreCarriedOutOnceTheClientIsWarmAndGoWithTheManager ) {
    manager->events()->clientWarmIs( false );
    EXPECT_EQ( program( 0, { 1 } ), Status::withdrawn );
    EXPECT_EQ( remains(), Strings() );

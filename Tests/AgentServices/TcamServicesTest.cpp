@@ -3,13 +3,13 @@
 #include <set>
 
 #include "Tests/ChipBed.h"
+#include "Tests/EveryRefusal.h"
 
 namespace AgentServices {
 namespace {
 
 using Karvel::ClassSharing;
 using Karvel::EntryId;
-using Karvel::TcamRequestKey;
 using Karvel::TcamStatus;
 using Shim::Rc;
 using Shim::Sdk;
@@ -25,9 +25,9 @@ Shim::PortBitmap ports( std::initializer_list< size_t > numbers ) {
    return result;
 }
 
-class TcamServices : public ChipBed {
+class TheTcamServices : public ChipBed {
  protected:
-   TcamServices() : ChipBed( "trident3" ) {}
+   TheTcamServices() : ChipBed( "trident3" ) {}
 
    TcamStatus registerGroup( uint8_t mtp, int type ) {
       return groups->groupMirroringAclDataIs( 0, { KarvelMirror::Mtp( mtp ), type, false } );
@@ -53,6 +53,10 @@ class TcamServices : public ChipBed {
       return entryBit( id );
    }
 
+   void release( const Manager& at, uint32_t rule ) {
+      EXPECT_EQ( at->releaseEntry( 0, get( at, rule ).entryId ), ok );
+   }
+
    // Free class bits leave their ports in the next turn of the event loop.
    ChipModel::ChipState settledChip() {
       Zol::activityManager().runUntilIdle();
@@ -73,7 +77,7 @@ class TcamServices : public ChipBed {
 #define EXPECT_EMPTY_CHIP()                                                                    \
    EXPECT_EQ( differences( emptyChip, settledChip() ), std::vector< std::string >() )
 
-TEST_F( TcamServices, EntriesThatTheManagerDoesNotHoldAreLeftAlone ) {
+TEST_F( TheTcamServices, LeaveEntriesAloneThatTheManagerDoesNotHold ) {
    const Manager entries = manager( 0 );
    const Manager others = manager( 1 );
    const EntryId released = get( entries, 1 ).entryId;
@@ -89,7 +93,7 @@ TEST_F( TcamServices, EntriesThatTheManagerDoesNotHoldAreLeftAlone ) {
    EXPECT_EQ( differences( before, chip() ), std::vector< std::string >() );
 }
 
-TEST_F( TcamServices, ARefusedEntryLeavesNothing ) {
+TEST_F( TheTcamServices, LeaveNothingOfARefusedEntry ) {
    const Manager entries = manager( 0 );
    for ( const SdkCall call :
          { SdkCall::bcm_field_entry_create, SdkCall::bcm_field_entry_name_set } ) {
@@ -111,7 +115,7 @@ TEST_F( TcamServices, ARefusedEntryLeavesNothing ) {
       Zol::activityManager().advance( 2 );
       EXPECT_EQ( chip().entries.size(), 1U );
    }
-   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 1 ).entryId ), ok );
+   release( entries, 1 );
    // An entry that the chip made in secret does not block its group.
    refuse( SdkCall::bcm_field_entry_create, 1, Fault::Effect::done );
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
@@ -119,7 +123,7 @@ TEST_F( TcamServices, ARefusedEntryLeavesNothing ) {
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::success );
 }
 
-TEST_F( TcamServices, AGroupStaysUntilItIsForSomethingElse ) {
+TEST_F( TheTcamServices, KeepAGroupUntilItIsForSomethingElse ) {
    EXPECT_EQ( registerGroup( 0, 0 ), TcamStatus::success );
    EXPECT_EQ( registerGroup( 1, 2 ), TcamStatus::success );
    const int first = chip().groups.at( 0 ).id;
@@ -146,37 +150,36 @@ TEST_F( TcamServices, AGroupStaysUntilItIsForSomethingElse ) {
 }
 
 // Whatever the chip refuses once on the way down is gone after the next round.
-TEST_F( TcamServices, TheLastPointerToAManagerEmptiesTheChip ) {
-   const auto fillAndDrop = [ this ] {
-      Manager entries = manager( 0 );
+TEST_F( TheTcamServices, EmptyTheChipWithTheLastPointerToAManager ) {
+   Manager entries;
+   const auto fill = [ & ] {
+      entries = manager( 0 );
       install( entries, 1, ports( { 1, 2 } ) );
       install( entries, 2, ports( { 2, 3 } ) );
       get( entries, 3 );
+      return &gate();
    };
-   fillAndDrop();
-   EXPECT_EMPTY_CHIP();
-   for ( const SdkCall call : { SdkCall::bcm_field_entry_destroy,
-               SdkCall::bcm_field_group_destroy, SdkCall::bcm_port_class_set } ) {
-      for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
-         // Writes 1 to 4 make the classes, the fifth is the first that takes them back.
-         refuse( call, call == SdkCall::bcm_port_class_set ? 5 : 1, effect );
-         fillAndDrop();
-         if ( call == SdkCall::bcm_port_class_set ) {
-            Zol::activityManager().advance( 2 ); // tried again without anything happening
-            EXPECT_EMPTY_CHIP();
-         }
-         fillAndDrop();
-         EXPECT_EMPTY_CHIP();
-      }
-   }
+   const auto fillAndDrop = [ & ] {
+      fill();
+      entries = nullptr;
+   };
+   EveryRefusal every;
+   every.setUp = fill;
+   every.act = [ & ]( const auto& ) {
+      entries = nullptr;
+      Zol::activityManager().advance( 2 ); // tried again without anything happening
+   };
+   every.undo = fillAndDrop;
+   every.left = [ & ] { return differences( emptyChip, settledChip() ); };
+   EXPECT_GE( every.ofItsCalls(), 8U );
    // While an old entry still matches, there is no new group.
-   gate().faultAdd( { .call = SdkCall::bcm_field_entry_destroy, .last = Fault::forever } );
+   refuseAll( SdkCall::bcm_field_entry_destroy );
    fillAndDrop();
    EXPECT_EQ( registerGroup( 0, 1 ), TcamStatus::failed );
    gate().faultsDelAll();
    EXPECT_EQ( registerGroup( 0, 1 ), TcamStatus::success );
 
-   Manager entries = manager( 1 );
+   entries = manager( 1 );
    groups = nullptr;
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::success );
    entries = nullptr;
@@ -184,7 +187,7 @@ TEST_F( TcamServices, TheLastPointerToAManagerEmptiesTheChip ) {
 }
 
 // A feature's group comes with its first entry, and goes with its last or with its manager.
-TEST_F( TcamServices, AFeaturesGroupIsThereOnlyWhileItHasEntries ) {
+TEST_F( TheTcamServices, HaveAFeaturesGroupOnlyWhileItHasEntries ) {
    const Karvel::KarvelAclFeature feature( 2 );
    Manager entries = groups->mirroringAclEntryManager( 0, feature );
    EXPECT_EQ( groups->mirroringAclEntryManager( 0, feature ), entries );
@@ -202,7 +205,7 @@ TEST_F( TcamServices, AFeaturesGroupIsThereOnlyWhileItHasEntries ) {
    EXPECT_EQ( entries->releaseEntry( 0, first ), ok );
    EXPECT_EQ( entries->releaseEntry( 0, first ), Sdk::QX_BCM_E_NOT_FOUND() );
    EXPECT_EQ( chip().groups.size(), 1U );
-   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 2 ).entryId ), ok );
+   release( entries, 2 );
    EXPECT_EMPTY_CHIP();
    EXPECT_NE( get( entries, 2 ).entryId, 0U );
    entries = nullptr;
@@ -212,7 +215,7 @@ TEST_F( TcamServices, AFeaturesGroupIsThereOnlyWhileItHasEntries ) {
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
    EXPECT_EQ( groups->groupMirroringAclDataIs( 0, feature, {} ), TcamStatus::success );
    install( entries, 1, ports( { 1 } ) );
-   gate().faultAdd( { .call = SdkCall::bcm_field_entry_destroy, .last = Fault::forever } );
+   refuseAll( SdkCall::bcm_field_entry_destroy );
    entries = nullptr;
    EXPECT_EQ( chip().entries.size(), 1U );
    entries = groups->mirroringAclEntryManager( 0, feature );
@@ -224,7 +227,7 @@ TEST_F( TcamServices, AFeaturesGroupIsThereOnlyWhileItHasEntries ) {
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::success );
 }
 
-TEST_F( TcamServices, PortsCarryTheBitsOfAllSetsTheyAreIn ) {
+TEST_F( TheTcamServices, GivePortsTheBitsOfAllTheirSets ) {
    const Manager entries = manager( 0 );
    const uint32_t own = install( entries, 3, ports( { 1, 2 } ), ClassSharing::exclusive );
    const uint32_t a = install( entries, 1, ports( { 1, 2 } ) );
@@ -239,14 +242,14 @@ TEST_F( TcamServices, PortsCarryTheBitsOfAllSetsTheyAreIn ) {
    EXPECT_EQ( portBits( 2 ), a | b | own );
    EXPECT_EQ( portBits( 127 ), b );
 
-   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 1 ).entryId ), ok );
+   release( entries, 1 );
    EXPECT_EQ( portBits( 1 ), a | own );
-   EXPECT_EQ( entries->releaseEntry( 0, get( entries, 4 ).entryId ), ok );
+   release( entries, 4 );
    EXPECT_EQ( portBits( 1 ), own );
    EXPECT_EQ( portBits( 2 ), b | own );
 }
 
-TEST_F( TcamServices, ARefusedPortWriteLeavesNoPortBehind ) {
+TEST_F( TheTcamServices, LeaveNoPortBehindWhenAWriteIsRefused ) {
    const Manager entries = manager( 0 );
    const EntryId id = get( entries, 1 ).entryId;
    for ( const Fault::Effect effect : { Fault::Effect::notDone, Fault::Effect::done } ) {
@@ -259,7 +262,7 @@ TEST_F( TcamServices, ARefusedPortWriteLeavesNoPortBehind ) {
       EXPECT_NE( qualify( entries, id, ports( { 1, 2, 3 } ) ), ok );
       EXPECT_EQ( install( entries, 2, ports( { 4 } ) ), 1U );
       EXPECT_EQ( portBits( 2 ), 0U );
-      EXPECT_EQ( entries->releaseEntry( 0, get( entries, 2 ).entryId ), ok );
+      release( entries, 2 );
    }
    refuse( SdkCall::bcm_field_qualify_PortClass );
    EXPECT_NE( qualify( entries, id, ports( { 5 } ) ), ok );
@@ -268,7 +271,7 @@ TEST_F( TcamServices, ARefusedPortWriteLeavesNoPortBehind ) {
 }
 
 // At every call, what a frame that arrives then would meet.
-TEST_F( TcamServices, InstalledEntriesMatchTheirPortsAndNoOthersAllTheTime ) {
+TEST_F( TheTcamServices, LetInstalledEntriesMatchTheirPortsAndNoOthersAllTheTime ) {
    const Manager entries = manager( 0 );
    const EntryId id = get( entries, 1 ).entryId;
    Shim::PortBitmap wanted;
@@ -302,12 +305,11 @@ TEST_F( TcamServices, InstalledEntriesMatchTheirPortsAndNoOthersAllTheTime ) {
    }
 }
 
-class TcamServicesWithoutClasses : public ChipBed {
- protected:
-   TcamServicesWithoutClasses() : ChipBed( "trident2" ) {}
+struct TheTcamServicesWithoutClasses : ChipBed {
+   TheTcamServicesWithoutClasses() : ChipBed( "trident2" ) {}
 };
 
-TEST_F( TcamServicesWithoutClasses, PortsAreMatchedOneByOne ) {
+TEST_F( TheTcamServicesWithoutClasses, MatchPortsOneByOne ) {
    const Manager entries = groups->mirroringEntryManager( 0, KarvelMirror::Mtp( 0 ) );
    groups->groupMirroringAclDataIs( 0, { KarvelMirror::Mtp( 0 ), 0, false } );
    const EntryId id = entries->getEntry( 0, "name", {} ).entryId;

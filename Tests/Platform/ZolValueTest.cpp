@@ -103,29 +103,20 @@ TEST( ZolValue, HashesOfNeighboursDiffer ) {
 
 TEST( ZolValue, RefusesTextOfAnotherKind ) {
    const std::string good = Zol::toString( Sample::Everything() );
-   auto with = [ & ]( std::string_view from, std::string_view to ) {
-      std::string text = good;
-      return text.replace( text.find( from ), from.size(), to );
-   };
    EXPECT_NO_THROW( Zol::fromString< Sample::Everything >( good ) );
-   for ( const std::string& bad : {
-               with( "Sample::Everything", "Sample::Everythings" ),
-               with( "'flag': true", "'flag': 1" ),
-               with( "'flag': true", "'flag': True" ),
-               with( "'flag'", "'flog'" ),
-               with( "'number': 0", "'number': -1" ),
-               with( "'number': 0", "'number': 18446744073709551616" ),
-               with( "'number': 0", "'number': 0x1" ),
-               with( "'number': 0, ", "" ),
-               with( "'level': 1", "'level': 0" ),
-               with( "'level': 1", "'level': 16" ),
-               with( "'slot': 0", "'slot': 256" ),
-               with( "'slot': 0", "'slot': " ),
-               with( "'color': red", "'color': Red" ),
-               with( "'color': red", "'color': 1" ),
-               with( "'shade': -3", "'shade': --3" ),
-               with( "'shade': -3", "'shade': 128" ),
-         } ) {
+   using Change = std::pair< std::string_view, std::string_view >;
+   for ( const auto& [ from, to ] :
+         std::initializer_list< Change >{ { "Sample::Everything", "Sample::Everythings" },
+               { "'flag': true", "'flag': 1" }, { "'flag': true", "'flag': True" },
+               { "'flag'", "'flog'" }, { "'number': 0", "'number': -1" },
+               { "'number': 0", "'number': 18446744073709551616" },
+               { "'number': 0", "'number': 0x1" }, { "'number': 0, ", "" },
+               { "'level': 1", "'level': 0" }, { "'level': 1", "'level': 16" },
+               { "'slot': 0", "'slot': 256" }, { "'slot': 0", "'slot': " },
+               { "'color': red", "'color': Red" }, { "'color': red", "'color': 1" },
+               { "'shade': -3", "'shade': --3" }, { "'shade': -3", "'shade': 128" } } ) {
+      std::string bad = good;
+      bad.replace( bad.find( from ), from.size(), to );
       EXPECT_THROW( Zol::fromString< Sample::Everything >( bad ), Zol::ParseError ) << bad;
    }
    try {

@@ -10,14 +10,13 @@ using Shim::Qualifier;
 
 namespace {
 
-constexpr auto gre = TcamFeature::EfpFeature::efpGreRateLimit;
 constexpr auto portRate = TcamFeature::EfpFeature::efpPortRateLimit;
 
 Plix::IpAddr address( std::string_view text ) { return *Plix::IpAddr::fromString( text ); }
 
 } // namespace
 
-class EfpBed : public SliceBed {
+class TheEgressMachines : public SliceBed {
  protected:
    static DstPort dstPort( int64_t port, uint32_t rate, int32_t tunnel = -1 ) {
       DstPort result;
@@ -26,14 +25,14 @@ class EfpBed : public SliceBed {
       result.tunnelIdxIs( tunnel );
       return result;
    }
-   // A destination with these ports and no others.
+   // A destination with these ports and no others, with a turn of the loop.
    void destination( uint8_t mtp, std::initializer_list< DstPort > ports ) {
-      Zol::Batch batch;
       auto made = info()->mtpProgramInfoIs( Mtp( mtp ) );
       made->dstPortDelAll();
       for ( const DstPort& port : ports ) {
          made->dstPortIs( port );
       }
+      run();
    }
    void tunnel( uint8_t id, Plix::IpGenAddr from, Plix::IpGenAddr to, uint32_t dscp ) {
       auto made = info()->tunnelIs( TunnelId( id ) );
@@ -58,35 +57,17 @@ class EfpBed : public SliceBed {
    }
 
    size_t policers() { return chip().policers.size(); }
-   static const ChipModel::QualifierValue* find( const EntryView& entry, Qualifier qualifier ) {
-      for ( const ChipModel::QualifierValue& value : entry.qualifiers ) {
-         if ( value.qualifier == qualifier ) {
-            return &value;
-         }
-      }
-      return nullptr;
-   }
    static uint32_t valueOf( const EntryView& entry, Qualifier qualifier ) {
       const auto* value = find( entry, qualifier );
       return value != nullptr ? value->data.at( 0 ) : ~0U;
    }
-   static std::vector< std::string > logged() {
-      std::vector< std::string > ids;
-      for ( const Flitlog::Record& record : Flitlog::records() ) {
-         ids.push_back( record.id );
-      }
-      return ids;
-   }
-   using Ids = std::vector< std::string >;
-   const Ids rateFull{ "KARVEL_MIRRORING_RATELIMIT_HW_RESOURCE_FULL" };
-   const Ids tcamFull{ "KARVEL_MIRRORING_GRE_TCAM_RESOURCE_FULL" };
+   const Strings rateFull{ "KARVEL_MIRRORING_RATELIMIT_HW_RESOURCE_FULL" };
+   const Strings tcamFull{ "KARVEL_MIRRORING_GRE_TCAM_RESOURCE_FULL" };
 };
 
-TEST_F( EfpBed, APolicerIsSharedByItsRateAndGoesWithItsLastUser ) {
-   auto slice = programmer();
+TEST_F( TheEgressMachines, ShareAPolicerByItsRateUntilItsLastUserGoes ) {
    const DstPort two = dstPort( 2, 1000 ), three = dstPort( 3, 3000 );
    destination( 0, { dstPort( 1, 1000 ), two, three, dstPort( 4, 0 ) } );
-   run();
    const auto all = entries();
    ASSERT_EQ( all.size(), 3U ) << "none for the port without a rate";
    EXPECT_EQ( all[ 0 ].policer, all[ 1 ].policer );
@@ -100,30 +81,26 @@ TEST_F( EfpBed, APolicerIsSharedByItsRateAndGoesWithItsLastUser ) {
    EXPECT_EQ( programStatus->efpProgramStatus( RateLimitKind::port ), ProgramStatus::success );
 
    destination( 0, { two, three } );
-   run();
    ASSERT_EQ( entries().size(), 2U );
    EXPECT_EQ( entries()[ 0 ].id, all[ 1 ].id ) << "an entry stays with its port";
    EXPECT_EQ( policers(), 2U );
    destination( 0, { three } );
-   run();
    EXPECT_EQ( policers(), 1U );
+   refuse( SdkCall::bcm_policer_destroy );
    destination( 0, {} );
-   run();
-   EXPECT_TRUE( entries( false ).empty() );
-   EXPECT_EQ( policers(), 0U );
+   EXPECT_EQ( policers(), 1U );
+   Zol::activityManager().advance( 2 );
+   EXPECT_EQ( entries( false ).size() + policers(), 0U ) << "what the chip keeps goes later";
    EXPECT_FALSE( slice->efpSmConfig()->configHas( EfpKey( portRate ) ) );
    EXPECT_FALSE( programStatus->efpProgramStatusHas( RateLimitKind::port ) );
 }
 
-TEST_F( EfpBed, ATunnelIsOneEntryForEachOfItsPortsAndItsDscp ) {
-   auto slice = programmer();
+TEST_F( TheEgressMachines, GiveATunnelOneEntryForEachOfItsPortsAndItsDscp ) {
    destination( 0, { dstPort( 1, 1000, 0 ) } );
-   run();
    EXPECT_TRUE( entries( false ).empty() ) << "there is no such tunnel";
    tunnel( 0 );
    tunnel( 1 );
    destination( 1, { dstPort( 1, 5000, 1 ) } );
-   run();
    ASSERT_EQ( entries().size(), 1U );
    const EntryView entry = entries()[ 0 ];
    EXPECT_EQ( valueOf( entry, Qualifier::outPort ), 1U );
@@ -141,7 +118,6 @@ TEST_F( EfpBed, ATunnelIsOneEntryForEachOfItsPortsAndItsDscp ) {
          0 );
    destination( 2, { dstPort( 4, 700, 2 ) } );
    destination( 0, { dstPort( 1, 1000, 0 ), dstPort( 2, 1000, 0 ) } );
-   run();
    EXPECT_EQ( entries().size(), 3U );
    EXPECT_EQ( policers(), 2U );
    info()->tunnelDel( TunnelId( 0 ) );
@@ -149,12 +125,10 @@ TEST_F( EfpBed, ATunnelIsOneEntryForEachOfItsPortsAndItsDscp ) {
    EXPECT_EQ( entries().size(), 1U );
 }
 
-TEST_F( EfpBed, CopiesOfAChannelPortGetItsTag ) {
+TEST_F( TheEgressMachines, TagTheCopiesOfAChannelPort ) {
    portTwoIsAChannel();
-   auto slice = programmer();
    tunnel( 0 );
    destination( 0, { dstPort( 1, 0, 0 ), dstPort( 2, 0, 0 ) } );
-   run();
    ASSERT_EQ( entries().size(), 1U ) << "the other port has nothing to be done to it";
    const EntryView plain = entries()[ 0 ];
    EXPECT_EQ( plain.name, "EFP GRE" );
@@ -171,85 +145,71 @@ TEST_F( EfpBed, CopiesOfAChannelPortGetItsTag ) {
    EXPECT_EQ( actions, wanted );
    // A rate comes and goes: the entry stays, and holds no more than the rule says.
    destination( 0, { dstPort( 2, 800, 0 ) } );
-   run();
    ASSERT_EQ( entries().size(), 1U );
    EXPECT_EQ( entries()[ 0 ].id, plain.id );
    EXPECT_TRUE( hasAction( entries()[ 0 ], FieldAction::rpDrop ) );
    EXPECT_TRUE( hasAction( entries()[ 0 ], FieldAction::svtagEnable ) );
    destination( 0, { dstPort( 2, 0, 0 ) } );
-   run();
    EXPECT_EQ( entries()[ 0 ].id, plain.id );
    EXPECT_FALSE( hasAction( entries()[ 0 ], FieldAction::rpDrop ) );
    EXPECT_EQ( entries()[ 0 ].policer, 0U );
    EXPECT_EQ( policers(), 0U );
 }
 
-TEST_F( EfpBed, WhatCouldNotBeClearedIsClearedWithTheNextGeneration ) {
+TEST_F( TheEgressMachines, ClearWithTheNextGenerationWhatCouldNotBeCleared ) {
    portTwoIsAChannel();
-   auto slice = programmer();
    tunnel( 0 );
    destination( 0, { dstPort( 2, 800, 0 ) } );
-   run();
    refuse( SdkCall::bcm_field_action_remove_all, 1 );
    scsd->portTypeDel( KarvelTypes::KarvelPort( 0, 2 ) );
    run();
    EXPECT_TRUE( hasAction( entries()[ 0 ], Shim::FieldAction::svtagEnable ) );
    destination( 0, { dstPort( 2, 900, 0 ) } );
-   run();
    EXPECT_FALSE( hasAction( entries()[ 0 ], Shim::FieldAction::svtagEnable ) );
    EXPECT_TRUE( hasAction( entries()[ 0 ], Shim::FieldAction::rpDrop ) );
 }
 
-TEST_F( EfpBed, AnExactlyFullTcamHoldsWhatShrinksOrIsRenumbered ) {
-   auto slice = programmer();
+TEST_F( TheEgressMachines, ShrinkAndRenumberInAnExactlyFullTcam ) {
    ASSERT_FALSE( box.control().capacityIs( 0, "egress-entries", 4 ) );
    // Rules are numbered by rate: 1000 is the first, with one port; 2000 the second, with three.
    destination( 0,
          { dstPort( 1, 1000 ), dstPort( 2, 2000 ), dstPort( 3, 2000 ), dstPort( 4, 2000 ) } );
-   run();
    ASSERT_EQ( entries().size(), 4U );
    // The first rule's number goes to the three.
    destination( 0, { dstPort( 2, 2000 ), dstPort( 3, 2000 ), dstPort( 4, 2000 ) } );
-   run();
    EXPECT_EQ( entries().size(), 3U );
    destination(
          0, { dstPort( 1, 500 ), dstPort( 2, 2000 ), dstPort( 3, 2000 ), dstPort( 4, 900 ) } );
-   run();
    EXPECT_EQ( entries().size(), 4U );
    EXPECT_EQ( policers(), 3U );
-   EXPECT_TRUE( logged().empty() );
+   EXPECT_TRUE( loggedIds().empty() );
 }
 
 // What finds no room or is refused takes all of its feature back, says so once, and comes with
 // the next generation.
-TEST_F( EfpBed, AFailureTakesNothingAndTheNextGenerationTriesAgain ) {
+TEST_F( TheEgressMachines, TakeNothingWhenTheyFailAndTryAgainWithTheNextGeneration ) {
    struct Case {
-      const char* what;
-      std::function< void() > fails, mends;
+      const char* scarce; // none: an install is refused
+      int tooFew;
       ProgramResult result;
-      Ids said;
-   };
-   const auto capacity = [ & ]( const char* what, int count ) {
-      return [ this, what, count ] {
-         ASSERT_FALSE( box.control().capacityIs( 0, what, count ) );
-      };
+      Strings said;
    };
    const Case cases[] = {
-      { "entries", capacity( "egress-entries", 2 ), capacity( "egress-entries", 3 ),
-            ProgramResult::entryAllocationFailure, tcamFull },
-      { "policers", capacity( "policers", 1 ), capacity( "policers", 2 ),
-            ProgramResult::entryInstallFailure, rateFull },
-      { "install", [ & ] { refuse( SdkCall::bcm_field_entry_install, 3 ); }, [] {},
-            ProgramResult::entryInstallFailure, rateFull },
+      { "egress-entries", 2, ProgramResult::entryAllocationFailure, tcamFull },
+      { "policers", 1, ProgramResult::entryInstallFailure, rateFull },
+      { nullptr, 0, ProgramResult::entryInstallFailure, rateFull },
+   };
+   const auto roomFor = [ & ]( const char* what, int count ) {
+      ASSERT_FALSE( what && box.control().capacityIs( 0, what, count ) );
    };
    for ( const Case& one : cases ) {
-      SCOPED_TRACE( one.what );
-      auto slice = programmer();
+      SCOPED_TRACE( one.scarce ? one.scarce : "install" );
       destination( 0, { dstPort( 1, 1000 ) } );
-      run();
-      one.fails();
+      roomFor( one.scarce, one.tooFew );
+      if ( !one.scarce ) {
+         refuse( SdkCall::bcm_field_entry_install, 3 );
+      }
       destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ), dstPort( 3, 3000 ) } );
-      run();
       EXPECT_TRUE( entries( false ).empty() ) << "the entry that there was goes, too";
       EXPECT_EQ( policers(), 0U );
       auto config = slice->efpSmConfig()->config( EfpKey( portRate ) );
@@ -260,38 +220,24 @@ TEST_F( EfpBed, AFailureTakesNothingAndTheNextGenerationTriesAgain ) {
       EXPECT_TRUE( slice->efpConfig()->config( portRate )->rules().empty() );
       EXPECT_NE(
             programStatus->efpProgramStatus( RateLimitKind::port ), ProgramStatus::success );
-      EXPECT_EQ( logged(), one.said );
-      one.mends();
+      EXPECT_EQ( loggedIds(), one.said );
+      roomFor( one.scarce, one.tooFew + 1 );
       config->updateIdIs( Orv::UniqueId::fresh() );
       EXPECT_EQ( status->status(), ProgramResult::success );
       EXPECT_EQ( entries().size(), 3U );
       EXPECT_EQ( policers(), 2U );
-      EXPECT_EQ( logged(), one.said );
-      programInfo->lfMtpProgramInfoDel( LogicalFap::LogicalFapId( 0 ) );
+      EXPECT_EQ( loggedIds(), one.said );
+      forgetInfo();
       Flitlog::recordsDelAll();
    }
 }
 
-TEST_F( EfpBed, APolicerThatTheChipKeepsGoesLater ) {
-   auto slice = programmer();
-   destination( 0, { dstPort( 1, 1000 ) } );
-   run();
-   refuse( SdkCall::bcm_policer_destroy, 1 );
-   destination( 0, {} );
-   run();
-   EXPECT_EQ( policers(), 1U );
-   Zol::activityManager().advance( 2 );
-   EXPECT_EQ( policers(), 0U );
-}
-
-TEST_F( EfpBed, ARefusedQualifierDoesNotStopTheOthers ) {
-   auto slice = programmer();
+TEST_F( TheEgressMachines, DoNotStopAtARefusedQualifier ) {
    refuse( SdkCall::bcm_field_qualify_OutPort, 1 );
    Duolog::enable( "EfpProgrammer/0" );
    std::string said;
    Duolog::sinkIs( [ & ]( std::string_view line ) { said += line; } );
    destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ) } );
-   run();
    Duolog::disableAll();
    Duolog::sinkIs( {} );
    EXPECT_TRUE( said.ends_with( " EntryId: 1 API ERROR:bcm_field_qualify_OutPort( unit(), "
@@ -302,43 +248,29 @@ TEST_F( EfpBed, ARefusedQualifierDoesNotStopTheOthers ) {
    EXPECT_EQ( programStatus->efpProgramStatus( RateLimitKind::port ), ProgramStatus::success );
 }
 
-TEST_F( EfpBed, InformationThatGoesTakesEverythingAlongAndComesBackWhole ) {
-   auto slice = programmer();
+TEST_F( TheEgressMachines, LoseEverythingWithTheirInformationAndComeBackWhole ) {
    tunnel( 0 );
    destination( 0, { dstPort( 1, 1000, 0 ), dstPort( 2, 2000 ) } );
-   run();
    ASSERT_EQ( entries().size(), 2U );
-   programInfo->lfMtpProgramInfoDel( LogicalFap::LogicalFapId( 0 ) );
+   forgetInfo();
    run();
-   EXPECT_TRUE( entries( false ).empty() );
-   EXPECT_EQ( policers(), 0U );
+   EXPECT_EQ( entries( false ).size() + policers(), 0U );
    EXPECT_TRUE( chip().groups.empty() );
    EXPECT_TRUE( slice->efpConfig() && slice->efpSmConfig() && slice->efpStatus() &&
          slice->efpSmStatus() );
    EXPECT_TRUE( programStatus->efpProgramStatus().empty() );
    tunnel( 0 );
    destination( 0, { dstPort( 1, 1000, 0 ), dstPort( 2, 2000 ) } );
-   run();
    EXPECT_EQ( entries().size(), 2U );
    slice = nullptr;
-   EXPECT_TRUE( entries( false ).empty() );
-   EXPECT_EQ( policers(), 0U );
+   EXPECT_EQ( entries( false ).size() + policers(), 0U );
 }
 
-using EfpDeathTest = EfpBed;
-
-TEST_F( EfpDeathTest, BrokenInvariantsStopTheAgent ) {
-   auto slice = programmer();
+TEST_F( TheEgressMachines, StopTheAgentOnBrokenInvariants ) {
    tunnel( 0 );
    scsd->portTypeIs( KarvelTypes::KarvelPort( 0, 2 ), Karvel::PortType::channel );
-   EXPECT_DEATH(
-         {
-            destination( 0, { dstPort( 2, 0, 0 ) } );
-            run();
-         },
-         "channelId" );
+   EXPECT_DEATH( { destination( 0, { dstPort( 2, 0, 0 ) } ); }, "channelId" );
    destination( 0, { dstPort( 1, 1000 ) } );
-   run();
    EXPECT_DEATH(
          {
             auto config = slice->efpConfig()->config( portRate );

@@ -1,6 +1,6 @@
 // The ingress machines: which entries they keep, give back and try again, and what they say.
 
-#include "Tests/PluginMounters/IfpBed.h"
+#include "Tests/PluginMounters/SliceBed.h"
 
 namespace KarvelMirror::Slice {
 
@@ -8,10 +8,55 @@ using ChipModel::EntryView;
 
 const IfpKey key0{ Mtp( 0 ) };
 
-TEST_F( IfpBed, UnchangedRulesKeepTheirEntriesWithoutANewGeneration ) {
-   auto slice = programmer();
+class TheIngressMachines : public SliceBed {
+ protected:
+   static IpMatch to( uint32_t address ) {
+      IpMatch match;
+      match.dstIpIs( Plix::IpAddr( address ) );
+      match.dstIpMaskIs( Plix::IpAddr( 0xffffffff ) );
+      return match;
+   }
+   // A destination that mirrors what goes to these addresses, with a turn of the loop.
+   Zol::Ptr< MtpProgramInfo > matching(
+         Mtp mtp, std::initializer_list< uint32_t > addresses, const char* intf = "E1" ) {
+      auto made = info()->mtpProgramInfoIs( mtp );
+      made->sessionIs( "s" );
+      made->ipMatchIntfIs( Plix::IntfId( intf ) );
+      for ( uint32_t address : addresses ) {
+         made->ipMatchIs( to( address ) );
+      }
+      run();
+      return made;
+   }
+   void setAcl( const Zol::String& name, std::initializer_list< Acl::RuleAction > actions ) {
+      std::vector< Acl::RuleConfig > rules;
+      for ( Acl::RuleAction action : actions ) {
+         Acl::RuleConfig rule;
+         rule.nameIs( "r" + std::to_string( rules.size() ) );
+         rule.actionIs( action );
+         rules.push_back( rule );
+      }
+      aclConfig->aclTypeConfigIs( Acl::ip() )
+            ->aclIs( name )
+            ->currCfgIs( Zol::make< const Acl::RuleList >( rules ) );
+   }
+   static AclKey aclKey( const Zol::String& name ) {
+      AclKey key;
+      key.aclNameIs( name );
+      key.aclTypeIs( Acl::ip() );
+      return key;
+   }
+   void addAcl( const Zol::Ptr< MtpProgramInfo >& mtp, const Zol::String& name ) {
+      mtp->aclPortsIs( aclKey( name ) )->intfIs( Plix::IntfId( "E1" ) );
+      mtp->aclIs( aclKey( name ) );
+      run();
+   }
+   Zol::Ptr< IfpSmConfig > wanted() { return slice->ifpSmConfig()->config( key0 ); }
+   Zol::Ptr< IfpSmStatus > known() { return slice->ifpSmStatus()->status( key0 ); }
+};
+
+TEST_F( TheIngressMachines, KeepTheEntriesOfUnchangedRulesWithoutANewGeneration ) {
    auto mtp = matching( Mtp( 0 ), { 1, 2, 3 } );
-   run();
    const auto before = entries();
    ASSERT_EQ( before.size(), 3U );
    auto config = slice->ifpConfig()->config( Mtp( 0 ) );
@@ -19,10 +64,8 @@ TEST_F( IfpBed, UnchangedRulesKeepTheirEntriesWithoutANewGeneration ) {
    const uint64_t calls = gate().calls();
    // Another destination's change has every destination answered anew, and touches none.
    matching( Mtp( 1 ), { 9 } );
-   run();
    EXPECT_EQ( config->updateId(), generation );
-   EXPECT_EQ( slice->ifpSmStatus()->status( key0 )->updateId(),
-         slice->ifpSmConfig()->config( key0 )->updateId() );
+   EXPECT_EQ( known()->updateId(), wanted()->updateId() );
    EXPECT_LE( gate().calls() - calls, 12U ) << "one entry in a group of its own";
 
    // One rule fewer gives back one entry; the others are what they were, or rewritten in place.
@@ -37,10 +80,8 @@ TEST_F( IfpBed, UnchangedRulesKeepTheirEntriesWithoutANewGeneration ) {
          Plix::IpAddr( 3 ) );
 }
 
-TEST_F( IfpBed, ARewrittenEntryHoldsExactlyTheNewContents ) {
-   auto slice = programmer();
-   programInfo->lfMtpProgramInfoIs( LogicalFap::LogicalFapId( 0 ) );
-   run();
+TEST_F( TheIngressMachines, RewriteAnEntryToHoldExactlyTheNewContents ) {
+   info();
    auto smConfig = slice->ifpSmConfig()->configIs( key0 );
    auto write = [ & ]( const V4Quals& v4, uint32_t destination ) {
       Zol::Batch batch;
@@ -73,66 +114,56 @@ TEST_F( IfpBed, ARewrittenEntryHoldsExactlyTheNewContents ) {
 
 // What finds no room or is refused takes all of its destination back, says so once, and comes
 // with the next generation.
-TEST_F( IfpBed, AFailureTakesNothingAndTheNextGenerationTriesAgain ) {
+TEST_F( TheIngressMachines, TakeNothingWhenTheyFailAndTryAgainWithTheNextGeneration ) {
    for ( const bool full : { true, false } ) {
       SCOPED_TRACE( full );
-      auto slice = programmer();
       matching( Mtp( 0 ), { 1 } );
-      run();
       if ( full ) {
          ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 2 ) );
       } else {
          refuse( SdkCall::bcm_field_entry_install, 2 );
       }
-      matching( Mtp( 0 ), { 1, 2, 3 } );
-      run();
-      auto config = slice->ifpSmConfig()->config( key0 );
-      auto status = slice->ifpSmStatus()->status( key0 );
-      EXPECT_EQ( status->status(),
+      matching( Mtp( 0 ), { 2, 3 } );
+      EXPECT_EQ( known()->status(),
             full ? ProgramResult::entryAllocationFailure : ProgramResult::entryInstallFailure );
-      EXPECT_EQ( status->updateId(), config->updateId() );
+      EXPECT_EQ( known()->updateId(), wanted()->updateId() );
       EXPECT_EQ( programStatus->ifpProgramStatus( Mtp( 0 ) ),
             full ? ProgramStatus::resourceExhaustion : ProgramStatus::failed );
       EXPECT_TRUE( slice->ifpConfig()->config( Mtp( 0 ) )->rules().empty() );
       EXPECT_TRUE( entries( false ).empty() );
-      EXPECT_EQ( Flitlog::records().size(), 1U );
-      EXPECT_EQ( Flitlog::records()[ 0 ].id, "KARVEL_MIRRORING_TCAM_RESOURCE_FULL" );
+      const Strings said{ "KARVEL_MIRRORING_TCAM_RESOURCE_FULL" };
+      EXPECT_EQ( loggedIds(), said );
       // Identical rules in a new generation.
       ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 3 ) );
-      config->updateIdIs( Orv::UniqueId::fresh() );
-      EXPECT_EQ( status->status(), ProgramResult::success );
+      wanted()->updateIdIs( Orv::UniqueId::fresh() );
+      EXPECT_EQ( known()->status(), ProgramResult::success );
       EXPECT_EQ( entries().size(), 3U );
-      EXPECT_EQ( status->ruless(), 3U );
-      EXPECT_EQ( Flitlog::records().size(), 1U );
+      EXPECT_EQ( known()->ruless(), 3U );
+      EXPECT_EQ( loggedIds(), said );
       info()->mtpProgramInfoDel( Mtp( 0 ) );
       Flitlog::recordsDelAll();
    }
 }
 
-TEST_F( IfpBed, ARuleThatBecomesAnAclsLeavesNothingOfItselfInTheChip ) {
+TEST_F( TheIngressMachines, LeaveNothingInTheChipOfARuleThatBecomesAnAcls ) {
    setAcl( "A", { Acl::RuleAction::permit } );
-   auto slice = programmer();
    auto mtp = matching( Mtp( 0 ), { 1 } );
-   run();
    const auto plain = entries();
    ASSERT_EQ( plain.size(), 1U );
    addAcl( mtp, "A" ); // ACLs are numbered first: its rule takes the match's number and entry
-   run();
    EXPECT_EQ( entries().size(), 2U ) << "the ACL's entry, and the match's in another place";
    mtp->ipMatchDel( to( 1 ) );
    run();
    ASSERT_EQ( entries().size(), 1U );
    EXPECT_NE( entries()[ 0 ].id, plain[ 0 ].id );
    mtp->aclDel( aclKey( "A" ) );
-   mtp->ipMatchIs( to( 2 ) );
-   run();
+   matching( Mtp( 0 ), { 2 } );
    ASSERT_EQ( entries().size(), 1U );
    EXPECT_EQ( entries()[ 0 ].actions.size(), 1U );
 }
 
-TEST_F( IfpBed, OfAnAclOnlyPermittingEntriesMirrorAndNoneDropsAtAnyTime ) {
+TEST_F( TheIngressMachines, MirrorByPermittingEntriesOfAnAclOnlyAndDropAtNoTime ) {
    setAcl( "A", { Acl::RuleAction::permit, Acl::RuleAction::deny } );
-   auto slice = programmer();
    bool dropped = false;
    gate().observerIs( [ & ]( const ChipModel::CallInfo& ) {
       for ( const EntryView& entry : entries() ) {
@@ -141,7 +172,6 @@ TEST_F( IfpBed, OfAnAclOnlyPermittingEntriesMirrorAndNoneDropsAtAnyTime ) {
    } );
    addAcl( info()->mtpProgramInfoIs( Mtp( 2 ) ), "A" );
    addAcl( info()->mtpProgramInfoIs( Mtp( 2 ) ), "missing" ); // is not applied
-   run();
    gate().observerIs( {} );
    EXPECT_FALSE( dropped );
    const auto installed = entries();
@@ -151,9 +181,7 @@ TEST_F( IfpBed, OfAnAclOnlyPermittingEntriesMirrorAndNoneDropsAtAnyTime ) {
    EXPECT_EQ( installed[ 0 ].actions[ 0 ].param0, 2U );
    EXPECT_TRUE( installed[ 1 ].actions.empty() );
    for ( const EntryView& entry : installed ) {
-      for ( const ChipModel::QualifierValue& value : entry.qualifiers ) {
-         EXPECT_NE( value.qualifier, Shim::Qualifier::dstClassL2 );
-      }
+      EXPECT_EQ( find( entry, Shim::Qualifier::dstClassL2 ), nullptr );
    }
    // A change of the ACL alone reaches nothing; its destination's going takes it along.
    setAcl( "A", { Acl::RuleAction::permit } );
@@ -164,13 +192,9 @@ TEST_F( IfpBed, OfAnAclOnlyPermittingEntriesMirrorAndNoneDropsAtAnyTime ) {
 }
 
 // The deny entry is the second one: it is asked for its drop action, and loses all of its actions.
-TEST_F( IfpBed, ADenyEntryNeverDropsAndNeverMirrorsWhateverTheChipRefuses ) {
-   const Karvel::KarvelAclFeature feature( 1 );
-   struct Case {
-      std::vector< std::pair< SdkCall, uint64_t > > refused;
-      size_t installed;
-   };
-   const Case cases[] = {
+TEST_F( TheIngressMachines, NeverDropNorMirrorByADenyEntryWhateverTheChipRefuses ) {
+   using Refused = std::vector< std::pair< SdkCall, uint64_t > >;
+   const std::pair< Refused, size_t > cases[] = {
       { { { SdkCall::bcm_field_action_get, 4 } }, 2 },
       { { { SdkCall::bcm_field_action_remove_all, 2 } }, 2 },
       { { { SdkCall::bcm_field_action_remove_all, 2 },
@@ -178,25 +202,23 @@ TEST_F( IfpBed, ADenyEntryNeverDropsAndNeverMirrorsWhateverTheChipRefuses ) {
             0 },
    };
    setAcl( "A", { Acl::RuleAction::permit, Acl::RuleAction::deny } );
-   auto slice = programmer();
    std::ostringstream said;
    Karvel::sdkErrorStreamIs( &said );
-   for ( const Case& one : cases ) {
-      for ( const auto& [ call, nth ] : one.refused ) {
+   for ( const auto& [ refused, installed ] : cases ) {
+      for ( const auto& [ call, nth ] : refused ) {
          refuse( call, nth );
       }
       addAcl( info()->mtpProgramInfoIs( Mtp( 0 ) ), "A" );
-      run();
-      EXPECT_EQ( entries().size(), one.installed );
+      EXPECT_EQ( entries().size(), installed );
       size_t mirroring = 0;
       for ( const EntryView& entry : entries() ) {
          mirroring += hasAction( entry, Shim::FieldAction::mirrorIngressTo );
          EXPECT_FALSE( hasAction( entry, Shim::FieldAction::drop ) );
       }
-      EXPECT_EQ( mirroring, one.installed / 2 );
-      EXPECT_EQ( helper->problem( 0, feature, { "A", Acl::ip() } ),
+      EXPECT_EQ( mirroring, installed / 2 );
+      EXPECT_EQ( helper->problem( 0, Karvel::KarvelAclFeature( 1 ), { "A", Acl::ip() } ),
             Ixo::AclCreateError::aclCreateErrorHardware );
-      EXPECT_EQ( slice->ifpSmStatus()->status( key0 )->status(), ProgramResult::success );
+      EXPECT_EQ( known()->status(), ProgramResult::success );
       info()->mtpProgramInfoDel( Mtp( 0 ) );
       run();
       EXPECT_TRUE( entries( false ).empty() );
@@ -207,17 +229,13 @@ TEST_F( IfpBed, ADenyEntryNeverDropsAndNeverMirrorsWhateverTheChipRefuses ) {
                                         "ERROR:Operation failed (rv:-11)\n" ) );
 }
 
-TEST_F( IfpBed, RulesAreNumberedWithoutGapsAndADestinationWithoutRulesHasNoConfiguration ) {
-   for ( const char* name : { "A", "B", "C" } ) {
-      setAcl( name, { Acl::RuleAction::permit } );
-   }
-   auto slice = programmer();
+TEST_F( TheIngressMachines, NumberRulesWithoutGapsAndConfigureNothingWithoutRules ) {
    auto mtp = info()->mtpProgramInfoIs( Mtp( 0 ) );
    for ( const char* name : { "A", "B", "C" } ) {
+      setAcl( name, { Acl::RuleAction::permit } );
       addAcl( mtp, name );
    }
-   run();
-   auto config = slice->ifpSmConfig()->config( key0 );
+   auto config = wanted();
    ASSERT_TRUE( config );
    EXPECT_EQ( config->rules().keys(), ( std::vector< uint32_t >{ 0, 1, 2 } ) );
    const Orv::UniqueId generation = config->updateId();
@@ -230,49 +248,43 @@ TEST_F( IfpBed, RulesAreNumberedWithoutGapsAndADestinationWithoutRulesHasNoConfi
    EXPECT_EQ( entries().size(), 1U );
    mtp->aclDel( aclKey( "C" ) );
    run();
-   EXPECT_FALSE( slice->ifpSmConfig()->configHas( key0 ) );
-   EXPECT_FALSE( slice->ifpStatus()->statusHas( Mtp( 0 ) ) );
-   EXPECT_FALSE( slice->ifpSmStatus()->statusHas( key0 ) );
+   EXPECT_FALSE( wanted() || known() || slice->ifpStatus()->status( Mtp( 0 ) ) );
    EXPECT_TRUE( entries( false ).empty() );
 }
 
-TEST_F( IfpBed, ProgramInformationThatGoesLeavesNoEntryAndItsReturnBringsAllBack ) {
+TEST_F( TheIngressMachines, LeaveNoEntryWithoutInformationAndBringAllBackWithIt ) {
    setAcl( "A", { Acl::RuleAction::permit } );
-   auto slice = programmer();
    auto fill = [ & ] { addAcl( matching( Mtp( 0 ), { 1, 2 } ), "A" ); };
    fill();
-   run();
    EXPECT_EQ( entries().size(), 3U );
    const auto configs = slice->ifpConfig();
    info( 5 ); // another logical FAP's
-   programInfo->lfMtpProgramInfoDel( LogicalFap::LogicalFapId( 5 ) );
+   forgetInfo( 5 );
    EXPECT_EQ( entries().size(), 3U );
-   programInfo->lfMtpProgramInfoDel( LogicalFap::LogicalFapId( 0 ) );
+   forgetInfo();
    EXPECT_TRUE( entries( false ).empty() );
-   EXPECT_FALSE( slice->ifpProgrammer() );
-   EXPECT_FALSE( slice->ifpSm() );
+   EXPECT_FALSE( slice->ifpProgrammer() || slice->ifpSm() );
    EXPECT_EQ( slice->ifpConfig(), configs ) << "the collections stay";
    fill();
-   run();
    EXPECT_EQ( entries().size(), 3U );
-   EXPECT_EQ( slice->ifpSmStatus()->status( key0 )->status(), ProgramResult::success );
+   EXPECT_EQ( known()->status(), ProgramResult::success );
    // Gone and back within one batch is another entity.
    {
       Zol::Batch batch;
-      programInfo->lfMtpProgramInfoDel( LogicalFap::LogicalFapId( 0 ) );
+      forgetInfo();
       matching( Mtp( 1 ), { 5 } );
    }
    run();
    EXPECT_EQ( entries().size(), 1U );
    slice = nullptr;
    EXPECT_TRUE( entries( false ).empty() );
+   start();
+   EXPECT_EQ( entries().size(), 1U );
 }
 
-TEST_F( IfpBed, AStaleStatusIsNotBelieved ) {
-   auto slice = programmer();
+TEST_F( TheIngressMachines, DoNotBelieveAStaleStatus ) {
    matching( Mtp( 0 ), { 1 } );
-   run();
-   auto smStatus = slice->ifpSmStatus()->status( key0 );
+   auto smStatus = known();
    auto status = slice->ifpStatus()->status( Mtp( 0 ) );
    const Orv::UniqueId answered = smStatus->updateId();
    status->statusIs( ProgramResult::entryInstallFailure );
@@ -283,33 +295,26 @@ TEST_F( IfpBed, AStaleStatusIsNotBelieved ) {
    // The watcher of the feature's status does not believe such a one either.
    smStatus->updateIdIs( Orv::UniqueId::fresh() );
    smStatus->statusIs( ProgramResult::entryInstallFailure );
-   EXPECT_TRUE( Flitlog::records().empty() );
+   EXPECT_TRUE( loggedIds().empty() );
    smStatus->updateIdIs( answered );
-   EXPECT_EQ( Flitlog::records().size(), 1U );
+   EXPECT_EQ( loggedIds().size(), 1U );
 }
 
-TEST_F( IfpBed, WhatABrokenAgentAsksIsFatalButInSimulations ) {
+TEST_F( TheIngressMachines, StopOnWhatABrokenAgentAsksButInSimulations ) {
    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // the variable is read once per process
-   auto slice = programmer();
-   auto programUnknown = [ & ] {
-      matching( Mtp( 0 ), { 1 } )->ipMatchIntfIs( Plix::IntfId( "Nowhere1" ) );
-      run();
-   };
+   auto programUnknown = [ & ] { matching( Mtp( 0 ), { 1 }, "Nowhere1" ); };
    EXPECT_DEATH( mtpToFeature( 4 ), "false && \"Invalid MTP\"" );
    EXPECT_DEATH(
          {
             refuse( SdkCall::bcm_field_qualify_SrcIp );
             matching( Mtp( 0 ), { 1 } );
-            run();
          },
          "bcm_field_qualify_SrcIp.* API ERROR:Operation failed \\(-11\\)" );
    EXPECT_DEATH( programUnknown(), "KarvelTcam::intfToPortHas\\( scsd\\(\\), intf \\)" );
    auto simulate = [ & ] {
       setenv( "SIMULATION_VMID", "7", 1 );
       programUnknown();
-      const bool good = entries().size() == 1 &&
-            slice->ifpSmStatus()->status( key0 )->status() == ProgramResult::success;
-      exit( good ? 0 : 1 );
+      exit( entries().size() == 1 && known()->status() == ProgramResult::success ? 0 : 1 );
    };
    EXPECT_EXIT( simulate(), ::testing::ExitedWithCode( 0 ), "" );
 }

@@ -1,28 +1,22 @@
 // The mounter: what it mounts, and what it builds in which order on which chip.
 
-#include <gtest/gtest.h>
-
-#include "AgentServices/TcamGroupManager.h"
-#include "ChipModel/Switch.h"
 #include "Platform/Zol/TypeRegistry.h"
 #include "PluginMounters/Slice/KarvelMirrorSliceMounter.h"
 #include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelperV2.h"
 #include "PluginMounters/Slice/SliceCliCallback.h"
+#include "Tests/ChipBed.h"
 
 namespace KarvelMirror {
 
-class MounterTest : public ::testing::Test {
+class TheMounter : public SwitchBed {
  protected:
-   MounterTest() {
-      box.addChip( 3, *ChipModel::chipProfile( "trident3" ) );
-      ::Shim::sdk_ = &box.sdk();
-   }
+   TheMounter() { box.addChip( 3, *ChipModel::chipProfile( "trident3" ) ); }
    // Builds a slice on a chip with these attributes.
    Zol::Ptr< SliceMounter > build(
          const KarvelCentral::ChipAttributes& attributes, const char* missing = "" ) {
       auto put = [ & ]( const char* path, Zol::Ptr< Zol::Entity > entity ) {
-         if ( std::string_view( path ).find( missing ) == std::string_view::npos ||
-               !*missing ) {
+         if ( !*missing ||
+               std::string_view( path ).find( missing ) == std::string_view::npos ) {
             store.entityIs( path, entity );
          }
       };
@@ -50,7 +44,8 @@ class MounterTest : public ::testing::Test {
       mounter->doMountsComplete( manager.mountsComplete(), manager );
       return mounter;
    }
-   static KarvelCentral::ChipAttributes chip( bool helpers, bool newTcam, bool loopback ) {
+   static KarvelCentral::ChipAttributes attributesOf(
+         bool helpers, bool newTcam, bool loopback ) {
       KarvelCentral::ChipAttributes attributes;
       attributes.chipIs( "test" );
       attributes.mirroringTcamHelpersIs( helpers );
@@ -59,28 +54,27 @@ class MounterTest : public ::testing::Test {
       return attributes;
    }
 
-   ChipModel::Switch box;
    Hubdb::Store store;
    Hubdb::EntityManager manager{ store };
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
    Zol::Ptr< Zol::Dir > shared = Zol::make< Zol::Dir >();
 };
 
-TEST_F( MounterTest, buildsWhatTheChipNeeds ) {
-   auto direct = build( chip( true, false, true ) );
+TEST_F( TheMounter, BuildsWhatTheChipNeeds ) {
+   auto direct = build( attributesOf( true, false, true ) );
    EXPECT_TRUE( direct->loopbackHelperSm() && direct->mtpProgramInfoCollSm() );
    EXPECT_TRUE( direct->tcamHelperSm() && direct->rootSm() && direct->aclProgrammerSm() );
    EXPECT_FALSE( direct->configSm() );
    EXPECT_EQ( direct->unit(), 3 );
    EXPECT_EQ( direct->fwkType(), "KarvelMirror::SliceMounter" );
-   auto plain = build( chip( false, false, true ) );
+   auto plain = build( attributesOf( false, false, true ) );
    EXPECT_TRUE( plain->loopbackHelperSm() && plain->mtpProgramInfoCollSm() );
    EXPECT_FALSE( plain->tcamManager() || plain->rootSm() || plain->aclProgrammerSm() );
    EXPECT_FALSE( plain->tcamHelperConfig() );
 }
 
-TEST_F( MounterTest, asksForRequestsOnTheNewTcamInterface ) {
-   auto mounter = build( chip( true, true, false ), "unit" );
+TEST_F( TheMounter, AsksForRequestsOnTheNewTcamInterface ) {
+   auto mounter = build( attributesOf( true, true, false ), "unit" );
    EXPECT_EQ( mounter->unit(), 0 ) << "where the common data names none";
    EXPECT_FALSE( mounter->loopbackHelperSm() );
    EXPECT_FALSE( mounter->tcamHelperSm() ) << "there is no manager to ask";
@@ -88,21 +82,21 @@ TEST_F( MounterTest, asksForRequestsOnTheNewTcamInterface ) {
    auto featureCommon = Zol::make< KarvelCentral::FeatureAgentCommonSmData >();
    featureCommon->tcamEventsIs( Zol::make< KarvelTcamConfig::KarvelTcamEvents >( "left" ) );
    shared->entityIs( "featureCommon", Zol::Ptr< Zol::Entity >( featureCommon ) );
-   mounter = build( chip( true, true, false ) );
+   mounter = build( attributesOf( true, true, false ) );
    EXPECT_TRUE( Zol::dynamicCast< TcamHelperSmV2 >( mounter->tcamHelperSm() ) );
    EXPECT_TRUE( featureCommon->tcamEvents()->clientWarm() );
 }
 
-TEST_F( MounterTest, stopsWhenWhatItNeedsIsMissing ) {
-   const auto any = chip( true, false, false );
+TEST_F( TheMounter, StopsWhenWhatItNeedsIsMissing ) {
+   const auto any = attributesOf( true, false, false );
    EXPECT_DEATH( build( any, "mtpProgramInfo" ), "lfMtpProgramInfo\\(\\)" );
    EXPECT_DEATH( build( any, "cpuRecircStatus" ), "cpuRecircStatus\\(\\)" );
    EXPECT_DEATH( build( any, "sliceCapability" ), "sliceCapability\\(\\)" );
    EXPECT_DEATH( build( any, "karvelCommon" ), "scsd\\(\\)" );
 }
 
-TEST_F( MounterTest, isFoundByTheCommandCallbackOfItsName ) {
-   auto mounter = build( chip( false, false, false ) );
+TEST_F( TheMounter, IsFoundByTheCommandCallbackOfItsName ) {
+   auto mounter = build( attributesOf( false, false, false ) );
    shared->entityIs( "left", Zol::Ptr< Zol::Entity >( mounter ) );
    shared->entityIs( "right", Zol::Ptr< Zol::Entity >( scsd ) );
    auto callbackOf = [ & ]( const char* name ) {

@@ -3,9 +3,9 @@
 // The field processors' machines on a chip of the model, with the agent's real services.
 
 #include "AgentServices/EmbeddedAclHelper.h"
-#include "Platform/Flitlog/Flitlog.h"
 #include "PluginMounters/Slice/AclProgrammerSm.h"
 #include "Tests/ChipBed.h"
+#include "Tests/Names.h"
 
 namespace KarvelMirror::Slice {
 
@@ -27,10 +27,11 @@ class SliceBed : public ChipBed {
          aclConfig->aclTypeConfigIs( type );
       }
       Flitlog::recordsDelAll();
+      start();
    }
 
    // The machines as the slice has them.
-   Zol::Ptr< AclProgrammerSm > programmer() {
+   void start() {
       AclProgrammerSm::Context context;
       context.lfMtpProgramInfoColl = programInfo;
       context.sliceMtpProgramStatus = programStatus;
@@ -38,16 +39,27 @@ class SliceBed : public ChipBed {
       context.aclSmPluginEntity = plugin;
       context.taskScheduler = Orv::TaskSchedulerRoot::findOrCreateScheduler();
       context.scsd = scsd;
-      auto made = Zol::make< AclProgrammerSm >( context, aclConfig );
-      made->zolStart();
+      slice = Zol::make< AclProgrammerSm >( context, aclConfig );
+      slice->zolStart();
       run();
-      return made;
    }
    Zol::Ptr< LogicalFapMtpProgramInfo > info( uint16_t fap = 0 ) {
       return programInfo->lfMtpProgramInfoIs( LogicalFap::LogicalFapId( fap ) );
    }
+   void forgetInfo( uint16_t fap = 0 ) {
+      programInfo->lfMtpProgramInfoDel( LogicalFap::LogicalFapId( fap ) );
+   }
    void run() { Zol::activityManager().runUntilIdle(); }
 
+   static const ChipModel::QualifierValue* find(
+         const ChipModel::EntryView& entry, Shim::Qualifier qualifier ) {
+      for ( const ChipModel::QualifierValue& value : entry.qualifiers ) {
+         if ( value.qualifier == qualifier ) {
+            return &value;
+         }
+      }
+      return nullptr;
+   }
    static bool hasAction( const ChipModel::EntryView& entry, Shim::FieldAction action ) {
       return std::any_of( entry.actions.begin(), entry.actions.end(),
             [ action ]( const auto& one ) { return one.action == action; } );
@@ -60,6 +72,7 @@ class SliceBed : public ChipBed {
    Zol::Ptr< LogicalFapMtpProgramInfoColl > programInfo =
          Zol::make< LogicalFapMtpProgramInfoColl >();
    Zol::Ptr< SliceMtpProgramStatus > programStatus = Zol::make< SliceMtpProgramStatus >();
+   Zol::Ptr< AclProgrammerSm > slice;
 };
 
 } // namespace KarvelMirror::Slice

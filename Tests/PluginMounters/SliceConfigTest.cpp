@@ -1,30 +1,24 @@
 // Chip-wide settings, tunnel profiles and the loopback port: what is written when, and what stops
 // the agent.
 
-#include <gtest/gtest.h>
-
-#include "ChipModel/Switch.h"
 #include "Platform/Karvel/SdkCall.h"
 #include "PluginMounters/Slice/ChipWide/GreKeyTables.h"
 #include "PluginMounters/Slice/ChipWide/LoopbackHelperSm.h"
 #include "PluginMounters/Slice/ChipWide/MtpProgramInfoSm.h"
+#include "Tests/ChipBed.h"
+#include "Tests/Names.h"
 
 namespace KarvelMirror::Slice {
 
-using ChipModel::SdkCall;
-
-namespace {
-
-class SliceConfigTest : public ::testing::Test {
+class TheSettings : public SwitchBed {
  protected:
-   SliceConfigTest() {
+   TheSettings() {
       Zol::activityManager().timeSourceIs( Zol::TimeSource::virtualTime );
-      ::Shim::sdk_ = &box.sdk();
       Karvel::sdkErrorStreamIs( &errors );
    }
-   ~SliceConfigTest() override { Karvel::sdkErrorStreamIs( nullptr ); }
+   ~TheSettings() override { Karvel::sdkErrorStreamIs( nullptr ); }
 
-   void chip( const std::string& profile, uint16_t unit = 0 ) {
+   void addChip( const std::string& profile, uint16_t unit = 0 ) {
       box.addChip( unit, *ChipModel::chipProfile( profile ) );
       scsd->unitIs( unit );
    }
@@ -38,63 +32,47 @@ class SliceConfigTest : public ::testing::Test {
    }
    void run() { Zol::activityManager().runUntilIdle(); }
    uint64_t writes() { return calls( SdkCall::soc_mem_write ); }
-   uint64_t calls( SdkCall call ) { return box.control().gate().calls( call ); }
-   ChipModel::ChipState state( int unit = 0 ) { return box.control().state( unit ); }
-   void refuse( SdkCall call, Shim::Rc rc = Shim::Sdk::QX_BCM_E_FAIL() ) {
-      ChipModel::Fault fault;
-      fault.call = call;
-      fault.rc = rc;
-      box.control().gate().faultAdd( fault );
-   }
-   // What differs from the chip as it was.
-   std::vector< std::string > changes( const ChipModel::ChipState& before ) {
-      return ChipModel::differences(
-            before, state( before.unit ), ChipModel::ReadBackScope::programmed );
-   }
 
-   ChipModel::Switch box;
    std::ostringstream errors;
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();
    Zol::Ptr< Mirroring::Config > sessions = Zol::make< Mirroring::Config >();
 };
 
-class EveryKeyFamily : public SliceConfigTest,
+class EveryKeyFamily : public TheSettings,
                        public ::testing::WithParamInterface< std::string > {};
 
-} // namespace
-
-TEST_P( EveryKeyFamily, ThePatchIsInWhileASessionHasAKey ) {
-   chip( GetParam() );
+TEST_P( EveryKeyFamily, HasThePatchWhileASessionHasAKey ) {
+   addChip( GetParam() );
    auto machine = configSm();
-   const ChipModel::ChipState before = state();
-   const uint64_t started = box.control().gate().calls();
+   const ChipModel::ChipState before = chip();
+   const uint64_t started = gate().calls();
    const uint64_t atStart = writes();
    sessions->sessionIs( "plain" );
    run();
-   EXPECT_EQ( box.control().gate().calls(), started ) << "no finding, no call";
+   EXPECT_EQ( gate().calls(), started ) << "no finding, no call";
    key( "a", 0 ); // a key, too
    run();
    const uint64_t patch = writes() - atStart;
    EXPECT_GT( patch, 0u );
-   const ChipModel::ChipState keyed = state();
+   const ChipModel::ChipState keyed = chip();
    EXPECT_FALSE( changes( before ).empty() );
-   const uint64_t calls = box.control().gate().calls();
+   const uint64_t calls = gate().calls();
    key( "b", 7 );
    key( "a", 1 );
    sessions->sessionDel( "a" );
    run();
-   EXPECT_EQ( box.control().gate().calls(), calls );
+   EXPECT_EQ( gate().calls(), calls );
    EXPECT_TRUE( changes( keyed ).empty() );
    sessions->sessionIs( "b" )->greTunnelKeyDel();
    run();
-   EXPECT_EQ( changes( before ), std::vector< std::string >() );
+   EXPECT_EQ( changes( before ), Strings() );
    EXPECT_FALSE( machine->greKeyPatchApplied() );
    EXPECT_EQ( writes(), atStart + 2 * patch );
    // A machine that goes takes it back; another one looks again.
    key( "b", 7 );
    run();
    machine = nullptr;
-   EXPECT_EQ( changes( before ), std::vector< std::string >() );
+   EXPECT_EQ( changes( before ), Strings() );
    machine = configSm();
    EXPECT_TRUE( machine->greKeyPatchApplied() );
    EXPECT_TRUE( changes( keyed ).empty() );
@@ -102,14 +80,10 @@ TEST_P( EveryKeyFamily, ThePatchIsInWhileASessionHasAKey ) {
 }
 INSTANTIATE_TEST_SUITE_P( Families, EveryKeyFamily,
       ::testing::Values( "tomahawk", "trident3-x4", "trident3-x2", "trident3", "helix5" ),
-      []( const auto& chip ) {
-         return chip.param.find( '-' ) == std::string::npos
-               ? chip.param
-               : std::string( chip.param ).replace( chip.param.find( '-' ), 1, "_" );
-      } );
+      []( const auto& chip ) { return testName( chip.param ); } );
 
-TEST_F( SliceConfigTest, OneLookServesABurstOfSessions ) {
-   chip( "trident3" );
+TEST_F( TheSettings, AreLookedAtOnceForABurstOfSessions ) {
+   addChip( "trident3" );
    auto machine = configSm();
    for ( int i = 0; i < 1000; ++i ) {
       key( "session" + std::to_string( i ), 5 );
@@ -132,11 +106,11 @@ TEST_F( SliceConfigTest, OneLookServesABurstOfSessions ) {
    EXPECT_TRUE( machine->greKeyPatchApplied() );
 }
 
-TEST_F( SliceConfigTest, BesidesARefusedEntryTheOthersAreWritten ) {
-   chip( "tomahawk", 0 );
-   chip( "tomahawk", 1 );
+TEST_F( TheSettings, AreWrittenButForARefusedEntry ) {
+   addChip( "tomahawk", 0 );
+   addChip( "tomahawk", 1 );
    auto machine = configSm();
-   const ChipModel::ChipState second = state( 1 );
+   const ChipModel::ChipState second = chip( 1 );
    refuse( SdkCall::soc_mem_read );
    key( "a", 7 );
    run();
@@ -144,13 +118,14 @@ TEST_F( SliceConfigTest, BesidesARefusedEntryTheOthersAreWritten ) {
    EXPECT_EQ( changes( second ).size(), 8u );
 }
 
-TEST_F( SliceConfigTest, AnUnavailableQueueControlIsToleratedAndAnotherErrorIsTraced ) {
-   chip( "tomahawk" );
-   refuse( SdkCall::bcm_switch_control_set, Shim::Sdk::QX_BCM_E_UNAVAIL() );
+TEST_F( TheSettings, MayLackTheQueueControlButTraceAnotherError ) {
+   addChip( "tomahawk" );
+   refuse( SdkCall::bcm_switch_control_set, 1, Fault::Effect::notDone,
+         Shim::Sdk::QX_BCM_E_UNAVAIL() );
    configSm();
    EXPECT_EQ( errors.str(), "" );
-   EXPECT_EQ( state().switchControls[ 0 ].value, -1 );
-   EXPECT_EQ( state().switchControls[ 1 ].value, 0 );
+   EXPECT_EQ( chip().switchControls[ 0 ].value, -1 );
+   EXPECT_EQ( chip().switchControls[ 1 ].value, 0 );
    refuse( SdkCall::bcm_switch_control_set );
    auto machine = configSm();
    EXPECT_NE( errors.str().find( " API ERROR:Operation failed (rc:-11)" ), std::string::npos );
@@ -159,14 +134,13 @@ TEST_F( SliceConfigTest, AnUnavailableQueueControlIsToleratedAndAnotherErrorIsTr
    EXPECT_TRUE( machine->greKeyPatchApplied() ) << "start goes on";
 }
 
-TEST_F( SliceConfigTest, AnSdkWhoseEditorProfilesAreNotKnownStopsTheAgent ) {
+TEST_F( TheSettings, StopTheAgentOnAnSdkWhoseEditorProfilesAreNotKnown ) {
    box.control().sdkVersionIs( 60524 );
-   chip( "trident3" );
-   const ChipModel::ChipState before = state();
+   addChip( "trident3" );
+   const ChipModel::ChipState before = chip();
    configSm();
    EXPECT_EQ( changes( before ),
-         ( std::vector< std::string >{
-               "ING_FLEX_EDITOR_PROFILEm[3] OFFSETf: nothing before, 0x0 after",
+         ( Strings{ "ING_FLEX_EDITOR_PROFILEm[3] OFFSETf: nothing before, 0x0 after",
                "EGR_FLEX_EDITOR_PROFILEm[5] OFFSETf: nothing before, 0x0 after" } ) );
    ChipModel::Switch newer;
    newer.control().sdkVersionIs( 70100 );
@@ -177,9 +151,7 @@ TEST_F( SliceConfigTest, AnSdkWhoseEditorProfilesAreNotKnownStopsTheAgent ) {
 
 // --- Tunnel profiles ------------------------------------------------------------------------
 
-namespace {
-
-class TunnelConfigTest : public SliceConfigTest {
+class TheTunnelProfiles : public TheSettings {
  protected:
    void tunnel(
          uint8_t id, uint32_t headerSize, bool active = true, const char* to = "1.2.3.4" ) {
@@ -193,17 +165,18 @@ class TunnelConfigTest : public SliceConfigTest {
    }
    Zol::Ptr< MtpTunnelConfigSm > machine( Zol::Ptr< PtHelper > helper ) {
       auto made = Zol::make< MtpTunnelConfigSm >(
-            0, uint8_t{ 16 }, "EGR_HEADER_INSERT_PROFILE", info, helper );
+            0U, uint8_t{ 16 }, "EGR_HEADER_INSERT_PROFILE", info, helper );
       made->zolStart();
       return made;
    }
-   // The next sixteen writes, by profile index, and that they are in order.
-   std::vector< TableValues > written( MockPtHelper& helper ) {
+   // What was written since: each of the sixteen entries once, in order.
+   std::vector< TableValues > written() {
       std::vector< TableValues > entries;
       for ( uint64_t idx = 0; idx < 16; ++idx ) {
-         entries.push_back( helper.dataDeq() );
+         entries.push_back( mock->dataDeq() );
          EXPECT_EQ( entries.back().fields( "BCMLT_PT_INDEX" ), 16 + idx );
       }
+      EXPECT_EQ( mock->queued(), 0u );
       return entries;
    }
    static std::vector< uint64_t > sizes( const TableValues& entry ) {
@@ -219,52 +192,47 @@ class TunnelConfigTest : public SliceConfigTest {
    using Sizes = std::vector< uint64_t >;
 };
 
-} // namespace
-
-TEST_F( TunnelConfigTest, AHeaderIsInsertedInOnePieceOrTwo ) {
+TEST_F( TheTunnelProfiles, InsertAHeaderInOnePieceOrTwo ) {
    tunnel( 3, 50 );
    tunnel( 0, 100, true, "2001:db8::1" );
    tunnel( 1, 40, false );
    tunnel( 2, 64 );
    auto made = machine( mock );
-   const auto entries = written( *mock );
+   const auto entries = written();
    EXPECT_EQ( sizes( entries[ 5 ] ), ( Sizes{ 1, 50, 13, 0, 0, 0 } ) );
    EXPECT_EQ( sizes( entries[ 2 ] ), ( Sizes{ 1, 64, 13, 1, 36, 1 } ) );
    EXPECT_EQ( sizes( entries[ 4 ] ), ( Sizes{ 1, 64, 13, 0, 0, 0 } ) );
-   for ( size_t idx : { 0, 1, 3, 6, 15 } ) {
+   for ( size_t idx : { 0U, 1U, 3U, 6U, 15U } ) {
       for ( const auto& [ field, value ] : entries[ idx ].fields() ) {
          EXPECT_TRUE( field == "BCMLT_PT_INDEX" || value == 0 ) << idx << " " << field;
       }
       EXPECT_EQ( entries[ idx ].fieldss(), 12u );
    }
-   EXPECT_EQ( mock->queued(), 0u );
    EXPECT_EQ( mock->data( 0 ).fields( "BCMLT_PT_INDEX" ), 31u );
 }
 
-TEST_F( TunnelConfigTest, AnyChangeOfAHeaderRewritesAllEntriesOnce ) {
+TEST_F( TheTunnelProfiles, AreAllRewrittenOnceForAnyChangeOfAHeader ) {
    tunnel( 3, 50 );
    auto made = machine( mock );
-   written( *mock );
+   written();
    tunnel( 3, 50, true, "1.2.3.5" ); // the same header to somebody else
    EXPECT_EQ( mock->queued(), 0u );
    tunnel( 3, 54 );
-   EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 54u );
-   EXPECT_EQ( mock->queued(), 0u );
+   EXPECT_EQ( sizes( written()[ 5 ] )[ 1 ], 54u );
    tunnel( 3, 74, true, "2001:db8::1" ); // leaves one buffer and comes into the other
-   EXPECT_EQ( sizes( written( *mock )[ 5 ] ), ( Sizes{ 1, 64, 13, 1, 10, 1 } ) );
-   EXPECT_EQ( mock->queued(), 0u );
+   EXPECT_EQ( sizes( written()[ 5 ] ), ( Sizes{ 1, 64, 13, 1, 10, 1 } ) );
    info->tunnelDel( TunnelId( 3 ) );
    run();
-   EXPECT_EQ( sizes( written( *mock )[ 5 ] ), ( Sizes{ 0, 0, 0, 0, 0, 0 } ) );
+   EXPECT_EQ( sizes( written()[ 5 ] ), ( Sizes{ 0, 0, 0, 0, 0, 0 } ) );
    tunnel( 3, 54 );
-   EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 54u );
+   EXPECT_EQ( sizes( written()[ 5 ] )[ 1 ], 54u );
    made = nullptr;
-   EXPECT_EQ( sizes( written( *mock )[ 5 ] )[ 1 ], 0u ) << "gone with the machine";
+   EXPECT_EQ( sizes( written()[ 5 ] )[ 1 ], 0u ) << "gone with the machine";
    EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), 0u );
 }
 
-TEST_F( TunnelConfigTest, ARefusedTableCallStopsTheProcessWithItsText ) {
-   chip( "trident4" );
+TEST_F( TheTunnelProfiles, StopTheProcessWhenATableCallIsRefused ) {
+   addChip( "trident4" );
    auto made = machine( Zol::make< BcmPtHelper >() );
    for ( const SdkCall call : { SdkCall::bcmlt_entry_allocate, SdkCall::bcmlt_entry_field_add,
                SdkCall::bcmlt_pt_entry_commit, SdkCall::bcmlt_entry_free } ) {
@@ -279,14 +247,14 @@ TEST_F( TunnelConfigTest, ARefusedTableCallStopsTheProcessWithItsText ) {
    tunnel( 13, 50 );
 }
 
-TEST_F( TunnelConfigTest, TheBringUpNeedsTheChipsFirstProfile ) {
-   chip( "trident3" );
+TEST_F( TheTunnelProfiles, NeedTheChipsFirstOneForTheBringUp ) {
+   addChip( "trident3" );
    const LogicalFap::LogicalFapId fap( 0 );
    auto all = Zol::make< LogicalFapMtpProgramInfoColl >();
    all->lfMtpProgramInfoIs( fap );
    auto bringUp = [ & ] {
       auto made = Zol::make< MtpProgramInfoCollSm >(
-            0, fap, all, Orv::TaskSchedulerRoot::findOrCreateScheduler(), scsd, sessions );
+            0U, fap, all, Orv::TaskSchedulerRoot::findOrCreateScheduler(), scsd, sessions );
       made->zolStart();
       return made;
    };
@@ -297,13 +265,13 @@ TEST_F( TunnelConfigTest, TheBringUpNeedsTheChipsFirstProfile ) {
    scsd->chipProfileIs( features );
    EXPECT_DEATH( bringUp(), "mirrAttr && mirrAttr->mirrorEditIdBase\\(\\)" );
    mirror->mirrorEditIdBaseIs( 8 );
-   const ChipModel::ChipState before = state();
+   const ChipModel::ChipState before = chip();
    key( "keyed", 7 );
    auto made = bringUp();
    EXPECT_TRUE( Zol::dynamicCast< const MockPtHelper >(
          made->mtpProgramInfoSm()->mtpTunnelConfigSm()->ptHelper() ) );
    EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), 0u );
-   const std::vector< std::string > keyed = changes( before );
+   const Strings keyed = changes( before );
    all->lfMtpProgramInfoDel( fap );
    EXPECT_FALSE( made->mtpProgramInfoSm() );
    EXPECT_LT( changes( before ).size(), keyed.size() ) << "the patch is taken back";
@@ -313,12 +281,10 @@ TEST_F( TunnelConfigTest, TheBringUpNeedsTheChipsFirstProfile ) {
 
 // --- The loopback port ------------------------------------------------------------------------
 
-namespace {
-
-class LoopbackTest : public SliceConfigTest {
+class TheLoopbackPort : public TheSettings {
  protected:
-   LoopbackTest() {
-      chip( "tomahawk3" );
+   TheLoopbackPort() {
+      addChip( "tomahawk3" );
       scsd->chipTableIs( Zol::make< KarvelCentral::ChipTable >() );
       KarvelCentral::ChipAttributes attributes;
       attributes.chipIs( "tomahawk3" );
@@ -343,9 +309,7 @@ class LoopbackTest : public SliceConfigTest {
          Zol::make< KarvelCentral::PortTabWriteRequestDir >();
 };
 
-} // namespace
-
-TEST_F( LoopbackTest, ThePortIsEnteredInTheMapOnceItIsKnown ) {
+TEST_F( TheLoopbackPort, IsEnteredInTheMapOnceItIsKnown ) {
    using KarvelCentral::PortTab;
    scsd->karvelModIdIs( 0, 5 );
    auto made = helper();
@@ -368,7 +332,7 @@ TEST_F( LoopbackTest, ThePortIsEnteredInTheMapOnceItIsKnown ) {
    EXPECT_EQ( requests->requests(), 0u );
 }
 
-TEST_F( LoopbackTest, WhatCannotBeTrueStopsTheAgent ) {
+TEST_F( TheLoopbackPort, StopsTheAgentWhenWhatIsSaidCannotBe ) {
    status->portIs( "Loopback0", { 0, 161 } );
    EXPECT_DEATH( helper(), "scsd\\(\\)->karvelModIdHas\\( sp.unit\\(\\) \\)" );
    scsd->karvelModIdIs( 0, 5 );

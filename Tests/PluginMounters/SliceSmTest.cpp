@@ -2,15 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "PluginMounters/Slice/Ports/KarvelMirrorSliceSm.h"
 
 namespace KarvelMirror {
 
 using Op = ProgrammingOp;
 
-class SliceSmTest : public ::testing::Test {
+class TheSliceMachines : public ::testing::Test {
  protected:
-   SliceSmTest() {
+   TheSliceMachines() {
       Zol::activityManager().timeSourceIs( Zol::TimeSource::virtualTime );
       for ( int port = 1; port <= 8; ++port ) {
          scsd->karvelPortToIntfIs( { 0, port }, "Ethernet" + std::to_string( port ) );
@@ -26,25 +28,27 @@ class SliceSmTest : public ::testing::Test {
    // Publishes a destination's sources, and lets the loop run.
    Zol::Ptr< MtpProgramInfo > publish(
          Direction direction, std::vector< int > ports, std::vector< int > trunks = {} ) {
-      Zol::Ptr< MtpProgramInfo > info;
-      {
-         Zol::Batch batch;
-         info = coll->lfMtpProgramInfoIs( fap )->mtpProgramInfoIs( mtp );
-         info->directionIs( direction );
-         info->aclPortMirroringIs( true );
-         for ( int port : ports ) {
-            info->srcPortIs( SourcePort::ofPort( 0, port ) );
-         }
-         for ( int trunk : trunks ) {
-            info->srcPortIs( SourcePort::ofTrunk( trunk ) );
-         }
+      std::optional< Zol::Batch > batch( std::in_place );
+      auto info = coll->lfMtpProgramInfoIs( fap )->mtpProgramInfoIs( mtp );
+      info->directionIs( direction );
+      info->aclPortMirroringIs( true );
+      for ( int port : ports ) {
+         info->srcPortIs( SourcePort::ofPort( 0, port ) );
       }
-      Zol::activityManager().runUntilIdle();
+      for ( int trunk : trunks ) {
+         info->srcPortIs( SourcePort::ofTrunk( trunk ) );
+      }
+      batch.reset();
+      run();
       return info;
    }
+   void run() { Zol::activityManager().runUntilIdle(); }
    Zol::Ptr< const Op > op() const {
-      auto config = helperConfig->mtpHelperConfig( mtp );
-      return config ? config->programmingOp() : nullptr;
+      return helperConfig->mtpHelperConfig( mtp )->programmingOp();
+   }
+   void expectFull( Op::TcamFeature feature ) {
+      EXPECT_TRUE( op()->fullReprogram() );
+      EXPECT_EQ( op()->feature(), feature );
    }
    RuleData onlyRule( const Zol::String& aclName ) const {
       auto acl = op()->groupData()->aclData( TcamAclKey( aclName, TcamAclType::port() ) );
@@ -65,31 +69,29 @@ class SliceSmTest : public ::testing::Test {
    Zol::Ptr< SliceRootSm > root;
 };
 
-TEST_F( SliceSmTest, firstReviewReprogramsInFullWithTheSourcesThatAreSupported ) {
+TEST_F( TheSliceMachines, ReprogramInFullWithTheSupportedSourcesAtTheFirstReview ) {
    publish( Direction::egress, { 2, 40 }, { 5, 6, 7 } );
-   EXPECT_TRUE( op()->fullReprogram() );
-   EXPECT_EQ( op()->feature(), Op::egress() );
+   expectFull( Op::egress() );
    const RuleData rule = onlyRule( "egress" );
    EXPECT_TRUE( rule.outPorts() == 1 && rule.outPortHas( { 0, 2 } ) );
    EXPECT_TRUE( rule.outLags() == 1 && rule.outLagHas( 5 ) );
    EXPECT_TRUE( rule.inPort().empty() );
    coll->lfMtpProgramInfo( fap )->mtpProgramInfoDel( mtp );
    auto info = publish( Direction::ingress, { 40 } );
-   EXPECT_TRUE( op()->fullReprogram() );
+   expectFull( Op::noFeature() );
    EXPECT_EQ( op()->groupData()->aclDatas(), 0U );
-   EXPECT_EQ( op()->feature(), Op::noFeature() );
    info->srcPortIs( SourcePort::ofPort( 0, 1 ) );
-   Zol::activityManager().runUntilIdle();
+   run();
    EXPECT_EQ( op()->feature(), Op::ingress() );
    EXPECT_EQ( onlyRule( "ingress" ).inPorts(), 1U );
    EXPECT_TRUE( onlyRule( "ingress" ).outPort().empty() );
 }
 
-TEST_F( SliceSmTest, sourcePortBeyondTheTypesRangeIsARangeError ) {
+TEST_F( TheSliceMachines, RaiseARangeErrorForASourcePortBeyondItsType ) {
    auto info = publish( Direction::ingress, { 1 } );
    info->srcPortIs( SourcePort::ofPort( 0, 1024 ) );
    try {
-      Zol::activityManager().runUntilIdle();
+      run();
       FAIL() << "no range error";
    } catch ( const Zol::RangeError& error ) {
       EXPECT_STREQ( error.what(),
@@ -98,7 +100,7 @@ TEST_F( SliceSmTest, sourcePortBeyondTheTypesRangeIsARangeError ) {
    }
 }
 
-TEST_F( SliceSmTest, burstOfChangesIsOneIncrementalOperationInALaterTurn ) {
+TEST_F( TheSliceMachines, MakeOneIncrementalOperationOfABurstInALaterTurn ) {
    auto info = publish( Direction::ingress, { 1 } );
    const auto first = op();
    info->srcPortIs( SourcePort::ofPort( 0, 2 ) );
@@ -115,17 +117,17 @@ TEST_F( SliceSmTest, burstOfChangesIsOneIncrementalOperationInALaterTurn ) {
    EXPECT_FALSE( Zol::activityManager().turn() ) << "one review only";
 }
 
-TEST_F( SliceSmTest, reviewWithoutDifferenceHandsNothingOver ) {
+TEST_F( TheSliceMachines, HandNothingOverWithoutADifference ) {
    auto info = publish( Direction::ingress, { 1 } );
    const auto before = op();
    info->srcPortIs( SourcePort::ofPort( 0, 2 ) );
    info->srcPortDel( SourcePort::ofPort( 0, 2 ) );
    info->sessionIs( "another name" );
-   Zol::activityManager().runUntilIdle();
+   run();
    EXPECT_EQ( op(), before );
 }
 
-TEST_F( SliceSmTest, watchersOfAclsAskForNothing ) {
+TEST_F( TheSliceMachines, AskForNothingWhenAclsChange ) {
    auto info = publish( Direction::ingress, { 1 } );
    const auto before = op();
    auto sm = root->mtpSm( mtp );
@@ -142,32 +144,30 @@ TEST_F( SliceSmTest, watchersOfAclsAskForNothing ) {
    config->aclIs( "B" );
    ports->intfIs( Plix::IntfId( "Ethernet1" ) );
    sm->expectedAclConfig()->aclIs( "B" );
-   Zol::activityManager().runUntilIdle();
+   run();
    EXPECT_EQ( op(), before );
    sm->aclPortSmDel( key );
    sm->aclTypeConfigSmDel( Acl::ip() );
    sm->expectedAclConfigDel();
-   Zol::activityManager().runUntilIdle();
+   run();
    EXPECT_EQ( op(), before );
 }
 
-TEST_F( SliceSmTest, emptinessChangesReprogramInFull ) {
+TEST_F( TheSliceMachines, ReprogramInFullWhenEmptinessChanges ) {
    auto info = publish( Direction::ingress, { 1 } );
    info->aclPortMirroringIs( false );
-   Zol::activityManager().runUntilIdle();
-   EXPECT_TRUE( op()->fullReprogram() );
-   EXPECT_EQ( op()->feature(), Op::noFeature() );
+   run();
+   expectFull( Op::noFeature() );
    const auto empty = op();
    info->srcPortIs( SourcePort::ofPort( 0, 2 ) );
-   Zol::activityManager().runUntilIdle();
+   run();
    EXPECT_EQ( op(), empty ) << "empty before and after";
    info->aclPortMirroringIs( true );
-   Zol::activityManager().runUntilIdle();
-   EXPECT_TRUE( op()->fullReprogram() );
-   EXPECT_EQ( op()->feature(), Op::ingress() );
+   run();
+   expectFull( Op::ingress() );
 }
 
-TEST_F( SliceSmTest, failureIsReportedAndTheNextReviewStartsFromNothing ) {
+TEST_F( TheSliceMachines, ReportAFailureAndStartFromNothingNextTime ) {
    // As the helper does: the status is there before the machine, and answers every operation.
    helperStatus->mtpHelperStatusIs( mtp );
    auto info = publish( Direction::ingress, { 1 } );
@@ -175,17 +175,17 @@ TEST_F( SliceSmTest, failureIsReportedAndTheNextReviewStartsFromNothing ) {
          MtpTcamHelperStatus::resourceExhaustion() );
    EXPECT_EQ( programStatus->programStatus( mtp ), ProgramStatus::resourceExhaustion );
    info->srcPortIs( SourcePort::ofPort( 0, 2 ) );
-   Zol::activityManager().runUntilIdle();
+   run();
    EXPECT_TRUE( op()->fullReprogram() );
    // The same failure again notifies nobody, and must not be taken for success.
    info->srcPortIs( SourcePort::ofPort( 0, 3 ) );
-   Zol::activityManager().runUntilIdle();
+   run();
    EXPECT_TRUE( op()->fullReprogram() );
    helperStatus->mtpHelperStatus( mtp )->programmingOpIs( MtpTcamHelperStatus::success() );
    EXPECT_EQ( programStatus->programStatus( mtp ), ProgramStatus::success );
 }
 
-TEST_F( SliceSmTest, destinationsComeAndGoWithTheirConfigurationAndStatus ) {
+TEST_F( TheSliceMachines, ComeAndGoWithTheirConfigurationAndStatus ) {
    auto first = publish( Direction::ingress, { 1 } );
    auto machine = root->mtpSm( mtp );
    // Gone and back within one burst is another destination.

@@ -1,26 +1,24 @@
-// The direct TCAM helper on the chip model: operations in, entries and status out.
+// The TCAM helpers on the chip model: operations in, entries and status out. What both do, and
+// then what is the direct one's.
 
 #include "Tests/PluginMounters/TcamBed.h"
 
 namespace KarvelMirror {
 
 using ChipModel::EntryView;
-
-class TcamHelperTest : public TcamBed {
- protected:
-   TcamHelperTest() : TcamBed( "trident3" ) {
-      helper = tcamHelperSmFactory( 0, config, status, scsd, groups );
-      helper->zolStart();
-   }
-};
-
 using Shim::Qualifier;
 
-TEST_F( TcamHelperTest, splitsARuleIntoEntriesOfOneDestinationEach ) {
-   EXPECT_EQ( hand( egress( rule( {}, { 3, 4 }, { 9 } ) ) ), ProgStatus::success );
+class TheTcamHelper : public TcamBed, public ::testing::WithParamInterface< bool > {
+ protected:
+   TheTcamHelper() : TcamBed( GetParam() ? Way::direct : Way::byRequests ) {}
+};
+INSTANTIATE_TEST_SUITE_P( Ways, TheTcamHelper, ::testing::Bool(),
+      []( const auto& way ) { return way.param ? "direct" : "byRequests"; } );
+
+TEST_P( TheTcamHelper, ProgramsOneEntryPerDestination ) {
+   EXPECT_EQ( program( egress( rule( {}, { 3, 4 }, { 9 } ) ) ), Status::programmed );
    std::multiset< Qualifier > destinations;
    for ( const EntryView& entry : entries() ) {
-      EXPECT_TRUE( entry.installed );
       ASSERT_EQ( entry.qualifiers.size(), 1U ) << "one destination and nothing else";
       destinations.insert( entry.qualifiers[ 0 ].qualifier );
       ASSERT_EQ( entry.actions.size(), 1U );
@@ -31,41 +29,67 @@ TEST_F( TcamHelperTest, splitsARuleIntoEntriesOfOneDestinationEach ) {
          ( std::multiset{ Qualifier::dstPort, Qualifier::dstPort, Qualifier::dstTrunk } ) );
 }
 
-TEST_F( TcamHelperTest, programsARuleWithoutDestinationAsOneEntry ) {
+TEST_P( TheTcamHelper, ProgramsARuleWithoutDestinationAsOneEntry ) {
    RuleData wanted = rule( { 1, 2 } );
-   CommonQuals common;
-   common.outerVlanIdIs( 20 );
-   common.outerVlanIdMaskIs( 0xfff );
-   wanted.commonIs( common );
-   EXPECT_EQ( hand( ingress( wanted ) ), ProgStatus::success );
+   CommonQuals quals;
+   quals.outerVlanIdIs( 20 );
+   quals.outerVlanIdMaskIs( 0xfff );
+   wanted.commonIs( quals );
+   EXPECT_EQ( program( ingress( wanted ) ), Status::programmed );
    ASSERT_EQ( entries().size(), 1U );
-   const EntryView entry = entries()[ 0 ];
    std::vector< Qualifier > kinds;
+   const EntryView entry = entries()[ 0 ];
    for ( const auto& value : entry.qualifiers ) {
       kinds.push_back( value.qualifier );
    }
+   using Kinds = std::vector< Qualifier >;
    EXPECT_EQ( kinds,
-         ( std::vector< Qualifier >{
-               Qualifier::portClass, Qualifier::drop, Qualifier::outerVlanId } ) );
-   EXPECT_EQ( entry.actions[ 0 ].action, Shim::FieldAction::mirrorIngress );
+         way == Way::direct
+               ? ( Kinds{ Qualifier::portClass, Qualifier::drop, Qualifier::outerVlanId } )
+               : Kinds{ Qualifier::portClass } )
+         << "common qualifiers are not a part of a request";
+   EXPECT_EQ( entry.actions.at( 0 ).action, Shim::FieldAction::mirrorIngress );
 }
 
-TEST_F( TcamHelperTest, touchesOnlyNamedAclsWhenTheOperationIsIncremental ) {
-   hand( full( Op::ingress(),
+TEST_P( TheTcamHelper, TouchesOnlyNamedAclsWhenTheOperationIsIncremental ) {
+   program( full( Op::ingress(),
          { { "a", rule( { 1 } ) }, { "b", rule( { 2 } ) }, { "c", rule( { 3 } ) } } ) );
-   const auto untouched = ids( "-b-" );
-   const auto changed = ids( "-a-" );
+   const auto untouched = ids( "-b" ), changed = ids( "-a" );
+   EXPECT_EQ( untouched.size(), 1U );
    auto next = op( Op::ingress(), { { "a", rule( { 5 } ) }, { "b", rule( { 2 } ) } } );
    next->changeIs( key( "a" ), { true, true } );
    next->delIs( key( "c" ) );
-   EXPECT_EQ( hand( next ), ProgStatus::success );
-   EXPECT_EQ( ids( "-b-" ), untouched );
-   EXPECT_NE( ids( "-a-" ), changed );
-   EXPECT_EQ( ids( "-c-" ), std::vector< int >{} );
-   EXPECT_EQ( entries().size(), 2U );
+   next->delIs( key( "never was" ) );
+   EXPECT_EQ( program( next ), Status::programmed );
+   EXPECT_EQ( ids( "-b" ), untouched );
+   EXPECT_NE( ids( "-a" ), changed );
+   EXPECT_EQ( ids().size(), 2U );
 }
 
-TEST_F( TcamHelperTest, leavesNothingOfADestinationWhenARuleFails ) {
+// What no agent that is right asks for.
+TEST_P( TheTcamHelper, StopsOnWhatABrokenAgentAsks ) {
+   hand( ingress( rule( { 1 } ) ) );
+   auto missing = op( Op::ingress(), {} );
+   missing->changeIs( key( "gone" ), { true, true } );
+   EXPECT_DEATH( hand( missing ), "op->groupData\\(\\)->aclDataHas\\( aclIter.key\\(\\) \\)" );
+   RuleData ranges = rule( { 1 } );
+   ranges.rangeCheckerIs( { 1, 10, 20 } );
+   EXPECT_DEATH(
+         hand( ingress( ranges ) ), "rangeIter.key\\(\\).rangeFlags\\(\\) & 0x00000002" );
+   ranges.rangeCheckerIs( { 2, 10, 20 } );
+   EXPECT_DEATH( hand( ingress( ranges ) ), "rule.rangeCheckers\\(\\) < 2" );
+   EXPECT_DEATH( hand( ingress( rule( { 99 } ) ) ),
+         "scsd\\(\\)->karvelPortToIntfHas\\( iter.key\\(\\) \\)" );
+}
+
+// --- The direct one -------------------------------------------------------------------------
+
+class TheDirectTcamHelper : public TcamBed {
+ protected:
+   TheDirectTcamHelper() : TcamBed( Way::direct ) {}
+};
+
+TEST_F( TheDirectTcamHelper, LeavesNothingOfADestinationWhenARuleFails ) {
    hand( egress( rule( {}, { 1, 2 } ) ) );
    ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 4 ) );
    auto next = op( Op::egress(), { { "egress", rule( {}, { 1, 2, 3, 4, 5 } ) } } );
@@ -73,14 +97,15 @@ TEST_F( TcamHelperTest, leavesNothingOfADestinationWhenARuleFails ) {
    EXPECT_EQ( hand( next ), ProgStatus::resourceExhaustion );
    EXPECT_TRUE( chip().entries.empty() );
    // Refused for another reason is another status; and a later operation starts from nothing.
-   box.control().gate().faultAdd( { .call = SdkCall::bcm_field_entry_create } );
+   refuse( SdkCall::bcm_field_entry_create );
    EXPECT_EQ( hand( egress( rule( {}, { 1 } ) ) ), ProgStatus::failed );
    EXPECT_EQ( hand( egress( rule( {}, { 1 } ) ) ), ProgStatus::success );
    EXPECT_EQ( entries().size(), 1U );
 }
 
-TEST_F( TcamHelperTest, changesTheGroupWithTheFeatureAndTakesAllAwayWithTheDestination ) {
-   hand( ingress( rule( { 1 } ) ) );
+TEST_F( TheDirectTcamHelper, ChangesTheGroupWithTheFeatureAndTakesAllAwayWithTheDestination ) {
+   const auto wanted = ingress( rule( { 1 } ) );
+   hand( wanted );
    const int before = chip().groups.at( 0 ).id;
    EXPECT_EQ( hand( egress( rule( {}, { 1 } ) ) ), ProgStatus::success );
    ASSERT_EQ( chip().groups.size(), 1U );
@@ -93,39 +118,38 @@ TEST_F( TcamHelperTest, changesTheGroupWithTheFeatureAndTakesAllAwayWithTheDesti
    }
    EXPECT_TRUE( chip().entries.empty() );
    EXPECT_EQ( status->mtpHelperStatus( Mtp( 2 ) )->programmingOp(), ProgStatus::unknown );
-   hand( ingress( rule( { 1 } ) ) );
+   hand( wanted );
    config->mtpHelperConfigDel( Mtp( 2 ) );
    EXPECT_FALSE( status->mtpHelperStatusHas( Mtp( 2 ) ) );
    EXPECT_TRUE( chip().groups.empty() );
-   hand( ingress( rule( { 1 } ) ) );
+   hand( wanted );
    helper = nullptr;
    EXPECT_TRUE( chip().groups.empty() );
 }
 
-TEST_F( TcamHelperTest, stopsOnWhatABrokenAgentAsks ) {
-   expectDeathOfWhatIsBroken();
+TEST_F( TheDirectTcamHelper, StopsOnWhatABrokenAgentAsksOfItAlone ) {
    EXPECT_DEATH( hand( op( Op::egress(), {} ) ), "op->fullReprogram\\(\\)" );
    scsd->intfToPortDel( "Ethernet1" );
    EXPECT_DEATH( hand( ingress( rule( { 1 } ) ) ),
          "KarvelTcam::intfToPortHas\\( scsd\\(\\), intf \\)" );
 }
 
-TEST_F( TcamHelperTest, stopsWhenTheSdkRefusesAndSaysWhichCall ) {
-   auto refuse = [ this ]( SdkCall call, const RuleData& wanted ) {
-      box.control().gate().faultAdd( { .call = call } );
+TEST_F( TheDirectTcamHelper, StopsWhenTheSdkRefusesAndSaysWhichCall ) {
+   auto refused = [ this ]( SdkCall call, const RuleData& wanted ) {
+      refuse( call );
       hand( egress( wanted ) );
    };
-   EXPECT_DEATH( refuse( SdkCall::bcm_field_entry_install, rule( {}, { 1 } ) ),
+   EXPECT_DEATH( refused( SdkCall::bcm_field_entry_install, rule( {}, { 1 } ) ),
          "rc == ::Shim::sdk_->QX_BCM_E_NONE\\(\\) && \"installEntry failed\"" );
    for ( const SdkCall call : { SdkCall::bcm_field_qualify_DstPort,
                SdkCall::bcm_field_qualify_DstTrunk, SdkCall::bcm_field_action_add } ) {
-      EXPECT_DEATH( refuse( call, rule( {}, { 1 }, { 1 } ) ),
+      EXPECT_DEATH( refused( call, rule( {}, { 1 }, { 1 } ) ),
             std::string( sdkCallName( call ) ) + ".* API ERROR:Operation failed \\(rc:-11\\)" );
    }
 }
 
 // The environment is looked at once per process.
-TEST_F( TcamHelperTest, keepsPortsAsTheyAreInASimulation ) {
+TEST_F( TheDirectTcamHelper, KeepsPortsAsTheyAreInASimulation ) {
    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // starts the program afresh
    EXPECT_EXIT(
          {

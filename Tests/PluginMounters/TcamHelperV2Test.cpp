@@ -1,66 +1,24 @@
 // The request-based TCAM helper with the shared TCAM manager on the chip model: operations in,
 // requests, entries and statuses out.
 
-#include "AgentServices/TcamRequestManager.h"
 #include "Platform/Duolog/Duolog.h"
-#include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelperV2.h"
 #include "Tests/PluginMounters/TcamBed.h"
 
 namespace KarvelMirror {
 
 using AgentServices::TcamRequestView;
-using KarvelTcam::RequestStatusType;
 
-class TcamHelperV2Test : public TcamBed {
+class TheTcamHelperByRequests : public TcamBed {
  protected:
-   TcamHelperV2Test() : TcamBed( "tomahawk3" ) {
-      KarvelCentral::ChipAttributes attributes;
-      attributes.chipIs( "tomahawk3" );
-      scsd->chipAttributesIs( attributes );
-      portClasses( true );
-      manager =
-            Zol::make< AgentServices::TcamRequestManager >( 0, "slice0", groups, statusDir );
-      manager->zolStart();
-      common->tcamEventsIs( manager->events() );
-      common->intfProfileManagerIs(
-            Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >( manager->intfProfileManager() ) );
-      start();
-   }
-   ~TcamHelperV2Test() override { Duolog::sinkIs( {} ); }
+   TheTcamHelperByRequests() : TcamBed( Way::byRequests ) {}
 
-   void start() {
-      helper = tcamHelperSmV2Factory( 0, config, status, scsd, LogicalFap::LogicalFapId( 0 ),
-            nullptr, statusDir, common );
-      helper->zolStart();
-   }
-   static void portClasses( bool has ) {
-      KarvelCentral::ChipAttributes attributes;
-      attributes.chipIs( "tomahawk3" );
-      attributes.aclGroupIs( has );
-      KarvelCentral::karvelAttributes()->chipAttributesIs( "tomahawk3", attributes );
-   }
-   RequestStatusType program( Zol::Ptr< const Op > wanted, uint8_t mtp = 2 ) {
-      EXPECT_EQ( hand( wanted, mtp ), ProgStatus::success ) << "before the manager's turn";
-      Zol::activityManager().runUntilIdle();
-      return manager->requests().empty() ? RequestStatusType::withdrawn
-                                         : manager->requests().back().status;
-   }
    // The request of the only destination.
    TcamRequestView request() { return manager->requests().at( 0 ); }
-   bool isEmpty() {
-      Zol::activityManager().runUntilIdle();
-      return remains().empty();
-   }
-
-   Zol::Ptr< Zol::Dir > statusDir = Zol::make< Zol::Dir >();
-   Zol::Ptr< KarvelCentral::FeatureAgentCommonSmData > common =
-         Zol::make< KarvelCentral::FeatureAgentCommonSmData >();
-   Zol::Ptr< AgentServices::TcamRequestManager > manager;
 };
 
-TEST_F( TcamHelperV2Test, filesEachDestinationUnderItsFeatureGroup ) {
+TEST_F( TheTcamHelperByRequests, FilesEachDestinationUnderItsFeatureGroup ) {
    for ( uint8_t mtp = 0; mtp < 4; ++mtp ) {
-      EXPECT_EQ( program( ingress( rule( { 1 } ) ), mtp ), RequestStatusType::programmed );
+      EXPECT_EQ( program( ingress( rule( { 1 } ) ), mtp ), Status::programmed );
    }
    const auto requests = manager->requests();
    ASSERT_EQ( requests.size(), 4U );
@@ -72,11 +30,11 @@ TEST_F( TcamHelperV2Test, filesEachDestinationUnderItsFeatureGroup ) {
    EXPECT_DEATH( hand( ingress( rule( { 1 } ) ), 4 ), "Unknown mtp" );
 }
 
-TEST_F( TcamHelperV2Test, asksForEachDestinationOfARuleInOneSequence ) {
+TEST_F( TheTcamHelperByRequests, AsksForEachDestinationOfARuleInOneSequence ) {
    const uint32_t batches = manager->events()->batch();
    auto wanted = egress( rule( { 5 }, { 3, 4 }, { 9 } ) );
    wanted->groupData()->aclData( key( "egress" ) )->ruleIs( rule( {}, { 6 }, {}, 2 ) );
-   EXPECT_EQ( program( wanted ), RequestStatusType::programmed );
+   EXPECT_EQ( program( wanted ), Status::programmed );
    EXPECT_EQ( manager->events()->batch(), batches + 1 ) << "one review for the whole pass";
    std::vector< std::string > entries;
    for ( const TcamRequestView::Entry& entry : request().entries ) {
@@ -105,73 +63,37 @@ TEST_F( TcamHelperV2Test, asksForEachDestinationOfARuleInOneSequence ) {
          ( std::vector< std::string >{ "0 qualifier 26 trunk 9/255 by ports",
                "1 qualifier 25 port 3/255 by ports", "2 qualifier 25 port 4/255 by ports",
                "3 qualifier 25 port 6/255" } ) );
-   for ( const auto& entry : chip().entries ) {
-      EXPECT_EQ( entry.actions.at( 0 ).action, Shim::FieldAction::mirrorEgress );
-      EXPECT_EQ( entry.actions[ 0 ].param1, 2U );
-   }
 }
 
-TEST_F( TcamHelperV2Test, asksByClassOrByBitmapAsTheChipHasIt ) {
-   RuleData wanted = rule( { 1, 2 } );
-   CommonQuals quals;
-   quals.outerVlanIdIs( 20 );
-   quals.outerVlanIdMaskIs( 0xfff );
-   wanted.commonIs( quals ); // is not a part of a request
-   for ( const bool has : { true, false } ) {
-      portClasses( has );
-      program( ingress( wanted ) );
-      const auto entry = chip().entries.at( 0 );
-      ASSERT_EQ( entry.qualifiers.size(), 1U );
-      EXPECT_EQ( entry.qualifiers[ 0 ].qualifier,
-            has ? Shim::Qualifier::portClass : Shim::Qualifier::inPorts );
-      EXPECT_EQ( entry.actions.at( 0 ).action, Shim::FieldAction::mirrorIngress );
-      const KarvelTcam::EntryRequest& asked = *request().entries.at( 0 ).request;
-      EXPECT_EQ( static_cast< int >( asked.featureAction() ), 55 );
-      EXPECT_EQ( static_cast< int >( asked.actionParams().begin().key() ), 58 );
-   }
-}
-
-TEST_F( TcamHelperV2Test, replacesTheSubConfigurationAndKeepsUnchangedEntries ) {
-   const Acls first{ { "a", rule( { 1 } ) }, { "b", rule( { 2 } ) }, { "c", rule( { 3 } ) } };
+TEST_F( TheTcamHelperByRequests, AsksForTheWholeDestinationEachTime ) {
+   const Acls first{ { "a", rule( { 5 } ) }, { "b", rule( { 2 } ) } };
    program( full( Op::ingress(), first ) );
-   const auto kept = ids( "-b" );
-   const auto changed = ids( "-a" );
-   auto next = op( Op::ingress(), { { "a", rule( { 5 } ) }, { "b", rule( { 2 } ) } } );
-   next->changeIs( key( "a" ), { true, true } );
-   next->delIs( key( "c" ) );
-   next->delIs( key( "never was" ) );
-   EXPECT_EQ( program( next ), RequestStatusType::programmed );
-   EXPECT_EQ( ids( "-b" ), kept );
-   EXPECT_NE( ids( "-a" ), changed );
-   EXPECT_EQ( ids().size(), 2U );
    EXPECT_EQ( request().entries.size(), 2U );
 
    // The same from scratch is nothing to do.
    const uint64_t calls = gate().calls();
-   EXPECT_EQ(
-         program( full( Op::ingress(), { { "a", rule( { 5 } ) }, { "b", rule( { 2 } ) } } ) ),
-         RequestStatusType::programmed );
+   EXPECT_EQ( program( full( Op::ingress(), first ) ), Status::programmed );
    EXPECT_EQ( gate().calls(), calls );
 
    // Nothing wanted any more: incrementally, then from scratch.
    auto last = op( Op::ingress(), {} );
    last->delIs( key( "a" ) );
    last->delIs( key( "b" ) );
-   EXPECT_EQ( program( last ), RequestStatusType::programmed );
+   EXPECT_EQ( program( last ), Status::programmed );
    EXPECT_TRUE( request().entries.empty() );
    EXPECT_TRUE( isEmpty() );
-   EXPECT_EQ( program( full( Op::ingress(), {} ) ), RequestStatusType::withdrawn );
-   EXPECT_EQ( program( full( Op::ingress(), {} ) ), RequestStatusType::withdrawn );
+   EXPECT_EQ( program( full( Op::ingress(), {} ) ), Status::withdrawn );
+   EXPECT_EQ( program( full( Op::ingress(), {} ) ), Status::withdrawn );
    // A new feature without a word of a full reprogram starts from scratch.
    program( full( Op::ingress(), first ) );
    EXPECT_EQ( program( op( Op::egress(), { { "egress", rule( {}, { 1 } ) } } ) ),
-         RequestStatusType::programmed );
+         Status::programmed );
    EXPECT_EQ( request().entries.size(), 1U );
    EXPECT_EQ( ids( "egress" ).size(), 1U );
    EXPECT_EQ( ids().size(), 1U );
 }
 
-TEST_F( TcamHelperV2Test, withdrawsItsRequestsInWhateverOrderThingsGo ) {
+TEST_F( TheTcamHelperByRequests, WithdrawsItsRequestsInWhateverOrderThingsGo ) {
    const auto wanted = ingress( rule( { 1 } ) );
    program( wanted, 1 );
    program( wanted );
@@ -190,7 +112,7 @@ TEST_F( TcamHelperV2Test, withdrawsItsRequestsInWhateverOrderThingsGo ) {
    helper = nullptr;
 }
 
-TEST_F( TcamHelperV2Test, tracesTheStatusesOfRequestsAndStopsAtOthers ) {
+TEST_F( TheTcamHelperByRequests, TracesTheStatusesOfRequestsAndStopsAtOthers ) {
    std::vector< std::string > lines;
    ASSERT_FALSE( Duolog::enable( "TcamConfigSm/1" ) );
    Duolog::sinkIs( [ & ]( std::string_view line ) { lines.emplace_back( line ); } );
@@ -199,14 +121,14 @@ TEST_F( TcamHelperV2Test, tracesTheStatusesOfRequestsAndStopsAtOthers ) {
    auto say = [ & ]( int type ) {
       dir->entityIs( "MirroringACL-2",
             Zol::Ptr< Zol::Entity >( Zol::make< KarvelTcam::RequestStatus >(
-                  reqKey, static_cast< RequestStatusType >( type ) ) ) );
+                  reqKey, static_cast< Status >( type ) ) ) );
    };
    size_t said = 0;
    for ( const int type : { 0, 2, 14, 15, 16, 17, 200 } ) {
       say( type );
       EXPECT_EQ( lines.size(), ++said ) << type;
    }
-   EXPECT_EQ( program( egress( rule( {}, { 1 } ) ) ), RequestStatusType::programmed );
+   EXPECT_EQ( program( egress( rule( {}, { 1 } ) ) ), Status::programmed );
    EXPECT_EQ( lines.size(), said + 2 ) << "under review, and then programmed";
    dir->entityDel( "MirroringACL-2" ); // is nothing said
    statusDir->entityDel( "slice0" );
@@ -219,11 +141,11 @@ TEST_F( TcamHelperV2Test, tracesTheStatusesOfRequestsAndStopsAtOthers ) {
       }
    }
    auto& v2 = dynamic_cast< TcamHelperSmV2& >( *helper );
+   Duolog::sinkIs( {} );
    EXPECT_DEATH( v2.tcamConfigSm()->handleEventRequestStatus( nullptr ), "!!status" );
 }
 
-TEST_F( TcamHelperV2Test, stopsOnWhatABrokenAgentAsks ) {
-   expectDeathOfWhatIsBroken();
+TEST_F( TheTcamHelperByRequests, RefusesAPortThatIsOutOfRange ) {
    try {
       KarvelTcam::PortQualifier( 0, 0xff, 1024, 0xff );
       ADD_FAILURE();

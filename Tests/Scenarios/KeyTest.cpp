@@ -12,20 +12,10 @@ namespace Scenario {
 namespace {
 
 using ChipModel::GreKeys;
-using ChipModel::Profile;
-
-std::vector< std::string > chipsWhere( bool ( *is )( const Profile& ) ) {
-   std::vector< std::string > names;
-   for ( const Profile& profile : ChipModel::chipProfiles() ) {
-      if ( profile.tcamHelpers && is( profile ) ) {
-         names.emplace_back( profile.name );
-      }
-   }
-   return names;
-}
 
 class EveryChipWithKeys : public ::testing::TestWithParam< std::string > {};
 
+const std::string key7 = R"(, "gre_key": "7")";
 const Bytes plainGre{ 0, 0, 0x88, 0xbe };
 const Bytes keyedGre{ 0x20, 0, 0x88, 0xbe, 0, 0, 0, 7 };
 
@@ -67,15 +57,14 @@ TEST_P( EveryChipWithKeys, SendsTheKeyWithItsSessionAndNoOther ) {
    TunnelRig rig( tunnel( "plain", "Ethernet0" ), ways(), GetParam() );
    const ChipModel::ChipState before = rig.chip();
    EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
-   rig.set( "MIRROR_SESSION|keyed", tunnelJson( "Ethernet4", R"(, "gre_key": "7")" ) );
+   rig.set( "MIRROR_SESSION|keyed", tunnelJson( "Ethernet4", key7 ) );
    EXPECT_EQ( gre( rig, "Ethernet4" ), keyedGre );
    EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
-   rig.set( "MIRROR_SESSION|six",
-         tunnelJson( "Ethernet8", R"(, "gre_key": "7")", "2001:db8::2" ) );
+   rig.set( "MIRROR_SESSION|six", tunnelJson( "Ethernet8", key7, "2001:db8::2" ) );
    EXPECT_EQ( gre( rig, "Ethernet8", "Ethernet24" ), keyedGre );
    rig.set( "MIRROR_SESSION|six", tunnelJson( "Ethernet8", "", "2001:db8::2" ) );
    EXPECT_EQ( gre( rig, "Ethernet8", "Ethernet24" ), plainGre );
-   rig.set( "MIRROR_SESSION|plain", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
+   rig.set( "MIRROR_SESSION|plain", tunnelJson( "Ethernet0", key7 ) );
    EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre ) << "a session may change its mind";
    rig.set( "MIRROR_SESSION|keyed", tunnelJson( "Ethernet4" ) );
    EXPECT_EQ( gre( rig, "Ethernet4" ), plainGre );
@@ -85,8 +74,9 @@ TEST_P( EveryChipWithKeys, SendsTheKeyWithItsSessionAndNoOther ) {
    EXPECT_EQ( settingsChanged( before, rig.chip() ), 0U );
 }
 INSTANTIATE_TEST_SUITE_P( Profiles, EveryChipWithKeys,
-      ::testing::ValuesIn( chipsWhere(
-            []( const Profile& profile ) { return profile.greKeys != GreKeys::none; } ) ),
+      ::testing::ValuesIn( chipsWhere( []( auto& profile ) {
+         return profile.tcamHelpers && profile.greKeys != GreKeys::none;
+      } ) ),
       []( const auto& chip ) { return testName( chip.param ); } );
 
 TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
@@ -94,13 +84,13 @@ TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
    TunnelRig rig( tunnel( "s", "Ethernet0" ), ways(), GetParam() );
    if ( ChipModel::greEditor( rig.runtime.profile( 0 ).greKeys ) ) {
       EXPECT_FALSE( rig.runtime.fail( "soc_mem_write", 1, 100 ) );
-      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
+      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", key7 ) );
       EXPECT_EQ( rig.session( "s" ).reason,
             "its copies have no GRE key: the chip refused to be set for keys" );
-      rig.runtime.chips().control().gate().faultsDelAll();
+      rig.gate().faultsDelAll();
       rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0" ) );
    }
-   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", R"(, "gre_key": "7")" ) );
+   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", key7 ) );
    EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre );
    EXPECT_EQ( rig.session( "s" ).reason, "" );
    EXPECT_FALSE( rig.runtime.fail( "bcm_mirror_destination_set", 1, 1 ) );
@@ -112,16 +102,16 @@ TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
 }
 
 TEST( ChipWithoutKeys, RefusesTheSessionAndSaysWhy ) {
-   TunnelRig rig( tunnel( "keyed", "Ethernet0", R"(, "gre_key": "7")" ), ways(), "trident2" );
+   TunnelRig rig( tunnel( "keyed", "Ethernet0", key7 ), ways(), "trident2" );
    EXPECT_EQ( rig.session( "keyed" ).phase, Agent::SessionPhase::refused );
    EXPECT_EQ( rig.session( "keyed" ).reason, "chip profile trident2 sends no GRE keys" );
 }
 
 // Ethernet with a tag, IPv6, GRE with a key: 66 bytes, two insertions.
 TEST( ChipThatInsertsHeaders, SendsAHeaderWholeThatIsLongerThanOneInsertion ) {
-   TunnelRig rig( tunnelSix( "s", "Ethernet0", R"(, "gre_key": "7")" ),
-         R"("VLAN_INTERFACE": { "Vlan20|2001:db8:1::1/64": {} },
-            "NEIGH": { "Vlan20|2001:db8:1::2": { "neigh": "02:00:00:00:02:02" } },
+   TunnelRig rig( tunnel( "s", "Ethernet0", key7, "2001:db8::2" ),
+         R"("VLAN_INTERFACE": { "Vlan20|2001:db8::1/64": {} },
+            "NEIGH": { "Vlan20|2001:db8::2": { "neigh": "02:00:00:00:02:02" } },
             "FDB": { "Vlan20|02:00:00:00:02:02": { "port": "Ethernet8", "type": "static" } })",
          "trident4" );
    EXPECT_EQ( rig.session( "s" ).phase, Agent::SessionPhase::active )
@@ -143,32 +133,31 @@ TEST( ChipThatInsertsHeaders, SendsAHeaderWholeThatIsLongerThanOneInsertion ) {
 
 TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // toggles are read once per process
-   auto with = [ & ]( const std::string& toggles, auto check ) {
-      { // exit() would leave the folder behind
-         const TemporaryFolder folder;
-         folder.write( "KarvelLib.json", toggles );
-         KarvelLib::toggleDirectoryIs( folder.path() );
-         check();
-      }
-      exit( ::testing::Test::HasFailure() ? 1 : 0 );
+   auto with = [ & ]( const std::string& toggle, const std::function< void() >& check ) {
+      const auto play = [ & ] {
+         { // exit() would leave the folder behind
+            const TemporaryFolder folder;
+            folder.write( "KarvelLib.json", "{ \"" + toggle + "\": false }" );
+            KarvelLib::toggleDirectoryIs( folder.path() );
+            check();
+         }
+         exit( ::testing::Test::HasFailure() ? 1 : 0 );
+      };
+      EXPECT_EXIT( play(), ::testing::ExitedWithCode( 0 ), "" );
    };
-   const std::string keyed = tunnel( "s", "Ethernet0", R"(, "gre_key": "7")" );
-   auto otherBringUp = [ & ] {
+   const std::string keyed = tunnel( "s", "Ethernet0", key7 );
+   with( "KarvelMirrorT4Gre", [ & ] {
       TunnelRig rig( keyed, ways(), "trident3" );
       EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre );
-   };
-   EXPECT_EXIT( with( R"({ "KarvelMirrorT4Gre": false })", otherBringUp ),
-         ::testing::ExitedWithCode( 0 ), "" );
-   auto noInsertion = [ & ] {
+   } );
+   with( "KarvelMirrorT4Gre", [ & ] {
       TunnelRig rig( keyed, ways(), "trident4" );
       EXPECT_EQ( rig.session( "s" ).phase, Agent::SessionPhase::refused );
       EXPECT_NE( rig.session( "s" ).reason.find( "KarvelMirrorT4Gre" ), std::string::npos );
-   };
-   EXPECT_EXIT( with( R"({ "KarvelMirrorT4Gre": false })", noInsertion ),
-         ::testing::ExitedWithCode( 0 ), "" );
-   auto noKeys = [ & ] {
-      for ( const std::string& chip : chipsWhere( []( const Profile& profile ) {
-               return ChipModel::greEditor( profile.greKeys ) != nullptr;
+   } );
+   with( "KarvelMirrorGreKey", [ & ] {
+      for ( const std::string& chip : chipsWhere( []( auto& profile ) {
+               return profile.tcamHelpers && ChipModel::greEditor( profile.greKeys );
             } ) ) {
          SCOPED_TRACE( chip );
          TunnelRig rig( keyed, ways(), chip );
@@ -178,9 +167,7 @@ TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
          rig.set( "MIRROR_SESSION|t", tunnelJson( "Ethernet4", R"(, "gre_key": "8")" ) );
          EXPECT_EQ( settingsChanged( before, rig.chip() ), 0U );
       }
-   };
-   EXPECT_EXIT( with( R"({ "KarvelMirrorGreKey": false })", noKeys ),
-         ::testing::ExitedWithCode( 0 ), "" );
+   } );
 }
 
 TEST( Queue, OfASessionIsWhereItsCopiesLeave ) {
@@ -225,15 +212,13 @@ TEST( TwoChips, AreSetForKeysEachInItsWayAndSendWhatTheirSessionsSay ) {
                 "Ethernet104|192.0.2.6": { "neigh": "02:00:00:00:02:02" } },
      "MIRROR_SESSION": { "plain": { "type": "ERSPAN", "direction": "RX", "src_ip": "192.0.2.1",
                                     "dst_ip": "192.0.2.2", "src_port": "Ethernet0" } } })" );
-   const ChipModel::ChipState chips[] = { rig.chip(),
-      rig.runtime.chips().control().state( 1 ) };
+   const ChipModel::ChipState chips[] = { rig.chip(), rig.chip( 1 ) };
    rig.set( "MIRROR_SESSION|keyed", R"({ "type": "ERSPAN", "direction": "RX",
       "src_ip": "192.0.2.1", "dst_ip": "192.0.2.6", "src_port": "Ethernet100",
       "gre_key": "7" })" );
    EXPECT_EQ( gre( rig, "Ethernet0" ), plainGre );
    for ( const auto& before : chips ) {
-      EXPECT_NE(
-            settingsChanged( before, rig.runtime.chips().control().state( before.unit ) ), 0U );
+      EXPECT_NE( settingsChanged( before, rig.chip( before.unit ) ), 0U );
    }
    rig.send( "Ethernet100", frame( 1, 2 ) );
    const auto copies = rig.copies( "Ethernet104" );
@@ -241,8 +226,7 @@ TEST( TwoChips, AreSetForKeysEachInItsWayAndSendWhatTheirSessionsSay ) {
    EXPECT_EQ( Bytes( copies[ 0 ].begin() + 34, copies[ 0 ].end() - frameBytes ), keyedGre );
    rig.del( "MIRROR_SESSION|keyed" );
    for ( const auto& before : chips ) {
-      EXPECT_EQ(
-            settingsChanged( before, rig.runtime.chips().control().state( before.unit ) ), 0U );
+      EXPECT_EQ( settingsChanged( before, rig.chip( before.unit ) ), 0U );
    }
 }
 

@@ -14,29 +14,29 @@
 #include "Agent/Runtime/Runtime.h"
 #include "ChipModel/LeftIn.h"
 #include "Tests/Frames.h"
+#include "Tests/Names.h"
 #include "Tests/TemporaryFolder.h"
 
 namespace Scenario {
 
 using Frames::Bytes;
 
-// A chip profile's name as a part of a test's, which has no hyphens.
-inline std::string testName( std::string profile ) {
-   std::ranges::replace( profile, '-', '_' );
-   return profile;
+inline std::vector< std::string > chipsWhere( bool ( *is )( const ChipModel::Profile& ) ) {
+   std::vector< std::string > names;
+   for ( const ChipModel::Profile& profile : ChipModel::chipProfiles() ) {
+      if ( is( profile ) ) {
+         names.emplace_back( profile.name );
+      }
+   }
+   return names;
 }
 
-// An Ethernet frame of 64 bytes; vlan 0: untagged. `tag` is its first payload byte.
+// An Ethernet frame of 64 bytes and an experimental type; vlan 0: untagged. `tag` is its first
+// payload byte.
 inline Bytes frame( uint8_t source, uint8_t destination, uint16_t vlan = 0, uint8_t tag = 0 ) {
-   Bytes bytes;
-   bytes.reserve( 64 );
-   bytes.assign( { 2, 0, 0, 0, 0, destination, 2, 0, 0, 0, 0, source } );
-   if ( vlan ) {
-      bytes.insert( bytes.end(),
-            { 0x81, 0x00, static_cast< uint8_t >( vlan >> 8 ),
-                  static_cast< uint8_t >( vlan ) } );
-   }
-   bytes.insert( bytes.end(), { 0x88, 0xb5, tag } ); // local experimental EtherType
+   using Frames::operator+;
+   Bytes bytes = Frames::mac( destination ) + Frames::mac( source ) +
+         ( vlan ? Frames::tag( vlan ) : Bytes() ) + Frames::be16( 0x88b5 ) + Bytes{ tag };
    bytes.resize( 64 );
    return bytes;
 }
@@ -59,6 +59,12 @@ class Collector : public ChipModel::FrameSink {
 // What a user could see of a scenario, in lines.
 using Transcript = std::vector< std::string >;
 
+inline std::string spanJson( const std::string& sources, const std::string& destination,
+      const std::string& direction ) {
+   return R"({ "type": "SPAN", "src_port": ")" + sources + R"(", "dst_port": ")" + destination +
+         R"(", "direction": ")" + direction + "\" }";
+}
+
 class Rig {
  public:
    // While there is a recorder: what leaves the chips for each frame, and the sessions after each
@@ -71,16 +77,12 @@ class Rig {
            runtime( { KARVEL_PLUGIN, profile } ) {
       runtime.chips().control().sinkIs( &collector_ );
       loaded = runtime.start( config_ );
-      for ( const Agent::Diagnostic& error : loaded.errors ) {
-         ADD_FAILURE() << error.toString();
-      }
-      recordSessions();
+      changed( loaded.errors );
    }
    // When all sessions have been withdrawn, nothing is left in the chips.
    ~Rig() {
       runtime.withdraw();
-      EXPECT_EQ( ChipModel::leftIn( runtime.chips().control().state( 0 ) ),
-            std::vector< std::string >() );
+      EXPECT_EQ( ChipModel::leftIn( chip() ), Transcript() );
       runtime.chips().control().sinkIs( nullptr );
    }
 
@@ -94,24 +96,40 @@ class Rig {
    }
    // The mirror copies that left a port since they were last asked for, there or at any port.
    std::vector< Bytes > copies( const std::string& port ) {
-      return take( port,
-            []( ChipModel::CopyKind kind ) { return kind != ChipModel::CopyKind::forwarded; } );
+      const int number = runtime.configuration().ports.at( port ).chipPort;
+      std::vector< Bytes > taken;
+      std::erase_if( collector_.all, [ & ]( Collector::Sent& one ) {
+         if ( one.port != number || one.kind == ChipModel::CopyKind::forwarded ) {
+            return false;
+         }
+         taken.push_back( std::move( one.bytes ) );
+         return true;
+      } );
+      return taken;
    }
    size_t copyCount( const std::string& port ) { return copies( port ).size(); }
+   // Sends a frame and counts what has left a port since it was last asked.
+   size_t copied( const std::string& from, const Bytes& bytes, const std::string& to ) {
+      send( from, bytes );
+      return copyCount( to );
+   }
+   // How many frames of the switch's ordinary work left by any port, or by one.
+   size_t forwarded( const std::string& port = "" ) const {
+      return static_cast< size_t >( std::ranges::count_if( sent(), [ & ]( const auto& one ) {
+         return one.kind == ChipModel::CopyKind::forwarded &&
+               ( port.empty() || runtime.portName( 0, one.port ) == port );
+      } ) );
+   }
    void forget() { collector_.all.clear(); }
    const std::vector< Collector::Sent >& sent() const { return collector_.all; }
 
    void set( const std::string& entry, const std::string& json ) {
-      for ( const Agent::Diagnostic& error : runtime.set( entry, json, {} ).errors ) {
-         ADD_FAILURE() << error.toString();
-      }
-      recordSessions();
+      changed( runtime.set( entry, json, {} ).errors );
    }
-   void del( const std::string& entry ) {
-      for ( const Agent::Diagnostic& error : runtime.del( entry, {} ).errors ) {
-         ADD_FAILURE() << error.toString();
-      }
-      recordSessions();
+   void del( const std::string& entry ) { changed( runtime.del( entry, {} ).errors ); }
+   void setSpan( const std::string& name, const std::string& sources,
+         const std::string& destination, const std::string& direction ) {
+      set( "MIRROR_SESSION|" + name, spanJson( sources, destination, direction ) );
    }
 
    Agent::SessionState session( const std::string& name ) const {
@@ -126,7 +144,7 @@ class Rig {
    // Ids of the installed entries whose name begins like this; all with "".
    std::vector< int > entries( const std::string& prefix = "", int unit = 0 ) {
       std::vector< int > ids;
-      for ( const auto& entry : runtime.chips().control().state( unit ).entries ) {
+      for ( const auto& entry : chip( unit ).entries ) {
          if ( entry.installed && entry.name.starts_with( prefix ) ) {
             ids.push_back( entry.id );
          }
@@ -136,11 +154,31 @@ class Rig {
    int entriesUsed( int unit = 0 ) {
       return runtime.chips().chip( unit )->fields().entriesUsed( Shim::FieldStage::ingress );
    }
-   uint64_t calls( ChipModel::SdkCall call ) {
-      return runtime.chips().control().gate().calls( call );
+   ChipModel::ChipState chip( int unit = 0 ) { return runtime.chips().control().state( unit ); }
+   // What mirroring has in the chip; forwarding's tables stay while the agent runs.
+   Transcript left() {
+      ChipModel::ChipState state = chip();
+      state.vlans.clear();
+      state.trunks.clear();
+      state.l2Addresses.clear();
+      Transcript lines = ChipModel::leftIn( state );
+      for ( const auto& port : state.ports ) {
+         if ( port.classBits != 0 ) {
+            lines.push_back( "port " + std::to_string( port.port ) + " in a class" );
+         }
+      }
+      return lines;
    }
+   ChipModel::Gate& gate() { return runtime.chips().control().gate(); }
+   uint64_t calls( ChipModel::SdkCall call ) { return gate().calls( call ); }
 
  private:
+   void changed( const std::vector< Agent::Diagnostic >& errors ) {
+      for ( const Agent::Diagnostic& error : errors ) {
+         ADD_FAILURE() << error.toString();
+      }
+      recordSessions();
+   }
    // In the order of the ports: that of the copies of one frame is the chip's own.
    void recordSent( const std::string& from, size_t before ) {
       if ( !recorder ) {
@@ -171,20 +209,6 @@ class Rig {
          recorder->push_back( line + ", " + std::to_string( entriesUsed() ) + " entries" );
       }
    }
-   template < typename Wanted >
-   std::vector< Bytes > take( const std::string& port, Wanted wanted ) {
-      const int number = runtime.configuration().ports.at( port ).chipPort;
-      std::vector< Bytes > taken;
-      std::erase_if( collector_.all, [ & ]( Collector::Sent& one ) {
-         if ( one.port != number || !wanted( one.kind ) ) {
-            return false;
-         }
-         taken.push_back( std::move( one.bytes ) );
-         return true;
-      } );
-      return taken;
-   }
-
    TemporaryFolder folder_;
    std::string config_;
    Collector collector_;
@@ -218,8 +242,7 @@ inline std::string network( const std::string& sessions, const std::string& more
 
 inline std::string span( const std::string& name, const std::string& sources,
       const std::string& destination, const std::string& direction ) {
-   return "\"" + name + "\": { \"type\": \"SPAN\", \"src_port\": \"" + sources +
-         "\", \"dst_port\": \"" + destination + "\", \"direction\": \"" + direction + "\" }";
+   return "\"" + name + "\": " + spanJson( sources, destination, direction );
 }
 
 } // namespace Scenario

@@ -1,8 +1,10 @@
 // Tunnels and limits, as a user sees them: which copies leave, how, and how many.
 
 #include <cstdlib>
+#include <optional>
 #include <set>
 
+#include "Tests/EveryRefusal.h"
 #include "Tests/Scenarios/Tunnels.h"
 
 namespace Scenario {
@@ -59,12 +61,7 @@ TEST( Limit, LetsTheBurstPassAndThenTheHighestRateThatTheTunnelIsAskedFor ) {
    EXPECT_EQ( rig.egressEntries(), 1 );
    constexpr uint32_t copyBytes = frameBytes + tunnelBytes;
    rig.sendAt( "Ethernet0", secondNs, 10'000 );
-   size_t forwarded = 0;
-   for ( const Collector::Sent& sent : rig.sent() ) {
-      forwarded += sent.kind == ChipModel::CopyKind::forwarded &&
-            sent.port == rig.runtime.configuration().ports.at( "Ethernet4" ).chipPort;
-   }
-   EXPECT_EQ( forwarded, 10'000U ) << "only copies are limited";
+   EXPECT_EQ( rig.forwarded( "Ethernet4" ), 10'000U ) << "only copies are limited";
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), burstOf( 5000, copyBytes ) );
    rig.sendAt( "Ethernet4", 2 * secondNs, 10'000 );
    EXPECT_EQ( rig.copyCount( "Ethernet20" ), steadyOf( 5000, copyBytes ) );
@@ -119,7 +116,7 @@ TEST( SourceTag, IsInCopiesOfAChannelPortOnly ) {
 TEST( Tunnel, FollowsLinksRoutesAndNeighbours ) {
    TunnelRig rig( tunnel( "s", "Ethernet0", rate( 5000 ) ) );
    const auto left = [ & ]( const std::string& by ) {
-      return rig.one( "Ethernet0", by ).size() == 1 && rig.sent().size() >= 1;
+      return rig.one( "Ethernet0", by ).size() == 1 && rig.forwarded() >= 1;
    };
    EXPECT_TRUE( left( "Ethernet20" ) );
    rig.runtime.linkIs( "Ethernet20", false );
@@ -129,9 +126,7 @@ TEST( Tunnel, FollowsLinksRoutesAndNeighbours ) {
    rig.runtime.linkIs( "Ethernet24", false );
    rig.forget();
    rig.sendAt( "Ethernet0", 1 );
-   for ( const Collector::Sent& sent : rig.sent() ) {
-      EXPECT_EQ( sent.kind, ChipModel::CopyKind::forwarded );
-   }
+   EXPECT_EQ( rig.forwarded(), rig.sent().size() );
    EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::inactive );
    EXPECT_NE( rig.session( "s" ).reason.find( "down" ), std::string::npos );
    EXPECT_EQ( rig.egressEntries(), 0 ) << "no rule while the tunnel is not active";
@@ -159,14 +154,14 @@ TEST( Limit, ThatTheChipHasNoRoomForIsSaidOnceAndComesWithRoom ) {
       ASSERT_FALSE( rig.runtime.capacity( what, 0 ) );
       rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
       EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
-      EXPECT_EQ( rig.logged(), std::vector< std::string >{ id } );
+      EXPECT_EQ( loggedIds(), std::vector< std::string >{ id } );
       EXPECT_EQ( rig.egressEntries(), 0 );
       EXPECT_TRUE( rig.chip().policers.empty() );
       EXPECT_EQ( rig.one( "Ethernet0", "Ethernet20" ).size(), 1U ) << "it mirrors all the same";
       ASSERT_FALSE( rig.runtime.capacity( what, 4 ) );
       EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
       EXPECT_EQ( rig.egressEntries(), 1 );
-      EXPECT_EQ( rig.logged().size(), 1U );
+      EXPECT_EQ( loggedIds().size(), 1U );
    }
 }
 
@@ -185,32 +180,38 @@ TEST( SourceTag, ThatFindsNoRoomIsTriedAgainWithoutAnInterruption ) {
 
 // Every call that can be refused while a limited tunnel comes, changes and goes.
 TEST( RefusedEgressCalls, LeaveNothingBehind ) {
-   for ( const char* call :
-         { "bcm_policer_create", "bcm_policer_destroy", "bcm_field_entry_policer_attach",
-               "bcm_field_entry_policer_detach", "bcm_field_entry_stat_set",
-               "bcm_field_qualify_OutPort", "bcm_field_qualify_MirrorCopy",
-               "bcm_field_action_add", "bcm_field_action_remove_all",
-               "bcm_mirror_destination_set", "bcm_mirror_destination_destroy",
-               "bcm_field_entry_create", "bcm_field_entry_install", "bcm_field_entry_destroy",
-               "bcm_field_group_create", "bcm_field_group_destroy" } ) {
-      // It mirrors before anything is refused: of the ports' entries some failures are fatal.
-      TunnelRig rig( tunnel( "s", "Ethernet0" ) );
-      rig.runtime.fail( call, 1, 1 );
-      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
-      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 2000 ) ) );
-      rig.runtime.linkIs( "Ethernet20", false );
-      rig.runtime.linkIs( "Ethernet20", true );
-      rig.runtime.advance( 11 );
-      rig.del( "MIRROR_SESSION|s" );
-      rig.runtime.advance( 5 );
-      EXPECT_EQ( rig.egressEntries(), 0 ) << call;
-      EXPECT_TRUE( rig.chip().policers.empty() ) << call;
-      EXPECT_EQ( rig.entriesUsed(), 0 ) << call;
-      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
-      rig.runtime.advance( 11 );
-      EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active ) << call;
-      EXPECT_EQ( rig.egressEntries(), 1 ) << call;
-   }
+   std::optional< TunnelRig > rig;
+   const auto limit = [ & ]( uint32_t kbps ) {
+      rig->set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( kbps ) ) );
+   };
+   EveryRefusal every;
+   // It mirrors before anything is refused: of the ports' entries some failures are fatal.
+   every.setUp = [ & ] { return &rig.emplace( tunnel( "s", "Ethernet0" ) ).gate(); };
+   every.act = [ & ]( const auto& ) {
+      limit( 1000 );
+      limit( 2000 );
+      rig->runtime.linkIs( "Ethernet20", false );
+      rig->runtime.linkIs( "Ethernet20", true );
+      rig->runtime.advance( 11 );
+      rig->del( "MIRROR_SESSION|s" );
+      rig->runtime.advance( 5 );
+      EXPECT_EQ( rig->entriesUsed() + rig->egressEntries(), 0 );
+      EXPECT_TRUE( rig->chip().policers.empty() );
+      limit( 1000 );
+      rig->runtime.advance( 11 );
+      EXPECT_EQ( rig->session( "s" ).phase, SessionPhase::active );
+      EXPECT_EQ( rig->egressEntries(), 1 );
+   };
+   every.undo = [ & ] { rig->del( "MIRROR_SESSION|s" ); };
+   every.left = [ & ] { return rig->left(); };
+   using enum ChipModel::SdkCall;
+   every.ofTheFirst( 1,
+         { bcm_policer_create, bcm_policer_destroy, bcm_field_entry_policer_attach,
+               bcm_field_entry_policer_detach, bcm_field_entry_stat_set,
+               bcm_field_qualify_OutPort, bcm_field_qualify_MirrorCopy, bcm_field_action_add,
+               bcm_field_action_remove_all, bcm_mirror_destination_set,
+               bcm_mirror_destination_destroy, bcm_field_entry_create, bcm_field_entry_install,
+               bcm_field_entry_destroy, bcm_field_group_create, bcm_field_group_destroy } );
 }
 
 TEST( Tunnel, IsUnderstoodByAnIndependentReader ) {

@@ -2,7 +2,6 @@
 
 // Sessions with tunnels, the ways they take, and a switch that has them.
 
-#include "Platform/Flitlog/Flitlog.h"
 #include "Tests/Scenarios/Scenario.h"
 
 namespace Scenario {
@@ -26,17 +25,9 @@ inline std::string tunnelJson( const std::string& source, const std::string& mor
          std::string( to.find( ':' ) == to.npos ? "192.0.2.1" : "2001:db8::1" ) +
          R"(", "dst_ip": ")" + to + R"(", "src_port": ")" + source + "\"" + more + " }";
 }
-inline std::string tunnel(
-      const std::string& name, const std::string& source, const std::string& more = "" ) {
-   return "\"" + name + "\": " + tunnelJson( source, more );
-}
-// From 2001:db8:1::1 to 2001:db8:1::2.
-inline std::string tunnelSix(
-      const std::string& name, const std::string& source, const std::string& more = "" ) {
-   return "\"" + name +
-         R"(": { "type": "ERSPAN", "direction": "RX", "src_ip": "2001:db8:1::1",
-                 "dst_ip": "2001:db8:1::2", "src_port": ")" +
-         source + "\"" + more + " }";
+inline std::string tunnel( const std::string& name, const std::string& source,
+      const std::string& more = "", const std::string& to = "198.51.100.10" ) {
+   return "\"" + name + "\": " + tunnelJson( source, more, to );
 }
 inline std::string rate( uint32_t kbps ) {
    return R"(, "rate_kbps": ")" + std::to_string( kbps ) + "\"";
@@ -60,16 +51,8 @@ struct TunnelRig : Rig {
       sendAt( from, 1 );
       return copies( to );
    }
-   ChipModel::ChipState chip() { return runtime.chips().control().state( 0 ); }
    int egressEntries() {
       return runtime.chips().chip( 0 )->fields().entriesUsed( Shim::FieldStage::egress );
-   }
-   std::vector< std::string > logged() const {
-      std::vector< std::string > ids;
-      for ( const Flitlog::Record& record : Flitlog::records() ) {
-         ids.push_back( record.id );
-      }
-      return ids;
    }
 };
 
