@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint16_t wholeVlan = 0xfff;
 constexpr uint16_t wholeEtherType = 0xffff;
-constexpr uint32_t wholeLabel = 0xfffff;
+constexpr uint32_t wholeLabel = mplsLabels.high;
 constexpr uint8_t wholeProtocol = 0xff;
 constexpr uint8_t wholeEcn = 3;
 
