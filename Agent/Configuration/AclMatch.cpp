@@ -4,27 +4,47 @@
 
 #include "Agent/Configuration/Acls.h"
 #include "Agent/Configuration/Names.h"
-#include "Agent/Configuration/Values.h"
 
 namespace Agent {
 
 namespace {
 
-constexpr int64_t any8Bits = 0xff;
-constexpr int64_t any16Bits = 0xffff;
-constexpr int64_t lowestEtherType = 0x600; // below, it is a length (IEEE 802.3 3.2.6)
-constexpr int64_t highestLabel = 0xfffff;  // RFC 3032
 constexpr uint16_t wholeVlan = 0xfff;
-constexpr uint8_t wholeDscp = 0x3f;
-constexpr uint8_t highestPriority = 7; // IEEE 802.1Q
-// Without a mask: FIN, SYN, RST, PSH, ACK and URG, not those that ECN has added.
-constexpr uint8_t classicTcpFlags = 0x3f;
+constexpr uint16_t wholeEtherType = 0xffff;
+constexpr uint32_t wholeLabel = mplsLabels.high;
+constexpr uint8_t wholeProtocol = 0xff;
+constexpr uint8_t wholeEcn = 3;
 
 constexpr uint8_t icmp = 1;
 constexpr uint8_t tcp = 6;
 constexpr uint8_t udp = 17;
 constexpr uint8_t icmp6 = 58;
 constexpr uint8_t sctp = 132;
+
+bool isFor( const FieldSchema& field, const AclTableDraft& table ) {
+   const std::vector< std::string > types = splitList( field.onlyFor );
+   return types.empty() || std::any_of( types.begin(), types.end(), [ & ]( const auto& type ) {
+      return sameText( type, table.typeText );
+   } );
+}
+
+void checkFields( EntryReader& reader, AclTableDraft& table ) {
+   const AclRuleFields& fields = schema().aclRule;
+   for ( const Field& written : reader.entry().fields ) {
+      const FieldSchema* field = fields.find( written.name );
+      if ( !field ) {
+         continue;
+      }
+      if ( !isFor( *field, table ) ) {
+         reader.error( *field,
+               "not for a table of type " + table.typeText + "; allowed: in tables of type " +
+                     std::string( field->onlyFor ) );
+      } else if ( fields.match.isBeyond( *field ) && !table.beyond ) {
+         table.beyond = "ACL_RULE|" + reader.key() + " matches on " + written.name +
+               ", which is beyond this chip";
+      }
+   }
+}
 
 class IpMatchReader {
  public:
@@ -46,72 +66,68 @@ class IpMatchReader {
  private:
    void readAddresses() {
       if ( isV6_ ) {
-         constexpr auto allowed = "an IPv6 address or prefix like 2001:db8::/32";
-         if ( auto prefix = reader_.parsed( "SRC_IPV6", parsePrefix6, allowed ) ) {
+         if ( auto prefix = reader_.read( fields_.srcIp6 ) ) {
             filter_.srcIp6Is( prefix->value );
             filter_.srcIp6MaskIs( prefix->mask );
          }
-         if ( auto prefix = reader_.parsed( "DST_IPV6", parsePrefix6, allowed ) ) {
+         if ( auto prefix = reader_.read( fields_.dstIp6 ) ) {
             filter_.dstIp6Is( prefix->value );
             filter_.dstIp6MaskIs( prefix->mask );
          }
          return;
       }
-      constexpr auto allowed = "an IPv4 address or prefix like 10.0.0.0/8";
-      if ( auto prefix = reader_.parsed( "SRC_IP", parsePrefix, allowed ) ) {
+      if ( auto prefix = reader_.read( fields_.srcIp ) ) {
          filter_.srcIpIs( prefix->value );
          filter_.srcIpMaskIs( prefix->mask );
       }
-      if ( auto prefix = reader_.parsed( "DST_IP", parsePrefix, allowed ) ) {
+      if ( auto prefix = reader_.read( fields_.dstIp ) ) {
          filter_.dstIpIs( prefix->value );
          filter_.dstIpMaskIs( prefix->mask );
       }
    }
 
    void readProtocol() {
-      if ( auto protocol = reader_.number( "IP_PROTOCOL", 0, any8Bits ) ) {
-         protocolIs( static_cast< uint8_t >( *protocol ) );
+      if ( auto protocol = reader_.read( fields_.protocol ) ) {
+         protocolIs( *protocol );
       }
       if ( !isV6_ ) {
          return;
       }
-      if ( auto next = reader_.number( "NEXT_HEADER", 0, any8Bits ) ) {
+      if ( auto next = reader_.read( fields_.nextHeader ) ) {
          if ( filter_.protoMask() != 0 && filter_.proto() != *next ) {
-            reader_.error( "NEXT_HEADER", "not the IP_PROTOCOL; allowed: one of the two" );
+            reader_.error( fields_.nextHeader, "not the IP_PROTOCOL; allowed: one of the two" );
          }
-         protocolIs( static_cast< uint8_t >( *next ) );
+         protocolIs( *next );
       }
    }
    void protocolIs( uint8_t protocol ) {
       filter_.protoIs( protocol );
-      filter_.protoMaskIs( any8Bits );
+      filter_.protoMaskIs( wholeProtocol );
    }
 
    void readPorts() {
-      if ( auto ports = readPortsOf( "L4_SRC_PORT", "L4_SRC_PORT_RANGE" ) ) {
+      if ( auto ports = readPortsOf( fields_.srcPort, fields_.srcPorts ) ) {
          filter_.srcPortIs( *ports );
       }
-      if ( auto ports = readPortsOf( "L4_DST_PORT", "L4_DST_PORT_RANGE" ) ) {
+      if ( auto ports = readPortsOf( fields_.dstPort, fields_.dstPorts ) ) {
          filter_.dstPortIs( *ports );
       }
    }
    std::optional< Acl::PortRange > readPortsOf(
-         std::string_view single, std::string_view range ) {
-      const auto port = reader_.number( single, 0, any16Bits );
-      auto ports = reader_.parsed(
-            range, parsePortRange, "two numbers 0 to 65535 like 1000-2000, not falling" );
+         const ValueField< uint16_t >& single, const ValueField< Acl::PortRange >& range ) {
+      const auto port = reader_.read( single );
+      auto ports = reader_.read( range );
       if ( !reader_.has( single ) && !reader_.has( range ) ) {
          return std::nullopt;
       }
       if ( reader_.has( single ) && reader_.has( range ) ) {
-         reader_.error(
-               range, "together with " + std::string( single ) + "; allowed: one of the two" );
+         reader_.error( range,
+               "together with " + std::string( single.name ) + "; allowed: one of the two" );
       }
-      checkProtocol(
-            reader_.has( single ) ? single : range, { tcp, udp, sctp }, "TCP, UDP, SCTP" );
+      checkProtocol( reader_.has( single ) ? single.name : range.name, { tcp, udp, sctp },
+            "TCP, UDP, SCTP" );
       if ( port ) {
-         const auto number = static_cast< uint16_t >( *port );
-         ports = Acl::PortRange( number, number );
+         ports = Acl::PortRange( *port, *port );
       }
       return ports;
    }
@@ -138,41 +154,33 @@ class IpMatchReader {
    }
 
    void readTcpFlags() {
-      if ( !reader_.has( "TCP_FLAGS" ) ) {
+      if ( !reader_.has( fields_.tcpFlags ) ) {
          return;
       }
-      auto parse = []( std::string_view text ) {
-         return parseMasked( text, any8Bits, classicTcpFlags );
-      };
-      if ( auto flags = reader_.parsed( "TCP_FLAGS", parse,
-                 "0 to 0x3f, or a value and a mask, each 0 to 0xff, like 0x02/0x12" ) ) {
+      if ( auto flags = reader_.read( fields_.tcpFlags ) ) {
          filter_.tcpFlagsIs( flags->value );
          filter_.tcpFlagsMaskIs( flags->mask );
       }
-      checkProtocol( "TCP_FLAGS", { tcp }, "TCP" );
+      checkProtocol( fields_.tcpFlags, { tcp }, "TCP" );
       protocolIs( tcp );
    }
 
    void readTrafficClass() {
-      auto parse = []( std::string_view text ) {
-         return parseMasked( text, wholeDscp, wholeDscp );
-      };
-      if ( auto dscp = reader_.parsed(
-                 "DSCP", parse, "0 to 63, or a value and a mask like 0x28/0x38" ) ) {
+      if ( auto dscp = reader_.read( fields_.dscp ) ) {
          filter_.dscpIs( dscp->value );
          filter_.dscpMaskIs( dscp->mask );
       }
-      if ( auto ecn = reader_.number( "ECN", 0, 3 ) ) {
-         filter_.ecnIs( static_cast< uint8_t >( *ecn ) );
-         filter_.ecnMaskIs( 3 );
+      if ( auto ecn = reader_.read( fields_.ecn ) ) {
+         filter_.ecnIs( *ecn );
+         filter_.ecnMaskIs( wholeEcn );
       }
    }
 
    void readIcmp() {
-      const std::string_view typeField = isV6_ ? "ICMPV6_TYPE" : "ICMP_TYPE";
-      const std::string_view codeField = isV6_ ? "ICMPV6_CODE" : "ICMP_CODE";
-      const auto type = reader_.number( typeField, 0, any8Bits );
-      const auto code = reader_.number( codeField, 0, any8Bits );
+      const auto& typeField = isV6_ ? fields_.icmp6Type : fields_.icmpType;
+      const auto& codeField = isV6_ ? fields_.icmp6Code : fields_.icmpCode;
+      const auto type = reader_.read( typeField );
+      const auto code = reader_.read( codeField );
       if ( !type && !code ) {
          return;
       }
@@ -190,14 +198,9 @@ class IpMatchReader {
    }
 
    void readFragments() {
-      using Acl::Fragments;
-      const auto fragments = reader_.choice< Fragments >( "IP_FRAG",
-            { { "ANY", Fragments::any }, { "NON_FRAG", Fragments::whole },
-                  { "NON_FRAG_OR_HEAD", Fragments::wholeOrFirst }, { "HEAD", Fragments::first },
-                  { "NON_HEAD", Fragments::later } } );
-      filter_.fragmentsIs( fragments.value_or( Fragments::any ) );
-      if ( fragments == Fragments::later && !layer4Field_.empty() ) {
-         reader_.error( "IP_FRAG",
+      filter_.fragmentsIs( reader_.read( fields_.fragments ) );
+      if ( filter_.fragments() == Acl::Fragments::later && !layer4Field_.empty() ) {
+         reader_.error( fields_.fragments,
                "such fragments do not carry what " + std::string( layer4Field_ ) +
                      " matches; allowed: ANY, NON_FRAG, NON_FRAG_OR_HEAD, HEAD" );
       }
@@ -205,28 +208,22 @@ class IpMatchReader {
 
    // These may repeat what the table's type says.
    void checkKind() {
-      const int64_t own = isV6_ ? 0x86dd : 0x0800;
-      const auto etherType = reader_.number( "ETHER_TYPE", lowestEtherType, any16Bits );
-      if ( etherType && *etherType != own ) {
-         reader_.error( "ETHER_TYPE",
+      const auto etherType = reader_.read( fields_.etherType );
+      if ( etherType && *etherType != ( isV6_ ? 0x86dd : 0x0800 ) ) {
+         reader_.error( fields_.etherType,
                "not of a table of type " + typeText_ +
                      "; allowed: " + ( isV6_ ? "0x86dd" : "0x0800" ) );
       }
-      constexpr unsigned v4 = 1;
-      constexpr unsigned v6 = 2;
-      constexpr unsigned both = v4 | v6;
-      const auto repeats = reader_.choice< unsigned >( "IP_TYPE",
-            { { "ANY", both }, { "IP", both }, { "NON_IP", 0 }, { "IPV4", v4 },
-                  { "IPV4ANY", v4 }, { "NON_IPV4", v6 }, { "IPV6", v6 }, { "IPV6ANY", v6 },
-                  { "NON_IPV6", v4 }, { "ARP", 0 } } );
-      if ( repeats && !( *repeats & ( isV6_ ? v6 : v4 ) ) ) {
-         reader_.error( "IP_TYPE",
+      const Families families = reader_.read( fields_.ipType );
+      if ( !( isV6_ ? families.ip6 : families.ip4 ) ) {
+         reader_.error( fields_.ipType,
                "contradicts the table's type " + typeText_ + "; allowed: ANY, IP, " +
                      ( isV6_ ? "IPV6, IPV6ANY, NON_IPV4" : "IPV4, IPV4ANY, NON_IPV6" ) );
       }
    }
 
    EntryReader& reader_;
+   const AclMatchFields& fields_ = schema().aclRule.match;
    const std::string& typeText_;
    const bool isV6_;
    std::string_view layer4Field_; // one that only whole datagrams and first fragments have
@@ -234,39 +231,35 @@ class IpMatchReader {
 };
 
 Acl::MacFilter readMac( EntryReader& reader ) {
-   constexpr auto allowed = "a MAC address like 02:00:00:00:00:01, or one and a mask like "
-                            "02:00:00:00:00:00/ff:ff:ff:00:00:00";
+   const AclMatchFields& fields = schema().aclRule.match;
    Acl::MacFilter filter;
-   if ( auto mac = reader.parsed( "SRC_MAC", parseMaskedMac, allowed ) ) {
+   if ( auto mac = reader.read( fields.srcMac ) ) {
       filter.srcMacIs( mac->value );
       filter.srcMacMaskIs( mac->mask );
    }
-   if ( auto mac = reader.parsed( "DST_MAC", parseMaskedMac, allowed ) ) {
+   if ( auto mac = reader.read( fields.dstMac ) ) {
       filter.dstMacIs( mac->value );
       filter.dstMacMaskIs( mac->mask );
    }
-   if ( auto type = reader.number( "ETHER_TYPE", lowestEtherType, any16Bits ) ) {
-      filter.etherTypeIs( static_cast< uint16_t >( *type ) );
-      filter.etherTypeMaskIs( any16Bits );
+   if ( auto type = reader.read( fields.etherType ) ) {
+      filter.etherTypeIs( *type );
+      filter.etherTypeMaskIs( wholeEtherType );
    }
-   if ( auto label = reader.number( "MPLS_LABEL", 0, highestLabel ) ) {
+   if ( auto label = reader.read( fields.mplsLabel ) ) {
       filter.mplsLabelIs( *label );
-      filter.mplsLabelMaskIs( highestLabel );
+      filter.mplsLabelMaskIs( wholeLabel );
    }
-   if ( auto label = reader.number( "MPLS_INNER_LABEL", 0, highestLabel ) ) {
+   if ( auto label = reader.read( fields.mplsInnerLabel ) ) {
       filter.mplsInnerLabelIs( *label );
-      filter.mplsInnerLabelMaskIs( highestLabel );
+      filter.mplsInnerLabelMaskIs( wholeLabel );
    }
-   auto parsePriority = []( std::string_view text ) {
-      return parseMasked( text, highestPriority, highestPriority );
-   };
-   if ( auto priority = reader.parsed(
-              "PCP", parsePriority, "0 to 7, or a value and a mask like 4/6" ) ) {
+   if ( auto priority = reader.read( fields.vlanPriority ) ) {
       filter.vlanPriorityIs( priority->value );
       filter.vlanPriorityMaskIs( priority->mask );
    }
-   if ( reader.has( "IP_TYPE" ) && !sameText( reader.text( "IP_TYPE" ), "ANY" ) ) {
-      reader.notAllowed( "IP_TYPE", "ANY, and ETHER_TYPE for what a frame carries" );
+   const auto& ipType = fields.ipType;
+   if ( reader.has( ipType ) && !sameText( reader.text( ipType ), ipType.byDefault ) ) {
+      reader.notAllowed( ipType, "ANY, and ETHER_TYPE for what a frame carries" );
    }
    return filter;
 }
@@ -284,14 +277,14 @@ bool limitFilter( Filter& filter, uint16_t vlanId ) {
 } // namespace
 
 void readAclMatch( EntryReader& reader, AclTableDraft& table, AclRuleDraft& rule ) {
-   checkAclFields( reader, table );
+   checkFields( reader, table );
    if ( table.type == Acl::mac() ) {
       rule.config.macIs( readMac( reader ) );
    } else {
       rule.config.ipIs( IpMatchReader( reader, table ).read() );
    }
-   if ( auto vlan = reader.number( "VLAN_ID", 1, 4094 ) ) {
-      limitToVlan( rule.config, table.type, static_cast< uint16_t >( *vlan ) );
+   if ( auto vlan = reader.read( schema().aclRule.match.vlanId ) ) {
+      limitToVlan( rule.config, table.type, *vlan );
    }
 }
 

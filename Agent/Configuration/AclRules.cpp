@@ -41,26 +41,18 @@ class RuleReader {
    }
 
    void readPacketAction() {
-      using enum PacketAction;
-      if ( reader_.text( "PACKET_ACTION" ).starts_with( "REDIRECT:" ) ) {
+      if ( reader_.text( fields_.packetAction ).starts_with( "REDIRECT:" ) ) {
          return; // and the interface or next hop to send to
       }
-      rule_.action =
-            reader_
-                  .choice< PacketAction >( "PACKET_ACTION",
-                        { { "FORWARD", permit }, { "ACCEPT", permit }, { "PERMIT", permit },
-                              { "DROP", deny }, { "DENY", deny }, { "REDIRECT", other },
-                              { "COPY", other }, { "TRAP", other }, { "LOG", other },
-                              { "DO_NOT_NAT", other }, { "DISABLE_TRIM", other } } )
-                  .value_or( other );
+      rule_.action = reader_.read( fields_.packetAction ).value_or( PacketAction::other );
    }
 
    void readMirrorActions() {
-      const std::string older = session( "MIRROR_ACTION" );
-      const std::string ingress = session( "MIRROR_INGRESS_ACTION" );
-      const std::string egress = session( "MIRROR_EGRESS_ACTION" );
+      const std::string older = session( fields_.mirrorAction );
+      const std::string ingress = session( fields_.mirrorIngressAction );
+      const std::string egress = session( fields_.mirrorEgressAction );
       if ( !older.empty() && !ingress.empty() && older != ingress ) {
-         reader_.error( "MIRROR_ACTION",
+         reader_.error( fields_.mirrorAction,
                "not the session of MIRROR_INGRESS_ACTION, and means the same; allowed: one of "
                "the two" );
       }
@@ -94,11 +86,12 @@ class RuleReader {
    }
 
    void readInPorts() {
-      if ( splitList( reader_.entry().text( "IN_PORTS" ) ).empty() ) {
+      const TextField& field = fields_.match.inPorts;
+      if ( splitList( reader_.text( field ) ).empty() ) {
          return;
       }
       rule_.isLimited = true;
-      rule_.inPorts = draft_.interfacesOf( draft_.interfaceList( reader_, "IN_PORTS" ) );
+      rule_.inPorts = draft_.interfacesOf( draft_.interfaceList( reader_, field ) );
       const bool meets = std::any_of(
             rule_.inPorts.begin(), rule_.inPorts.end(), [ this ]( const Plix::IntfId& in ) {
                return std::any_of( table_.interfaces.begin(), table_.interfaces.end(),
@@ -109,7 +102,7 @@ class RuleReader {
             } );
       if ( !rule_.mirrorTo.empty() && !rule_.inPorts.empty() && !table_.interfaces.empty() &&
             !meets && !table_.namedBy.contains( rule_.mirrorTo ) ) {
-         reader_.warning( "IN_PORTS",
+         reader_.warning( field,
                "none of them is in the ports of " + table_.name +
                      ", so the rule mirrors nothing" );
       }
@@ -124,9 +117,10 @@ class RuleReader {
 
 // Rules of tables that the agent leaves alone count only with what they mirror.
 void noteFeed( AclTableDraft& table, const Entry& rule ) {
-   for ( std::string_view action :
-         { "MIRROR_ACTION", "MIRROR_INGRESS_ACTION", "MIRROR_EGRESS_ACTION" } ) {
-      if ( const Field* field = rule.find( action ) ) {
+   const AclRuleFields& fields = schema().aclRule;
+   for ( const FieldSchema* action :
+         { &fields.mirrorAction, &fields.mirrorIngressAction, &fields.mirrorEgressAction } ) {
+      if ( const Field* field = rule.find( *action ) ) {
          table.feeds.insert( field->text );
       }
    }

@@ -16,8 +16,6 @@
 
 namespace Agent {
 
-enum class PacketAction : uint8_t { other, permit, deny };
-
 struct AclRuleDraft {
    Acl::RuleConfig config; // without its action and its interfaces; ruleId is the priority
    PacketAction action = PacketAction::other;
@@ -46,12 +44,8 @@ struct AclTableDraft {
 
 using AclTableDrafts = std::map< std::string, AclTableDraft >;
 
-// The fields that rules may match on, in any kind of table.
-const std::vector< std::string_view >& aclMatchFields();
-// A field that is not for the table's kind is an error; one that is, and that no chip here can
-// match on, goes to the table's `beyond`.
-void checkAclFields( EntryReader& reader, AclTableDraft& table );
-// Reads one rule's match into its filter, with that check.
+// Reads one rule's match into its filter. A field that is not for the table's type is an error;
+// one that is, and that no chip here can match on, goes to the table's `beyond`.
 void readAclMatch( EntryReader& reader, AclTableDraft& table, AclRuleDraft& rule );
 
 // Limits a rule to an outer VLAN; false if it is for another one already.

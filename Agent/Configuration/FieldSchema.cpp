@@ -4,10 +4,14 @@
 
 namespace Agent {
 
+const FieldSchema* TableSchema::find( std::string_view field ) const {
+   const auto found = std::find_if( fields.begin(), fields.end(),
+         [ field ]( const FieldSchema* known ) { return known->name == field; } );
+   return found == fields.end() ? nullptr : *found;
+}
+
 bool TableSchema::knows( std::string_view field ) const {
-   return std::any_of( fields.begin(), fields.end(), [ field ]( const FieldSchema* known ) {
-      return known->name == field;
-   } ) || std::find( others.begin(), others.end(), field ) != others.end();
+   return find( field ) || std::find( others.begin(), others.end(), field ) != others.end();
 }
 
 std::vector< std::string_view > TableSchema::knownNames() const {

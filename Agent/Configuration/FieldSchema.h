@@ -1,7 +1,7 @@
 #pragma once
 
 // What a field of config_db.json is: its name, what it may hold, and what it is if it is absent.
-// The rows of all tables are in Schema.h. A row is the handle by which a field is read:
+// The rows of all tables are in Schema.h, with those of AclMatchFields.h. A row is the handle by which a field is read:
 //
 //    const SessionFields& fields = schema().session;
 //    session.queue = reader.read( fields.queue ); // within its range; none if it is absent
@@ -29,6 +29,7 @@ struct TableSchema {
    TableSchema( const TableSchema& ) = delete;
    TableSchema& operator=( const TableSchema& ) = delete;
 
+   const FieldSchema* find( std::string_view field ) const; // null if it has no row
    bool knows( std::string_view field ) const;
    std::vector< std::string_view > knownNames() const;
 
@@ -62,10 +63,10 @@ struct FieldSchema {
    // what it says behind `allowed`.
    std::string_view byDefault;
    std::string_view doc;
-   std::string_view onlyFor; // entries of this type; empty: of all types
+   std::string_view onlyFor; // entries of these types, a list; empty: of all types
 
    std::string allowed;                // as errors say it; empty: see the reader of the table
-   std::optional< NumberRange > range; // of numbers
+   std::optional< NumberRange > range; // of numbers; of those with a mask, without it
 };
 using TextField = FieldSchema;
 

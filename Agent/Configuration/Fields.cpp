@@ -1,7 +1,6 @@
 #include "Agent/Configuration/Fields.h"
 
 #include "Agent/Configuration/Names.h"
-#include "Agent/Configuration/Schema.h"
 
 namespace Agent {
 
@@ -63,15 +62,6 @@ void EntryReader::checkNames() {
 std::string EntryReader::text( std::string_view field ) const {
    const Field* found = entry_.find( field );
    return found ? found->text : "";
-}
-
-std::optional< int64_t > EntryReader::number(
-      std::string_view field, int64_t low, int64_t high ) {
-   if ( !has( field ) ) {
-      return std::nullopt;
-   }
-   const ValueKind< int64_t > kind( NumberRange{ low, high } );
-   return parsed( field, kind.parse, kind.allowed );
 }
 
 std::vector< std::string > EntryReader::list( std::string_view field ) {

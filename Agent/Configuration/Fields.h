@@ -41,26 +41,15 @@ class EntryReader {
 
    // None, or the default, if the field is absent or wrong.
    template < typename T >
-   std::optional< T > read( const ValueField< T >& field ) {
-      return parsed( field, field.parse, field.allowed );
-   }
+   std::optional< T > read( const ValueField< T >& field );
    template < typename T >
    T read( const DefaultedField< T >& field ) {
-      return parsed( field, field.parse, field.allowed ).value_or( field.value );
+      return read( static_cast< const ValueField< T >& >( field ) ).value_or( field.value );
    }
 
    std::string text( std::string_view field ) const; // empty if absent
    // Empty if absent. An empty part between two commas is an error.
    std::vector< std::string > list( std::string_view field );
-
-   // What `parse` makes of the text, an optional; none if absent. `allowed` is for the error.
-   template < typename Parser >
-   auto parsed( std::string_view field, const Parser& parse, std::string_view allowed )
-         -> decltype( parse( std::string_view() ) );
-   // For fields whose rows are not in Schema.h.
-   std::optional< int64_t > number( std::string_view field, int64_t low, int64_t high );
-   template < typename T >
-   std::optional< T > choice( std::string_view field, Choices< T > choices );
 
    // At the field's place, or the entry's if the field is absent.
    void notAllowed( std::string_view field, std::string_view allowed ); // quotes the field
@@ -81,24 +70,14 @@ class EntryReader {
 };
 
 template < typename T >
-std::optional< T > EntryReader::choice( std::string_view field, Choices< T > choices ) {
-   if ( !has( field ) ) {
-      return std::nullopt;
-   }
-   const ValueKind< T > kind( choices );
-   return parsed( field, kind.parse, kind.allowed );
-}
-
-template < typename Parser >
-auto EntryReader::parsed( std::string_view field, const Parser& parse,
-      std::string_view allowed ) -> decltype( parse( std::string_view() ) ) {
+std::optional< T > EntryReader::read( const ValueField< T >& field ) {
    const Field* found = entry_.find( field );
    if ( !found ) {
-      return {};
+      return std::nullopt;
    }
-   auto value = parse( std::string_view( found->text ) );
+   std::optional< T > value = field.parse( found->text );
    if ( !value ) {
-      notAllowed( field, allowed );
+      notAllowed( field, field.allowed );
    }
    return value;
 }

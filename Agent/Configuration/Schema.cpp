@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "Agent/Configuration/Acls.h"
-
 namespace Agent {
 
 ValueKind< bool > upOrDown() { return { { "up", true }, { "down", false } }; }
@@ -14,12 +12,6 @@ ValueKind< Plix::EthAddr > macAddress() {
 
 ValueKind< Plix::IpGenAddr > stationAddress() {
    return { "an IPv4 or IPv6 address of one station, not a loopback one", parseStation };
-}
-
-AclRuleFields::AclRuleFields() : TableSchema( "ACL_RULE" ) {
-   others = { "REDIRECT_ACTION", "DO_NOT_NAT_ACTION", "DSCP_ACTION", "META_DATA_ACTION",
-      "INNER_SRC_MAC_REWRITE_ACTION", "RULE_DESCRIPTION" };
-   others.insert( others.end(), aclMatchFields().begin(), aclMatchFields().end() );
 }
 
 const Schema& schema() {

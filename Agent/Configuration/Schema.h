@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Agent/Configuration/AclMatchFields.h"
 #include "Agent/Configuration/Configuration.h"
 #include "Agent/Configuration/FieldSchema.h"
 
@@ -217,9 +218,13 @@ struct AclTableTypeFields : TableSchema {
    AclTableTypeFields() : TableSchema( "ACL_TABLE_TYPE" ) {}
 };
 
-// The actions; what rules match on has rows of its own, see aclMatchFields().
+enum class PacketAction : uint8_t { other, permit, deny };
+
 struct AclRuleFields : TableSchema {
-   AclRuleFields();
+   AclRuleFields() : TableSchema( "ACL_RULE" ) {
+      others = { "REDIRECT_ACTION", "DO_NOT_NAT_ACTION", "DSCP_ACTION", "META_DATA_ACTION",
+         "INNER_SRC_MAC_REWRITE_ACTION", "RULE_DESCRIPTION" };
+   }
    ValueField< uint32_t > priority{ *this, "PRIORITY", NumberRange{ 0, 999'999 },
       "none: it must be there",
       ", the higher is tried first; equal ones in natural order of the rules' names, with a "
@@ -230,9 +235,15 @@ struct AclRuleFields : TableSchema {
       "a session: what the rule matches is mirrored to it" };
    TextField mirrorEgressAction{ *this, "MIRROR_EGRESS_ACTION", "absent",
       "a session, which is refused" };
-   TextField packetAction{ *this, "PACKET_ACTION", "absent",
-      "FORWARD, ACCEPT, PERMIT; DROP, DENY; COPY, TRAP, LOG, REDIRECT (`REDIRECT:...`), "
-      "DO_NOT_NAT, DISABLE_TRIM" };
+   ValueField< PacketAction > packetAction{ *this, "PACKET_ACTION",
+      { { "FORWARD", PacketAction::permit }, { "ACCEPT", PacketAction::permit },
+            { "PERMIT", PacketAction::permit }, { "DROP", PacketAction::deny },
+            { "DENY", PacketAction::deny }, { "REDIRECT", PacketAction::other },
+            { "COPY", PacketAction::other }, { "TRAP", PacketAction::other },
+            { "LOG", PacketAction::other }, { "DO_NOT_NAT", PacketAction::other },
+            { "DISABLE_TRIM", PacketAction::other } },
+      "absent", "; REDIRECT also as `REDIRECT:...`" };
+   AclMatchFields match{ *this };
 };
 
 constexpr std::string_view onlySpan = "SPAN";
