@@ -282,30 +282,6 @@ TEST( ChipWithoutTcamHelpers, MirrorsNothingAndSaysSo ) {
    }
 }
 
-TEST( TwoChips, DoNotTouchEachOther ) {
-   Rig rig( R"({
-     "CHIP": { "0": { "ports": "Ethernet0,Ethernet4,Ethernet8" },
-               "1": { "ports": "Ethernet100,Ethernet104,Ethernet108", "profile": "trident2" } },
-     "PORT": { "Ethernet0": {}, "Ethernet4": {}, "Ethernet8": {},
-               "Ethernet100": {}, "Ethernet104": {}, "Ethernet108": {} },
-     "VLAN": { "Vlan10": {} },
-     "VLAN_MEMBER": { "Vlan10|Ethernet0": { "tagging_mode": "untagged" },
-                      "Vlan10|Ethernet4": { "tagging_mode": "untagged" },
-                      "Vlan10|Ethernet100": { "tagging_mode": "untagged" },
-                      "Vlan10|Ethernet104": { "tagging_mode": "untagged" } },
-     "MIRROR_SESSION": { )" +
-         span( "one", "Ethernet0", "Ethernet8", "RX" ) + "," +
-         span( "two", "Ethernet104", "Ethernet108", "TX" ) + "} }" );
-   rig.send( "Ethernet0", frame( 1, 2 ) );
-   rig.send( "Ethernet100", frame( 1, 2 ) );
-   EXPECT_EQ( rig.sent().size() - rig.forwarded(), 2U );
-   EXPECT_EQ( rig.entriesUsed( 0 ), 1 );
-   EXPECT_EQ( rig.entriesUsed( 1 ), 1 );
-   rig.del( "MIRROR_SESSION|one" );
-   EXPECT_EQ( rig.entriesUsed( 0 ), 0 );
-   EXPECT_EQ( rig.entriesUsed( 1 ), 1 );
-}
-
 // --- Generations --------------------------------------------------------------------------
 
 // A chip that is programmed directly, and its like that is programmed by requests.
