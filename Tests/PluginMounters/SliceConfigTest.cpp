@@ -46,8 +46,7 @@ TEST_P( EveryKeyFamily, HasThePatchWhileASessionHasAKey ) {
    addChip( GetParam() );
    auto machine = configSm();
    const ChipModel::ChipState before = chip();
-   const uint64_t started = gate().calls();
-   const uint64_t atStart = writes();
+   const uint64_t started = gate().calls(), atStart = writes();
    sessions->sessionIs( "plain" );
    run();
    EXPECT_EQ( gate().calls(), started ) << "no finding, no call";

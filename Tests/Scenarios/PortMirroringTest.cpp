@@ -125,11 +125,9 @@ PORT_SCENARIO( Destination, MayBeAPortChannel ) {
    for ( uint8_t flow = 1; flow < 40; ++flow ) {
       rig.send( "Ethernet0", frame( flow, 99 ) );
    }
-   const size_t first = rig.copyCount( "Ethernet4" );
-   const size_t second = rig.copyCount( "Ethernet8" );
+   const size_t first = rig.copyCount( "Ethernet4" ), second = rig.copyCount( "Ethernet8" );
    EXPECT_EQ( first + second, 39U );
-   EXPECT_GT( first, 0U );
-   EXPECT_GT( second, 0U );
+   EXPECT_TRUE( first > 0 && second > 0 ) << "the flows should spread over both members";
 }
 
 // --- Changes ------------------------------------------------------------------------------
