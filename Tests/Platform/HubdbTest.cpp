@@ -3,6 +3,7 @@
 #include "Platform/Hubdb/Store.h"
 #include "Platform/Zol/TypeRegistry.h"
 #include "Tests/Platform/TestEntities.h"
+#include "Tests/Raised.h"
 
 namespace Sample {
 namespace {
@@ -86,12 +87,8 @@ TEST_F( Hubdb, AnUnknownTypeCreatesNothingOfTheGroup ) {
    EXPECT_NO_THROW( client_.mountsComplete() );
    store_.entityDel( path, "Sample::Port" );
    client_.mountGroup().mount( "a/b", "Sample::Unknown", "ri" );
-   try {
-      client_.mountsComplete();
-      FAIL();
-   } catch ( const ::Hubdb::ModeError& error ) {
-      EXPECT_STREQ( error.what(), "mount of 'a/b': no type Sample::Unknown" );
-   }
+   EXPECT_EQ( raised< ::Hubdb::ModeError >( [ & ] { client_.mountsComplete(); } ),
+         "mount of 'a/b': no type Sample::Unknown" );
    EXPECT_TRUE( store_.entities().empty() );
 }
 

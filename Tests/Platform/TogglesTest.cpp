@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Platform/KarvelLib/Toggles.h"
+#include "Tests/Raised.h"
 #include "Tests/TemporaryFolder.h"
 
 namespace KarvelLib {
@@ -65,12 +66,8 @@ TEST_F( Toggles, MalformedFileIsRefusedWithItsLine ) {
       EXPECT_NE( error->find( "; allowed: " ), std::string::npos ) << *error;
 
       toggleDirectoryIs( directory_ );
-      try {
-         toggle( "KarvelLib.json", "A", true );
-         ADD_FAILURE() << "not refused";
-      } catch ( const std::runtime_error& thrown ) {
-         EXPECT_EQ( thrown.what(), *error );
-      }
+      EXPECT_EQ( raised< std::runtime_error >( [] { toggle( "KarvelLib.json", "A", true ); } ),
+            *error );
    }
 }
 

@@ -144,13 +144,11 @@ TEST_F( ZolEntity, CreationSurvivesHandlersThatCreateAndDelete ) {
 TEST_F( ZolEntity, IsWrittenByNameLikeByItsOperations ) {
    Zol::Entity& entity = *config_;
    using Zol::AttributeWrite;
-   EXPECT_EQ( entity.attributeIs( "number", "-12" ), AttributeWrite::done );
-   EXPECT_EQ( entity.attributeIs( "number", "-12" ), AttributeWrite::done );
-   EXPECT_EQ( entity.attributeIs( "text", "any text, {as} it 'is'" ), AttributeWrite::done );
-   EXPECT_EQ( entity.attributeIs( "direction", "egress" ), AttributeWrite::done );
-   EXPECT_EQ( entity.attributeIs(
-                    "sysPort", "Value('Karvel::SysPort', ** {'unit': 1, 'port': -2})" ),
-         AttributeWrite::done );
+   for ( const auto& [ name, text ] : { std::pair( "number", "-12" ), { "number", "-12" },
+               { "text", "any text, {as} it 'is'" }, { "direction", "egress" },
+               { "sysPort", "Value('Karvel::SysPort', ** {'unit': 1, 'port': -2})" } } ) {
+      EXPECT_EQ( entity.attributeIs( name, text ), AttributeWrite::done ) << name;
+   }
    EXPECT_EQ( taken( log_ ), ( Log{ "w:number", "w:text" } ) );
    EXPECT_EQ( config_->number(), -12 );
    EXPECT_EQ( config_->text(), "any text, {as} it 'is'" );
@@ -175,9 +173,9 @@ TEST_F( ZolEntity, AttributesOfBasesAreWrittenWatchedAndShown ) {
    watcher->zolStart();
    // In one type each attribute has its own number, so that no change is taken for
    // another's.
-   EXPECT_EQ( wide->attributeIs( "width", "5" ), Zol::AttributeWrite::done );
-   EXPECT_EQ( wide->attributeIs( "number", "5" ), Zol::AttributeWrite::done );
-   EXPECT_EQ( wide->attributeIs( "depth", "5" ), Zol::AttributeWrite::done );
+   for ( const char* name : { "width", "number", "depth" } ) {
+      EXPECT_EQ( wide->attributeIs( name, "5" ), Zol::AttributeWrite::done );
+   }
    EXPECT_EQ( wide->attributeIs( "origin", "x" ), Zol::AttributeWrite::notWritable );
    wide->textIs( "t" );
    EXPECT_EQ( taken( log_ ), ( Log{ "number", "depth" } ) );

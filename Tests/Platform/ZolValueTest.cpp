@@ -8,6 +8,7 @@
 #include "Platform/KarvelMirror/ProgramInfo.h"
 #include "Platform/KarvelTypes/KarvelPort.h"
 #include "Tests/Platform/ValueLaws.h"
+#include "Tests/Raised.h"
 
 namespace Sample {
 
@@ -119,12 +120,8 @@ TEST( ZolValue, RefusesTextOfAnotherKind ) {
       bad.replace( bad.find( from ), from.size(), to );
       EXPECT_THROW( Zol::fromString< Sample::Everything >( bad ), Zol::ParseError ) << bad;
    }
-   try {
-      Zol::fromString< uint8_t >( "256" );
-      FAIL();
-   } catch ( const Zol::ParseError& error ) {
-      EXPECT_STREQ( error.what(), "expected a number in range before '256'" );
-   }
+   EXPECT_EQ( raised< Zol::ParseError >( [] { Zol::fromString< uint8_t >( "256" ); } ),
+         "expected a number in range before '256'" );
    EXPECT_THROW( Zol::fromString< double >( "1.5s" ), Zol::ParseError );
    EXPECT_EQ( Zol::fromString< double >( "-1.5" ), -1.5 );
 }
@@ -143,12 +140,8 @@ TEST( ZolEnum, IsFoundByNumberNameAndText ) {
    }
    EXPECT_EQ( Zol::toString( static_cast< Color >( 5 ) ), "5" );
    EXPECT_EQ( Zol::fromString< Acl::AclType >( "ipv6" ), Acl::AclType::ipv6 );
-   try {
-      Zol::fromString< Color >( "pink" );
-      FAIL();
-   } catch ( const Zol::ParseError& error ) {
-      EXPECT_STREQ( error.what(), "expected one of red green blue before 'pink'" );
-   }
+   EXPECT_EQ( raised< Zol::ParseError >( [] { Zol::fromString< Color >( "pink" ); } ),
+         "expected one of red green blue before 'pink'" );
 }
 
 TEST( ZolRange, RefusesWhatIsOutsideAndNamesTheBounds ) {
@@ -156,12 +149,9 @@ TEST( ZolRange, RefusesWhatIsOutsideAndNamesTheBounds ) {
    EXPECT_EQ( static_cast< uint32_t >( Sample::Level( 15 ) ), 15u );
    for ( int64_t value :
          { int64_t{ 0 }, int64_t{ 16 }, int64_t{ -1 }, int64_t{ 1 } << 32 | 5 } ) {
-      try {
-         Sample::Level level( value );
-         ADD_FAILURE() << value;
-      } catch ( const Zol::RangeError& error ) {
-         EXPECT_STREQ( error.what(), "Sample::Level::value < 1 or > 0x0f not allowed" );
-      }
+      EXPECT_EQ( raised< Zol::RangeError >( [ & ] { Sample::Level level( value ); } ),
+            "Sample::Level::value < 1 or > 0x0f not allowed" )
+            << value;
    }
    for ( const char* text : { "", "0", "16", "-1", "1 ", "99999999999999999999999" } ) {
       EXPECT_FALSE( Sample::Level::fromString( text ) ) << text;

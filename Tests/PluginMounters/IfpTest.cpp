@@ -304,11 +304,7 @@ TEST_F( TheIngressMachines, StopOnWhatABrokenAgentAsksButInSimulations ) {
    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // the variable is read once per process
    auto programUnknown = [ & ] { matching( Mtp( 0 ), { 1 }, "Nowhere1" ); };
    EXPECT_DEATH( mtpToFeature( 4 ), "false && \"Invalid MTP\"" );
-   EXPECT_DEATH(
-         {
-            refuse( SdkCall::bcm_field_qualify_SrcIp );
-            matching( Mtp( 0 ), { 1 } );
-         },
+   EXPECT_DEATH( ( refuse( SdkCall::bcm_field_qualify_SrcIp ), matching( Mtp( 0 ), { 1 } ) ),
          "bcm_field_qualify_SrcIp.* API ERROR:Operation failed \\(-11\\)" );
    EXPECT_DEATH( programUnknown(), "KarvelTcam::intfToPortHas\\( scsd\\(\\), intf \\)" );
    auto simulate = [ & ] {

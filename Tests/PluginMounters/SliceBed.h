@@ -32,14 +32,10 @@ class SliceBed : public ChipBed {
 
    // The machines as the slice has them.
    void start() {
-      AclProgrammerSm::Context context;
-      context.lfMtpProgramInfoColl = programInfo;
-      context.sliceMtpProgramStatus = programStatus;
-      context.groupManager = groups;
-      context.aclSmPluginEntity = plugin;
-      context.taskScheduler = Orv::TaskSchedulerRoot::findOrCreateScheduler();
-      context.scsd = scsd;
-      slice = Zol::make< AclProgrammerSm >( context, aclConfig );
+      slice = Zol::make< AclProgrammerSm >(
+            AclProgrammerSm::Context{ 0, {}, programInfo, programStatus, groups, plugin,
+                  Orv::TaskSchedulerRoot::findOrCreateScheduler(), scsd },
+            aclConfig );
       slice->zolStart();
       run();
    }
@@ -53,16 +49,12 @@ class SliceBed : public ChipBed {
 
    static const ChipModel::QualifierValue* find(
          const ChipModel::EntryView& entry, Shim::Qualifier qualifier ) {
-      for ( const ChipModel::QualifierValue& value : entry.qualifiers ) {
-         if ( value.qualifier == qualifier ) {
-            return &value;
-         }
-      }
-      return nullptr;
+      const auto at = std::ranges::find(
+            entry.qualifiers, qualifier, &ChipModel::QualifierValue::qualifier );
+      return at == entry.qualifiers.end() ? nullptr : &*at;
    }
    static bool hasAction( const ChipModel::EntryView& entry, Shim::FieldAction action ) {
-      return std::any_of( entry.actions.begin(), entry.actions.end(),
-            [ action ]( const auto& one ) { return one.action == action; } );
+      return std::ranges::count( entry.actions, action, &ChipModel::ActionValue::action ) > 0;
    }
 
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd = Zol::make< Karvel::KarvelCommonSmData >();

@@ -7,6 +7,7 @@
 #include "PluginMounters/Slice/ChipWide/MtpProgramInfoSm.h"
 #include "Tests/ChipBed.h"
 #include "Tests/Names.h"
+#include "Tests/Raised.h"
 
 namespace KarvelMirror::Slice {
 
@@ -45,8 +46,7 @@ TEST_P( EveryKeyFamily, HasThePatchWhileASessionHasAKey ) {
    addChip( GetParam() );
    auto machine = configSm();
    const ChipModel::ChipState before = chip();
-   const uint64_t started = gate().calls();
-   const uint64_t atStart = writes();
+   const uint64_t started = gate().calls(), atStart = writes();
    sessions->sessionIs( "plain" );
    run();
    EXPECT_EQ( gate().calls(), started ) << "no finding, no call";
@@ -236,11 +236,7 @@ TEST_F( TheTunnelProfiles, StopTheProcessWhenATableCallIsRefused ) {
    auto made = machine( Zol::make< BcmPtHelper >() );
    for ( const SdkCall call : { SdkCall::bcmlt_entry_allocate, SdkCall::bcmlt_entry_field_add,
                SdkCall::bcmlt_pt_entry_commit, SdkCall::bcmlt_entry_free } ) {
-      EXPECT_DEATH(
-            {
-               refuse( call );
-               tunnel( 3, 50 );
-            },
+      EXPECT_DEATH( ( refuse( call ), tunnel( 3, 50 ) ),
             "PtHelper.cpp:[0-9]+: " + std::string( ChipModel::sdkCallName( call ) ) );
    }
    EXPECT_DEATH( tunnel( 14, 50 ), "idx < 16" );
@@ -337,20 +333,9 @@ TEST_F( TheLoopbackPort, StopsTheAgentWhenWhatIsSaidCannotBe ) {
    EXPECT_DEATH( helper(), "scsd\\(\\)->karvelModIdHas\\( sp.unit\\(\\) \\)" );
    scsd->karvelModIdIs( 0, 5 );
    EXPECT_DEATH(
-         {
-            Karvel::sdkErrorStreamIs( nullptr );
-            refuse( SdkCall::soc_mem_read );
-            helper();
-         },
+         ( Karvel::sdkErrorStreamIs( nullptr ), refuse( SdkCall::soc_mem_read ), helper() ),
          "soc_mem_read.* API ERROR:Operation failed \\(rc:-11\\)" );
-   const auto error = [ & ]() -> std::string {
-      try {
-         helper();
-      } catch ( const Zol::RangeError& raised ) {
-         return raised.what();
-      }
-      return "";
-   };
+   const auto error = [ & ] { return raised< Zol::RangeError >( [ & ] { helper(); } ); };
    portPlaceIs( 1024 );
    EXPECT_EQ( error(), "U10::value < 0 or > 0x03ff not allowed" );
    portPlaceIs( 1023 );

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "PluginMounters/Slice/Ports/KarvelMirrorSliceSm.h"
+#include "Tests/Raised.h"
 
 namespace KarvelMirror {
 
@@ -90,14 +91,9 @@ TEST_F( TheSliceMachines, ReprogramInFullWithTheSupportedSourcesAtTheFirstReview
 TEST_F( TheSliceMachines, RaiseARangeErrorForASourcePortBeyondItsType ) {
    auto info = publish( Direction::ingress, { 1 } );
    info->srcPortIs( SourcePort::ofPort( 0, 1024 ) );
-   try {
-      run();
-      FAIL() << "no range error";
-   } catch ( const Zol::RangeError& error ) {
-      EXPECT_STREQ( error.what(),
-            "KarvelTypes::KarvelPort::logicalPort < 0 or > "
-            "KarvelTypes::KarvelPort::defaultPort not allowed" );
-   }
+   EXPECT_EQ( raised< Zol::RangeError >( [ & ] { run(); } ),
+         "KarvelTypes::KarvelPort::logicalPort < 0 or > "
+         "KarvelTypes::KarvelPort::defaultPort not allowed" );
 }
 
 TEST_F( TheSliceMachines, MakeOneIncrementalOperationOfABurstInALaterTurn ) {

@@ -3,6 +3,7 @@
 
 #include "Platform/Duolog/Duolog.h"
 #include "Tests/PluginMounters/TcamBed.h"
+#include "Tests/Raised.h"
 
 namespace KarvelMirror {
 
@@ -146,12 +147,9 @@ TEST_F( TheTcamHelperByRequests, TracesTheStatusesOfRequestsAndStopsAtOthers ) {
 }
 
 TEST_F( TheTcamHelperByRequests, RefusesAPortThatIsOutOfRange ) {
-   try {
-      KarvelTcam::PortQualifier( 0, 0xff, 1024, 0xff );
-      ADD_FAILURE();
-   } catch ( const Zol::RangeError& error ) {
-      EXPECT_STREQ( error.what(), "U10::value < 0 or > 0x03ff not allowed" );
-   }
+   EXPECT_EQ(
+         raised< Zol::RangeError >( [] { KarvelTcam::PortQualifier( 0, 0xff, 1024, 0xff ); } ),
+         "U10::value < 0 or > 0x03ff not allowed" );
 }
 
 } // namespace KarvelMirror

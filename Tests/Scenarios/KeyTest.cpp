@@ -213,6 +213,8 @@ TEST( TwoChips, AreSetForKeysEachInItsWayAndSendWhatTheirSessionsSay ) {
      "MIRROR_SESSION": { "plain": { "type": "ERSPAN", "direction": "RX", "src_ip": "192.0.2.1",
                                     "dst_ip": "192.0.2.2", "src_port": "Ethernet0" } } })" );
    const ChipModel::ChipState chips[] = { rig.chip(), rig.chip( 1 ) };
+   EXPECT_EQ( rig.entriesUsed( 1 ), 0 );
+   EXPECT_FALSE( chips[ 1 ].mirrorDestinations.at( 0 ).value ) << "it has no session yet";
    rig.set( "MIRROR_SESSION|keyed", R"({ "type": "ERSPAN", "direction": "RX",
       "src_ip": "192.0.2.1", "dst_ip": "192.0.2.6", "src_port": "Ethernet100",
       "gre_key": "7" })" );
@@ -220,11 +222,16 @@ TEST( TwoChips, AreSetForKeysEachInItsWayAndSendWhatTheirSessionsSay ) {
    for ( const auto& before : chips ) {
       EXPECT_NE( settingsChanged( before, rig.chip( before.unit ) ), 0U );
    }
+   rig.forget();
    rig.send( "Ethernet100", frame( 1, 2 ) );
    const auto copies = rig.copies( "Ethernet104" );
    ASSERT_EQ( copies.size(), 1U );
+   EXPECT_EQ( rig.sent().size(), rig.forwarded() ) << "the only copy";
+   EXPECT_EQ( rig.entriesUsed( 0 ) + rig.entriesUsed( 1 ), 2 );
    EXPECT_EQ( Bytes( copies[ 0 ].begin() + 34, copies[ 0 ].end() - frameBytes ), keyedGre );
    rig.del( "MIRROR_SESSION|keyed" );
+   EXPECT_EQ( rig.entriesUsed( 0 ), 1 );
+   EXPECT_EQ( rig.entriesUsed( 1 ), 0 );
    for ( const auto& before : chips ) {
       EXPECT_EQ( settingsChanged( before, rig.chip( before.unit ) ), 0U );
    }
