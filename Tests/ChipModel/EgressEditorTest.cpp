@@ -9,8 +9,6 @@ namespace ChipModel::Test {
 
 namespace {
 
-using namespace Shim;
-
 Profile withKeys( GreKeys family ) {
    return testProfile( [ & ]( Profile& profile ) { profile.greKeys = family; } );
 }

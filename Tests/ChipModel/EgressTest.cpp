@@ -7,33 +7,22 @@ namespace ChipModel::Test {
 
 namespace {
 
-using Shim::FieldAction;
-using Shim::FieldStage;
-using Shim::Qualifier;
-using Shim::Rc;
-
 constexpr FieldStage egress = FieldStage::egress;
 constexpr uint64_t ms = 1'000'000; // ns
-
-Shim::QualifierSet only( Qualifier qualifier ) {
-   return Shim::QualifierSet().set( static_cast< size_t >( qualifier ) );
-}
 
 class EgressTest : public FieldTest {
  protected:
    // What comes in at port 1 is copied to mirror destination 0; nobody looks at headers.
    explicit EgressTest( const Profile& profile = testProfile() ) : FieldTest( profile ) {
-      int group = -1;
-      ok( sdk().bcm_field_group_create(
-            0, FieldStage::ingress, only( Qualifier::inPorts ), 0, &group ) );
-      mirroring_ = fromPort( group, 1, FieldAction::mirrorIngressTo );
+      mirroring_ = fromPort(
+            newGroup( only( { Qualifier::inPorts } ) ), 1, FieldAction::mirrorIngressTo );
    }
    int newEgressGroup( int priority = 0 ) { return newGroup( priority, egress ); }
    // An entry that drops what its policer finds red, and counts by colour.
    int limit( int in, uint32_t to, uint32_t mirrorCopy = 1 ) {
-      const int id = newEntry( in, FieldAction::rpDrop );
-      ok( sdk().bcm_field_qualify_MirrorCopy( 0, id, mirrorCopy, 1 ) );
-      ok( sdk().bcm_field_entry_stat_set( 0, id, Shim::FieldStat::byColor ) );
+      const int id = with( newEntry( in, FieldAction::rpDrop ),
+            &Sdk::bcm_field_qualify_MirrorCopy, mirrorCopy, 1 );
+      ok( sdk().bcm_field_entry_stat_set( 0, id, FieldStat::byColor ) );
       attach( id, to );
       return id;
    }
@@ -157,7 +146,7 @@ TEST_F( EgressTest, KeysDescribeTheCopyAsItLeaves ) {
    const Bytes inner = ip4( 6, tcp( 9, 80 ), 0, {}, 0x20 );
    const Bytes tagged = ethernet( ip4Type, inner, tag( 20 ) );
    const Bytes triple = ethernet( ip4Type, inner, tag( 20 ) + tag( 30 ) + tag( 40 ) );
-   Shim::MirrorTunnel tunnel; // of what is copied as received
+   MirrorTunnel tunnel; // of what is copied as received
    tunnel.vid = 100;
    tunnel.srcIp = tunnel.dstIp = Plix::IpAddr( 0x0b000002 );
    tunnel.trafficClass = 0x80;
@@ -202,9 +191,9 @@ TEST_F( EgressTest, KeysDescribeTheCopyAsItLeaves ) {
 }
 
 TEST_F( EgressTest, AnObserverHearsWhatBecameOfEveryFrameAndCopy ) {
-   const int entry = limit( newEgressGroup(), policer( 1, 10 ) );
-   const int other = newEntry( newEgressGroup(), FieldAction::drop );
-   ok( sdk().bcm_field_qualify_MirrorCopy( 0, other, 1, 1 ) );
+   const int other = with( newEntry( newEgressGroup(), FieldAction::drop ),
+         &Sdk::bcm_field_qualify_MirrorCopy, 1, 1 );
+   const int entry = limit( newEgressGroup( 1 ), policer( 1, 10 ) ); // asked first
    const std::string first = std::to_string( entry ), last = std::to_string( other );
    const std::string copied = "none; " + std::to_string( mirroring_ ) + "@-1 ";
    Listener listener;
@@ -222,7 +211,7 @@ TEST_F( EgressTest, AnObserverHearsWhatBecameOfEveryFrameAndCopy ) {
          "vid 10 " + copied + "[7 1250 " + first + " red " + last + "] 7 policed " + first +
                " 1" );
    ok( sdk().bcm_field_entry_remove( 0, entry ) );
-   Shim::MirrorTunnel tunnel;
+   MirrorTunnel tunnel;
    tunnel.srcIp = tunnel.dstIp = Plix::IpAddr( 1 );
    ok( sdk().bcm_mirror_destination_set( 0, 0, { {}, 7, tunnel } ) );
    EXPECT_EQ( told(), "vid 10 " + copied + "[7 1288 " + last + "] 7 filtered " + last + " 0" );
@@ -238,9 +227,8 @@ TEST_F( EgressTest, AnObserverHearsWhatBecameOfEveryFrameAndCopy ) {
 }
 
 TEST_F( OutPortTest, StagesAndFamiliesHaveTheirOwnQualifiersAndActions ) {
-   const int out = newEntry( newEgressGroup(), FieldAction::drop );
-   ok( sdk().bcm_field_qualify_OutPort( 0, out, 7, 0xff ) );
-   installed( out );
+   const int out = installed( with( newEntry( newEgressGroup(), FieldAction::drop ),
+         &Sdk::bcm_field_qualify_OutPort, 7, 0xff ) );
    EXPECT_EQ( leaves( 1, web_ ), "2 3" );
    destination( 0, 8 );
    EXPECT_EQ( leaves( 1, web_ ), "mi0>8 2 3" );
@@ -248,27 +236,25 @@ TEST_F( OutPortTest, StagesAndFamiliesHaveTheirOwnQualifiersAndActions ) {
    box_.addChip( 1, testProfile() ); // of the Tomahawk family
    const auto create = [ & ]( int unit, FieldStage stage, Qualifier qualifier ) {
       int group = 0;
-      return sdk().bcm_field_group_create( unit, stage, only( qualifier ), 0, &group );
+      return sdk().bcm_field_group_create( unit, stage, only( { qualifier } ), 0, &group );
    };
-   for ( Rc rc : { create( 0, egress, Qualifier::dstPort ),
-               create( 1, egress, Qualifier::outPort ), create( 0, egress, Qualifier::inPorts ),
+   expectAll( unavailable,
+         { create( 0, egress, Qualifier::dstPort ), create( 1, egress, Qualifier::outPort ),
+               create( 0, egress, Qualifier::inPorts ),
                create( 0, FieldStage::ingress, Qualifier::outPort ),
-               create( 0, FieldStage::ingress, Qualifier::mirrorCopy ) } ) {
-      EXPECT_EQ( rc, unavailable );
-   }
+               create( 0, FieldStage::ingress, Qualifier::mirrorCopy ) } );
    const int in = newEntry( newGroup(), FieldAction::drop );
    const auto add = [ & ]( int entry, FieldAction action, uint32_t value ) {
       return sdk().bcm_field_action_add( 0, entry, action, value, 0 );
    };
-   for ( Rc rc : { add( in, FieldAction::rpDrop, 0 ), add( in, FieldAction::svtagPrio, 0 ),
+   expectAll( param,
+         { add( in, FieldAction::rpDrop, 0 ), add( in, FieldAction::svtagPrio, 0 ),
                add( out, FieldAction::mirrorEgress, 0 ), add( out, FieldAction::cosQCpuNew, 0 ),
                add( out, FieldAction::svtagEnable, 0 ), add( out, FieldAction::svtagPrio, 8 ),
                add( out, FieldAction::svtagSignature, 0x10000 ),
                add( out, FieldAction::svtagOffset, 10 ),
                add( out, FieldAction::svtagOffset, 13 ),
-               add( out, FieldAction::svtagOffset, 66 ) } ) {
-      EXPECT_EQ( rc, param );
-   }
+               add( out, FieldAction::svtagOffset, 66 ) } );
 }
 
 // By what they are, whatever their ids: an agent that starts anew gets others.

@@ -8,13 +8,11 @@ namespace ChipModel::Test {
 
 namespace {
 
-using Shim::FieldAction;
-
 class EncapsulatorTest : public CopyTest {
  protected:
    // An egress entry that tags every copy.
    int tags( uint32_t offset ) {
-      int id = newEntry( newGroup( 0, Shim::FieldStage::egress ), FieldAction::svtagEnable, 1 );
+      int id = newEntry( newGroup( 0, FieldStage::egress ), FieldAction::svtagEnable, 1 );
       for ( auto [ action, value ] : { std::pair( FieldAction::svtagSignature, 0x88e7U ),
                   std::pair( FieldAction::svtagPrio, 5U ),
                   std::pair( FieldAction::svtagDeviceId, 19U ),
@@ -29,7 +27,7 @@ class EncapsulatorTest : public CopyTest {
 };
 
 TEST_F( EncapsulatorTest, AnIp4TunnelToTheByte ) {
-   Shim::MirrorTunnel to = tunnel( "10.1.2.3", "192.0.2.9" );
+   MirrorTunnel to = tunnel( "10.1.2.3", "192.0.2.9" );
    to.trafficClass = 0xb8;
    to.ttl = 17;
    ok( tunnelIs( to ) );
@@ -58,7 +56,7 @@ TEST_F( EncapsulatorTest, AnIp4TunnelToTheByte ) {
 }
 
 TEST_F( EncapsulatorTest, AnIp6TunnelWithTagAndKeyToTheByte ) {
-   Shim::MirrorTunnel to = tunnel( "2001:db8::1", "2001:db8::2" );
+   MirrorTunnel to = tunnel( "2001:db8::1", "2001:db8::2" );
    to.vid = 0x123;
    to.trafficClass = 0x2e;
    to.greProtocol = 0x6558;
@@ -94,9 +92,9 @@ TEST_F( EncapsulatorTest, WhatDoesNotFitIsCountedAndNotSent ) {
 }
 
 TEST_F( EncapsulatorTest, ATunnelThatIsNoneIsRefusedAndAnotherReplacesIt ) {
-   Shim::MirrorTunnel to = tunnel( "10.1.2.3", "192.0.2.9" );
+   MirrorTunnel to = tunnel( "10.1.2.3", "192.0.2.9" );
    to.vid = 4095;
-   for ( const Shim::MirrorTunnel& bad : { to, tunnel( "10.1.2.3", "2001:db8::2" ),
+   for ( const MirrorTunnel& bad : { to, tunnel( "10.1.2.3", "2001:db8::2" ),
                tunnel( "10.1.2.3", "" ), tunnel( "", "" ) } ) {
       EXPECT_EQ( tunnelIs( bad ), param );
    }

@@ -9,6 +9,14 @@
 
 namespace ChipModel::Test {
 
+inline QualifierSet only( std::initializer_list< Qualifier > qualifiers ) {
+   QualifierSet set;
+   for ( Qualifier each : qualifiers ) {
+      set.set( static_cast< size_t >( each ) );
+   }
+   return set;
+}
+
 inline constexpr uint32_t exact = 0xffffffff;
 
 class FieldTest : public ChipTest {
@@ -19,17 +27,27 @@ class FieldTest : public ChipTest {
       destination( 0, 7 );
       destination( 1, 8 );
    }
-   int newGroup( int priority = 0, Shim::FieldStage stage = Shim::FieldStage::ingress ) {
+   int newGroup( int priority = 0, FieldStage stage = FieldStage::ingress ) {
+      return newGroup( stageQualifiers( box_.chip( 0 )->profile(), stage ), priority, stage );
+   }
+   int newGroup( const QualifierSet& qualifiers, int priority = 0,
+         FieldStage stage = FieldStage::ingress ) {
       int id = -1;
-      ok( sdk().bcm_field_group_create(
-            0, stage, stageQualifiers( box_.chip( 0 )->profile(), stage ), priority, &id ) );
+      ok( sdk().bcm_field_group_create( 0, stage, qualifiers, priority, &id ) );
       return id;
    }
    // Matches everything until it is qualified; not installed.
-   int newEntry( int in, Shim::FieldAction action, uint32_t param0 = 0, uint32_t param1 = 0 ) {
+   int newEntry( int in, FieldAction action, uint32_t param0 = 0, uint32_t param1 = 0 ) {
       int id = -1;
       ok( sdk().bcm_field_entry_create( 0, in, &id ) );
       ok( sdk().bcm_field_action_add( 0, id, action, param0, param1 ) );
+      return id;
+   }
+   // The entry, qualified by one more call: with( id, &Sdk::bcm_field_qualify_Drop, 1, 1 ).
+   template < typename... Args >
+   int with( int id, Rc ( Sdk::*call )( int, int, Args... ),
+         const std::type_identity_t< Args >&... args ) {
+      ok( ( sdk().*call )( 0, id, args... ) );
       return id;
    }
    int installed( int id, int priority = 0 ) {
@@ -39,13 +57,13 @@ class FieldTest : public ChipTest {
    }
    // Installed entries for what comes in at a port, and for what goes to one; `to` is a mirror
    // destination.
-   int fromPort( int in, int port, Shim::FieldAction action, uint32_t to = 0 ) {
+   int fromPort( int in, int port, FieldAction action, uint32_t to = 0 ) {
       const int id = newEntry( in, action, 0, to );
       // Of the ports that are asked for by mask, the frame's must be among the data.
-      ok( sdk().bcm_field_qualify_InPorts( 0, id, bitmap( { port } ), ~Shim::PortBitmap{} ) );
+      ok( sdk().bcm_field_qualify_InPorts( 0, id, bitmap( { port } ), ~PortBitmap{} ) );
       return installed( id );
    }
-   int toPort( int in, uint32_t port, Shim::FieldAction action, uint32_t to = 0 ) {
+   int toPort( int in, uint32_t port, FieldAction action, uint32_t to = 0 ) {
       const int id = newEntry( in, action, 0, to );
       toChipPort( id, port );
       return installed( id );
@@ -70,9 +88,9 @@ class FieldTest : public ChipTest {
       return {};
    }
    uint32_t policer( uint32_t kbits, uint32_t burst ) {
-      Shim::bcm_policer_config_s config;
+      bcm_policer_config_s config;
       Sdk::bcm_policer_config_t_init( &config );
-      config.flags = Shim::policerByBytes | Shim::policerColorBlind;
+      config.flags = policerByBytes | policerColorBlind;
       config.ckbits_sec = kbits;
       config.ckbits_burst = burst;
       uint32_t id = 0;
@@ -82,7 +100,7 @@ class FieldTest : public ChipTest {
    void attach( int id, uint32_t to ) {
       ok( sdk().bcm_field_entry_policer_attach( 0, id, 0, to ) );
    }
-   int range( Shim::FieldRange what, uint32_t min, uint32_t max ) {
+   int range( FieldRange what, uint32_t min, uint32_t max ) {
       int id = -1;
       ok( sdk().bcm_field_range_create( 0, what, min, max, &id ) );
       return id;
@@ -112,13 +130,13 @@ struct Explainer : PipelineObserver {
 class CopyTest : public FieldTest {
  protected:
    explicit CopyTest( const Profile& profile = testProfile() ) : FieldTest( profile ) {
-      fromPort( newGroup(), 1, Shim::FieldAction::mirrorIngressTo );
+      fromPort( newGroup(), 1, FieldAction::mirrorIngressTo );
    }
-   Shim::Rc tunnelIs( const Shim::MirrorTunnel& tunnel ) {
+   Rc tunnelIs( const MirrorTunnel& tunnel ) {
       return sdk().bcm_mirror_destination_set( 0, 0, { {}, 7, tunnel } );
    }
-   static Shim::MirrorTunnel tunnel( const char* from, const char* to ) {
-      Shim::MirrorTunnel result;
+   static MirrorTunnel tunnel( const char* from, const char* to ) {
+      MirrorTunnel result;
       result.srcMac = address( mac( 0x11 ) );
       result.dstMac = address( mac( 0x22 ) );
       result.srcIp = *Plix::IpGenAddr::fromString( from );

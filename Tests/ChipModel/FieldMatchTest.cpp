@@ -12,10 +12,6 @@ namespace ChipModel::Test {
 
 namespace {
 
-using Shim::FieldIpFrag;
-using Shim::FieldIpType;
-using Shim::Rc;
-
 Plix::Ip6Addr ip6Address( const Bytes& from ) {
    std::array< uint8_t, 16 > bytes{};
    std::copy_n( from.begin(), bytes.size(), bytes.begin() );
@@ -25,15 +21,14 @@ Plix::Ip6Addr ip6Address( const Bytes& from ) {
 class FieldMatchTest : public FieldTest {
  protected:
    // Leaves the entry with what `qualify` sets.
-   void match( const std::function< Rc( Shim::Sdk& ) >& qualify ) {
+   void match( const std::function< Rc( Sdk& ) >& qualify ) {
       matchAll( entry_ );
       ok( qualify( sdk() ) );
       ok( sdk().bcm_field_entry_install( 0, entry_ ) );
    }
    template < typename... Args >
-   void match(
-         Rc ( Shim::Sdk::*call )( int, int, Args... ), std::type_identity_t< Args >... args ) {
-      match( [ & ]( Shim::Sdk& s ) { return ( s.*call )( 0, entry_, args... ); } );
+   void match( Rc ( Sdk::*call )( int, int, Args... ), std::type_identity_t< Args >... args ) {
+      match( [ & ]( Sdk& s ) { return ( s.*call )( 0, entry_, args... ); } );
    }
    bool hits( const Bytes& bytes ) { return leaves( 1, bytes ).starts_with( "mi0>7" ); }
    bool hasPort2( const Bytes& bytes ) {
@@ -46,8 +41,7 @@ class FieldMatchTest : public FieldTest {
    }
    // Which enumerators, in their order, match the frame: "x.x".
    template < typename Enum >
-   std::string matching(
-         Rc ( Shim::Sdk::*call )( int, int, Enum ), Enum last, const Bytes& bytes ) {
+   std::string matching( Rc ( Sdk::*call )( int, int, Enum ), Enum last, const Bytes& bytes ) {
       std::string result;
       for ( int i = 0; i <= static_cast< int >( last ); ++i ) {
          match( call, static_cast< Enum >( i ) );
@@ -64,7 +58,7 @@ class FieldMatchTest : public FieldTest {
 
    // One entry, which copies what it matches to mirror destination 0.
    const int group_ = newGroup();
-   const int entry_ = newEntry( group_, Shim::FieldAction::mirrorIngressTo, 0, 99 );
+   const int entry_ = newEntry( group_, FieldAction::mirrorIngressTo, 0, 99 );
 };
 
 TEST_F( FieldMatchTest, EveryFieldMatchesAndMissesByOneBit ) {
@@ -79,14 +73,14 @@ TEST_F( FieldMatchTest, EveryFieldMatchesAndMissesByOneBit ) {
    const Plix::Ip6Addr exact6 = ip6Address( Bytes( 16, 0xff ) );
    struct Case {
       const char* what;
-      std::function< Rc( Shim::Sdk& ) > qualify;
+      std::function< Rc( Sdk& ) > qualify;
       Bytes packet;
       std::vector< size_t > places; // bytes of the field
       uint8_t outside = 0;          // bits of the last byte that are not of the field
    };
    const int e = entry_;
 #define QUALIFY( call, ... )                                                                   \
-#call, [ & ]( Shim::Sdk & s ) { return s.bcm_field_qualify_##call( 0, e, __VA_ARGS__ ); }
+#call, [ & ]( Sdk & s ) { return s.bcm_field_qualify_##call( 0, e, __VA_ARGS__ ); }
    const std::vector< Case > cases{
       { QUALIFY( DstMac, address( mac( 2 ) ), exactMac ), overTcp, { 0, 1, 2, 3, 4, 5 } },
       { QUALIFY( SrcMac, address( mac( 1 ) ), exactMac ), overTcp, { 6, 7, 8, 9, 10, 11 } },

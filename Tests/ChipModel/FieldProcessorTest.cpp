@@ -12,11 +12,6 @@ namespace ChipModel::Test {
 
 namespace {
 
-using Shim::FieldAction;
-using Shim::FieldStage;
-using Shim::Qualifier;
-using Shim::Rc;
-
 class FieldProcessorTest : public FieldTest {
  protected:
    int made( int in ) {
@@ -46,7 +41,7 @@ TEST_F( FieldProcessorTest, UnknownIdsAreNotFound ) {
          s.bcm_field_action_add( 0, id, FieldAction::mirrorIngress, 0, 0 ),
          s.bcm_field_action_remove( 0, id, FieldAction::mirrorIngress ) };
       if ( id != destroyed ) { // group ids count for themselves
-         Shim::FieldGroupStatus status;
+         FieldGroupStatus status;
          int other = 0;
          codes.push_back( s.bcm_field_group_destroy( 0, id ) );
          codes.push_back( s.bcm_field_group_status_get( 0, id, &status ) );
@@ -57,18 +52,14 @@ TEST_F( FieldProcessorTest, UnknownIdsAreNotFound ) {
 }
 
 TEST_F( FieldProcessorTest, WhatDoesNotFitIsRefusedAndChangesNothing ) {
-   Shim::QualifierSet set;
-   for ( Qualifier each : { Qualifier::dstPort, Qualifier::dstTrunk, Qualifier::portClass,
-               Qualifier::outerVlanId } ) {
-      set.set( static_cast< size_t >( each ) );
-   }
-   int group = -1;
-   ok( s.bcm_field_group_create( 0, FieldStage::ingress, set, 0, &group ) );
-   const int id = newEntry( group, FieldAction::mirrorIngress, 0, 3 );
-   ok( s.bcm_field_qualify_OuterVlanId( 0, id, 7, exact ) );
-   installed( id );
+   const QualifierSet set = only( { Qualifier::dstPort, Qualifier::dstTrunk,
+         Qualifier::portClass, Qualifier::outerVlanId } );
+   int group = newGroup( set );
+   const int id = installed( with( newEntry( group, FieldAction::mirrorIngress, 0, 3 ),
+         &Sdk::bcm_field_qualify_OuterVlanId, 7, exact ) );
    const ChipState before = state();
-   for ( Rc rc : { s.bcm_field_qualify_Drop( 0, id, 1, 1 ),
+   expectAll( param,
+         { s.bcm_field_qualify_Drop( 0, id, 1, 1 ),
                s.bcm_field_qualify_InPorts( 0, id, {}, {} ),
                s.bcm_field_qualify_PortClass( 0, id, 0x1000, exact ), // 12 bits
                s.bcm_field_qualify_OuterVlanId( 0, id, 0x1000, exact ),
@@ -78,14 +69,11 @@ TEST_F( FieldProcessorTest, WhatDoesNotFitIsRefusedAndChangesNothing ) {
                s.bcm_field_qualify_DstPort( 0, id, 0, 0, 256, exact ),
                s.bcm_field_action_add( 0, id, FieldAction::mirrorEgress, 0, 4 ),
                s.bcm_field_action_add( 0, id, FieldAction{ 99 }, 0, 0 ),
-               s.bcm_field_qualifier_delete( 0, id, Qualifier::count_ ) } ) {
-      EXPECT_EQ( rc, param );
-   }
+               s.bcm_field_qualifier_delete( 0, id, Qualifier::count_ ) } );
    EXPECT_EQ( s.bcm_field_action_add( 0, id, FieldAction::mirrorIngress, 0, 1 ), exists );
-   for ( Rc rc : { s.bcm_field_action_remove( 0, id, FieldAction::mirrorEgress ),
-               s.bcm_field_qualifier_delete( 0, id, Qualifier::dstTrunk ) } ) {
-      EXPECT_EQ( rc, notFound );
-   }
+   expectAll( notFound,
+         { s.bcm_field_action_remove( 0, id, FieldAction::mirrorEgress ),
+               s.bcm_field_qualifier_delete( 0, id, Qualifier::dstTrunk ) } );
    EXPECT_EQ( differences( before, state() ), std::vector< std::string >() );
    EXPECT_EQ( s.bcm_field_group_destroy( 0, group ), busy );
    ok( s.bcm_field_entry_destroy( 0, id ) ); // installed or not
@@ -123,7 +111,7 @@ TEST_F( FieldProcessorTest, QualifiersCompareUnderTheirMaskAndNeedTheirField ) {
    };
    ok( s.bcm_field_qualify_InPorts( 0, id, bitmap( { 3, 4 } ), bitmap( { 4, 5 } ) ) );
    EXPECT_TRUE( hit( 4, web_ ) && !hit( 3, web_ ) && !hit( 5, web_ ) );
-   ok( s.bcm_field_qualify_InPorts( 0, id, {}, ~Shim::PortBitmap() ) );
+   ok( s.bcm_field_qualify_InPorts( 0, id, {}, ~PortBitmap() ) );
    EXPECT_FALSE( hit( 1, web_ ) );
    ok( s.bcm_field_qualify_InPorts( 0, id, bitmap( { 3 } ), {} ) );
    EXPECT_TRUE( hit( 6, web_ ) );
@@ -162,7 +150,7 @@ TEST_F( FieldProcessorTest, AStageIsFullForAllItsGroupsUntilEntriesGoOrCapacityG
    made( other );                // the other stage has its own
    room( "ingress-entries", 1 ); // below use: those that exist stay and work
    EXPECT_TRUE( hits( installed( a ), 1, web_ ) );
-   Shim::FieldGroupStatus status;
+   FieldGroupStatus status;
    ok( s.bcm_field_group_status_get( 0, first, &status ) );
    EXPECT_EQ( std::pair( status.entriesUsed, status.entriesFree ), std::pair( 2, 0 ) );
    ok( s.bcm_field_entry_destroy( 0, b ) );

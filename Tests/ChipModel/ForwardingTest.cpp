@@ -45,7 +45,7 @@ TEST_F( ForwardingTest, StaticAddressesStayAndAFullTableLearnsNoMore ) {
    EXPECT_EQ( state().l2Addresses.size(), 64u );
    EXPECT_EQ( leaves( 1, frame( mac( 50 ), mac( 1 ) ) ), "2" );
    EXPECT_EQ( leaves( 1, frame( mac( 70 ), mac( 1 ) ) ), "2 3" );
-   const Shim::L2Addr another{ address( mac( 70 ) ), 10, false, 2, true };
+   const L2Addr another{ address( mac( 70 ) ), 10, false, 2, true };
    EXPECT_EQ( sdk().bcm_l2_addr_add( 0, another ), Sdk::QX_BCM_E_FULL() );
    ok( sdk().bcm_vlan_destroy( 0, 10 ) );
    EXPECT_EQ( state().l2Addresses.size(), 1u );
@@ -66,13 +66,11 @@ TEST( L2TableTest, AgreesWithAMapUnderRandomChange ) {
       switch ( random() % 8 ) {
       case 0: {
          const bool isStatic = random() % 2 != 0;
-         const Shim::Rc rc = table.add( { address( bytes ), vid, false, port, isStatic } );
-         if ( known && found->second.second ) {
-            ASSERT_EQ( rc, exists );
-         } else if ( !known && expected.size() == 24 ) {
-            ASSERT_EQ( rc, Sdk::QX_BCM_E_FULL() );
-         } else {
-            ASSERT_EQ( rc, 0 );
+         const Rc rc = known && found->second.second ? exists
+               : !known && expected.size() == 24     ? Sdk::QX_BCM_E_FULL()
+                                                     : none;
+         ASSERT_EQ( table.add( { address( bytes ), vid, false, port, isStatic } ), rc );
+         if ( rc == none ) {
             expected[ place ] = { port, isStatic };
          }
          break;
@@ -96,11 +94,11 @@ TEST( L2TableTest, AgreesWithAMapUnderRandomChange ) {
             expected[ place ] = { port, false };
          }
       }
-      const std::vector< Shim::L2Addr > addresses = table.addresses();
+      const std::vector< L2Addr > addresses = table.addresses();
       ASSERT_EQ( addresses.size(), expected.size() );
       size_t index = 0;
       for ( const auto& [ key, value ] : expected ) {
-         const Shim::L2Addr& entry = addresses[ index++ ];
+         const L2Addr& entry = addresses[ index++ ];
          ASSERT_EQ( std::pair( entry.vid, entry.mac ), key );
          ASSERT_EQ( std::pair( entry.destination, entry.isStatic ), value );
          const L2Destination* where =

@@ -124,19 +124,10 @@ class Pair {
       }
    }
    int priority() {
-      switch ( priorities_ ) {
-      case Priorities::equal:
-         return 5;
-      case Priorities::rising:
-         return nextId_;
-      case Priorities::falling:
-         return -nextId_;
-      case Priorities::random:
-         break;
-      }
-      constexpr int ends[] = { std::numeric_limits< int >::min(), -1, 0, 1,
-         std::numeric_limits< int >::max() };
-      return ends[ below( 5 ) ];
+      using Limits = std::numeric_limits< int >;
+      const int random[] = { Limits::min(), -1, 0, 1, Limits::max() };
+      const int each[] = { 5, nextId_, -nextId_, random[ below( 5 ) ] };
+      return each[ static_cast< size_t >( priorities_ ) ];
    }
    int scan( const LookupKey& key ) const {
       const Rule* best = nullptr;

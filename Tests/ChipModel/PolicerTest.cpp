@@ -10,14 +10,11 @@ namespace ChipModel::Test {
 
 namespace {
 
-using Shim::FieldAction;
-using Shim::FieldStage;
-
 constexpr uint32_t kilobits10 = 1250; // bytes
 constexpr uint64_t ms = 1'000'000;    // ns
 
 Policer make( uint32_t kbits, uint32_t burst ) {
-   return Policer( { Shim::policerByBytes | Shim::policerColorBlind, {}, kbits, burst, 0, 0 } );
+   return Policer( { policerByBytes | policerColorBlind, {}, kbits, burst, 0, 0 } );
 }
 
 // How many frames in a row, at one time, find their bits.
@@ -71,18 +68,18 @@ TEST( PolicerTest, TheWidestValuesDoNotOverflow ) {
 using PolicerCallTest = FieldTest;
 
 TEST_F( PolicerCallTest, WhatTheChipCannotDoIsRefused ) {
-   Shim::bcm_policer_config_s config;
+   bcm_policer_config_s config;
    uint32_t id = 77;
    const auto create = [ & ] { return sdk().bcm_policer_create( 0, config, &id ); };
    Sdk::bcm_policer_config_t_init( &config );
-   config.flags = Shim::policerByBytes | Shim::policerColorBlind;
+   config.flags = policerByBytes | policerColorBlind;
    EXPECT_EQ( create(), param ); // no rate
    config.ckbits_sec = 1;
-   for ( uint32_t flags : { 0U, Shim::policerByBytes, Shim::policerColorBlind, 0xffffffffU } ) {
+   for ( uint32_t flags : { 0U, policerByBytes, policerColorBlind, 0xffffffffU } ) {
       config.flags = flags;
       EXPECT_EQ( create(), unavailable ) << flags;
    }
-   config.flags = Shim::policerByBytes | Shim::policerColorBlind;
+   config.flags = policerByBytes | policerColorBlind;
    config.pkbits_sec = 1;
    EXPECT_EQ( create(), unavailable );
    config.pkbits_sec = 0;

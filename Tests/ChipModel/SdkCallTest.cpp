@@ -13,15 +13,13 @@ namespace ChipModel::Test {
 
 namespace {
 
-using Shim::PortBitmap;
-using Shim::Rc;
 using Zol::activityLock;
 
 // An entry that calls qualify; what a call finds when it begins is up to the gate's observer.
 class SdkCallTest : public FieldTest {
  protected:
    SdkCallTest() : before_( std::exchange( Shim::sdk_, &sdk() ) ) {
-      entry_ = newEntry( newGroup(), Shim::FieldAction::drop );
+      entry_ = newEntry( newGroup(), FieldAction::drop );
       Karvel::sdkErrorStreamIs( &errors_ );
       Duolog::sinkIs( [ this ]( std::string_view line ) { traced_.emplace_back( line ); } );
       Duolog::timeSourceIs( [] { return 0.0; } );
@@ -40,7 +38,7 @@ class SdkCallTest : public FieldTest {
       box_.control().gate().observerIs( [ work ]( const CallInfo& ) { work(); } );
    }
 
-   Shim::Sdk* before_;
+   Sdk* before_;
    int entry_ = 0;
    Duolog::Handle trace_{ "SdkCallTest" };
    std::ostringstream errors_;
@@ -92,7 +90,7 @@ TEST_F( SdkCallTest, ArgumentsAreConvertedAndCopiedUnderTheLock ) {
          KARVEL_SDK_CALL( trace_, bcm_field_qualify_Drop, ( 0, entry_, Attribute(), 1 ) ), 0 );
    ASSERT_EQ( view( entry_ ).qualifiers.size(), 2U );
    for ( const QualifierValue& value : view( entry_ ).qualifiers ) {
-      const bool isDrop = value.qualifier == Shim::Qualifier::drop;
+      const bool isDrop = value.qualifier == Qualifier::drop;
       EXPECT_TRUE( isDrop ? value.data.at( 0 ) == 1 : value.ports == PortBitmap( 5 ) );
    }
    int made = -1; // what a call gives back comes through the caller's pointer

@@ -17,18 +17,18 @@
 namespace ChipModel::Test {
 
 using namespace Frames;
-using Shim::Sdk;
+using namespace Shim;
 
-inline constexpr Shim::Rc none = Sdk::QX_BCM_E_NONE();
-inline constexpr Shim::Rc param = Sdk::QX_BCM_E_PARAM();
-inline constexpr Shim::Rc badPort = Sdk::QX_BCM_E_PORT();
-inline constexpr Shim::Rc notFound = Sdk::QX_BCM_E_NOT_FOUND();
-inline constexpr Shim::Rc exists = Sdk::QX_BCM_E_EXISTS();
-inline constexpr Shim::Rc fail = Sdk::QX_BCM_E_FAIL();
-inline constexpr Shim::Rc unavailable = Sdk::QX_BCM_E_UNAVAIL();
-inline constexpr Shim::Rc busy = Sdk::QX_BCM_E_BUSY();
-inline constexpr Shim::Rc noRoom = Sdk::QX_BCM_E_RESOURCE();
-inline constexpr Shim::Rc badUnit = Sdk::QX_BCM_E_UNIT();
+inline constexpr Rc none = Sdk::QX_BCM_E_NONE();
+inline constexpr Rc param = Sdk::QX_BCM_E_PARAM();
+inline constexpr Rc badPort = Sdk::QX_BCM_E_PORT();
+inline constexpr Rc notFound = Sdk::QX_BCM_E_NOT_FOUND();
+inline constexpr Rc exists = Sdk::QX_BCM_E_EXISTS();
+inline constexpr Rc fail = Sdk::QX_BCM_E_FAIL();
+inline constexpr Rc unavailable = Sdk::QX_BCM_E_UNAVAIL();
+inline constexpr Rc busy = Sdk::QX_BCM_E_BUSY();
+inline constexpr Rc noRoom = Sdk::QX_BCM_E_RESOURCE();
+inline constexpr Rc badUnit = Sdk::QX_BCM_E_UNIT();
 
 inline const Bytes broadcast{ 0xff, 0xff, 0xff, 0xff, 0xff, 0xff };
 inline const Bytes group{ 0x01, 0x00, 0x5e, 0x00, 0x00, 0x09 };
@@ -60,8 +60,8 @@ inline Plix::EthAddr address( const Bytes& from ) {
    return Plix::EthAddr( bytes );
 }
 
-inline Shim::PortBitmap bitmap( std::initializer_list< int > ports ) {
-   Shim::PortBitmap bits;
+inline PortBitmap bitmap( std::initializer_list< int > ports ) {
+   PortBitmap bits;
    for ( int port : ports ) {
       bits.set( static_cast< size_t >( port ) );
    }
@@ -71,19 +71,14 @@ inline Shim::PortBitmap bitmap( std::initializer_list< int > ports ) {
 inline Profile testProfile() {
    Profile profile;
    profile.name = "test";
-   profile.tomahawkFamily = true;
-   profile.aclGroup = true;
-   profile.ports = 64;
-   profile.ingressEntries = 2048;
-   profile.egressEntries = 64;
-   profile.groupsPerStage = 8;
-   profile.portClassBits = 12;
-   profile.rangeCheckers = 4;
+   profile.tomahawkFamily = profile.aclGroup = true;
    profile.policers = 3;
-   profile.mirrorDestinations = 4;
+   profile.rangeCheckers = profile.mirrorDestinations = 4;
+   profile.groupsPerStage = profile.trunkMembers = 8;
+   profile.portClassBits = 12;
    profile.trunks = 16;
-   profile.trunkMembers = 8;
-   profile.l2Addresses = 64;
+   profile.ports = profile.egressEntries = profile.l2Addresses = 64;
+   profile.ingressEntries = 2048;
    profile.greKeys = GreKeys::inserted;
    return profile;
 }
@@ -112,9 +107,12 @@ class ChipTest : public ::testing::Test, public FrameSink {
             Bytes( view.data, view.data + view.length ), view.wireLength } );
    }
 
-   Shim::Sdk& sdk() { return box_.sdk(); }
+   Sdk& sdk() { return box_.sdk(); }
    ChipState state() { return box_.control().state( 0 ); }
-   void ok( Shim::Rc rc ) { ASSERT_EQ( rc, 0 ) << Sdk::bcm_errmsg( rc ); }
+   void ok( Rc rc ) { ASSERT_EQ( rc, 0 ) << Sdk::bcm_errmsg( rc ); }
+   void expectAll( Rc expected, const std::vector< Rc >& codes ) {
+      EXPECT_EQ( codes, std::vector( codes.size(), expected ) );
+   }
 
    // Untagged members also take untagged frames into the VLAN.
    void vlan( uint16_t vid, std::initializer_list< int > tagged,
@@ -136,7 +134,7 @@ class ChipTest : public ::testing::Test, public FrameSink {
    }
    void destination( int index, int port ) {
       ok( sdk().bcm_mirror_destination_set(
-            0, index, { Shim::MirrorDestination::Kind::port, port } ) );
+            0, index, { MirrorDestination::Kind::port, port } ) );
    }
 
    // What leaves because of this frame. Its bytes stand in a block of exactly their size,
