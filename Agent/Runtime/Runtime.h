@@ -132,7 +132,7 @@ class Runtime {
    // "ingress-entries", "egress-entries" or "policers", on every chip. Sessions that failed are
    // tried again.
    std::optional< std::string > capacity( std::string_view what, int value );
-   // The link of a port comes up or goes down.
+   // The link of a port comes up or goes down, and stays so whatever is configured.
    std::optional< std::string > linkIs( const std::string& port, bool isUp );
    // Whether frames can leave by the port: its link and its administrator say up.
    bool isUp( const std::string& port ) const;
