@@ -444,6 +444,6 @@ bool writeMembers( T& object, std::string_view name, std::string_view text,
       ZolBase::zolDropOwned();                                                                 \
    }                                                                                           \
    static const ::Zol::EntityTypeRow ZOL_ROW_( __COUNTER__ )( __VA_ARGS__::zolTypeName(),      \
-         __VA_ARGS__::ZolBase::zolTypeName(), ::Zol::ownershipsOf< __VA_ARGS__ >() )
+         __VA_ARGS__::ZolBase::zolTypeName(), ::Zol::ownershipsOf< __VA_ARGS__ > )
 #define ZOL_ROW_( number ) ZOL_ROW_2_( number )
 #define ZOL_ROW_2_( number ) zolEntityTypeRow##number

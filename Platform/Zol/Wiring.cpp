@@ -10,7 +10,7 @@ namespace {
 struct EntityType {
    std::string_view name;
    std::string_view base;
-   std::vector< Ownership > machines;
+   EntityTypeRow::Machines machines;
 };
 
 // Keyed by the object that brought the row, which takes it along when its library is unloaded.
@@ -47,8 +47,8 @@ ReactionRow::ReactionRow( const Reaction& row ) { reactionRows().emplace( this, 
 ReactionRow::~ReactionRow() { reactionRows().erase( this ); }
 
 EntityTypeRow::EntityTypeRow(
-      std::string_view type, std::string_view base, std::vector< Ownership > machines ) {
-   entityTypes().emplace( this, EntityType{ type, base, std::move( machines ) } );
+      std::string_view type, std::string_view base, Machines machines ) {
+   entityTypes().emplace( this, EntityType{ type, base, machines } );
 }
 EntityTypeRow::~EntityTypeRow() { entityTypes().erase( this ); }
 
@@ -63,7 +63,7 @@ std::vector< Reaction > reactions() {
 std::vector< Ownership > ownerships() {
    std::vector< Ownership > result;
    for ( const auto& [ row, type ] : entityTypes() ) {
-      for ( Ownership ownership : type.machines ) {
+      for ( Ownership ownership : type.machines() ) {
          addKinds( ownership.machine, ownership.kinds );
          std::sort( ownership.kinds.begin(), ownership.kinds.end() );
          result.push_back( std::move( ownership ) );

@@ -57,8 +57,9 @@ class ReactionRow {
 // An entity type, what it is derived from, and the machines that it owns (without kinds).
 class EntityTypeRow {
  public:
-   EntityTypeRow(
-         std::string_view type, std::string_view base, std::vector< Ownership > machines );
+   using Machines = std::vector< Ownership > ( * )(); // called when somebody asks for them
+
+   EntityTypeRow( std::string_view type, std::string_view base, Machines machines );
    ~EntityTypeRow();
    EntityTypeRow( const EntityTypeRow& ) = delete;
    EntityTypeRow& operator=( const EntityTypeRow& ) = delete;
