@@ -24,6 +24,7 @@
 
 #include <atomic>
 #include <iosfwd>
+#include <string_view>
 #include <type_traits>
 
 #include "Platform/Duolog/Duolog.h"
@@ -39,8 +40,9 @@ void sdkErrorStreamIs( std::ostream* stream );
 // an answer like any other.
 enum class SdkErrorForm : uint8_t { rc, rv, bare, quiet };
 
+// `handler` is who made the call, for the trace.
 void reportSdkError( const Duolog::Handle& trace, const char* callText, Shim::Rc rc,
-      SdkErrorForm form = SdkErrorForm::rc );
+      SdkErrorForm form = SdkErrorForm::rc, std::string_view handler = {} );
 
 // A call that was made, and what the SDK answered.
 struct SdkOutcome {
@@ -51,16 +53,29 @@ struct SdkOutcome {
 // Reports a call that failed with another code than the tolerated one, which is an answer like
 // any other; gives the code back.
 Shim::Rc reportUnless( Shim::Rc tolerated, const Duolog::Handle& trace,
-      const SdkOutcome& outcome, SdkErrorForm form = SdkErrorForm::rc );
+      const SdkOutcome& outcome, SdkErrorForm form = SdkErrorForm::rc,
+      std::string_view handler = {} );
 
 // The trace handle of the call that is being made; null between calls. It tells people who
 // writes to a chip; while several threads make calls it is the handle of one of them.
 extern std::atomic< const Duolog::Handle* > sdkCaller;
 
+// An argument as the SDK takes it. Integers may change their sign, which the SDK is not strict
+// about (its units and entries are signed, our ids are not), but never lose bits.
+template < typename Param, typename Arg >
+Param sdkArg( const Arg& arg ) {
+   if constexpr ( std::is_integral_v< Param > && std::is_integral_v< Arg > ) {
+      static_assert( sizeof( Arg ) <= sizeof( Param ) );
+      return static_cast< Param >( arg );
+   } else {
+      return arg;
+   }
+}
+
 // Takes the arguments by value in the types of the method's parameters, so that nothing of them
 // remains to be read or converted once the lock is released.
 template < SdkErrorForm form, typename... Params >
-Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText,
+Shim::Rc callSdkWith( const Duolog::Handle& trace, const char* callText,
       Shim::Rc ( Shim::Sdk::*method )( Params... ),
       std::type_identity_t< std::remove_cvref_t< Params > >... args ) {
    Shim::Rc rc;
@@ -76,6 +91,13 @@ Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText,
       DUOLOG( trace, 5, callText << " (rc:" << rc << ")" );
    }
    return rc;
+}
+
+template < SdkErrorForm form, typename... Params, typename... Args >
+Shim::Rc callSdk( const Duolog::Handle& trace, const char* callText,
+      Shim::Rc ( Shim::Sdk::*method )( Params... ), const Args&... args ) {
+   return callSdkWith< form >(
+         trace, callText, method, sdkArg< std::remove_cvref_t< Params > >( args )... );
 }
 
 } // namespace Karvel

@@ -165,7 +165,7 @@ template < typename T, typename M >
 void addOwnership( const M& member, std::vector< Ownership >& machines ) {
    if constexpr ( M::kind == MemberKind::own || M::kind == MemberKind::coll ) {
       using Child = typename Owned< typename M::Type >::Type;
-      if constexpr ( requires( Child child ) { child.zolStart(); } ) {
+      if constexpr ( requires( Child & child ) { child.zolStart(); } ) {
          machines.push_back( { T::zolTypeName(), member.name,
                M::kind == MemberKind::own ? Ownership::Count::one : Ownership::Count::perKey,
                Child::zolTypeName(), {} } );
