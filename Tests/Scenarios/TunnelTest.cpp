@@ -98,6 +98,14 @@ TEST( Limit, OfAPortHoldsForAllThatLeavesByItAndForAllMembersOfAPortChannel ) {
          burstOf( 800, frameBytes ) );
 }
 
+TEST( Limit, HoldsOnAChipThatNamesEgressPortsByModule ) {
+   TunnelRig rig( tunnel( "s", "Ethernet0", rate( 100 ) ), ways(), "tomahawk" );
+   rig.sendAt( "Ethernet0", 1, 1000 );
+   const size_t passed = rig.copies( "Ethernet20" ).size();
+   EXPECT_GT( passed, 0U );
+   EXPECT_LT( passed, 1000U );
+}
+
 TEST( SourceTag, IsInCopiesOfAChannelPortOnly ) {
    TunnelRig rig( tunnel( "s", "Ethernet0" ) );
    const auto plain = rig.one( "Ethernet0", "Ethernet20" );

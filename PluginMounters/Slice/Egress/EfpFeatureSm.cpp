@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 
 #include "Platform/Duolog/Duolog.h"
 #include "Platform/Shim/Sdk.h"
@@ -36,6 +37,7 @@ void EfpFeatureSm::updateRules() {
    cachedStatusIs( ProgramResult::success );
    startEntryIdIs( 0 );
    std::map< uint32_t, uint32_t > policersInUse; // to their rates
+   const size_t rulesBefore = rules().size();
    Plan plan;
    for ( uint32_t ruleNumber : efpSmConfig()->rules().keys() ) {
       const EfpRuleData rule = efpSmConfig()->rules( ruleNumber );
@@ -49,16 +51,23 @@ void EfpFeatureSm::updateRules() {
       plan[ ruleNumber ] = place( rule, expanded );
    }
    // Releases come first: they make room for new entries.
-   releaseStaleRules();
+   Pass pass;
+   releaseStaleRules( pass );
    for ( const auto& [ ruleNumber, placements ] : plan ) {
-      releaseLeftovers( ruleNumber, placements );
+      releaseLeftovers( ruleNumber, placements, pass );
    }
    for ( const auto& [ ruleNumber, placements ] : plan ) {
-      if ( !carryOut( ruleNumber, placements ) ) {
-         cachedStatusIs( ProgramResult::entryAllocationFailure );
-         handleFailure();
-         return;
+      if ( !pass.allocationFailure ) {
+         carryOut( ruleNumber, placements, pass );
       }
+   }
+   ZOL_ASSERT_AS(
+         "allocationFailure", pass.allocationFailure || rules().size() == startEntryId() );
+   ZOL_ASSERT_AS( "rulesChanged", pass.rulesChanged || rules().size() == rulesBefore );
+   if ( pass.allocationFailure ) {
+      cachedStatusIs( ProgramResult::entryAllocationFailure );
+      handleFailure();
+      return;
    }
    releaseUnusedPolicers( policersInUse );
    efpConfig()->updateIdIs( efpSmConfig()->updateId() );
@@ -89,6 +98,8 @@ std::vector< EfpFeatureSm::Placement > EfpFeatureSm::place(
       const EfpRuleData& rule, const EfpRules& expanded ) {
    std::vector< Placement > placements;
    for ( auto iter = expanded.rules().begin(); iter != expanded.rules().end(); ++iter ) {
+      const uint32_t tmp = iter.value().entryId();
+      ZOL_ASSERT( tmp == iter.key() );
       placements.push_back( { 0, iter.value() } );
    }
    std::map< KarvelTypes::KarvelPort, uint32_t > held;
@@ -109,7 +120,7 @@ std::vector< EfpFeatureSm::Placement > EfpFeatureSm::place(
    return placements;
 }
 
-void EfpFeatureSm::releaseStaleRules() {
+void EfpFeatureSm::releaseStaleRules( Pass& pass ) {
    for ( uint32_t ruleNumber : smEntryToSdkEntry().keys() ) {
       if ( efpSmConfig()->rulesHas( ruleNumber ) ) {
          continue;
@@ -118,13 +129,14 @@ void EfpFeatureSm::releaseStaleRules() {
          DUOLOG_IN( trace, 2, "EfpFeatureSm::updateRules",
                " EfpFeature: " << feature() << " releasing no longer needed entry: " << id );
          releaseEntry( id );
+         pass.rulesChanged = true;
       }
       smEntryToSdkEntryDel( ruleNumber );
    }
 }
 
 void EfpFeatureSm::releaseLeftovers(
-      uint32_t ruleNumber, const std::vector< Placement >& placements ) {
+      uint32_t ruleNumber, const std::vector< Placement >& placements, Pass& pass ) {
    EntryIdSet entries = smEntryToSdkEntry( ruleNumber );
    for ( uint32_t id : entries.entry().keys() ) {
       const bool isUsed = std::any_of( placements.begin(), placements.end(),
@@ -135,15 +147,16 @@ void EfpFeatureSm::releaseLeftovers(
                                << " releasing cached no longer needed expanded entry: " << id );
          releaseEntry( id );
          entries.entryDel( id );
+         pass.rulesChanged = true;
       }
    }
    smEntryToSdkEntryIs( ruleNumber, entries );
 }
 
-// False if no entry was left; what was done until then is recorded.
-bool EfpFeatureSm::carryOut( uint32_t ruleNumber, const std::vector< Placement >& placements ) {
+// Ends where no entry is left; what was done until then is recorded.
+void EfpFeatureSm::carryOut(
+      uint32_t ruleNumber, const std::vector< Placement >& placements, Pass& pass ) {
    EntryIdSet entries = smEntryToSdkEntry( ruleNumber );
-   bool allocationFailure = false;
    for ( const Placement& placement : placements ) {
       EfpRuleData rule = placement.rule;
       rule.entryIdIs( placement.entryId );
@@ -153,16 +166,18 @@ bool EfpFeatureSm::carryOut( uint32_t ruleNumber, const std::vector< Placement >
             DUOLOG_IN( trace, 2, "EfpFeatureSm::updateRules",
                   " EfpFeature: " << feature() << " rule: " << ruleNumber
                                   << " has changed from: " << before << " to: " << rule );
+            pass.rulesChanged = true;
          }
       } else if ( !allocate( rule ) ) {
-         allocationFailure = true;
+         pass.allocationFailure = true;
          break;
+      } else {
+         pass.rulesChanged = true;
       }
       entries.entryIs( rule.entryId(), true );
       efpConfig()->rulesIs( rule );
    }
    smEntryToSdkEntryIs( ruleNumber, entries );
-   return !allocationFailure;
 }
 
 bool EfpFeatureSm::allocate( EfpRuleData& rule ) {
@@ -196,7 +211,9 @@ uint32_t EfpFeatureSm::getPolicer( uint32_t rate ) {
    config.mode = ::Shim::sdk_->QX_BCM_POLICER_MODE( static_cast< int >( unit() ) );
    config.flags |= Shim::policerByBytes | Shim::policerColorBlind;
    config.ckbits_sec = rate;
-   config.ckbits_burst = static_cast< uint32_t >( uint64_t{ rate } * 3 >> 1 );
+   const uint64_t burst = uint64_t{ rate } * 3 >> 1;
+   config.ckbits_burst = static_cast< uint32_t >(
+         std::min< uint64_t >( burst, std::numeric_limits< uint32_t >::max() ) );
    uint32_t policerId = 0;
    const bool polCreated = tcamManager()->createPolicer( unit(), config, &policerId );
    ZOL_ASSERT( polCreated );

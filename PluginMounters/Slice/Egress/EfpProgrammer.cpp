@@ -119,7 +119,6 @@ void EfpProgrammerFeatureSm::doCleanup() {
    }
    entryIdCacheDelAll();
    programmedDelAll();
-   unclearedDelAll();
 }
 
 void EfpProgrammerFeatureSm::handleUpdate() {
@@ -132,11 +131,9 @@ void EfpProgrammerFeatureSm::handleUpdate() {
    ProgramResult result = ProgramResult::success;
    for ( uint32_t id : efpConfig()->rules().keys() ) {
       const EfpRuleData rule = efpConfig()->rules( id );
-      clearEntry( rule );
-      qualifyEntry( rule );
-      addSvtagActions( rule );
-      attachPolicer( rule );
-      programmedIs( id, rule );
+      if ( !programEntry( rule ) ) {
+         result = ProgramResult::entryInstallFailure;
+      }
       const Shim::Rc rc = installEntry( id );
       if ( rc != 0 ) {
          DUOLOG_IN( trace, 0, "EfpProgrammerFeatureSm::handleUpdate",
@@ -159,41 +156,49 @@ void EfpProgrammerFeatureSm::forgetReleasedEntries() {
    for ( uint32_t id : programmed().keys() ) {
       if ( !efpConfig()->rulesHas( id ) ) {
          programmedDel( id );
-         unclearedDel( id );
       }
    }
 }
 
-void EfpProgrammerFeatureSm::clearEntry( const EfpRuleData& rule ) {
+bool EfpProgrammerFeatureSm::programEntry( const EfpRuleData& rule ) {
+   const bool isCleared = clearEntry( rule );
+   const bool isQualified = qualifyEntry( rule );
+   const bool isTagged = addSvtagActions( rule );
+   const bool isPoliced = attachPolicer( rule );
+   programmedIs( rule.entryId(), rule );
+   return isCleared && isQualified && isTagged && isPoliced;
+}
+
+bool EfpProgrammerFeatureSm::clearEntry( const EfpRuleData& rule ) {
    if ( !programmedHas( rule.entryId() ) ) {
-      return;
+      return true;
    }
    const EfpRuleData before = programmed( rule.entryId() );
    const int entryId = static_cast< int >( rule.entryId() );
    bool isCleared = true;
-   if ( hasActions( before ) || unclearedHas( rule.entryId() ) ) {
+   if ( hasActions( before ) ) {
       isCleared = checked( "handleUpdate", entryId,
             KARVEL_SDK_OUTCOME( trace, bcm_field_action_remove_all, ( unit(), entryId ) ) );
    }
    if ( before.rate() != 0 && rule.rate() == 0 ) {
-      entryManager()->detachPolicer( unit(), rule.entryId() );
+      isCleared &= entryManager()->detachPolicer( unit(), rule.entryId() ) >= 0;
    }
    for ( const auto& [ qualifier, isUsed ] : optionalQualifiers ) {
       if ( isUsed( before.efpQuals() ) && !isUsed( rule.efpQuals() ) ) {
-         checked( "handleUpdate", entryId,
+         isCleared &= checked( "handleUpdate", entryId,
                KARVEL_SDK_OUTCOME(
                      trace, bcm_field_qualifier_delete, ( unit(), entryId, qualifier ) ) );
       }
    }
-   isCleared ? unclearedDel( rule.entryId() ) : unclearedIs( rule.entryId() );
+   return isCleared;
 }
 
-void EfpProgrammerFeatureSm::qualifyEntry( const EfpRuleData& rule ) {
+bool EfpProgrammerFeatureSm::qualifyEntry( const EfpRuleData& rule ) {
    DUOLOG_IN( trace, 2, "EfpProgrammerFeatureSm::qualifyEntry",
          " EfpFeature: " << feature() << " EntryId: " << rule.entryId() );
    ZOL_ASSERT( rule.outPorts() == 1 );
    const int entryId = static_cast< int >( rule.entryId() );
-   static_cast< void >( qualifyPort( rule ) &&
+   return qualifyPort( rule ) &&
          qualified( entryId,
                KARVEL_SDK_OUTCOME(
                      trace, bcm_field_qualify_MirrorCopy, ( unit(), entryId, 1, 1 ) ) ) &&
@@ -203,7 +208,7 @@ void EfpProgrammerFeatureSm::qualifyEntry( const EfpRuleData& rule ) {
                      KARVEL_SDK_OUTCOME( trace, bcm_field_qualify_IpProtocol,
                            ( unit(), entryId, rule.efpQuals().protocol(),
                                  rule.efpQuals().protocolMask() ) ) ) ) &&
-         qualifySrcIp( rule ) && qualifyDstIp( rule ) && qualifyDscp( rule ) );
+         qualifySrcIp( rule ) && qualifyDstIp( rule ) && qualifyDscp( rule );
 }
 
 bool EfpProgrammerFeatureSm::qualifyPort( const EfpRuleData& rule ) {
@@ -286,18 +291,18 @@ bool EfpProgrammerFeatureSm::qualifyDscp( const EfpRuleData& rule ) {
                      "rule.efpQuals().dscpMask() << 2 )" ) );
 }
 
-void EfpProgrammerFeatureSm::addSvtagActions( const EfpRuleData& rule ) {
+bool EfpProgrammerFeatureSm::addSvtagActions( const EfpRuleData& rule ) {
    DUOLOG_IN( trace, 2, "EfpProgrammerFeatureSm::addSvtagActions",
          " EfpFeature: " << feature() << " svtag enable: " << rule.efpActions().svtagEnable() );
    const int entryId = static_cast< int >( rule.entryId() );
    if ( !rule.efpActions().svtagEnable() ) {
-      return;
+      return true;
    }
    const auto added = [ & ]( const Karvel::SdkOutcome& outcome ) {
       return checked( "addSvtagActions", entryId, outcome );
    };
-   static_cast< void >( added( KARVEL_SDK_OUTCOME( trace, bcm_field_action_add,
-                              ( unit(), entryId, bcmFieldActionSvtagEnable, 1, 1 ) ) ) &&
+   return added( KARVEL_SDK_OUTCOME( trace, bcm_field_action_add,
+                ( unit(), entryId, bcmFieldActionSvtagEnable, 1, 1 ) ) ) &&
          added( KARVEL_SDK_OUTCOME( trace, bcm_field_action_add,
                ( unit(), entryId, bcmFieldActionSvtagSignature,
                      rule.efpActions().svtagSignature(), 0 ) ) ) &&
@@ -312,23 +317,23 @@ void EfpProgrammerFeatureSm::addSvtagActions( const EfpRuleData& rule ) {
                      0 ) ) ) &&
          added( KARVEL_SDK_OUTCOME( trace, bcm_field_action_add,
                ( unit(), entryId, bcmFieldActionSvtagSubportNum,
-                     rule.efpActions().svtagChannelId(), 0 ) ) ) );
+                     rule.efpActions().svtagChannelId(), 0 ) ) );
 }
 
-// A policer that cannot be attached makes the install fail, so its code needs no look here.
-void EfpProgrammerFeatureSm::attachPolicer( const EfpRuleData& rule ) {
+bool EfpProgrammerFeatureSm::attachPolicer( const EfpRuleData& rule ) {
    DUOLOG_IN( trace, 2, "EfpProgrammerFeatureSm::attachPolicer",
          " EfpFeature: " << feature() << " rate: " << rule.rate()
                          << " policerId: " << rule.efpActions().policerId() );
    if ( rule.rate() == 0 ) {
-      return;
+      return true;
    }
    const int entryId = static_cast< int >( rule.entryId() );
-   entryManager()->attachPolicer(
+   const Shim::Rc rc = entryManager()->attachPolicer(
          unit(), rule.entryId(), rule.efpActions().policerId(), Karvel::PolicerAttach::single );
-   checked( "attachPolicer", entryId,
+   const bool isRedDropped = checked( "attachPolicer", entryId,
          KARVEL_SDK_OUTCOME(
                trace, bcm_field_action_add, ( unit(), entryId, bcmFieldActionRpDrop, 0, 0 ) ) );
+   return rc >= 0 && isRedDropped;
 }
 
 Shim::Rc EfpProgrammerFeatureSm::installEntry( uint32_t entryId ) {

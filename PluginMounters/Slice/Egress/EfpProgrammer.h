@@ -16,10 +16,9 @@ class EfpProgrammerFeatureSm : public Zol::EntitySm {
          ( CONST, Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager >, entryManager ),
          ( CONST, Zol::Ptr< const EfpConfig >, efpConfig ),
          ( CONST, Zol::Ptr< EfpStatus >, efpStatus ),
-         ( SET, uint32_t, entryIdCache ),            // installed in this generation
-         ( MAP, uint32_t, EfpRuleData, programmed ), // the rule that each live entry holds
-         ( SET, uint32_t,
-               uncleared ) ); // live entries that still have an earlier rule's actions
+         ( SET, uint32_t, entryIdCache ), // installed in this generation
+         // The rule that each live entry holds.
+         ( MAP, uint32_t, EfpRuleData, programmed ) );
 
  public:
    EfpProgrammerFeatureSm( TcamFeature::EfpFeature feature, uint32_t unit,
@@ -31,17 +30,21 @@ class EfpProgrammerFeatureSm : public Zol::EntitySm {
    void doCleanup() override;
    void handleUpdate();
 
+   // Writes an entry up to its install. False if a call was refused: the entry may match more
+   // or do less than its rule says, so the whole generation must not stay.
+   bool programEntry( const EfpRuleData& rule );
    // Removes from an entry that is programmed again what its new rule lacks.
-   void clearEntry( const EfpRuleData& rule );
+   bool clearEntry( const EfpRuleData& rule );
    void forgetReleasedEntries();
-   void qualifyEntry( const EfpRuleData& rule );
+   // Ends at the first refused call.
+   bool qualifyEntry( const EfpRuleData& rule );
    bool qualifyPort( const EfpRuleData& rule );
    bool qualifyIpType( const EfpRuleData& rule );
    bool qualifySrcIp( const EfpRuleData& rule );
    bool qualifyDstIp( const EfpRuleData& rule );
    bool qualifyDscp( const EfpRuleData& rule );
-   void addSvtagActions( const EfpRuleData& rule );
-   void attachPolicer( const EfpRuleData& rule );
+   bool addSvtagActions( const EfpRuleData& rule );
+   bool attachPolicer( const EfpRuleData& rule );
    // 0 on success.
    Shim::Rc installEntry( uint32_t entryId );
    // False, and traced, if the call has failed.

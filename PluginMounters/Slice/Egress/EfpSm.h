@@ -73,10 +73,17 @@ class EfpFeatureSm : public Zol::EntitySm {
    // Keyed by the requester's rule number.
    using Plan = std::map< uint32_t, std::vector< Placement > >;
 
+   // What one pass has come to; the rules that are in place afterwards have to agree with it.
+   struct Pass {
+      bool rulesChanged = false;
+      bool allocationFailure = false;
+   };
+
    std::vector< Placement > place( const EfpRuleData& rule, const EfpRules& expanded );
-   void releaseStaleRules();
-   void releaseLeftovers( uint32_t ruleNumber, const std::vector< Placement >& placements );
-   bool carryOut( uint32_t ruleNumber, const std::vector< Placement >& placements );
+   void releaseStaleRules( Pass& pass );
+   void releaseLeftovers(
+         uint32_t ruleNumber, const std::vector< Placement >& placements, Pass& pass );
+   void carryOut( uint32_t ruleNumber, const std::vector< Placement >& placements, Pass& pass );
    bool allocate( EfpRuleData& rule );
    void releaseEntry( uint32_t entryId );
 
