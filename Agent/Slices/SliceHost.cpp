@@ -111,7 +111,7 @@ void SliceHost::makeRequestManager(
       store_.entityIs( KarvelMirror::tcamStatusPath, statusDir );
    }
    requestManager_ = Zol::make< AgentServices::TcamRequestManager >(
-         static_cast< uint32_t >( unit_ ), name_, groupManager, statusDir );
+         static_cast< uint32_t >( unit_ ), logicalFap(), name_, groupManager, statusDir );
    requestManager_->zolStart();
    featureCommon->tcamEventsIs( requestManager_->events() );
    featureCommon->intfProfileManagerIs( Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >(
@@ -183,6 +183,8 @@ std::optional< std::string > SliceHost::aclProblem(
       return {};
    case Ixo::AclCreateError::aclCreateErrorTcamFull:
       return "ACL " + key.aclName() + " is not applied: the chip has no room left for it";
+   case Ixo::AclCreateError::aclCreateErrorIncomplete:
+      return "ACL " + key.aclName() + " is applied in part: the chip refused some of it";
    default:
       return "ACL " + key.aclName() + " is not applied: the chip refused it";
    }

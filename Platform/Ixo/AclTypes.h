@@ -24,8 +24,9 @@ class IxoPortList : public Zol::Value {
 };
 
 ZOL_ENUM( AclCreateError, uint8_t, ( aclCreateErrorNone, 0 ),
-      ( aclCreateErrorTcamFull, 1 ),   // no entry, group or port class is free
-      ( aclCreateErrorHardware, 2 ) ); // the chip refused for another reason
+      ( aclCreateErrorTcamFull, 1 ),     // no entry, group or port class is free
+      ( aclCreateErrorHardware, 2 ),     // the chip refused for another reason
+      ( aclCreateErrorIncomplete, 3 ) ); // it is applied, but the chip refused a part of it
 
 constexpr AclCreateError aclCreateErrorNone() { return AclCreateError::aclCreateErrorNone; }
 

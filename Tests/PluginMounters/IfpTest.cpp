@@ -115,13 +115,17 @@ TEST_F( TheIngressMachines, RewriteAnEntryToHoldExactlyTheNewContents ) {
 // What finds no room or is refused takes all of its destination back, says so once, and comes
 // with the next generation.
 TEST_F( TheIngressMachines, TakeNothingWhenTheyFailAndTryAgainWithTheNextGeneration ) {
-   for ( const bool full : { true, false } ) {
-      SCOPED_TRACE( full );
+   for ( const char* what : { "full", "refused", "no class" } ) {
+      SCOPED_TRACE( what );
+      const bool full = what == std::string_view( "full" );
       matching( Mtp( 0 ), { 1 } );
       if ( full ) {
          ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 2 ) );
-      } else {
+      } else if ( what == std::string_view( "refused" ) ) {
          refuse( SdkCall::bcm_field_entry_install, 2 );
+      } else {
+         refuse( SdkCall::bcm_field_qualify_PortClass, 2, Fault::Effect::notDone,
+               Shim::Sdk::QX_BCM_E_RESOURCE() );
       }
       matching( Mtp( 0 ), { 2, 3 } );
       EXPECT_EQ( known()->status(),
@@ -191,12 +195,57 @@ TEST_F( TheIngressMachines, MirrorByPermittingEntriesOfAnAclOnlyAndDropAtNoTime 
    EXPECT_TRUE( entries( false ).empty() );
 }
 
+TEST_F( TheIngressMachines, FollowTheInterfacesAndMakeNoEntryForAnotherVlan ) {
+   auto mtp = matching( Mtp( 0 ), { 1 } );
+   mtp->ipMatchIntfIs( Plix::IntfId( "E2" ) );
+   run();
+   EXPECT_EQ( chip().ports.at( 2 ).classBits, chip().ports.at( 1 ).classBits );
+   std::vector< Acl::RuleConfig > rules( 2 );
+   constexpr uint16_t vlans[] = { 10, 20 };
+   for ( const uint16_t vlan : vlans ) {
+      Acl::IpFilter filter;
+      filter.vlanIdIs( vlan );
+      filter.vlanIdMaskIs( 0xfff );
+      rules[ vlan / 10 - 1U ].ipIs( filter );
+   }
+   aclConfig->aclTypeConfigIs( Acl::ip() )
+         ->aclIs( "V" )
+         ->currCfgIs( Zol::make< const Acl::RuleList >( rules ) );
+   auto ports = mtp->aclPortsIs( aclKey( "V" ) );
+   mtp->aclIs( aclKey( "V" ) );
+   for ( const uint16_t vlan : vlans ) {
+      ports->subIntfIs( Plix::IntfId( "E1", vlan ) );
+      run();
+      ASSERT_EQ( entries().size(), vlan / 10 + 1U );
+      EXPECT_EQ( find( entries().back(), Shim::Qualifier::outerVlanId )->data[ 0 ], vlan );
+   }
+}
+
+TEST_F( TheIngressMachines, DoNotMirrorWhatTheAgentTrapsOnItsLowestQueue ) {
+   setAcl( "A", { Acl::RuleAction::permit } );
+   for ( const uint32_t queue : { 0U, 1U } ) {
+      gate().observerIs( [ & ]( const ChipModel::CallInfo& info ) {
+         if ( info.call == SdkCall::bcm_field_action_get ) {
+            gate().observerIs( {} );
+            EXPECT_EQ( box.sdk().bcm_field_action_add( 0, entries( false ).back().id,
+                             Shim::bcmFieldActionCosQCpuNew, queue, 0 ),
+                  0 );
+         }
+      } );
+      addAcl( info()->mtpProgramInfoIs( Mtp( 0 ) ), "A" );
+      EXPECT_EQ( entries().at( 0 ).actions.size(), queue ) << "the mirror action or none";
+      info()->mtpProgramInfoDel( Mtp( 0 ) );
+      run();
+   }
+}
+
 // The deny entry is the second one: it is asked for its drop action, and loses all of its actions.
 TEST_F( TheIngressMachines, NeverDropNorMirrorByADenyEntryWhateverTheChipRefuses ) {
    using Refused = std::vector< std::pair< SdkCall, uint64_t > >;
    const std::pair< Refused, size_t > cases[] = {
       { { { SdkCall::bcm_field_action_get, 4 } }, 2 },
       { { { SdkCall::bcm_field_action_remove_all, 2 } }, 2 },
+      { { { SdkCall::bcm_field_qualifier_delete, 1 } }, 2 },
       { { { SdkCall::bcm_field_action_remove_all, 2 },
               { SdkCall::bcm_field_action_remove, 1 } },
             0 },
@@ -217,7 +266,8 @@ TEST_F( TheIngressMachines, NeverDropNorMirrorByADenyEntryWhateverTheChipRefuses
       }
       EXPECT_EQ( mirroring, installed / 2 );
       EXPECT_EQ( helper->problem( 0, Karvel::KarvelAclFeature( 1 ), { "A", Acl::ip() } ),
-            Ixo::AclCreateError::aclCreateErrorHardware );
+            installed ? Ixo::AclCreateError::aclCreateErrorIncomplete
+                      : Ixo::AclCreateError::aclCreateErrorHardware );
       EXPECT_EQ( known()->status(), ProgramResult::success );
       info()->mtpProgramInfoDel( Mtp( 0 ) );
       run();
@@ -306,6 +356,9 @@ TEST_F( TheIngressMachines, StopOnWhatABrokenAgentAsksButInSimulations ) {
    EXPECT_DEATH( mtpToFeature( 4 ), "false && \"Invalid MTP\"" );
    EXPECT_DEATH( ( refuse( SdkCall::bcm_field_qualify_SrcIp ), matching( Mtp( 0 ), { 1 } ) ),
          "bcm_field_qualify_SrcIp.* API ERROR:Operation failed \\(-11\\)" );
+   EXPECT_DEATH(
+         ( refuse( SdkCall::bcm_field_qualify_PortClass ), matching( Mtp( 0 ), { 1 } ) ),
+         "qualifyPortsClassId\\(.* API ERROR:Operation failed \\(-11\\)" );
    EXPECT_DEATH( programUnknown(), "KarvelTcam::intfToPortHas\\( scsd\\(\\), intf \\)" );
    auto simulate = [ & ] {
       setenv( "SIMULATION_VMID", "7", 1 );

@@ -104,6 +104,16 @@ TEST( Fragments, FollowThePermitThatTheyMayBelongTo ) {
    }
    EXPECT_FALSE( isPartCopied( Part::last, ip( "10.0.0.2" ), 17 ) );
    EXPECT_FALSE( isPartCopied( Part::last, ip( "10.0.0.3" ) ) );
+   // Ports alone are those of three protocols.
+   rig.set( "ACL_RULE|T|ports",
+         ruleJson( { "", 10, R"("L4_DST_PORT": "80", "DST_IP": "10.0.0.4/32")" } ) );
+   for ( const auto& [ protocol, isCopied ] :
+         { std::pair( 6, true ), { 17, true }, { 132, true }, { 47, false } } ) {
+      EXPECT_EQ(
+            isPartCopied( Part::last, ip( "10.0.0.4" ), static_cast< uint8_t >( protocol ) ),
+            isCopied )
+            << protocol;
+   }
 }
 
 TEST( SubInterface, IsThePortsTrafficWithItsVlan ) {
@@ -305,9 +315,12 @@ TEST( RefusedCalls, LeaveNothingBehind ) {
       every.undo = go;
       every.left = [ & ] { return rig->left(); };
       using enum ChipModel::SdkCall;
-      every.ofTheFirst( 2,
-            { bcm_field_group_create, bcm_field_group_destroy, bcm_field_entry_create,
-                  bcm_field_entry_destroy, bcm_port_class_set } );
+      std::vector< ChipModel::SdkCall > refused{ bcm_field_group_create,
+         bcm_field_group_destroy, bcm_field_entry_create, bcm_field_entry_destroy };
+      if ( session.find( "match" ) == std::string::npos ) {
+         refused.push_back( bcm_port_class_set ); // fatal for an entry that matches addresses
+      }
+      every.ofTheFirst( 2, refused );
    }
 }
 

@@ -45,6 +45,7 @@ IfpRules IfpFeatureSm::getExpandedRules(
 
 // Rules and id of one batch come as two notifications: one pass is enough for both.
 void IfpFeatureSm::handleUpdateId() {
+   DUOLOG_IN( trace, 1, "IfpFeatureSm::handleUpdateId", " MTP: " << mtp() );
    if ( ifpSmConfig()->updateId() != reviewedId() ) {
       updateRules();
    }

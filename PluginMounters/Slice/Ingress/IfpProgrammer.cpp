@@ -245,8 +245,14 @@ Shim::Rc IfpProgrammerMtpSm::qualifyPorts( const IfpRuleData& rule ) {
    if ( entryManager()->supportsAclGroup() ) {
       // Classes are few and shared with other features, so running out of them is no broken
       // invariant.
-      return entryManager()->qualifyPortsClassId(
+      const Shim::Rc rc = entryManager()->qualifyPortsClassId(
             unit(), rule.entryId(), pbmp, Karvel::ClassSharing::shared );
+      if ( rc != ::Shim::sdk_->QX_BCM_E_RESOURCE() && !succeeded( rc ) ) {
+         Karvel::reportSdkError( trace, "qualifyPortsClassId( unit(), entryId, pbmp, shared )",
+               rc, Karvel::SdkErrorForm::bare );
+         ZOL_ASSERT( succeeded( rc ) );
+      }
+      return rc;
    }
    const Shim::PortBitmap mask = KarvelTcam::getPbmpAll( scsd() );
    Shim::Rc rc = KARVEL_SDK_CALL_AS(

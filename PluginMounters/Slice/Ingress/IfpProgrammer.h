@@ -98,7 +98,7 @@ class IfpProgrammerMtpSm : public Zol::EntitySm {
    void forgetReleasedEntries();
 
    // --- Plain rules -----------------------------------------------------------------------
-   // 0 on success; otherwise no port class is to be had. An SDK call that fails is a broken
+   // 0 on success; E_RESOURCE if no port class is to be had. Any other refusal is a broken
    // invariant: the entry is there and the values are checked.
    Shim::Rc qualifyEntry( const IfpRuleData& ifpRule );
    void clearEntry( int entryId );
@@ -124,11 +124,13 @@ class IfpProgrammerMtpSm : public Zol::EntitySm {
    // The entries of one rule, on every kind of interface that the ACL is applied to.
    IpAclRuleHelperReturnValue createMirroringIpAclRuleHelper( AclBuild& build,
          const Karvel::IpAclRuleData& ruleData, uint32_t ruleNum, const Zol::String& name );
-   // Whether the rule also has to decide on fragments that carry no layer-4 header.
-   bool checkMirroringIpFragRule(
-         AclBuild& build, const Acl::RuleConfig& ruleConfig, uint32_t ruleNum );
+   // Whether the rule also has to decide on these fragments, which carry no layer-4 header: the
+   // first rule that could does.
+   bool checkMirroringIpFragRule( AclBuild& build, const Acl::RuleConfig& ruleConfig,
+         const Acl::IpFilter& fragments, uint32_t ruleNum );
    IpAclRuleHelperReturnValue createMirroringIpFragRule( AclBuild& build,
-         const Karvel::IpAclRuleData& ruleData, uint32_t ruleNum, const Zol::String& name );
+         const Karvel::IpAclRuleData& ruleData, const Acl::IpFilter& fragments,
+         uint32_t ruleNum, const Zol::String& name );
    bool addPortToMirroringAcl( const Ixo::AclKey& aclKey, const Plix::IntfId& intf );
    AclCreateError maybeAddOuterVlanIdQualifier( const Karvel::KarvelAclUnitData& unitData,
          uint32_t ruleNum, uint32_t subRuleNum, uint32_t vlanId, uint32_t vlanMask );
@@ -137,7 +139,7 @@ class IfpProgrammerMtpSm : public Zol::EntitySm {
    void mirrorByEntry(
          const Ixo::AclKey& acl, uint32_t unit, Karvel::EntryId entry, uint32_t mirrorDestId );
 
-   // Extension points: these chips need no such qualifiers.
+   // Extension points, called where a chip would need such qualifiers; these chips need none.
    void tryAddingUdfQualifiers( const Karvel::KarvelAclUnitData& unitData,
          const AclUdfData& udfData, uint32_t ruleNum, uint32_t subRuleNum );
    void tryAddingVlanQualifier(
@@ -145,7 +147,7 @@ class IfpProgrammerMtpSm : public Zol::EntitySm {
 
    AclCreateError addOuterVlan(
          const AclBuild& build, uint32_t ruleNum, uint32_t subRuleNum, uint16_t vlanId );
-   void noteProblem( const AclBuild& build );
+   void noteProblem( const AclBuild& build, AclCreateError error );
 
    enum class Presence : uint8_t { absent, present, unknown };
    static Presence presence( const Karvel::SdkOutcome& outcome );

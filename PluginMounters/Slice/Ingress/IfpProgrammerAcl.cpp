@@ -1,6 +1,7 @@
 // The part of the ingress programmer that mirrors by ACLs.
 
 #include <algorithm>
+#include <vector>
 
 #include "Platform/Duolog/Duolog.h"
 #include "Platform/Karvel/SdkCall.h"
@@ -31,6 +32,24 @@ Acl::IpFilter withoutL4( Acl::IpFilter filter ) {
    filter.icmpDel();
    filter.icmpMaskDel();
    return filter;
+}
+
+// What later fragments have to match to belong to a rule. They have no ports, so a rule that
+// names ports alone is for those of every protocol that has them.
+std::vector< Acl::IpFilter > fragmentFilters( const Acl::IpFilter& filter ) {
+   constexpr uint8_t protocolsWithPorts[] = { 6, 17, 132 }; // TCP, UDP and SCTP
+   Acl::IpFilter l3 = withoutL4( filter );
+   l3.fragmentsIs( Acl::Fragments::later );
+   if ( l3.protoMask() != 0 ) {
+      return { l3 };
+   }
+   std::vector< Acl::IpFilter > filters;
+   for ( const uint8_t protocol : protocolsWithPorts ) {
+      l3.protoIs( protocol );
+      l3.protoMaskIs( 0xff );
+      filters.push_back( l3 );
+   }
+   return filters;
 }
 
 // Whether a rule names an outer VLAN other than this one.
@@ -75,10 +94,13 @@ bool IfpProgrammerMtpSm::addMirroringSessionAcls(
    const AclCreateError err = addMirrorDestinationToAcl(
          *build.aclData, build.karvelAclData.get(), rule.actions().param0() );
    ZOL_ASSERT( err == Ixo::aclCreateErrorNone() );
+   if ( actionState_ == ActionState::dropsTraffic ) {
+      noteProblem( build, AclCreateError::aclCreateErrorHardware );
+   }
    const bool isApplied = actionState_ != ActionState::dropsTraffic &&
          applyAcl( build ) == Ixo::aclCreateErrorNone();
-   if ( actionState_ != ActionState::done ) {
-      noteProblem( build );
+   if ( isApplied && actionState_ == ActionState::incomplete ) {
+      noteProblem( build, AclCreateError::aclCreateErrorIncomplete );
    }
    if ( !isApplied ) {
       DUOLOG( trace, 0, "There was an error while applying acl " << key.aclName() );
@@ -142,6 +164,7 @@ Ixo::AclCreateError IfpProgrammerMtpSm::applyAcl( AclBuild& build ) {
          DUOLOG( trace, 3,
                " Trying to apply mirroring acl " << build.aclName() << " to intf "
                                                  << intf.name() );
+         tryAddingVlanQualifier( *build.unitData, intf );
          if ( addPortToMirroringAcl( build.aclData->aclKey(), intf ) ) {
             DUOLOG( trace, 2, "Applying mirroring acl " << build.aclName() );
          } else {
@@ -207,9 +230,17 @@ Ixo::AclCreateError IfpProgrammerMtpSm::createMirroringIpAclRule(
    DUOLOG( trace, 3, "ruleNum = " << ruleNum << ", creating ip rule" );
    IpAclRuleHelperReturnValue result =
          createMirroringIpAclRuleHelper( build, ruleData, ruleNum, name );
-   if ( result.error() == Ixo::aclCreateErrorNone() &&
-         checkMirroringIpFragRule( build, ruleConfig, ruleNum ) ) {
-      result = createMirroringIpFragRule( build, ruleData, build.nextRuleNum++, name );
+   // Fragments without layer-4 header may well belong to what a rule permits, so they are
+   // mirrored with it. A rule that denies does not decide on what it cannot see.
+   if ( ruleConfig.action() == Acl::RuleAction::permit && filter.matchesL4() &&
+         filter.fragments() == Acl::Fragments::any ) {
+      for ( const Acl::IpFilter& fragments : fragmentFilters( filter ) ) {
+         if ( result.error() == Ixo::aclCreateErrorNone() &&
+               checkMirroringIpFragRule( build, ruleConfig, fragments, ruleNum ) ) {
+            result = createMirroringIpFragRule(
+                  build, ruleData, fragments, build.nextRuleNum++, name );
+         }
+      }
    }
    return result.error();
 }
@@ -253,33 +284,24 @@ IfpProgrammerMtpSm::IpAclRuleHelperReturnValue IfpProgrammerMtpSm::
    return result;
 }
 
-bool IfpProgrammerMtpSm::checkMirroringIpFragRule(
-      AclBuild& build, const Acl::RuleConfig& ruleConfig, uint32_t ruleNum ) {
-   const Acl::IpFilter& filter = ruleConfig.ip();
-   // Fragments without layer-4 header may well belong to what a rule permits, so they are
-   // mirrored with it. A rule that denies does not decide on what it cannot see.
-   if ( ruleConfig.action() != Acl::RuleAction::permit || !filter.matchesL4() ||
-         filter.fragments() != Acl::Fragments::any ) {
-      return false;
-   }
+bool IfpProgrammerMtpSm::checkMirroringIpFragRule( AclBuild& build,
+      const Acl::RuleConfig& ruleConfig, const Acl::IpFilter& fragments, uint32_t ruleNum ) {
    const Zol::Ptr< Ixo::AclFragMap > fragMap = build.aclData->fragMap();
-   const Acl::IpFilter l3 = withoutL4( filter );
-   if ( fragMap->infoHas( l3 ) ) {
+   if ( fragMap->infoHas( fragments ) ) {
       return false;
    }
    if ( ruleConfig.intf().empty() ) {
-      fragMap->infoIs( l3, ruleNum );
+      fragMap->infoIs( fragments, ruleNum );
    }
    return true;
 }
 
 IfpProgrammerMtpSm::IpAclRuleHelperReturnValue IfpProgrammerMtpSm::createMirroringIpFragRule(
-      AclBuild& build, const Karvel::IpAclRuleData& ruleData, uint32_t ruleNum,
-      const Zol::String& name ) {
+      AclBuild& build, const Karvel::IpAclRuleData& ruleData, const Acl::IpFilter& fragments,
+      uint32_t ruleNum, const Zol::String& name ) {
    DUOLOG( trace, 3, "ruleNum = " << ruleNum << " creating ip frag rule" );
    Karvel::IpAclRuleData fragRuleData = ruleData;
-   fragRuleData.filter = withoutL4( ruleData.filter );
-   fragRuleData.filter.fragmentsIs( Acl::Fragments::later );
+   fragRuleData.filter = fragments;
    return createMirroringIpAclRuleHelper( build, fragRuleData, ruleNum, name );
 }
 
@@ -313,7 +335,7 @@ Ixo::AclCreateError IfpProgrammerMtpSm::addOuterVlan(
    const AclCreateError error = maybeAddOuterVlanIdQualifier(
          *build.unitData, ruleNum, subRuleNum, vlanId, vlanIdBits );
    if ( error != Ixo::aclCreateErrorNone() ) {
-      noteProblem( build );
+      noteProblem( build, error );
    }
    return error;
 }
@@ -435,9 +457,8 @@ void IfpProgrammerMtpSm::actionStateIs( ActionState state ) {
 }
 
 // Reports errors of the SDK calls made here to the ACL helper, which knows those of its own.
-void IfpProgrammerMtpSm::noteProblem( const AclBuild& build ) {
-   karvelAclHelper()->aclProblemIs(
-         *build.karvelAclData, unit(), AclCreateError::aclCreateErrorHardware );
+void IfpProgrammerMtpSm::noteProblem( const AclBuild& build, AclCreateError error ) {
+   karvelAclHelper()->aclProblemIs( *build.karvelAclData, unit(), error );
 }
 
 } // namespace KarvelMirror::Slice

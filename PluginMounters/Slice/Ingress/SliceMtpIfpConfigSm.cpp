@@ -45,11 +45,12 @@ void MtpIfpInfoSm::handleSrcPort( const KarvelCentral::KarvelModPort& port ) {
    DUOLOG_IN( trace, 1, "MtpIfpInfoSm::handleSrcPort",
          " Mtp: " << mtp() << " modId: " << port.modId() << "portId: " << std::hex
                   << port.port() << std::dec );
-   const size_t pending = configSm_.backlogAdd( MtpIfpBacklog::recompute() );
-   DUOLOG_IN( trace, 2, "MtpIfpInfoSm::handleSrcPort", " backlog len: " << pending );
+   configSm_.backlogAdd( "MtpIfpInfoSm::handleSrcPort", MtpIfpBacklog::recompute() );
 }
 
 void MtpIfpInfoSm::handleAclPorts( const AclKey& acl ) {
+   DUOLOG_IN( trace, 1, "MtpIfpInfoSm::handleAclPorts",
+         " Mtp: " << mtp() << " acl: " << acl.aclName() );
    if ( Zol::Ptr< const AclPorts > ports = mtpProgramInfo()->aclPorts( acl ) ) {
       react< &MtpIfpInfoSm::handleChange, AclPorts::Attr::intf >( ports );
       react< &MtpIfpInfoSm::handleChange, AclPorts::Attr::subIntf >( ports );
@@ -57,7 +58,10 @@ void MtpIfpInfoSm::handleAclPorts( const AclKey& acl ) {
    handleChange();
 }
 
-void MtpIfpInfoSm::handleChange() { configSm_.backlogAdd( MtpIfpBacklog::recompute() ); }
+void MtpIfpInfoSm::handleChange() {
+   DUOLOG_IN( trace, 1, "MtpIfpInfoSm::handleChange", " Mtp: " << mtp() );
+   configSm_.backlogAdd( "MtpIfpInfoSm::handleChange", MtpIfpBacklog::recompute() );
+}
 
 // --- One destination's status --------------------------------------------------------------
 
@@ -234,7 +238,7 @@ void MtpIfpConfigSm::handleInitialized() {
    for ( Mtp mtp : lfMtpProgramInfo()->mtpProgramInfo().keys() ) {
       mtpSmIs( mtp, lfMtpProgramInfo()->mtpProgramInfo( mtp ), *this );
    }
-   backlogAdd( MtpIfpBacklog::recompute() );
+   backlogAdd( "MtpIfpConfigSm::handleInitialized", MtpIfpBacklog::recompute() );
    initializedIs( true );
 }
 
@@ -245,7 +249,7 @@ void MtpIfpConfigSm::handleMtpInfo( Mtp mtp ) {
    Zol::follow< &MtpIfpInfoSm::mtpProgramInfo >(
          mtpSm( mtp ), info, [ & ] { deleteMtp( mtp ); },
          [ & ] { mtpSmIs( mtp, info, *this ); } );
-   backlogAdd( MtpIfpBacklog::recompute() );
+   backlogAdd( "MtpIfpConfigSm::handleMtpInfo", MtpIfpBacklog::recompute() );
 }
 
 void MtpIfpConfigSm::deleteMtp( Mtp mtp ) {
@@ -261,12 +265,12 @@ void MtpIfpConfigSm::handleIfp( const IfpKey& key ) {
          [ & ] { ifpStatusSmIs( key, config, ifpSmStatusColl(), programStatus() ); } );
 }
 
-size_t MtpIfpConfigSm::backlogAdd( MtpIfpBacklog::BacklogType type ) {
+void MtpIfpConfigSm::backlogAdd( const char* handler, MtpIfpBacklog::BacklogType type ) {
    MtpIfpBacklog pending = backlog();
    pending.backlogIs( type );
    backlogIs( pending );
    taskIs();
-   return pending.backlogs();
+   DUOLOG_IN( trace, 2, handler, " backlog len: " << pending.backlogs() );
 }
 
 void MtpIfpConfigSm::taskIs() {

@@ -88,6 +88,7 @@ class MtpIfpHelper {
 
    Zol::Ptr< const LogicalFapMtpProgramInfo > lfMtpProgramInfo_;
    Zol::Ptr< IfpSmConfigColl > ifpSmConfigColl_;
+   // At hand for rules that need ports or ACLs looked up; those that there are do not.
    Zol::Ptr< const Karvel::KarvelCommonSmData > scsd_;
    Zol::Ptr< const Acl::Config > aclConfig_;
 };
@@ -115,8 +116,8 @@ class MtpIfpConfigSm : public Zol::EntitySm {
          Zol::Ptr< Orv::TaskScheduler > taskScheduler,
          Zol::Ptr< const Acl::Config > aclConfig );
 
-   // Marks work as pending, and has the review scheduled; returns how much is pending.
-   size_t backlogAdd( MtpIfpBacklog::BacklogType type );
+   // Marks work as pending, and has the review scheduled; traced under the handler that does so.
+   void backlogAdd( const char* handler, MtpIfpBacklog::BacklogType type );
 
  private:
    void doInit() override;
