@@ -38,9 +38,11 @@ FeatureGroupType groupOf( const Zol::Ptr< const RequestSubConfig >& subConfig ) 
 
 } // namespace
 
-TcamRequestManager::TcamRequestManager( uint32_t unit, const Zol::String& name,
-      const Zol::Ptr< TcamGroupManager >& groupManager, Zol::Ptr< Zol::Dir > statusDir )
-      : unit_( unit ), events_( Zol::make< KarvelTcamConfig::KarvelTcamEvents >( name ) ),
+TcamRequestManager::TcamRequestManager( uint32_t unit, LogicalFap::LogicalFapId logicalFap,
+      const Zol::String& name, const Zol::Ptr< TcamGroupManager >& groupManager,
+      Zol::Ptr< Zol::Dir > statusDir )
+      : unit_( unit ), logicalFap_( logicalFap ),
+        events_( Zol::make< KarvelTcamConfig::KarvelTcamEvents >( name ) ),
         intfProfileManager_( Zol::make< IntfProfileManager >() ), statusDir_( statusDir ),
         classes_( groupManager->portClasses( unit ) ),
         reviewClock_( *this, [ this ] { review(); } ),
@@ -208,14 +210,21 @@ void takeOver( std::vector< Line >& present, std::vector< Line >& wanted ) {
 
 } // namespace
 
+// Whether a request is for the packets of this chip, all of them, and its rules are of the class
+// that it announces.
+bool TcamRequestManager::isForThisChip( const KarvelTcam::RequestConfig& config ) const {
+   const Zol::Ptr< const KarvelTcam::FapSet > faps = config.fapSet();
+   const Zol::Ptr< const KarvelTcam::PipeInfoPerFap > own =
+         faps && faps->logicalFap() ? faps->fap( logicalFap_ ) : nullptr;
+   const Zol::Ptr< const KarvelTcam::ClassInfo > info = config.classInfo();
+   return own && own->allPipes() && info && info->classData() == config.currCfg()->classData();
+}
+
 RequestStatusType TcamRequestManager::reconcile( const RequestKey& key, Request& request ) {
    const Zol::Ptr< const RequestSubConfig > wanted = request.config->currCfg();
-   if ( wanted == request.subConfig && request.status == RequestStatusType::programmed ) {
-      return RequestStatusType::programmed;
-   }
    const uint64_t releasedAfterAll = released_ + request.lines.size();
    std::vector< Line > lines;
-   bool good = wanted && group( wanted->fgType() );
+   bool good = wanted && isForThisChip( *request.config ) && group( wanted->fgType() );
    if ( good ) {
       lines.reserve( wanted->entryQ().size() );
       for ( const KarvelTcam::RuleId id : wanted->entryQ() ) {

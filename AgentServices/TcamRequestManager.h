@@ -3,7 +3,7 @@
 // The shared TCAM manager of one chip: it brings what its clients ask for by requests into the
 // chip, and keeps it so.
 //
-//    auto manager = Zol::make< TcamRequestManager >( unit, "slice0", groups, statusDir );
+//    auto manager = Zol::make< TcamRequestManager >( unit, fap, "slice0", groups, statusDir );
 //    manager->zolStart();
 //    client( manager->events(), manager->intfProfileManager() );
 //
@@ -48,13 +48,16 @@ struct TcamRequestView {
 
 class TcamRequestManager : public Zol::EntitySm {
    ZOL_ENTITY( AgentServices, TcamRequestManager, Zol::EntitySm, ( CONST, uint32_t, unit ),
+         ( CONST, LogicalFap::LogicalFapId, logicalFap ),
          ( CONST, Zol::Ptr< KarvelTcamConfig::KarvelTcamEvents >, events ),
          ( CONST, Zol::Ptr< IntfProfileManager >, intfProfileManager ) );
 
  public:
-   // The group manager must know the unit. `name` is the channel's.
-   TcamRequestManager( uint32_t unit, const Zol::String& name,
-         const Zol::Ptr< TcamGroupManager >& groupManager, Zol::Ptr< Zol::Dir > statusDir );
+   // The group manager must know the unit. `logicalFap` is the chip's, as requests name it, and
+   // `name` the channel's.
+   TcamRequestManager( uint32_t unit, LogicalFap::LogicalFapId logicalFap,
+         const Zol::String& name, const Zol::Ptr< TcamGroupManager >& groupManager,
+         Zol::Ptr< Zol::Dir > statusDir );
 
    // There may be room again: the next turn retries the requests that were not carried out.
    void retry();
@@ -90,6 +93,7 @@ class TcamRequestManager : public Zol::EntitySm {
    void withdrawDeleted();
    bool isPending( const Request& request ) const;
    void carryOut( const KarvelTcam::RequestKey& key, Request& request );
+   bool isForThisChip( const KarvelTcam::RequestConfig& config ) const;
    KarvelTcam::RequestStatusType reconcile(
          const KarvelTcam::RequestKey& key, Request& request );
    Karvel::TcamStatus make( const KarvelTcam::RequestKey& key,

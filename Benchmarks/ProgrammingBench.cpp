@@ -52,7 +52,7 @@ struct Bed {
       groups->unitIs( 0, { true, 32 } );
       if ( byRequest ) {
          manager = Zol::make< AgentServices::TcamRequestManager >(
-               0, "slice0", groups, Zol::make< Zol::Dir >() );
+               0, LogicalFap::LogicalFapId( 0 ), "slice0", groups, Zol::make< Zol::Dir >() );
          manager->zolStart();
          auto common = Zol::make< KarvelCentral::FeatureAgentCommonSmData >();
          common->tcamEventsIs( manager->events() );

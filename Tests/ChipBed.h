@@ -41,13 +41,15 @@ class SwitchBed : public ::testing::Test {
 
 class ChipBed : public SwitchBed {
  protected:
-   explicit ChipBed( std::string_view profileName )
-         : profile( *ChipModel::chipProfile( profileName ) ) {
-      box.addChip( 0, profile );
-      groups->unitIs( 0, { profile.aclGroup, profile.portClassBits, profile.egressEntries } );
+   explicit ChipBed( std::string_view profileName, int number = 0 )
+         : unit( number ), profile( *ChipModel::chipProfile( profileName ) ) {
+      box.addChip( unit, profile );
+      groups->unitIs( static_cast< uint32_t >( unit ),
+            { profile.aclGroup, profile.portClassBits, profile.egressEntries } );
       emptyChip = chip();
    }
 
+   ChipModel::ChipState chip() { return SwitchBed::chip( unit ); }
    // What is not as it was in the beginning.
    Strings remains() { return changes( emptyChip ); }
    std::vector< ChipModel::EntryView > entries( bool installedOnly = true ) {
@@ -57,6 +59,7 @@ class ChipBed : public SwitchBed {
       return result;
    }
 
+   const int unit;
    const ChipModel::Profile& profile;
    Zol::Ptr< AgentServices::TcamGroupManager > groups =
          Zol::make< AgentServices::TcamGroupManager >();

@@ -16,10 +16,12 @@ using ChipModel::EntryView;
 using Status = RequestStatusType;
 using SubConfig = Zol::Ptr< RequestSubConfig >;
 
+constexpr LogicalFap::LogicalFapId chipFap( 3 );
+
 class RequestsOfTheTcam : public ChipBed {
  protected:
    RequestsOfTheTcam() : ChipBed( "tomahawk3" ) {
-      manager = Zol::make< TcamRequestManager >( 0U, "client", groups, statusDir );
+      manager = Zol::make< TcamRequestManager >( 0U, chipFap, "client", groups, statusDir );
       manager->zolStart();
       manager->events()->clientWarmIs( true );
    }
@@ -33,6 +35,9 @@ class RequestsOfTheTcam : public ChipBed {
       Zol::Ptr< RequestConfig >& config = configs[ number ];
       if ( !config ) {
          config = Zol::make< RequestConfig >( key( number ), key( number ).requestName() );
+         config->fapSetIs()->logicalFapIs( true );
+         config->fapSet()->fapIs( chipFap )->allPipesIs( true );
+         config->classInfoIs();
       }
       config->requestConfigTypeIs( RequestConfigType::programming );
       config->requestSubConfigDelAll();
@@ -222,10 +227,14 @@ TEST_F( RequestsOfTheTcam, OfWhatThereIsNotAreMalformedAndChangeNothing ) {
          entry.counterSetIs( counters );
       },
    };
-   for ( size_t i = 0; i < mistakes.size(); ++i ) {
+   for ( size_t i = 0; i <= mistakes.size(); ++i ) {
       EXPECT_EQ( program( 0, { 1 } ), Status::programmed );
       const SubConfig rules = wants( 0, { 1, 2 } );
-      mistakes[ i ]( *rules, *rules->entryRequest( rules->entryQ()[ 1 ] ) );
+      if ( i < mistakes.size() ) {
+         mistakes[ i ]( *rules, *rules->entryRequest( rules->entryQ()[ 1 ] ) );
+      } else {
+         configs.at( 0 )->fapSet()->fapDel( chipFap ); // for another chip
+      }
       ask( 0 );
       EXPECT_EQ( settle(), Status::malformed ) << "mistake " << i;
       EXPECT_EQ( remains(), Strings() );

@@ -1,6 +1,6 @@
 #pragma once
 
-// A slice's TCAM helper on a chip of the model, whichever of the two it is, and the operations
+// A slice's TCAM helper on the fourth chip of the model, whichever of the two it is, and the operations
 // that it is handed.
 
 #include "AgentServices/TcamRequestManager.h"
@@ -15,13 +15,14 @@ class TcamBed : public ChipBed {
    using Acls = std::vector< std::pair< Zol::String, RuleData > >;
    using Status = KarvelTcam::RequestStatusType;
    enum class Way : uint8_t { direct, byRequests };
+   static constexpr int fourth = 3;
 
    explicit TcamBed( Way by )
-         : ChipBed( by == Way::direct ? "trident3" : "tomahawk3" ), way( by ) {
+         : ChipBed( by == Way::direct ? "trident3" : "tomahawk3", fourth ), way( by ) {
       for ( int port = 1; port <= 40; ++port ) {
          const Zol::String intf = "Ethernet" + std::to_string( port );
          scsd->karvelPortToIntfIs( { 0, port }, intf );
-         scsd->intfToPortIs( intf, { 0, port } );
+         scsd->intfToPortIs( intf, { fourth, port } );
          scsd->chipPortIs( port );
       }
       if ( way == Way::byRequests ) {
@@ -31,7 +32,8 @@ class TcamBed : public ChipBed {
          KarvelCentral::karvelAttributes()->chipAttributesIs( "tomahawk3", attributes );
          scsd->chipAttributesIs( attributes );
          manager = Zol::make< AgentServices::TcamRequestManager >(
-               0U, "slice0", groups, statusDir );
+               static_cast< uint32_t >( fourth ), LogicalFap::LogicalFapId( 0 ), "slice0",
+               groups, statusDir );
          manager->zolStart();
          common->tcamEventsIs( manager->events() );
          common->intfProfileManagerIs( Zol::Ptr< KarvelTcam::KarvelTcamIntfProfileMgr >(
@@ -42,9 +44,9 @@ class TcamBed : public ChipBed {
 
    void start() {
       helper = way == Way::direct
-            ? tcamHelperSmFactory( 0, config, status, scsd, groups )
-            : tcamHelperSmV2Factory( 0, config, status, scsd, LogicalFap::LogicalFapId( 0 ),
-                    nullptr, statusDir, common );
+            ? tcamHelperSmFactory( fourth, config, status, scsd, groups )
+            : tcamHelperSmV2Factory( fourth, config, status, scsd,
+                    LogicalFap::LogicalFapId( 0 ), nullptr, statusDir, common );
       helper->zolStart();
    }
    static TcamAclKey key( const Zol::String& name ) { return { name, TcamAclType::port() }; }

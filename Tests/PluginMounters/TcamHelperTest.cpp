@@ -23,6 +23,7 @@ TEST_P( TheTcamHelper, ProgramsOneEntryPerDestination ) {
       destinations.insert( entry.qualifiers[ 0 ].qualifier );
       ASSERT_EQ( entry.actions.size(), 1U );
       EXPECT_EQ( entry.actions[ 0 ].action, Shim::FieldAction::mirrorEgress );
+      EXPECT_EQ( entry.actions[ 0 ].param0, 3U );
       EXPECT_EQ( entry.actions[ 0 ].param1, 2U );
    }
    EXPECT_EQ( destinations,
@@ -32,22 +33,25 @@ TEST_P( TheTcamHelper, ProgramsOneEntryPerDestination ) {
 TEST_P( TheTcamHelper, ProgramsARuleWithoutDestinationAsOneEntry ) {
    RuleData wanted = rule( { 1, 2 } );
    CommonQuals quals;
+   quals.dropIs( 1 );
+   quals.dropMaskIs( 3 );
    quals.outerVlanIdIs( 20 );
-   quals.outerVlanIdMaskIs( 0xfff );
+   quals.outerVlanIdMaskIs( 0xffe );
    wanted.commonIs( quals );
    EXPECT_EQ( program( ingress( wanted ) ), Status::programmed );
    ASSERT_EQ( entries().size(), 1U );
-   std::vector< Qualifier > kinds;
+   using Quals = std::vector< std::tuple< Qualifier, uint32_t, uint32_t > >;
+   Quals written;
    const EntryView entry = entries()[ 0 ];
    for ( const auto& value : entry.qualifiers ) {
-      kinds.push_back( value.qualifier );
+      written.emplace_back( value.qualifier, value.data[ 0 ], value.mask[ 0 ] );
    }
-   using Kinds = std::vector< Qualifier >;
-   EXPECT_EQ( kinds,
-         way == Way::direct
-               ? ( Kinds{ Qualifier::portClass, Qualifier::drop, Qualifier::outerVlanId } )
-               : Kinds{ Qualifier::portClass } )
-         << "common qualifiers are not a part of a request";
+   Quals expected{ { Qualifier::portClass, 1, 1 } };
+   if ( way == Way::direct ) { // common qualifiers are not a part of a request
+      expected.push_back( { Qualifier::drop, 1, 3 } );
+      expected.push_back( { Qualifier::outerVlanId, 20, 0xffe } );
+   }
+   EXPECT_EQ( written, expected );
    EXPECT_EQ( entry.actions.at( 0 ).action, Shim::FieldAction::mirrorIngress );
 }
 
@@ -91,7 +95,7 @@ class TheDirectTcamHelper : public TcamBed {
 
 TEST_F( TheDirectTcamHelper, LeavesNothingOfADestinationWhenARuleFails ) {
    hand( egress( rule( {}, { 1, 2 } ) ) );
-   ASSERT_FALSE( box.control().capacityIs( 0, "ingress-entries", 4 ) );
+   ASSERT_FALSE( box.control().capacityIs( unit, "ingress-entries", 4 ) );
    auto next = op( Op::egress(), { { "egress", rule( {}, { 1, 2, 3, 4, 5 } ) } } );
    next->changeIs( key( "egress" ), { true, true } );
    EXPECT_EQ( hand( next ), ProgStatus::resourceExhaustion );
@@ -101,6 +105,27 @@ TEST_F( TheDirectTcamHelper, LeavesNothingOfADestinationWhenARuleFails ) {
    EXPECT_EQ( hand( egress( rule( {}, { 1 } ) ) ), ProgStatus::failed );
    EXPECT_EQ( hand( egress( rule( {}, { 1 } ) ) ), ProgStatus::success );
    EXPECT_EQ( entries().size(), 1U );
+}
+
+TEST_F( TheDirectTcamHelper, TellsAclsOfOneNameApartAndSharesPortClasses ) {
+   auto twins = full( Op::ipIngress(), {} );
+   for ( const auto type : { TcamAclType::ip(), TcamAclType::mac() } ) {
+      twins->groupData()->aclDataIs( { "a", type } )->ruleIs( rule( { 1 } ) );
+   }
+   EXPECT_EQ( hand( twins, 1 ), ProgStatus::success );
+   EXPECT_EQ( entries().size(), 2U );
+   const auto rules = [ & ]( int sets ) {
+      auto made = ingress( rule( { 1 } ) );
+      for ( int set = 1; set <= sets; ++set ) {
+         made->groupData()
+               ->aclData( key( "ingress" ) )
+               ->ruleIs( rule( { set }, {}, {}, static_cast< uint32_t >( set ) ) );
+      }
+      return made;
+   };
+   EXPECT_EQ( hand( rules( profile.portClassBits ) ), ProgStatus::success );
+   EXPECT_EQ( hand( rules( profile.portClassBits + 1 ) ), ProgStatus::resourceExhaustion );
+   EXPECT_EQ( entries( false ).size(), 2U );
 }
 
 TEST_F( TheDirectTcamHelper, ChangesTheGroupWithTheFeatureAndTakesAllAwayWithTheDestination ) {

@@ -55,7 +55,7 @@ TEST_F( TheTcamHelperByRequests, AsksForEachDestinationOfARuleInOneSequence ) {
       EXPECT_EQ( static_cast< int >( asked.featureAction() ), 54 );
       const auto action = asked.actionParams().begin();
       EXPECT_EQ( static_cast< int >( action.key() ), 57 );
-      EXPECT_EQ( action.value().param( 0 ), 0U );
+      EXPECT_EQ( action.value().param( 0 ), 3U );
       EXPECT_EQ( action.value().param( 1 ), 2U );
       EXPECT_TRUE( asked.counterSet().counterHas( KarvelTcam::CounterType::packets ) );
       EXPECT_TRUE( asked.counterSet().counterHas( KarvelTcam::CounterType::bytes ) );
@@ -71,10 +71,28 @@ TEST_F( TheTcamHelperByRequests, AsksForTheWholeDestinationEachTime ) {
    program( full( Op::ingress(), first ) );
    EXPECT_EQ( request().entries.size(), 2U );
 
+   // What the helper remembers of an ACL is what was asked for last, whatever its place.
+   auto fewer = op( Op::ingress(), { { "b", rule( { 2 } ) } } );
+   fewer->delIs( key( "a" ) );
+   program( fewer );
+   auto of = Zol::dynamicCast< MtpTcamHelperSmV2 >( helper->mtpTcamSm( Mtp( 2 ) ) );
+   EXPECT_EQ( of->aclDataCache( key( "b" ) )->rules(), 1U );
+   EXPECT_EQ( of->requestConfig().begin().value()->requestSubConfigs(), 1U );
+   program( full( Op::ingress(), first ) );
+
    // The same from scratch is nothing to do.
    const uint64_t calls = gate().calls();
    EXPECT_EQ( program( full( Op::ingress(), first ) ), Status::programmed );
    EXPECT_EQ( gate().calls(), calls );
+
+   // Refused while it replaces what is there, a request is nowhere, and tried again.
+   refuseAll( SdkCall::bcm_field_entry_create );
+   const Acls next{ { "a", rule( { 6 } ) }, { "b", rule( { 2 } ) } };
+   EXPECT_EQ( program( full( Op::ingress(), next ) ), Status::refused );
+   EXPECT_TRUE( entries( false ).empty() );
+   gate().faultsDelAll();
+   Zol::activityManager().advance( 11 );
+   EXPECT_EQ( request().status, Status::programmed );
 
    // Nothing wanted any more: incrementally, then from scratch.
    auto last = op( Op::ingress(), {} );
