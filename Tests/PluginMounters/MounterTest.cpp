@@ -1,10 +1,14 @@
 // The mounter: what it mounts, and what it builds in which order on which chip.
 
+#include <unistd.h>
+
+#include "Platform/KarvelLib/Toggles.h"
 #include "Platform/Zol/TypeRegistry.h"
 #include "PluginMounters/Slice/KarvelMirrorSliceMounter.h"
 #include "PluginMounters/Slice/Ports/KarvelMirrorTcamHelperV2.h"
 #include "PluginMounters/Slice/SliceCliCallback.h"
 #include "Tests/ChipBed.h"
+#include "Tests/TemporaryFolder.h"
 
 namespace KarvelMirror {
 
@@ -71,6 +75,44 @@ TEST_F( TheMounter, BuildsWhatTheChipNeeds ) {
    EXPECT_TRUE( plain->loopbackHelperSm() && plain->mtpProgramInfoCollSm() );
    EXPECT_FALSE( plain->tcamManager() || plain->rootSm() || plain->aclProgrammerSm() );
    EXPECT_FALSE( plain->tcamHelperConfig() );
+}
+
+TEST_F( TheMounter, DeclaresItsMountsInOrder ) {
+   build( attributesOf( false, false, false ) );
+   std::string mounts;
+   for ( const Hubdb::Mount& mount : manager.mountGroup().mounts() ) {
+      mounts += mount.mode + " " + mount.path + " " + mount.typeName + "\n";
+   }
+   const std::string status = "hardware/karvel/centralStatus/feature/KarvelMirror/";
+   EXPECT_EQ( mounts,
+         "r " + status + "cpuRecircStatus KarvelCentral::CpuRecircStatus\n" + "r " + status +
+               "mtpProgramInfo KarvelMirror::LogicalFapMtpProgramInfoColl\n" +
+               "r hardware/karvel/mirror/sliceCapability/left KarvelMirror::SliceCapability\n"
+               "wc " +
+               status +
+               "sliceMtpProgramStatus/left KarvelMirror::SliceMtpProgramStatus\n"
+               "r acl/config/input Zol::Dir\n"
+               "r acl/config/input Acl::Input::Config\n"
+               "r hardware/karvel/mirror/paramConfig KarvelMirror::Slice::ParamConfig\n"
+               "r mirroring/hwconfig Mirroring::Config\n"
+               "cw "
+               "hardware/karvel/globalStatus/karvellag/tableMgrDir/sourceTrunkMap/"
+               "KarvelMirror-left "
+               "KarvelCentral::PortTabWriteRequestDir\n"
+               "wi hardware/karvel/feature/karveltcam/config/global Zol::Dir\n"
+               "ri hardware/karvel/feature/karveltcam/status/global Zol::Dir\n" );
+}
+
+TEST_F( TheMounter, MakesTheConfigurationMachineItselfWithTheToggleOff ) {
+   GTEST_FLAG_SET( death_test_style, "threadsafe" ); // toggles are read once per process
+   const TemporaryFolder folder;
+   folder.write( "KarvelLib.json", R"({ "KarvelMirrorT4Gre": false })" );
+   const auto play = [ & ] {
+      KarvelLib::toggleDirectoryIs( folder.path() );
+      const auto made = build( attributesOf( false, false, false ) );
+      _exit( made->configSm() && !made->mtpProgramInfoCollSm() ? 0 : 1 );
+   };
+   EXPECT_EXIT( play(), ::testing::ExitedWithCode( 0 ), "" );
 }
 
 TEST_F( TheMounter, AsksForRequestsOnTheNewTcamInterface ) {

@@ -142,6 +142,7 @@ TEST_F( TheSettings, StopTheAgentOnAnSdkWhoseEditorProfilesAreNotKnown ) {
    EXPECT_EQ( changes( before ),
          ( Strings{ "ING_FLEX_EDITOR_PROFILEm[3] OFFSETf: nothing before, 0x0 after",
                "EGR_FLEX_EDITOR_PROFILEm[5] OFFSETf: nothing before, 0x0 after" } ) );
+   EXPECT_EQ( calls( SdkCall::bcm_switch_control_set ), 0U ) << "of another family";
    ChipModel::Switch newer;
    newer.control().sdkVersionIs( 70100 );
    newer.addChip( 0, *ChipModel::chipProfile( "trident3" ) );
@@ -268,6 +269,14 @@ TEST_F( TheTunnelProfiles, NeedTheChipsFirstOneForTheBringUp ) {
          made->mtpProgramInfoSm()->mtpTunnelConfigSm()->ptHelper() ) );
    EXPECT_EQ( calls( SdkCall::bcmlt_entry_allocate ), 0u );
    const Strings keyed = changes( before );
+   const auto machine = made->mtpProgramInfoSm();
+   {
+      Zol::Batch batch;
+      all->lfMtpProgramInfoDel( fap );
+      all->lfMtpProgramInfoIs( fap );
+   }
+   EXPECT_NE( made->mtpProgramInfoSm(), machine );
+   EXPECT_EQ( changes( before ), keyed );
    all->lfMtpProgramInfoDel( fap );
    EXPECT_FALSE( made->mtpProgramInfoSm() );
    EXPECT_LT( changes( before ).size(), keyed.size() ) << "the patch is taken back";

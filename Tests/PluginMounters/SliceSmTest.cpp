@@ -149,8 +149,41 @@ TEST_F( TheSliceMachines, AskForNothingWhenAclsChange ) {
    EXPECT_EQ( op(), before );
 }
 
+TEST_F( TheSliceMachines, ChooseTheFeatureThatCarriesAllAcls ) {
+   publish( Direction::ingress, { 1 } );
+   const TcamAclKey in( "ingress", TcamAclType::port() ), out( "egress", TcamAclType::port() );
+   const TcamAclKey mac( "A", TcamAclType::mac() ), ip( "A", TcamAclType::ip() ),
+         ipv6( "A", TcamAclType::ipv6() );
+   const auto featureOf = [ & ]( std::initializer_list< TcamAclKey > acls ) {
+      auto wanted = programmingOpFactory();
+      for ( const TcamAclKey& acl : acls ) {
+         wanted->groupDataIs()->aclDataIs( acl );
+      }
+      root->mtpSm( mtp )->determineFeature( *wanted );
+      return wanted->feature();
+   };
+   EXPECT_EQ( featureOf( { out } ), Op::egress() );
+   EXPECT_EQ( featureOf( { mac } ), Op::macIngress() );
+   EXPECT_EQ( featureOf( { in, ip } ), Op::ipIngress() );
+   EXPECT_EQ( featureOf( { in, ipv6 } ), Op::ipv6Ingress() );
+   EXPECT_DEATH(
+         featureOf( { in, out } ), "features.find\\( ProgrammingOp::egress\\(\\) \\) ==" );
+   EXPECT_DEATH(
+         featureOf( { mac, ip } ), "features.find\\( ProgrammingOp::ingress\\(\\) \\) !=" );
+   EXPECT_DEATH( featureOf( { in, mac, ip } ), "features.size\\(\\) <= 2" );
+   EXPECT_DEATH( featureOf( { { "x", TcamAclType::port() } } ), "Unexpected acl type" );
+   EXPECT_DEATH( featureOf( { { "x", TcamAclType() } } ), "Unexpected acl type" );
+}
+
 TEST_F( TheSliceMachines, ReprogramInFullWhenEmptinessChanges ) {
    auto info = publish( Direction::ingress, { 1 } );
+   info->directionIs( Direction::egress ); // turned in place: one ACL for another
+   run();
+   EXPECT_FALSE( op()->fullReprogram() );
+   EXPECT_EQ( op()->feature(), Op::egress() );
+   EXPECT_TRUE( op()->delHas( TcamAclKey( "ingress", TcamAclType::port() ) ) );
+   EXPECT_EQ( onlyRule( "egress" ).outPorts(), 1U );
+   info->directionIs( Direction::ingress );
    info->aclPortMirroringIs( false );
    run();
    expectFull( Op::noFeature() );
@@ -191,6 +224,15 @@ TEST_F( TheSliceMachines, ComeAndGoWithTheirConfigurationAndStatus ) {
       coll->lfMtpProgramInfo( fap )->mtpProgramInfoIs( mtp );
    }
    EXPECT_NE( root->mtpSm( mtp ), machine );
+   {
+      Zol::Batch batch;
+      coll->lfMtpProgramInfoDel( fap );
+      publish( Direction::egress, { 3 } );
+   }
+   run();
+   expectFull( Op::egress() );
+   EXPECT_EQ( root->mtpProgramInfo(), coll->lfMtpProgramInfo( fap ) );
+   coll->lfMtpProgramInfoIs( LogicalFap::LogicalFapId( 9 ) );
    coll->lfMtpProgramInfoDel( LogicalFap::LogicalFapId( 9 ) );
    EXPECT_TRUE( root->mtpSmHas( mtp ) ) << "another logical FAP's change";
    coll->lfMtpProgramInfoDel( fap );

@@ -18,11 +18,21 @@ TEST( RuleData, showsEveryGroupAndEmptySetsAndIsTrueWhenItDiffersFromTheDefault 
    rule.outLagIs( 1 );
    EXPECT_EQ( Zol::toString( rule ),
          "Value('KarvelMirror::RuleData', ** {'entryId': 7, 'inPort': {}, 'outPort': {}, "
-         "'outLag': {1, 3}, 'common': " +
-               Zol::toString( CommonQuals() ) + ", 'mac': " + Zol::toString( MacQuals() ) +
-               ", 'v4': " + Zol::toString( V4Quals() ) +
-               ", 'v6': " + Zol::toString( V6Quals() ) +
-               ", 'l4': " + Zol::toString( L4Quals() ) + ", 'udf': {}, 'rangeChecker': {}})" );
+         "'outLag': {1, 3}, 'common': Value('KarvelMirror::CommonQuals', ** {'drop': 0, "
+         "'dropMask': 0, 'outerVlanId': 0, 'outerVlanIdMask': 0}), 'mac': "
+         "Value('KarvelMirror::MacQuals', ** {'dstMac': 00:00:00:00:00:00, 'dstMacMask': "
+         "00:00:00:00:00:00, 'srcMac': 00:00:00:00:00:00, 'srcMacMask': 00:00:00:00:00:00, "
+         "'etherType': 0, 'etherTypeMask': 0}), 'v4': Value('KarvelMirror::V4Quals', ** "
+         "{'srcIp': 0.0.0.0, 'srcIpMask': 0.0.0.0, 'dstIp': 0.0.0.0, 'dstIpMask': 0.0.0.0, "
+         "'ipType': 0, 'ipTypeMask': 0, 'dscp': 0, 'dscpMask': 0, 'ipFrag': 0, 'ipProtocol': "
+         "0, "
+         "'ipProtocolMask': 0, 'tcpControl': 0, 'tcpControlMask': 0, 'ttl': 0, 'ttlMask': 0}), "
+         "'v6': Value('KarvelMirror::V6Quals', ** {'srcIp': ::, 'srcIpMask': ::, 'dstIp': ::, "
+         "'dstIpMask': ::, 'ipType': 0, 'ipTypeMask': 0, 'trafficClass': 0, "
+         "'trafficClassMask': 0, 'tcpControl': 0, 'tcpControlMask': 0, 'hopLimit': 0, "
+         "'hopLimitMask': 0}), 'l4': Value('KarvelMirror::L4Quals', ** {'srcPort': 0, "
+         "'srcPortMask': 0, 'dstPort': 0, 'dstPortMask': 0}), 'udf': {}, 'rangeChecker': "
+         "{}})" );
    EXPECT_EQ( Zol::toString( TcamAclKey( "egress", TcamAclType::mac() ) ),
          "Value('KarvelMirror::TcamAclKey', ** {'aclName': egress, 'aclType': mac})" );
    const TcamAclKey key( "a, 'b'", TcamAclType::ipv6() );

@@ -35,20 +35,27 @@ const Allocation& allocationOf( uint32_t sdkVersion ) {
    return *found;
 }
 
+bool succeeded( const Karvel::SdkOutcome& outcome ) {
+   return Karvel::reportUnless( Sdk::QX_BCM_E_NONE(), trace, outcome, Karvel::SdkErrorForm::rc,
+                "SliceConfigSm::setFlexProfileOffsetEntry" ) >= 0;
+}
+
 } // namespace
 
 void setFlexProfileOffsetEntry( int unit, Memory table, int idx, uint32_t value ) {
    DUOLOG_IN( trace, 4, "SliceConfigSm::setFlexProfileOffsetEntry",
          " table: " << memoryNames[ table ] << " idx: " << idx << " value: " << value );
    MemEntry entry;
-   if ( KARVEL_SDK_CALL( trace, soc_mem_read, ( unit, table, MEM_BLOCK_ANY, idx, &entry ),
-              "( unit, table, MEM_BLOCK_ANY, idx, entry )" ) < 0 ||
-         KARVEL_SDK_CALL( trace, soc_mem_field32_set, ( unit, table, &entry, OFFSETf, value ),
-               "( unit, table, entry, OFFSETf, value )" ) < 0 ) {
-      return;
+   if ( succeeded( KARVEL_SDK_OUTCOME( trace, soc_mem_read,
+              ( unit, table, MEM_BLOCK_ANY, idx, &entry ),
+              "( unit, table, MEM_BLOCK_ANY, idx, entry )" ) ) &&
+         succeeded( KARVEL_SDK_OUTCOME( trace, soc_mem_field32_set,
+               ( unit, table, &entry, OFFSETf, value ),
+               "( unit, table, entry, OFFSETf, value )" ) ) ) {
+      succeeded( KARVEL_SDK_OUTCOME( trace, soc_mem_write,
+            ( unit, table, MEM_BLOCK_ALL, idx, &entry ),
+            "( unit, table, MEM_BLOCK_ALL, idx, entry )" ) );
    }
-   KARVEL_SDK_CALL( trace, soc_mem_write, ( unit, table, MEM_BLOCK_ALL, idx, &entry ),
-         "( unit, table, MEM_BLOCK_ALL, idx, entry )" );
 }
 
 void setupFlexProfileIngress( int unit, const KarvelCentral::ChipAttributes& attributes ) {

@@ -13,35 +13,50 @@ namespace {
 
 Duolog::Handle trace( "SliceConfigSm" );
 
+// A call that has failed otherwise is reported under the handler that made it.
+bool succeeded( const char* handler, const Karvel::SdkOutcome& outcome,
+      Rc tolerated = Sdk::QX_BCM_E_NONE() ) {
+   return Karvel::reportUnless(
+                tolerated, trace, outcome, Karvel::SdkErrorForm::rc, handler ) >= 0;
+}
+
 // A chip without these settings needs none.
 void setMirrorCosq( int unit ) {
    const Rc tolerated = ::Shim::sdk_->QX_BCM_E_SWITCH_CONTROL_ABSENT();
-   Karvel::reportUnless( tolerated, trace,
+   succeeded( "SliceConfigSm::doInit",
          KARVEL_SDK_OUTCOME( trace, bcm_switch_control_set,
                ( unit, bcmSwitchMirrorUnicastCosq, 0 ),
-               "( i.key(), bcmSwitchMirrorUnicastCosq, 0 )" ) );
-   Karvel::reportUnless( tolerated, trace,
+               "( i.key(), bcmSwitchMirrorUnicastCosq, 0 )" ),
+         tolerated );
+   succeeded( "SliceConfigSm::doInit",
          KARVEL_SDK_OUTCOME( trace, bcm_switch_control_set,
                ( unit, bcmSwitchMirrorMulticastCosq, 0 ),
-               "( i.key(), bcmSwitchMirrorMulticastCosq, 0 )" ) );
+               "( i.key(), bcmSwitchMirrorMulticastCosq, 0 )" ),
+         tolerated );
 }
 
 // Fields that are not listed stay as they are.
 void writeFields( int unit, Memory mem, int idx,
       const std::set< std::pair< MemField, uint32_t > >& fields ) {
+   const char* handler = "SliceConfigSm::applyGreKeyPatch";
    MemEntry entry;
-   if ( KARVEL_SDK_CALL( trace, soc_mem_read, ( unit, mem, MEM_BLOCK_ANY, idx, &entry ),
-              "( unit, mem, MEM_BLOCK_ANY, idx, entry )" ) < 0 ) {
+   if ( !succeeded( handler,
+              KARVEL_SDK_OUTCOME( trace, soc_mem_read,
+                    ( unit, mem, MEM_BLOCK_ANY, idx, &entry ),
+                    "( unit, mem, MEM_BLOCK_ANY, idx, entry )" ) ) ) {
       return;
    }
    for ( const auto& [ field, value ] : fields ) {
-      if ( KARVEL_SDK_CALL( trace, soc_mem_field32_set, ( unit, mem, &entry, field, value ),
-                 "( unit, mem, entry, field, value )" ) < 0 ) {
+      if ( !succeeded( handler,
+                 KARVEL_SDK_OUTCOME( trace, soc_mem_field32_set,
+                       ( unit, mem, &entry, field, value ),
+                       "( unit, mem, entry, field, value )" ) ) ) {
          return;
       }
    }
-   KARVEL_SDK_CALL( trace, soc_mem_write, ( unit, mem, MEM_BLOCK_ALL, idx, &entry ),
-         "( unit, mem, MEM_BLOCK_ALL, idx, entry )" );
+   succeeded( handler,
+         KARVEL_SDK_OUTCOME( trace, soc_mem_write, ( unit, mem, MEM_BLOCK_ALL, idx, &entry ),
+               "( unit, mem, MEM_BLOCK_ALL, idx, entry )" ) );
 }
 
 } // namespace
@@ -105,7 +120,10 @@ void ConfigSm::handleMirroringConfig( const Zol::String& session ) {
    lookClock_.timeMinIs( Zol::activityManager().now() );
 }
 
-void ConfigSm::handleGreTunnelKey() { lookClock_.timeMinIs( Zol::activityManager().now() ); }
+void ConfigSm::handleGreTunnelKey() {
+   DUOLOG_IN( trace, 4, "SliceConfigSm::handleGreTunnelKey" );
+   lookClock_.timeMinIs( Zol::activityManager().now() );
+}
 
 void ConfigSm::followSession( const Zol::String& name ) {
    Zol::Ptr< const Mirroring::Session > session = mirroringConfig()->session( name );

@@ -36,6 +36,7 @@ void LoopbackHelperSm::doInit() {
 void LoopbackHelperSm::doCleanup() { takeBackRequests(); }
 
 void LoopbackHelperSm::handlePort( const Zol::String& name ) {
+   DUOLOG_IN( trace, 2, "SliceMounter::handlePort", " port: " << name );
    if ( name == loopbackName ) {
       takeBackRequests(); // of the port that it was
       handleProgramTrunkMap();
@@ -56,12 +57,9 @@ void LoopbackHelperSm::handleProgramTrunkMap() {
    MemEntry portEntry;
    const Karvel::SdkOutcome read = KARVEL_SDK_OUTCOME( trace, soc_mem_read,
          ( sp.unit(), ING_DEVICE_PORTm, MEM_BLOCK_ANY, sp.port(), &portEntry ) );
-   Rc rc = Karvel::reportUnless( Sdk::QX_BCM_E_NONE(), trace, read );
-   if ( rc < 0 ) {
-      DUOLOG_IN( trace, 0, "SliceMounter::handleProgramTrunkMap",
-            " " << sp.unit() << ":" << sp.port() << " " << read.callText
-                << " API ERROR:" << Sdk::bcm_errmsg( rc ) << " (rc:" << rc << ")" );
-   }
+   Rc rc = Karvel::reportUnless( Sdk::QX_BCM_E_NONE(), trace, read, Karvel::SdkErrorForm::rc,
+         "SliceMounter::handleProgramTrunkMap " + std::to_string( sp.unit() ) + ":" +
+               std::to_string( sp.port() ) );
    ZOL_ASSERT( rc >= 0 );
    uint32_t place = 0;
    rc = KARVEL_SDK_CALL( trace, soc_mem_field32_get,

@@ -43,6 +43,8 @@ void MtpProgramInfoCollSm::doInit() {
 void MtpProgramInfoCollSm::handleLogicalFap() {
    Zol::Ptr< const LogicalFapMtpProgramInfo > info =
          lfMtpProgramInfoColl()->lfMtpProgramInfo( logicalFap() );
+   DUOLOG_IN( trace, 1, "MtpProgramInfoCollSm::handleLogicalFap",
+         " logicalFap: " << logicalFap() << " add: " << bool( info ) );
    // Information that went and came back within one batch is seen once, as another entity.
    if ( !info || ( mtpProgramInfoSm() && mtpProgramInfoSm()->lfMtpProgramInfo() != info ) ) {
       mtpProgramInfoSmDel();

@@ -89,7 +89,7 @@ void SliceMtpSm::handleTcamHelperStatus() {
 void SliceMtpSm::reviewConfigChange() {
    DUOLOG_IN( trace, 1, "SliceMtpSm::reviewConfigChange", " mtp : " << mtp() );
    Zol::Ptr< ProgrammingOp > op = programmingOpFactory();
-   op->groupDataIs();
+   op->groupDataIs( tcamGroupDataFactory() );
    buildUpGroupData( *op->groupData() );
    determineProgOp( *op );
    if ( !op->fullReprogram() && op->change().empty() && op->del().empty() ) {

@@ -37,13 +37,11 @@ void SliceRootSm::handleLogicalFapInfo() {
    const LogicalFap::LogicalFapId fap = scsd()->logicalFapId();
    Zol::Ptr< const LogicalFapMtpProgramInfo > info =
          lfMtpProgramInfoColl()->lfMtpProgramInfo( fap );
+   // Information that went and came back within one batch is another entity.
    if ( !info || ( mtpProgramInfo() && info != mtpProgramInfo() ) ) {
       DUOLOG_IN( trace, 1, "SliceRootSm::handleLogicalFapInfo",
             " Deleting logicalFapMtpProgramInfo for " << fap );
       mtpProgramInfoDel();
-   }
-   if ( info == mtpProgramInfo() ) {
-      return; // another logical FAP's entry changed
    }
    if ( info ) {
       DUOLOG_IN( trace, 1, "SliceRootSm::handleLogicalFapInfo",
@@ -56,6 +54,9 @@ void SliceRootSm::handleLogicalFapInfo() {
 }
 
 void SliceRootSm::mtpProgramInfoIs( Zol::Ptr< const LogicalFapMtpProgramInfo > info ) {
+   if ( info == mtpProgramInfo() ) {
+      return; // bound already
+   }
    mtpProgramInfo_ = info;
    react< &SliceRootSm::handleMtpConfig, LogicalFapMtpProgramInfo::Attr::mtpProgramInfo >(
          info );

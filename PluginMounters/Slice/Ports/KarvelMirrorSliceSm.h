@@ -82,6 +82,10 @@ class SliceMtpSm : public Zol::EntitySm {
       return aclTypeConfigSmIs( type, config, expectedAclConfig(), codefConfig() );
    }
 
+   // Sets the feature that carries all ACLs of the operation's group data. ACLs that no one feature
+   // carries are a broken invariant.
+   void determineFeature( ProgrammingOp& op );
+
  private:
    void doInit() override;
    void doCleanup() override;
@@ -102,7 +106,6 @@ class SliceMtpSm : public Zol::EntitySm {
 
    // Comparison.
    void determineProgOp( ProgrammingOp& op );
-   void determineFeature( ProgrammingOp& op );
    void recordChange( ProgrammingOp& op, const TcamAclKey& key );
 };
 

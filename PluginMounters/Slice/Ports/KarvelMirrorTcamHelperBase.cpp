@@ -105,6 +105,7 @@ ProgStatus MtpTcamHelperSmBase::programUnchangedAcls( const ProgrammingOp& op ) 
       if ( op.changeHas( aclIter.key() ) || op.delHas( aclIter.key() ) ) {
          continue;
       }
+      releaseAcl( aclIter.key() ); // its entries get other numbers in this pass
       ProgStatus status = programAcl( *aclIter.value() );
       if ( status != ProgStatus::success ) {
          return status;

@@ -26,6 +26,7 @@ void TcamConfigSm::doInit() {
 }
 
 void TcamConfigSm::handleStatusDir( const Zol::String& name ) {
+   DUOLOG_IN( trace, 2, "TcamConfigSm::handleStatusDir", " name: " << name );
    if ( name != tcamEvents()->name() ) {
       return; // another slice's
    }
@@ -46,6 +47,7 @@ void TcamConfigSm::handleStatusDir( const Zol::String& name ) {
 }
 
 void TcamConfigSm::handleRequest( const Zol::String& name ) {
+   DUOLOG_IN( trace, 2, "TcamConfigSm::handleRequest", " name: " << name );
    if ( !requests_->entityHas( name ) ) {
       return; // the request has gone
    }
@@ -61,8 +63,8 @@ void TcamConfigSm::handleEventRequestStatus(
    ZOL_ASSERT_AS( "!!status", status );
    const KarvelTcam::RequestStatusType type = status->statusType();
    DUOLOG_IN( trace, 1, "TcamConfigSm::handleEventRequestStatus",
-         " Status: " << status->typeName() << ", RequestKey: " << status->requestKey()
-                     << ", StatusType: " << type );
+         " Status: " << status->typeName() << '@' << status.get()
+                     << ", RequestKey: " << status->requestKey() << ", StatusType: " << type );
    // The types ruled out are those of services that take no requests.
    const auto number = static_cast< unsigned >( type );
    ZOL_ASSERT_AS(

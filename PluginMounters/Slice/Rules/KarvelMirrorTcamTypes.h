@@ -102,8 +102,9 @@ class TcamAclData : public Zol::Entity {
 class TcamGroupData : public Zol::Entity {
    ZOL_ENTITY( KarvelMirror, TcamGroupData, Zol::Entity,
          ( COLL, TcamAclKey, TcamAclData, aclData ),
-         ( SET, UdfQual, udf ),                             // the union over all rules
-         ( SET, Karvel::RangeCheckerDesc, rangeChecker ) ); // likewise
+         // The unions over all rules, for groups that need them to be made. Port rules have
+         // neither, so both stay empty until ACLs' rules come into group data.
+         ( SET, UdfQual, udf ), ( SET, Karvel::RangeCheckerDesc, rangeChecker ) );
 };
 
 // One programming request for one destination.
