@@ -15,9 +15,14 @@ Event logEvent( const Flitlog::Record& record ) {
    char time[ 32 ];
    std::snprintf( time, sizeof time, "%.3f", record.time );
    const std::string severity = Zol::toString( record.severity );
-   return { "log", "log " + record.id + " (" + severity + "): " + record.text,
+   std::string text = "log " + record.id + " (" + severity + "): " + record.text;
+   for ( const std::string* advice : { &record.explanation, &record.recommendedAction } ) {
+      text += advice->empty() ? "" : "\n    " + *advice;
+   }
+   return { "log", text,
       { { "time", time }, { "severity", severity }, { "message", record.id },
-            { "detail", record.text } } };
+            { "detail", record.text }, { "explanation", record.explanation },
+            { "action", record.recommendedAction } } };
 }
 
 } // namespace

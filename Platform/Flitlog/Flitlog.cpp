@@ -36,7 +36,8 @@ Message::Message( std::string id, Severity severity, std::string format,
 Message::~Message() { state().messages.erase( id_ ); }
 
 void Message::logTexts( const std::vector< std::string >& arguments ) const {
-   Record record{ Zol::activityManager().now(), id_, severity_, {} };
+   // With all that its message says: the plug-in that has the message may be unloaded.
+   Record record{ Zol::activityManager().now(), id_, severity_, {}, explanation_, action_ };
    size_t used = 0;
    size_t from = 0;
    for ( size_t at; ( at = format_.find( "%s", from ) ) != std::string::npos; from = at + 2 ) {

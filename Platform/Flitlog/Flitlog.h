@@ -66,6 +66,8 @@ struct Record {
    std::string id;
    Severity severity{};
    std::string text;
+   std::string explanation;
+   std::string recommendedAction;
 };
 
 // All registered messages, by identifier.

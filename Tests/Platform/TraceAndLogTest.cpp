@@ -138,6 +138,8 @@ TEST_F( Log, ArgumentsTakeTheirPlacesInOrder ) {
    EXPECT_EQ( Flitlog::records()[ 0 ].text, "%s %s needs 3 entries, 100% full, 0.5% free" );
    EXPECT_EQ( Flitlog::records()[ 0 ].id, "TEST_RESOURCE_FULL" );
    EXPECT_EQ( Flitlog::records()[ 0 ].severity, Flitlog::Severity::error );
+   EXPECT_EQ( Flitlog::records()[ 0 ].explanation, "The chip is full." );
+   EXPECT_EQ( Flitlog::records()[ 0 ].recommendedAction, "Remove a session." );
    EXPECT_EQ( Flitlog::records()[ 1 ].text, "{ } %d 5%" );
    EXPECT_EQ(
          delivered, ( Lines{ "%s %s needs 3 entries, 100% full, 0.5% free", "{ } %d 5%" } ) );
