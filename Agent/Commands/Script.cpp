@@ -158,6 +158,13 @@ StepAction parseWait( std::string_view body ) {
 
 StepAction parseShow( std::string_view body ) {
    ShowStep step;
+   std::string_view path = body;
+   if ( takeWord( path ) == "store" && !path.empty() ) {
+      step.what.emplace_back( "store" );
+      step.path = takeNeeded( path, "PATH" );
+      expectEnd( path );
+      return step;
+   }
    for ( size_t start = 0; start <= body.size(); ) {
       size_t comma = std::min( body.find( ',', start ), body.size() );
       std::string_view what = trimmed( body.substr( start, comma - start ) );
@@ -240,7 +247,7 @@ constexpr std::array verbs{
    Verb{ "del", "del TABLE|KEY", parseDel },
    Verb{ "in", "in PORT FILE", parseIn },
    Verb{ "wait", "wait SECONDS, from 0 to 1000000000, with at most nine decimals", parseWait },
-   Verb{ "show", "show WHAT[,WHAT...]", parseShow },
+   Verb{ "show", "show WHAT[,WHAT...], show store PATH", parseShow },
    Verb{ "fail", "fail CALL N[..M], counted from 1, M not below N", parseFail },
    Verb{ "capacity", "capacity WHAT N, N from 0 to 4294967295", parseCapacity },
    Verb{ "port", "port PORT up, port PORT down", parsePort },

@@ -7,6 +7,7 @@
 //    in PORT FILE             packets arrive at the port (FILE may hold spaces)
 //    wait SECONDS             time passes: 0 to 1,000,000,000, up to nine decimals
 //    show WHAT[,WHAT...]      print a report
+//    show store PATH          print what the store has at the path and below
 //    fail CALL N[..M]         the n-th (to m-th) next SDK call of this kind is refused
 //    capacity WHAT N          the chip has room for N
 //    port PORT up|down        its link comes up or goes down
@@ -54,6 +55,7 @@ struct WaitStep {
 
 struct ShowStep {
    std::vector< std::string > what; // at least one, none empty
+   std::string path;                // of the store; empty: none is named
 };
 
 // Counted from the calls of this kind that come after the step: first >= 1, last >= first.

@@ -66,7 +66,7 @@ void ScriptRunner::step( const ShowStep& show, unsigned line ) {
          }
          fail( line, "show " + what + ": no such report; allowed: " + allowed );
       }
-      for ( Report& report : reportsOf( runtime_, what ) ) {
+      for ( Report& report : reportsOf( runtime_, what, show.path ) ) {
          reports.push_back( std::move( report ) );
       }
    }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <map>
 
 #include "Agent/Configuration/Names.h"
 #include "ChipModel/Profile.h"
@@ -144,15 +145,25 @@ Report countersReport( Runtime& runtime ) {
    return report;
 }
 
-Report logReport() {
+std::vector< Report > logReports() {
    Report report{ "log", { "time", "severity", "message", "text" }, {}, "nothing was logged" };
+   std::map< std::string, const Flitlog::Record* > messages;
    for ( const Flitlog::Record& record : Flitlog::records() ) {
       char time[ 32 ];
       std::snprintf( time, sizeof time, "%.3f", record.time );
       report.rows.push_back(
             { std::string( time ), Zol::toString( record.severity ), record.id, record.text } );
+      messages.emplace( record.id, &record );
    }
-   return report;
+   if ( messages.empty() ) {
+      return { report };
+   }
+   // Once for all records of a message.
+   Report advice{ "advice", { "message", "explanation", "recommended action" }, {}, "" };
+   for ( const auto& [ id, record ] : messages ) {
+      advice.rows.push_back( { id, record->explanation, record->recommendedAction } );
+   }
+   return { report, advice };
 }
 
 } // namespace
@@ -166,28 +177,26 @@ std::vector< Report > one( Runtime& runtime ) {
    return { report( runtime ) };
 }
 
+constexpr const char* storeName = "store";
+
 // In the order in which users are told of them.
 const std::pair< const char*, Reporter > reporters[] = {
-   { "sessions", one< sessionsReport > },
-   { "acls", aclReports },
+   { "sessions", one< sessionsReport > }, { "acls", aclReports },
    { "tcam",
          []( Runtime& runtime ) -> std::vector< Report > {
             return { tcamReport( runtime ), tcamCapacityReport( runtime ) };
          } },
-   { "requests", one< requestsReport > },
-   { "policers", one< policersReport > },
-   { "rates", one< rateHistoryReport > },
-   { "tunnels", one< tunnelsReport > },
+   { "requests", one< requestsReport > }, { "policers", one< policersReport > },
+   { "rates", one< rateHistoryReport > }, { "tunnels", one< tunnelsReport > },
    { "tables",
          []( Runtime& runtime ) {
             std::vector< Report > reports = tableReports( runtime );
             std::ranges::move( settingReports( runtime ), std::back_inserter( reports ) );
             return reports;
          } },
-   { "status", statusReports },
-   { "counters", one< countersReport > },
-   { "queues", one< queuesReport > },
-   { "log", []( Runtime& ) -> std::vector< Report > { return { logReport() }; } },
+   { "status", statusReports }, { "counters", one< countersReport > },
+   { "queues", one< queuesReport > }, { "log", []( Runtime& ) { return logReports(); } },
+   { storeName, nullptr }, // takes a path: see reportsOf()
 };
 
 } // namespace
@@ -203,7 +212,11 @@ const std::vector< std::string >& reportNames() {
    return names;
 }
 
-std::vector< Report > reportsOf( Runtime& runtime, const std::string& name ) {
+std::vector< Report > reportsOf(
+      Runtime& runtime, const std::string& name, const std::string& path ) {
+   if ( name == storeName ) {
+      return { storeReport( runtime, path ) };
+   }
    const auto* reporter = std::ranges::find(
          reporters, name, []( const auto& row ) { return std::string_view( row.first ); } );
    ZOL_ASSERT( reporter != std::end( reporters ) );

@@ -10,8 +10,9 @@ namespace Agent {
 // What --show and the script's `show` can name.
 const std::vector< std::string >& reportNames();
 
-// The reports of one of those names, at least one.
-std::vector< Report > reportsOf( Runtime& runtime, const std::string& name );
+// The reports of one of those names, at least one. `path` limits that of the store.
+std::vector< Report > reportsOf(
+      Runtime& runtime, const std::string& name, const std::string& path = "" );
 
 // The chip profiles and their capacities.
 Report chipsReport();
@@ -33,6 +34,10 @@ Report queuesReport( Runtime& runtime );
 
 // The ACLs of sessions, their rules, and the entries that each became.
 std::vector< Report > aclReports( Runtime& runtime );
+
+// What the agent and its plug-ins tell each other by the store, at this path and below; all of it
+// without a path.
+Report storeReport( Runtime& runtime, const std::string& path );
 
 // What limits copies in rate, and the tunnels that copies are sent through.
 Report policersReport( Runtime& runtime );

@@ -266,6 +266,7 @@ std::vector< SessionState > Runtime::sessions() const {
 std::vector< std::string > Runtime::problems() const { return state_->problems; }
 
 ChipModel::Switch& Runtime::chips() { return state_->chips; }
+const Hubdb::Store& Runtime::store() const { return state_->store; }
 
 const ChipModel::Profile& Runtime::profile( int unit ) const {
    return state_->slices.at( unit ).host.profile();

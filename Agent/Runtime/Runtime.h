@@ -23,6 +23,7 @@
 #include "Agent/Rates/RateHistory.h"
 #include "AgentServices/TcamRequestManager.h"
 #include "ChipModel/Switch.h"
+#include "Platform/Hubdb/Store.h"
 #include "Platform/KarvelMirror/ProgramInfo.h"
 #include "Platform/Zol/Clock.h"
 
@@ -103,6 +104,7 @@ class Runtime {
    // What the chips refused of the last configuration besides mirroring, in one line each.
    std::vector< std::string > problems() const;
    ChipModel::Switch& chips();
+   const Hubdb::Store& store() const; // to look at
    const ChipModel::Profile& profile( int unit ) const;
    std::vector< int > units() const;
    // "Ethernet4" of a chip's port; "cpu" of port 0; "port 7" where no PORT names it.

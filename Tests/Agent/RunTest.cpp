@@ -45,11 +45,13 @@ TEST_F( RunTest, ScriptRunsInOrderAndStopsAtTheStepThatFails ) {
          R"("dst_port": "Ethernet28"})";
    folder.write( "good",
          "set PORT|Ethernet28 {}\nset MIRROR_SESSION|extra " + session + "\nin Ethernet4 " +
-               hostB + "\nwait 1.5\nshow sessions\ndel MIRROR_SESSION|extra\n" );
+               hostB +
+               "\nwait 1.5\nshow sessions\nshow store mirroring\ndel MIRROR_SESSION|extra\n" );
    Result result = agent( "run " + example + " --script good --out out --show status" );
    EXPECT_EQ( result.code, 0 ) << result.err;
    EXPECT_EQ( frames( folder.path( "out/Ethernet28.mirror.pcap" ) ), frames( hostB ) );
    EXPECT_NE( result.out.find( "extra" ), std::string::npos );
+   EXPECT_NE( result.out.find( "session[extra].greTunnelKey" ), std::string::npos );
    folder.write( "down", "set MIRROR_SESSION|extra " + session + "\n" );
    EXPECT_NE( agent( "run " + example + " --script down" ).out.find( "Ethernet28 is down" ),
          std::string::npos );

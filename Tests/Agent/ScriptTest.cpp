@@ -53,6 +53,7 @@ TEST( ScriptTest, StepsSayWhatIsWritten ) {
    EXPECT_EQ( parsed< PortStep >( "port Ethernet8 down # unplugged" ).port, "Ethernet8" );
    EXPECT_FALSE( parsed< PortStep >( "port Ethernet8 down" ).isUp );
    EXPECT_TRUE( parsed< PortStep >( "port Ethernet8 up" ).isUp );
+   EXPECT_EQ( parsed< ShowStep >( "show store acl/config" ).path, "acl/config" );
    auto plugin = parsed< PluginStep >( "plugin 1 show  all # of it" );
    EXPECT_EQ( plugin.unit, 1 );
    EXPECT_EQ( plugin.text, "show  all" );
@@ -120,6 +121,7 @@ TEST( ScriptTest, EveryMistakeIsToldWithItsPlaceAndWhatIsAllowed ) {
                { "show", "WHAT is missing; allowed: show WHAT[,WHAT...]" },
                { "show a,,b", "WHAT is missing" },
                { "show a b", "\"a b\" is not one word" },
+               { "show store a b", "unexpected \"b\"" },
                { "fail", "CALL is missing; allowed: fail CALL N[..M]" },
                { "fail x 0", "\"0\" does not say which calls; allowed: fail CALL N[..M]" },
                { "fail x 3..2", "\"3..2\" does not say" },
