@@ -1,208 +1,160 @@
 #include "Agent/Commands/CommandLine.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
+#include <deque>
 #include <iostream>
+#include <set>
 
-#include "Agent/Configuration/Names.h"
-#include "Agent/Reports/AgentReports.h"
-#include "ChipModel/Profile.h"
-#include "Platform/Duolog/Duolog.h"
+#include "Agent/Commands/Help.h"
+#include "Agent/Commands/Options.h"
 
 namespace Agent {
 
 namespace {
 
-std::string profileNames() {
-   std::vector< std::string > names;
-   for ( const ChipModel::Profile& profile : ChipModel::chipProfiles() ) {
-      names.emplace_back( profile.name );
+// Takes the arguments of one command from the left.
+class Parser {
+ public:
+   Parser( const CommandRow& row, std::vector< std::string > arguments )
+         : row_( row ), left_( arguments.begin(), arguments.end() ) {
+      command_.verb = row.verb;
    }
-   return joined( names );
-}
 
-Input parseInput( const std::string& text ) {
-   const size_t equals = text.find( '=' );
-   if ( equals == std::string::npos || equals == 0 || equals + 1 == text.size() ) {
-      throw UsageError( "--in " + text + ": not PORT=FILE; allowed: Ethernet0=host-a.pcap" );
+   Command parse() {
+      while ( !left_.empty() ) {
+         const std::string argument = take();
+         if ( argument == "--" ) { // what follows are no options
+            operands_.insert( operands_.end(), left_.begin(), left_.end() );
+            left_.clear();
+         } else if ( argument.size() < 2 || argument.front() != '-' ||
+               !takeOption( argument ) ) {
+            operands_.push_back( argument );
+         }
+      }
+      takeOperands();
+      if ( row_.verb == Verb::explain && command_.inputs.empty() ) {
+         throw UsageError( "explain: --in PORT=FILE is missing" );
+      }
+      return command_;
    }
-   return { text.substr( 0, equals ), text.substr( equals + 1 ) };
-}
 
-// Checks what CLI11 cannot: values that other parts of the agent know.
-void checkValues( Command& command, const std::vector< std::string >& inputs ) {
-   for ( const std::string& input : inputs ) {
-      command.inputs.push_back( parseInput( input ) );
+ private:
+   std::string take() {
+      std::string first = left_.front();
+      left_.pop_front();
+      return first;
    }
-   for ( const std::string& report : command.show ) {
-      const auto& names = reportNames();
-      if ( std::find( names.begin(), names.end(), report ) == names.end() ) {
-         throw UsageError(
-               "--show " + report + ": no such report; allowed: " + joined( names ) );
+
+   // False if it is no option of this command but may be part of what the command sends.
+   bool takeOption( const std::string& argument ) {
+      const size_t equals = std::min( argument.find( '=' ), argument.size() );
+      const std::string name = argument.substr( 0, equals );
+      const auto rows = optionRows();
+      const auto row = std::find_if( rows.begin(), rows.end(), [ & ]( const OptionRow& one ) {
+         return one.name == name && one.isOf( row_.verb );
+      } );
+      if ( row == rows.end() ) {
+         if ( row_.verb == Verb::ctl && !operands_.empty() ) {
+            return false;
+         }
+         throw UsageError( std::string( row_.name ) + " " + name +
+               ": no such option; allowed: " + optionNames( row_.verb ) );
+      }
+      if ( !seen_.insert( name ).second && row->times == Times::once ) {
+         throw UsageError( name + " is there twice; allowed: once" );
+      }
+      row->take( command_, valueOf( *row, argument, equals ) );
+      return true;
+   }
+
+   std::string valueOf( const OptionRow& row, const std::string& argument, size_t equals ) {
+      const bool takesOne = *row.value != '\0';
+      const bool isGiven = equals < argument.size();
+      if ( isGiven && !takesOne ) {
+         throw UsageError( argument + ": takes no value; allowed: " + row.name );
+      }
+      std::string value = isGiven ? argument.substr( equals + 1 )
+            : takesOne && !left_.empty() && !left_.front().starts_with( "--" ) ? take()
+                                                                               : "";
+      if ( takesOne && value.empty() ) {
+         throw UsageError( std::string( row.name ) + ": " + row.value + " is missing" );
+      }
+      return value;
+   }
+
+   void takeOperands() {
+      const bool takesMany = row_.verb == Verb::ctl;
+      const bool needsOne = *row_.operand != '\0' && *row_.operand != '[';
+      const size_t most = takesMany ? operands_.size() : *row_.operand != '\0' ? 1 : 0;
+      if ( needsOne && operands_.empty() ) {
+         throw UsageError( std::string( row_.name ) + ": " + row_.operand + " is missing" );
+      }
+      if ( operands_.size() > most ) {
+         throw UsageError( std::string( row_.name ) + ": \"" + operands_[ most ] +
+               "\" is too much; allowed: karvel-agent " + synopsis( row_ ) );
+      }
+      for ( const std::string& word : operands_ ) {
+         command_.words += ( command_.words.empty() ? "" : " " ) + word;
+      }
+      if ( needsOne ) {
+         command_.config = command_.words;
       }
    }
-   if ( !command.profile.empty() && !ChipModel::chipProfile( command.profile ) ) {
-      throw UsageError( "--chip " + command.profile +
-            ": no such chip profile; allowed: " + profileNames() );
-   }
-   if ( !command.trace.empty() ) {
-      if ( auto error = Duolog::enable( command.trace ) ) {
-         throw UsageError( "--trace: " + *error );
+
+   const CommandRow& row_;
+   std::deque< std::string > left_;
+   std::vector< std::string > operands_;
+   std::set< std::string > seen_;
+   Command command_;
+};
+
+const CommandRow& findCommand( const std::string& name ) {
+   for ( const CommandRow& row : commandRows() ) {
+      if ( row.name == name ) {
+         return row;
       }
    }
+   throw UsageError( "\"" + name + "\" is no command; allowed: " + commandNames() );
 }
 
-// What is wrong with the number of a frame; empty: nothing.
-std::string frameNumber( const std::string& text ) {
-   uint64_t number = 0;
-   const char* const end = text.data() + text.size();
-   const auto [ parsed, error ] = std::from_chars( text.data(), end, number );
-   const bool isOne = error == std::errc() && parsed == end && number > 0;
-   return isOne ? "" : text + " is not a frame number; allowed: 1 or more";
+void printManual( const Command& command ) {
+   std::cout << ( command.manual == Manual::page                   ? manualPage()
+                            : command.manual == Manual::completion ? bashCompletion()
+                            : command.words.empty()                ? overview()
+                                                    : helpOf( findCommand( command.words ) ) )
+             << std::flush;
 }
 
-// CLI11 says of a mistyped command only that there is none.
-void checkCommandName( const CLI::App& app, int argc, const char* const* argv ) {
-   if ( argc < 2 || *argv[ 1 ] == '-' || *argv[ 1 ] == '\0' ) {
-      return;
-   }
-   std::vector< std::string > names;
-   for ( const CLI::App* command : app.get_subcommands( {} ) ) {
-      names.push_back( command->get_name() );
-   }
-   if ( std::find( names.begin(), names.end(), argv[ 1 ] ) == names.end() ) {
-      throw UsageError(
-            std::string( argv[ 1 ] ) + ": no such command; allowed: " + joined( names ) );
-   }
-}
-
-// What `run` and `check` share.
-void addConfig( CLI::App& verb, Command& command, bool& strict ) {
-   verb.add_option( "config", command.config, "Configuration, in JSON" )
-         ->required()
-         ->option_text( "CONFIG.json" );
-   verb.add_option(
-             "--chip", command.profile, "Chip profile where the configuration names none" )
-         ->option_text( "PROFILE" );
-   verb.add_flag( "--strict", strict, "Sessions that cannot be served are errors" );
+bool asksForHelp( const std::string& argument ) {
+   return argument == "--help" || argument == "-h";
 }
 
 } // namespace
 
 std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
-   Command command;
-   std::vector< std::string > inputs;
-   bool strict = false;
-   bool json = false;
-   bool realTime = false;
-
-   CLI::App app{ "Chip agent with traffic mirroring, on a software model of the chip",
-      "karvel-agent" };
-   app.set_version_flag( "--version", "karvel-agent " KARVEL_VERSION );
-   app.require_subcommand( 1 );
-
-   CLI::App* run = app.add_subcommand( "run", "Run a configuration, and packets through it" );
-   addConfig( *run, command, strict );
-   run->add_option( "--in", inputs, "Frames arriving at a port; may be repeated" )
-         ->option_text( "PORT=FILE" )
-         ->expected( 1 )
-         ->take_all();
-   run->add_option( "--script", command.script, "Steps to run after the start" )
-         ->option_text( "FILE" );
-   run->add_option( "--out", command.out, "Where captures of what left the ports are written" )
-         ->option_text( "DIR" );
-   run->add_option( "--show", command.show, "Reports at the end: " + joined( reportNames() ) )
-         ->option_text( "WHAT,..." )
-         ->delimiter( ',' )
-         ->expected( 1 )
-         ->take_all();
-   run->add_flag( "--json", json, "Print reports as JSON" );
-   run->add_option( "--trace", command.trace, "Traces: NAME[/LEVELS],... with '*' in NAME" )
-         ->option_text( "WHAT" );
-   run->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
-         ->option_text( "FILE" );
-
-   CLI::App* explain =
-         app.add_subcommand( "explain", "Say for each frame why it was mirrored or was not" );
-   addConfig( *explain, command, strict );
-   explain->add_option( "--in", inputs, "Frames arriving at a port; may be repeated" )
-         ->option_text( "PORT=FILE" )
-         ->expected( 1 )
-         ->take_all()
-         ->required();
-   explain->add_option( "--packet", command.packet, "Only this frame, counted from 1" )
-         ->option_text( "N" )
-         ->check( frameNumber, "" );
-   explain->add_flag( "--json", json, "Print as JSON" );
-   explain->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
-         ->option_text( "FILE" );
-
-   CLI::App* serve = app.add_subcommand( "serve", "Run a configuration until told to stop" );
-   addConfig( *serve, command, strict );
-   serve->add_option( "--socket", command.socket, "Where commands are taken" )
-         ->option_text( "PATH" );
-   serve->add_option(
-              "--out", command.out, "Where captures of what left the ports are written" )
-         ->option_text( "DIR" );
-   serve->add_flag( "--real-time", realTime, "Time passes by itself, not in `wait`" );
-   serve->add_option( "--trace", command.trace, "Traces: NAME[/LEVELS],... with '*' in NAME" )
-         ->option_text( "WHAT" );
-   serve->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
-         ->option_text( "FILE" );
-
-   CLI::App* ctl = app.add_subcommand(
-         "ctl", "Send a running agent a command; without one, those of a prompt" );
-   ctl->add_option( "--socket", command.socket, "Where the agent takes commands" )
-         ->option_text( "PATH" );
-   ctl->add_flag( "--json", json, "Print reports as JSON" );
-   // What stands behind the first word of a command is the command's.
-   ctl->prefix_command();
-   ctl->footer( "COMMAND is a step of the script language; `help` lists them." );
-
-   CLI::App* check = app.add_subcommand( "check", "Say every error of a configuration" );
-   addConfig( *check, command, strict );
-   CLI::App* chips = app.add_subcommand( "chips", "List the chip profiles" );
-   chips->add_flag( "--json", json, "Print as JSON" );
-   CLI::App* wiring = app.add_subcommand(
-         "wiring", "List which change leads to which handler, and who owns which machine" );
-   wiring->add_flag( "--json", json, "Print as JSON" );
-   wiring->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
-         ->option_text( "FILE" );
-
-   checkCommandName( app, argc, argv );
-   try {
-      app.parse( argc, argv );
-   } catch ( const CLI::Success& asked ) {
-      app.exit( asked, std::cout, std::cerr );
+   std::vector< std::string > arguments( argv + 1, argv + std::max( argc, 1 ) );
+   if ( arguments.empty() ) {
+      throw UsageError( "a command is missing; allowed: " + commandNames() );
+   }
+   const std::string name = arguments.front();
+   if ( name == "--version" ) {
+      std::cout << "karvel-agent " KARVEL_VERSION << std::endl;
       return {};
-   } catch ( const CLI::ParseError& error ) {
-      throw UsageError( error.what() );
    }
-   const std::pair< const CLI::App*, Verb > verbs[] = { { run, Verb::run },
-      { check, Verb::check }, { chips, Verb::chips }, { wiring, Verb::wiring },
-      { explain, Verb::explain }, { serve, Verb::serve }, { ctl, Verb::ctl } };
-   for ( const auto& [ verb, value ] : verbs ) {
-      if ( verb->parsed() ) {
-         command.verb = value;
-      }
+   const CommandRow& row = asksForHelp( name ) ? rowOf( Verb::help ) : findCommand( name );
+   arguments.erase( arguments.begin() );
+   // Also behind what would be wrong, but not within what `ctl` sends.
+   if ( !arguments.empty() &&
+         ( asksForHelp( arguments.front() ) ||
+               ( row.verb != Verb::ctl && asksForHelp( arguments.back() ) ) ) ) {
+      std::cout << helpOf( row ) << std::flush;
+      return {};
    }
-   std::vector< std::string > words = ctl->remaining();
-   if ( !words.empty() && words.back() == "--json" ) { // also where people like to write it
-      json = true;
-      words.pop_back();
+   const Command command = Parser( row, std::move( arguments ) ).parse();
+   if ( command.verb == Verb::help ) {
+      printManual( command );
+      return {};
    }
-   if ( !words.empty() && words.front().starts_with( '-' ) ) {
-      throw UsageError(
-            "ctl " + words.front() + ": no such option; allowed: --socket, --json" );
-   }
-   for ( const std::string& word : words ) {
-      command.words += ( command.words.empty() ? "" : " " ) + word;
-   }
-   command.time = realTime ? Zol::TimeSource::realTime : Zol::TimeSource::virtualTime;
-   command.format = json ? Format::json : Format::text;
-   command.strictness = strict ? Strictness::strict : Strictness::lenient;
-   checkValues( command, inputs );
    return command;
 }
 

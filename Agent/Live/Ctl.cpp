@@ -68,7 +68,7 @@ class AgentClient {
 std::string withAbsolutePath( const std::string& line ) {
    std::optional< StepAction > action;
    try {
-      action = parseStep( line );
+      action = parseStep( line, Steps::live );
    } catch ( const ScriptError& ) {
       return line; // the agent says so, with what it understands
    }
@@ -95,7 +95,7 @@ class Ctl {
       agent_.send( withAbsolutePath( line ) );
       const bool done = print( reply() );
       std::optional< StepAction > action;
-      if ( done && ( action = parseStep( line ) ) &&
+      if ( done && ( action = parseStep( line, Steps::live ) ) &&
             std::holds_alternative< WatchStep >( *action ) ) {
          follow();
       }
@@ -153,9 +153,8 @@ class Ctl {
       }
    }
    static void flush( const std::string& text ) {
-      if ( !( std::cout << text << std::flush ) ) {
-         throw std::runtime_error( "standard output: cannot be written" );
-      }
+      std::cout << text;
+      flushOutput();
    }
 
    const Command& command_;

@@ -7,6 +7,7 @@
 #include "Agent/Commands/ScriptRunner.h"
 #include "Agent/Commands/Startup.h"
 #include "Agent/Packets/CaptureReader.h"
+#include "Agent/Packets/InputStream.h"
 #include "ChipModel/LeftIn.h"
 
 namespace Agent {
@@ -45,7 +46,7 @@ Outcome LiveAgent::execute(
       std::string_view line, int answers, const std::function< void() >& look ) {
    Outcome outcome;
    try {
-      const std::optional< StepAction > action = parseStep( line );
+      const std::optional< StepAction > action = parseStep( line, Steps::live );
       if ( !action ) {
          return outcome;
       }
@@ -70,16 +71,22 @@ Outcome LiveAgent::execute(
 }
 
 void LiveAgent::run( const StepAction& action, int answers, Reply& reply ) {
-   ScriptRunner(
-         runtime_, "command",
-         [ & ]( const std::vector< Report >& reports ) {
-            for ( const Report& report : reports ) {
-               reply.text += toText( report, Style::plain );
-               reply.reports.push_back( report );
-            }
-         },
-         [ & ]( const Diagnostic& warning ) { reply.warnings.push_back( warning.toString() ); },
-         answers )
+   ScriptRunner( runtime_, "command",
+         { [ & ]( const std::vector< Report >& reports ) {
+             for ( const Report& report : reports ) {
+                reply.text += toText( report, Style::plain );
+                reply.reports.push_back( report );
+             }
+          },
+               [ & ]( const Diagnostic& warning ) {
+                  reply.warnings.push_back( warning.toString() );
+               },
+               [ & ]( uint64_t ) {
+                  if ( outlet_ ) {
+                     outlet_->check();
+                  }
+               },
+               Steps::live, answers } )
          .run( { { 0, action } } );
 }
 
@@ -104,11 +111,15 @@ void LiveAgent::wait( const WaitStep& step, const std::function< void() >& look 
 
 void LiveAgent::receive(
       const InStep& step, const StepAction& action, int answers, Reply& reply ) {
+   if ( canBeReadOnce( step.file ) ) { // others would wait for whoever writes it
+      throw CaptureError( step.file + ": is not a regular file; allowed: a capture's file" );
+   }
    validateCapture( step.file ); // nothing of a broken capture arrives
    if ( !outlet_ ) {
       run( action, answers, reply );
       return;
    }
+   outlet_->resume();
    outlet_->checkInput( step.file );
    try {
       run( action, answers, reply );
@@ -136,7 +147,7 @@ Reply LiveAgent::reload() {
             result.errors.end(), result.warnings.begin(), result.warnings.end() );
       result.warnings.clear();
    }
-   sayLoad( result, command_.strictness );
+   sayLoad( result, command_ );
    Reply reply;
    reply.errors = texts( result.errors );
    reply.warnings = texts( result.warnings );

@@ -6,7 +6,6 @@
 #include "Agent/Live/Server.h"
 #include "Agent/Live/Signals.h"
 #include "Agent/Live/Socket.h"
-#include "Platform/Duolog/Duolog.h"
 
 namespace Agent {
 
@@ -44,9 +43,7 @@ int serve( const Command& command ) {
 } // namespace
 
 int serveCommand( const Command& command ) {
-   const int code = guarded( [ & ] { return serve( command ); } );
-   Duolog::flush();
-   return code;
+   return guarded( [ & ] { return serve( command ); } );
 }
 
 } // namespace Agent
