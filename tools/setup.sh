@@ -73,6 +73,16 @@ need_packages() { # need_packages PACKAGE[:PROGRAM]...
    fi
 }
 
+# For what is nicer with them, but works without.
+want_packages() { # want_packages PACKAGE[:PROGRAM]...
+   local missing
+   command -v dpkg-query > /dev/null || return 0
+   mapfile -t missing < <( missing_of "$@" )
+   if (( ${#missing[@]} > 0 )); then
+      install_packages "${missing[@]}" || say "Going on without ${missing[*]}"
+   fi
+}
+
 build() { # build PRESET [CMAKE-OPTION...]
    say "Building build/$1"
    local log=build/$1.configure.log

@@ -63,7 +63,12 @@ class Parser {
       if ( !seen_.insert( name ).second && row->times == Times::once ) {
          throw UsageError( name + " is there twice; allowed: once" );
       }
-      row->take( command_, valueOf( *row, argument, equals ) );
+      const std::string value = valueOf( *row, argument, equals );
+      try {
+         row->take( command_, value );
+      } catch ( const UsageError& error ) {
+         throw UsageError( name + " " + value + ": " + error.what() );
+      }
       return true;
    }
 
@@ -90,8 +95,8 @@ class Parser {
          throw UsageError( std::string( row_.name ) + ": " + row_.operand + " is missing" );
       }
       if ( operands_.size() > most ) {
-         throw UsageError( std::string( row_.name ) + ": \"" + operands_[ most ] +
-               "\" is too much; allowed: karvel-agent " + synopsis( row_ ) );
+         throw UsageError( std::string( row_.name ) + ": unexpected \"" + operands_[ most ] +
+               "\"; allowed: karvel-agent " + synopsis( row_ ) );
       }
       for ( const std::string& word : operands_ ) {
          command_.words += ( command_.words.empty() ? "" : " " ) + word;

@@ -15,24 +15,30 @@ namespace {
 
 constexpr const char* purpose = "chip agent with traffic mirroring, on a model of the chip";
 
-// A name and what it means, in two columns.
-std::string entry( const std::string& name, const std::string& what ) {
-   constexpr size_t column = 26;
-   constexpr size_t width = 88;
-   std::string text = "   " + name;
-   text.resize( std::max( text.size() + 2, column ), ' ' );
+constexpr size_t column = 26; // where meanings begin, behind names
+constexpr size_t width = 88;
+
+// Appends words to a line, and to further ones that begin at a column.
+std::string wrapped( std::string text, const std::string& what, size_t start ) {
    size_t used = text.size();
    std::istringstream words( what );
    for ( std::string word; words >> word; used += word.size() + 1 ) {
-      if ( used > column && used + word.size() > width ) {
+      if ( used > start && used + word.size() > width ) {
          text.back() = '\n';
-         text.append( column, ' ' );
-         used = column;
+         text.append( start, ' ' );
+         used = start;
       }
       text += word + " ";
    }
    text.back() = '\n';
    return text;
+}
+
+// A name and what it means, in two columns.
+std::string entry( const std::string& name, const std::string& what ) {
+   std::string text = "   " + name;
+   text.resize( std::max( text.size() + 2, column ), ' ' );
+   return wrapped( text, what, column );
 }
 
 std::string nameAndValue( const OptionRow& row ) {
@@ -118,7 +124,8 @@ std::string overview() {
 }
 
 std::string helpOf( const CommandRow& row ) {
-   std::string text = "karvel-agent " + synopsis( row ) + "\n" + row.what + ".\n\nOptions:\n";
+   std::string text = "karvel-agent " + synopsis( row ) + "\n" +
+         wrapped( "", row.what, 0 ) + "\nOptions:\n";
    for ( const OptionRow& option : optionRows() ) {
       if ( option.isOf( row.verb ) ) {
          text += entry( nameAndValue( option ), meaning( option ) );

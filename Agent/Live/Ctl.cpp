@@ -76,6 +76,10 @@ std::string withAbsolutePath( const std::string& line ) {
    if ( !in || std::filesystem::path( in->file ).is_absolute() ) {
       return line;
    }
+   if ( in->file == "-" ) {
+      throw std::runtime_error( "in " + in->port +
+            " -: a live agent does not have this standard input; allowed: a file" );
+   }
    const std::string path = ( std::filesystem::current_path() / in->file ).string();
    if ( path.find( '\n' ) != std::string::npos ) {
       throw std::runtime_error( "the name of this folder has several lines; allowed: one" );

@@ -121,7 +121,9 @@ std::string defaultSocketPath() {
 Descriptor connectTo( const std::string& path ) {
    Descriptor socket = makeSocket( 0 );
    if ( const int error = tryConnect( socket, path ) ) {
-      fail( path, "no agent serves there" + because( error ) );
+      fail( path,
+            "no agent serves there" + because( error ) +
+                  "; start one with: karvel-agent serve CONFIG.json" );
    }
    ucred peer{};
    socklen_t size = sizeof peer;
