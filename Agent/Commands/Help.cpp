@@ -124,8 +124,8 @@ std::string overview() {
 }
 
 std::string helpOf( const CommandRow& row ) {
-   std::string text = "karvel-agent " + synopsis( row ) + "\n" +
-         wrapped( "", row.what, 0 ) + "\nOptions:\n";
+   std::string text =
+         "karvel-agent " + synopsis( row ) + "\n" + wrapped( "", row.what, 0 ) + "\nOptions:\n";
    for ( const OptionRow& option : optionRows() ) {
       if ( option.isOf( row.verb ) ) {
          text += entry( nameAndValue( option ), meaning( option ) );

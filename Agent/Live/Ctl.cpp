@@ -64,7 +64,8 @@ class AgentClient {
    std::string input_;
 };
 
-// The agent reads captures itself, and stands in a folder of its own.
+// The agent reads captures itself, and stands in a folder of its own. ScriptError if the path
+// cannot be said to it.
 std::string withAbsolutePath( const std::string& line ) {
    std::optional< StepAction > action;
    try {
@@ -77,12 +78,12 @@ std::string withAbsolutePath( const std::string& line ) {
       return line;
    }
    if ( in->file == "-" ) {
-      throw std::runtime_error( "in " + in->port +
+      throw ScriptError( "in " + in->port +
             " -: a live agent does not have this standard input; allowed: a file" );
    }
    const std::string path = ( std::filesystem::current_path() / in->file ).string();
    if ( path.find( '\n' ) != std::string::npos ) {
-      throw std::runtime_error( "the name of this folder has several lines; allowed: one" );
+      throw ScriptError( "the name of this folder has several lines; allowed: one" );
    }
    return "in " + in->port + " " + path;
 }
@@ -96,7 +97,12 @@ class Ctl {
    // False if it could not be done.
    bool run( std::string line ) {
       std::replace( line.begin(), line.end(), '\n', ' ' ); // of JSON on several lines
-      agent_.send( withAbsolutePath( line ) );
+      try {
+         agent_.send( withAbsolutePath( line ) );
+      } catch ( const ScriptError& error ) {
+         std::cerr << error.what() << "\n";
+         return false;
+      }
       const bool done = print( reply() );
       std::optional< StepAction > action;
       if ( done && ( action = parseStep( line, Steps::live ) ) &&

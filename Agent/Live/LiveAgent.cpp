@@ -17,6 +17,8 @@ namespace {
 // Others wait meanwhile, and a session that keeps failing is tried every few seconds.
 constexpr uint64_t longestWaitNs = 86'400'000'000'000;
 
+constexpr const char* notAFile = "is not a regular file; allowed: a file";
+
 std::vector< std::string > texts( const std::vector< Diagnostic >& diagnostics ) {
    std::vector< std::string > lines;
    for ( const Diagnostic& diagnostic : diagnostics ) {
@@ -111,9 +113,7 @@ void LiveAgent::wait( const WaitStep& step, const std::function< void() >& look 
 
 void LiveAgent::receive(
       const InStep& step, const StepAction& action, int answers, Reply& reply ) {
-   if ( canBeReadOnce( step.file ) ) { // others would wait for whoever writes it
-      throw CaptureError( step.file + ": is not a regular file; allowed: a capture's file" );
-   }
+   checkFile( step.file );
    validateCapture( step.file ); // nothing of a broken capture arrives
    if ( !outlet_ ) {
       run( action, answers, reply );
@@ -130,9 +130,17 @@ void LiveAgent::receive(
    outlet_->publish();
 }
 
+void LiveAgent::checkFile( const std::string& path ) {
+   if ( canBeReadOnce( path ) ) {
+      throw std::runtime_error( path + ": " + notAFile );
+   }
+}
+
 Reply LiveAgent::reload() {
    LoadResult result;
-   if ( command_.strictness == Strictness::strict ) {
+   if ( canBeReadOnce( command_.config ) ) {
+      result.errors.push_back( { { command_.config, 0 }, notAFile } );
+   } else if ( command_.strictness == Strictness::strict ) {
       // As at the start, what would not be served is known before anything has an effect.
       ConfigSource source;
       if ( !command_.profile.empty() ) {

@@ -12,6 +12,7 @@ namespace Agent {
 namespace {
 
 int serve( const Command& command ) {
+   LiveAgent::checkFile( command.config );
    checkToggles( command.config );
    checkConfiguration( command );
    Signals signals; // also those that come while the agent starts
