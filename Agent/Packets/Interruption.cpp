@@ -7,13 +7,25 @@ namespace Agent {
 namespace {
 
 volatile std::sig_atomic_t lastSignal = 0;
+volatile std::sig_atomic_t signals = 0;
+
+// Some senders, as timeout(1), send each signal to the process and to its group: two are one.
+constexpr int patience = 2;
+
+void notice( int number ) {
+   lastSignal = number;
+   signals = signals + 1;
+   if ( signals > patience ) {
+      std::signal( number, SIG_DFL );
+      std::raise( number );
+   }
+}
 
 } // namespace
 
 void noticeInterruptions() {
    struct sigaction action {};
-   action.sa_handler = []( int number ) { lastSignal = number; };
-   action.sa_flags = SA_RESETHAND;
+   action.sa_handler = notice;
    for ( int number : { SIGINT, SIGTERM, SIGHUP } ) {
       struct sigaction before {};
       ::sigaction( number, nullptr, &before );

@@ -1,7 +1,7 @@
 #pragma once
 
 // Ctrl-C and its like end a run where it can tidy up: hidden files go, and the terminal is as
-// it was. A second one ends it at once.
+// it was. Who insists, with a third one, ends it at once.
 
 namespace Agent {
 

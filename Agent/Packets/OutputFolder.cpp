@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include "Agent/Packets/CaptureReader.h"
-#include "Platform/Zol/Assert.h"
 
 namespace Agent {
 
@@ -157,13 +156,10 @@ OutputFile::~OutputFile() {
    if ( !hidden_.empty() ) {
       ::unlinkat( folder_.descriptor(), hidden_.c_str(), 0 );
    }
-   if ( descriptor_ >= 0 ) {
-      ::close( descriptor_ );
-   }
+   ::close( descriptor_ );
 }
 
 void OutputFile::flush() {
-   ZOL_ASSERT( descriptor_ >= 0 );
    for ( size_t at = 0; at < buffer_.size(); ) {
       const ssize_t count =
             ::pwrite( descriptor_, buffer_.data() + at, buffer_.size() - at, written_ );
@@ -177,11 +173,12 @@ void OutputFile::flush() {
 }
 
 void OutputFile::complete() {
-   if ( descriptor_ >= 0 ) {
-      flush();
-      if ( ::close( std::exchange( descriptor_, -1 ) ) != 0 ) {
-         fail( errno );
-      }
+   flush();
+   // Some file systems say only at a close that there is no room. The file itself stays open,
+   // and locked, as long as it is hidden.
+   const int again = ::dup( descriptor_ );
+   if ( again < 0 || ::close( again ) != 0 ) {
+      fail( errno );
    }
 }
 

@@ -70,7 +70,7 @@ class OutputFile {
    }
    // Writes out what is buffered.
    void flush();
-   // The same, and closes the file: nothing can fail any more but the renaming.
+   // The same, and makes sure of it: nothing can fail any more but the renaming.
    void complete();
    // Gives the file its name, if it has not got it.
    void takeName();

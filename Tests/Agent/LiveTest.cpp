@@ -254,7 +254,7 @@ TEST_F( LiveTest, CtlSpeaksForPeopleAndPrograms ) {
    EXPECT_EQ( ctl( "plugin 0 hello  there" ).code, 0 );
    EXPECT_TRUE( agent->says( "Command:hello there" ) ) << agent->err();
    EXPECT_EQ( ctl( "plugin 7 hello" ).code, 1 );
-   EXPECT_EQ( agent( "ctl show sessions --socket " + socket ).code, 0 );
+   EXPECT_EQ( AgentBed::agent( "ctl show sessions --socket " + socket ).code, 0 );
    EXPECT_EQ( ::mkfifo( folder.path( "pipe" ).c_str(), 0600 ), 0 );
    EXPECT_NE(
          ctl( "in Ethernet0 pipe" ).err.find( "is not a regular file" ), std::string::npos );

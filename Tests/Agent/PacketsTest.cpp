@@ -201,7 +201,9 @@ TEST_F( PacketsTest, WhatIsWrongWithACaptureIsToldInOneLine ) {
    EXPECT_EQ( errorOf( [ & ] { validateCapture( path( "none" ) ); } ),
          path( "none" ) + ": cannot be read (No such file or directory)" );
    EXPECT_EQ( errorOf( [ & ] { validateCapture( directory_ ); } ),
-         directory_ + ": is a directory; allowed: a pcap (version 2.4) or pcapng file" );
+         directory_ +
+               ": is a directory; allowed: a pcap (version 2.4) or pcapng file, also "
+               "packed by gzip" );
 }
 
 std::string gzipped( const TemporaryFolder& folder, const std::string& content ) {

@@ -131,7 +131,7 @@ TEST_F( RunTest, WrongUseIsExitCodeTwo ) {
 }
 
 TEST_F( RunTest, TheShellCompletesFromTheSameTable ) {
-   folder.write( "ask", R"(source <( "$0" help --bash )
+   folder.write( "ask", R"(source <( "$1" help --bash )
          compopt() { :; }
          for words in "" "run --sc" "run x --show sessions,co" "run x --in E0 = stdo" "ctl sh"; do
             IFS=' ' read -ra COMP_WORDS <<< "karvel-agent $words"
