@@ -91,7 +91,7 @@ class Parser {
       const bool takesMany = row_.verb == Verb::ctl;
       const bool needsOne = *row_.operand != '\0' && *row_.operand != '[';
       const size_t most = takesMany ? operands_.size() : *row_.operand != '\0' ? 1 : 0;
-      if ( needsOne && operands_.empty() ) {
+      if ( needsOne && ( operands_.empty() || operands_.front().empty() ) ) {
          throw UsageError( std::string( row_.name ) + ": " + row_.operand + " is missing" );
       }
       if ( operands_.size() > most ) {

@@ -8,6 +8,18 @@
 
 namespace Agent {
 
+void passTime( Runtime& runtime, uint64_t ns, const std::function< void() >& between ) {
+   const double end = runtime.now() + static_cast< double >( ns ) * 1e-9;
+   while ( runtime.now() < end ) {
+      const double next = std::min( end, runtime.nextTime() );
+      runtime.advance( std::max( 0.0, next - runtime.now() ) );
+      between();
+      if ( next == end ) {
+         break;
+      }
+   }
+}
+
 ScriptRunner::ScriptRunner( Runtime& runtime, const std::string& name, Host host )
       : runtime_( runtime ), name_( name ), host_( std::move( host ) ) {}
 
@@ -55,7 +67,7 @@ void ScriptRunner::step( const InStep& in, unsigned line ) {
 }
 
 void ScriptRunner::step( const WaitStep& wait, unsigned ) {
-   runtime_.advance( static_cast< double >( wait.ns ) * 1e-9 );
+   passTime( runtime_, wait.ns, checkInterruption );
 }
 
 void ScriptRunner::step( const ShowStep& show, unsigned line ) {

@@ -22,6 +22,9 @@ class StepError : public std::runtime_error {
    using std::runtime_error::runtime_error;
 };
 
+// Lets virtual time pass, from one thing that is due to the next; `between` is called after each.
+void passTime( Runtime& runtime, uint64_t ns, const std::function< void() >& between );
+
 class ScriptRunner {
  public:
    // What the steps need of whoever runs them.

@@ -99,16 +99,7 @@ void LiveAgent::wait( const WaitStep& step, const std::function< void() >& look 
    if ( step.ns > longestWaitNs ) {
       throw StepError( "wait: others wait meanwhile; allowed: up to 86400 seconds at a time" );
    }
-   // One clock after the other, so that watchers see what each has done.
-   const double end = runtime_.now() + static_cast< double >( step.ns ) * 1e-9;
-   while ( runtime_.now() < end ) {
-      const double next = std::min( end, runtime_.nextTime() );
-      runtime_.advance( std::max( 0.0, next - runtime_.now() ) );
-      look();
-      if ( next == end ) {
-         break;
-      }
-   }
+   passTime( runtime_, step.ns, look ); // watchers see what each clock has done
 }
 
 void LiveAgent::receive(
