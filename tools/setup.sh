@@ -15,7 +15,7 @@ die() {
 
 # Packages, each with the program that shows that it is installed; libraries have none.
 build_packages=( g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libpcap-dev
-   zlib1g-dev nlohmann-json3-dev libedit-dev )
+   libcli11-dev nlohmann-json3-dev libedit-dev zlib1g-dev )
 test_packages=( libgtest-dev clang-format-14:clang-format-14 )
 
 have_package() { # have_package PACKAGE[:PROGRAM]

@@ -13,34 +13,6 @@ namespace Agent {
 
 namespace {
 
-constexpr const char* purpose = "chip agent with traffic mirroring, on a model of the chip";
-
-constexpr size_t column = 26; // where meanings begin, behind names
-constexpr size_t width = 88;
-
-// Appends words to a line, and to further ones that begin at a column.
-std::string wrapped( std::string text, const std::string& what, size_t start ) {
-   size_t used = text.size();
-   std::istringstream words( what );
-   for ( std::string word; words >> word; used += word.size() + 1 ) {
-      if ( used > start && used + word.size() > width ) {
-         text.back() = '\n';
-         text.append( start, ' ' );
-         used = start;
-      }
-      text += word + " ";
-   }
-   text.back() = '\n';
-   return text;
-}
-
-// A name and what it means, in two columns.
-std::string entry( const std::string& name, const std::string& what ) {
-   std::string text = "   " + name;
-   text.resize( std::max( text.size() + 2, column ), ' ' );
-   return wrapped( text, what, column );
-}
-
 std::string nameAndValue( const OptionRow& row ) {
    return *row.value ? std::string( row.name ) + " " + row.value : row.name;
 }
@@ -64,11 +36,6 @@ std::vector< std::string > wordsOf( Values values ) {
       }
    }
    return words;
-}
-
-std::string meaning( const OptionRow& row ) {
-   const std::vector< std::string > words = wordsOf( row.values );
-   return row.what + ( words.empty() ? "" : "; one of " + joined( words ) );
 }
 
 // Text as troff takes it for text.
@@ -114,24 +81,9 @@ std::string synopsis( const CommandRow& row ) {
    return std::string( row.name ) + ( *row.operand ? " " : "" ) + row.operand + " [OPTION...]";
 }
 
-std::string overview() {
-   std::string text = "karvel-agent: " + std::string( purpose ) + "\n\nCommands:\n";
-   for ( const CommandRow& row : commandRows() ) {
-      text += entry( std::string( row.name ) + " " + row.operand, row.what );
-   }
-   return text + "\nkarvel-agent help COMMAND lists the options of a command, " +
-         "karvel-agent --version says\nwhich version this is.\n";
-}
-
-std::string helpOf( const CommandRow& row ) {
-   std::string text =
-         "karvel-agent " + synopsis( row ) + "\n" + wrapped( "", row.what, 0 ) + "\nOptions:\n";
-   for ( const OptionRow& option : optionRows() ) {
-      if ( option.isOf( row.verb ) ) {
-         text += entry( nameAndValue( option ), meaning( option ) );
-      }
-   }
-   return text + entry( "--help, -h", "Print this" );
+std::string meaning( const OptionRow& row ) {
+   const std::vector< std::string > words = wordsOf( row.values );
+   return row.what + ( words.empty() ? "" : "; one of " + joined( words ) );
 }
 
 std::string manualPage() {

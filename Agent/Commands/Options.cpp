@@ -145,12 +145,6 @@ constexpr OptionRow options[] = {
 std::span< const CommandRow > commandRows() { return commands; }
 std::span< const OptionRow > optionRows() { return options; }
 
-const CommandRow& rowOf( Verb verb ) {
-   const auto* row = std::find_if( std::begin( commands ), std::end( commands ),
-         [ & ]( const CommandRow& one ) { return one.verb == verb; } );
-   ZOL_ASSERT( row != std::end( commands ) );
-   return *row;
-}
 
 std::string commandNames() {
    std::vector< std::string > names;

@@ -50,7 +50,6 @@ struct OptionRow {
 
 std::span< const CommandRow > commandRows();
 std::span< const OptionRow > optionRows();
-const CommandRow& rowOf( Verb verb );
 
 // The names, with commas between them.
 std::string commandNames();
