@@ -101,9 +101,8 @@ uint64_t checkSources( const Command& command, const std::vector< Source >& sour
    return once.empty() ? frames : 0;
 }
 
-void replayInputs( Runtime& runtime, const Command& command, const Pause& pause,
-      ArrivalObserver* observer = nullptr ) {
-   for ( const std::string& cut : replay( runtime, command.inputs, pause, observer ) ) {
+void sayCuts( const std::vector< std::string >& cuts ) {
+   for ( const std::string& cut : cuts ) {
       sayWarning( cut );
    }
 }
@@ -130,7 +129,9 @@ int run( const Command& command ) {
       progress.arrived( frames );
    };
    Printer printer( command.format );
-   replayInputs( runtime, command, pause );
+   const std::vector< std::string > cuts = replay( runtime, command.inputs, pause );
+   progress.clear();
+   sayCuts( cuts );
    ScriptRunner( runtime, command.script,
          { [ & ]( const auto& reports ) {
              progress.clear();
@@ -177,7 +178,7 @@ int explain( const Command& command ) {
          flushOutput();
       }
    };
-   replayInputs( runtime, command, pause, &explainer );
+   sayCuts( replay( runtime, command.inputs, pause, &explainer ) );
    if ( command.packet > explainer.frames() ) {
       throw std::runtime_error( "--packet " + std::to_string( command.packet ) +
             ": no such frame; allowed: 1 to " + std::to_string( explainer.frames() ) );

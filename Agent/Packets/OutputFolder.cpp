@@ -131,25 +131,26 @@ OutputFile::OutputFile( const OutputFolder& folder, std::string name )
 }
 
 void OutputFile::makeHidden() {
-   for ( unsigned attempt = 0;; ++attempt ) {
-      const std::string hidden = hiddenName( name_, attempt );
-      const int made = ::openat( folder_.descriptor(), hidden.c_str(),
+   for ( unsigned attempt = 0; attempt < maxAttempts; ++attempt ) {
+      hidden_ = hiddenName( name_, attempt );
+      descriptor_ = ::openat( folder_.descriptor(), hidden_.c_str(),
             O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666 );
-      if ( made < 0 && ( errno != EEXIST || attempt == maxAttempts ) ) {
+      if ( descriptor_ < 0 && errno != EEXIST ) {
          fail( errno );
       }
+      if ( descriptor_ < 0 ) {
+         continue;
+      }
+      // Another agent that opens the folder may have found the file before it was locked. Some
+      // file systems have no locks; there the remains stay.
       struct stat status {};
-      // Another agent that opens the folder may have found it before it was locked.
-      if ( made >= 0 && locks( made ) && ::fstat( made, &status ) == 0 &&
-            status.st_nlink > 0 ) {
-         descriptor_ = made;
-         hidden_ = hidden;
+      const bool isOurs = locks( descriptor_ ) || errno != EWOULDBLOCK;
+      if ( isOurs && ::fstat( descriptor_, &status ) == 0 && status.st_nlink > 0 ) {
          return;
       }
-      if ( made >= 0 ) {
-         ::close( made );
-      }
+      ::close( descriptor_ );
    }
+   fail( EEXIST );
 }
 
 OutputFile::~OutputFile() {
