@@ -66,6 +66,12 @@ void OutputDirectory::checkInput( const std::string& file ) const {
    }
 }
 
+void OutputDirectory::checkPlots( const Plots& plots ) const {
+   for ( const auto& [ name, unused ] : plots ) {
+      folder_->checkReplaceable( name );
+   }
+}
+
 CaptureWriter& OutputDirectory::writer( std::string_view port, OutputKind kind ) {
    auto it = files_.find( fileName( port, kind ) );
    if ( it == files_.end() ) {
@@ -80,8 +86,8 @@ CaptureWriter& OutputDirectory::writer( std::string_view port, OutputKind kind )
 
 OutputDirectory::Files OutputDirectory::written( const Plots& plots ) const {
    Files files;
+   checkPlots( plots );
    for ( const auto& [ name, content ] : plots ) {
-      folder_->checkReplaceable( name );
       if ( !content.empty() ) {
          files.push_back( std::make_unique< OutputFile >( *folder_, name ) );
          const auto* bytes = reinterpret_cast< const uint8_t* >( content.data() );

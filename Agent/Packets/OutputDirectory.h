@@ -64,6 +64,8 @@ class OutputDirectory {
    void rollBack();
    // For an input that becomes known only now: refused if it is one of the outputs.
    void checkInput( const std::string& file ) const;
+   // Plots that could not take their place are known before the first packet, too.
+   void checkPlots( const Plots& plots ) const;
 
  private:
    using Files = std::vector< std::unique_ptr< OutputFile > >;

@@ -38,6 +38,7 @@ Outlet::Outlet(
       Runtime& runtime, const std::string& directory, const std::vector< std::string >& inputs )
       : runtime_( runtime ), files_( std::make_unique< OutputDirectory >(
                                    directory, portNames( runtime ), inputs ) ) {
+   files_->checkPlots( plots() );
    for ( int unit : runtime.units() ) {
       ports_.resize( static_cast< size_t >( unit ) + 1 );
       ports_.back().resize( Shim::maxPorts );
