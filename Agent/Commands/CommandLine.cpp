@@ -94,8 +94,9 @@ class Parser {
          verb.allow_extras(); // with options before and behind them
          verb.footer( synopsis( row ) );
       } else if ( !operand.empty() ) {
-         verb.add_option( operand, command_.config )->required()->option_text(
-               "The configuration, in JSON" );
+         verb.add_option( operand, command_.config )
+               ->required()
+               ->option_text( "The configuration, in JSON" );
       }
       for ( const OptionRow& option : optionRows() ) {
          if ( option.isOf( row.verb ) ) {
@@ -115,9 +116,7 @@ class Parser {
    }
 
    // That was parsed.
-   Verb verb() const {
-      return commandNamed( app_.get_subcommands().front()->get_name() ).verb;
-   }
+   Verb verb() const { return commandNamed( app_.get_subcommands().front()->get_name() ).verb; }
    std::string allowed() const {
       return app_.get_subcommands().empty() ? commandNames() : optionNames( verb() );
    }

@@ -145,7 +145,6 @@ constexpr OptionRow options[] = {
 std::span< const CommandRow > commandRows() { return commands; }
 std::span< const OptionRow > optionRows() { return options; }
 
-
 std::string commandNames() {
    std::vector< std::string > names;
    for ( const CommandRow& row : commands ) {

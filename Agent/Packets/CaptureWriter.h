@@ -11,16 +11,21 @@
 // Nothing appears under the name before (see OutputFolder.h). All errors are CaptureError.
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 
 #include "Agent/Packets/OutputFolder.h"
+
+struct pcap_dumper;
 
 namespace Agent {
 
 class CaptureWriter {
  public:
    CaptureWriter( const OutputFolder& folder, const std::string& name );
+   CaptureWriter( const CaptureWriter& ) = delete;
+   CaptureWriter& operator=( const CaptureWriter& ) = delete;
 
    // Appends a frame. timeNs is since 1970; wireLength is at least the frame's size, more
    // if it was cut short when captured. Of a frame beyond 262,144 bytes, the most that
@@ -31,7 +36,12 @@ class CaptureWriter {
    const OutputFile& file() const { return file_; }
 
  private:
+   struct Close {
+      void operator()( pcap_dumper* dumper ) const;
+   };
+
    OutputFile file_;
+   std::unique_ptr< pcap_dumper, Close > dumper_; // writes into the file's buffer
 };
 
 } // namespace Agent

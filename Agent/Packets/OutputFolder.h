@@ -62,11 +62,14 @@ class OutputFile {
    OutputFile( const OutputFile& ) = delete;
    OutputFile& operator=( const OutputFile& ) = delete;
 
+   // Buffers; nothing fails before it is flushed.
    void append( std::span< const uint8_t > bytes ) {
-      if ( buffer_.size() + bytes.size() > bufferBytes ) [[unlikely]] {
+      buffer_.insert( buffer_.end(), bytes.begin(), bytes.end() );
+   }
+   void flushIfFull() {
+      if ( buffer_.size() >= bufferBytes ) [[unlikely]] {
          flush();
       }
-      buffer_.insert( buffer_.end(), bytes.begin(), bytes.end() );
    }
    // Writes out what is buffered.
    void flush();
