@@ -6,7 +6,8 @@
 #include "Agent/Live/Live.h"
 
 int main( int argc, char** argv ) {
-   std::signal( SIGPIPE, SIG_IGN ); // a reader that goes away is a failed write, no signal
+   // A reader that goes away is a failed write: the captures are still put in place.
+   std::signal( SIGPIPE, SIG_IGN );
    std::optional< Agent::Command > command;
    try {
       command = Agent::parseCommandLine( argc, argv );

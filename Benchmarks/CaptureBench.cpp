@@ -38,13 +38,15 @@ class CaptureBench : public benchmark::Fixture {
    }
 
  protected:
-   static void writeFrames( const std::string& path ) {
+   static void writeFrames( const std::filesystem::path& path ) {
       std::array< uint8_t, 64 > frame{ 2, 0, 0, 0, 0, 0x0b, 2, 0, 0, 0, 0, 0x0a, 8, 0 };
-      CaptureWriter writer( path );
+      const OutputFolder folder( path.parent_path() );
+      CaptureWriter writer( folder, path.filename() );
       for ( uint64_t i = 0; i < frameCount; ++i ) {
          writer.write( i * 672, frame, 64 ); // the pace of a full 1 Gbit/s link
       }
-      writer.commit();
+      writer.file().complete();
+      writer.file().takeName();
    }
 
    // Frames per second, and the cost of one.
@@ -57,8 +59,8 @@ class CaptureBench : public benchmark::Fixture {
    }
 
    std::filesystem::path directory_;
-   std::string input_;
-   std::string output_;
+   std::filesystem::path input_;
+   std::filesystem::path output_;
 };
 
 BENCHMARK_DEFINE_F( CaptureBench, Read )( benchmark::State& state ) {
@@ -99,11 +101,13 @@ BENCHMARK_REGISTER_F( CaptureBench, Write )->UseRealTime();
 BENCHMARK_DEFINE_F( CaptureBench, Copy )( benchmark::State& state ) {
    for ( auto _ : state ) {
       CaptureReader reader( input_ );
-      CaptureWriter writer( output_ );
+      const OutputFolder folder( directory_ );
+      CaptureWriter writer( folder, output_.filename() );
       for ( CaptureFrame frame; reader.next( frame ); ) {
          writer.write( frame.timeNs, { frame.data, frame.length }, frame.wireLength );
       }
-      writer.commit();
+      writer.file().complete();
+      writer.file().takeName();
    }
    report( state );
 }

@@ -15,8 +15,9 @@ die() {
 
 # Packages, each with the program that shows that it is installed; libraries have none.
 build_packages=( g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libpcap-dev
-   libcli11-dev nlohmann-json3-dev libedit-dev )
-test_packages=( libgtest-dev clang-format-14:clang-format-14 clang-14:clang++-14 )
+   libcli11-dev nlohmann-json3-dev libedit-dev zlib1g-dev )
+test_packages=( libgtest-dev clang-format-14:clang-format-14 clang-14:clang++-14
+   libclang-rt-14-dev )
 
 have_package() { # have_package PACKAGE[:PROGRAM]
    local package=${1%%:*} program=
@@ -70,6 +71,16 @@ need_packages() { # need_packages PACKAGE[:PROGRAM]...
    if (( ${#missing[@]} > 0 )); then
       install_packages "${missing[@]}" ||
          die "cannot install packages; as root, run: apt-get install ${missing[*]}"
+   fi
+}
+
+# For what is nicer with them, but works without.
+want_packages() { # want_packages PACKAGE[:PROGRAM]...
+   local missing
+   command -v dpkg-query > /dev/null || return 0
+   mapfile -t missing < <( missing_of "$@" )
+   if (( ${#missing[@]} > 0 )); then
+      install_packages "${missing[@]}" || say "Going on without ${missing[*]}"
    fi
 }
 

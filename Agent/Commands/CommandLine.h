@@ -12,9 +12,11 @@
 
 namespace Agent {
 
-enum class Verb : uint8_t { run, check, chips, wiring, explain, serve, ctl };
+enum class Verb : uint8_t { run, check, chips, wiring, explain, serve, ctl, help };
 enum class Format : uint8_t { text, json };
 enum class Strictness : uint8_t { lenient, strict };
+enum class Detail : uint8_t { summary, full };
+enum class Manual : uint8_t { none, page, completion };
 
 struct Command {
    Verb verb = Verb::run;
@@ -27,11 +29,15 @@ struct Command {
    Format format = Format::text;
    std::string trace; // a Duolog setting; empty: none
    Strictness strictness = Strictness::lenient;
-   std::string plugin;  // empty: where it is found
-   uint64_t packet = 0; // explain this one only; 0: all
-   std::string socket;  // of serve and ctl; empty: where it is by default
+   Detail detail = Detail::summary; // of tables that are not read
+   std::string plugin;              // empty: where it is found
+   uint64_t packet = 0;             // explain this one only; 0: all
+   std::string socket;              // of serve and ctl; empty: where it is by default
    Zol::TimeSource time = Zol::TimeSource::virtualTime;
-   std::string words; // for ctl to send; empty: those of a prompt or of standard input
+   // For ctl to send, those of a prompt or of standard input if empty; the command that help
+   // is about.
+   std::string words;
+   Manual manual = Manual::none; // that help prints
 };
 
 // Wrong use of the command line: one line.

@@ -1,14 +1,18 @@
 #include "Agent/Commands/Run.h"
 
 #include <iostream>
+#include <set>
 
+#include "Agent/Commands/Progress.h"
 #include "Agent/Commands/ScriptRunner.h"
 #include "Agent/Commands/Startup.h"
+#include "Agent/Packets/CaptureReader.h"
+#include "Agent/Packets/InputStream.h"
+#include "Agent/Packets/Interruption.h"
 #include "Agent/Packets/Replay.h"
 #include "Agent/Reports/AgentReports.h"
 #include "Agent/Reports/Explainer.h"
 #include "Agent/Runtime/PluginLibrary.h"
-#include "Platform/Duolog/Duolog.h"
 
 namespace Agent {
 
@@ -31,9 +35,7 @@ class Printer {
       if ( format_ == Format::json ) {
          std::cout << toJson( kept_ );
       }
-      if ( !std::cout.flush() ) {
-         throw std::runtime_error( "standard output: cannot be written" );
-      }
+      flushOutput();
    }
 
  private:
@@ -41,40 +43,68 @@ class Printer {
    std::vector< Report > kept_;
 };
 
-// Everything that can be known to be wrong before anything has an effect.
-void checkInputs( const Command& command, const std::vector< Step >& steps,
+// A capture that frames come from, and who names it.
+struct Source {
+   std::string file;
+   std::string where; // empty: the capture's own name says it
+};
+
+std::vector< Source > sourcesOf( const Command& command, const std::vector< Step >& steps ) {
+   std::vector< Source > sources;
+   for ( const Input& input : command.inputs ) {
+      sources.push_back( { input.file, "" } );
+   }
+   for ( const Step& step : steps ) {
+      if ( const auto* in = std::get_if< InStep >( &step.action ) ) {
+         sources.push_back(
+               { in->file, command.script + ":" + std::to_string( step.line ) + ": " } );
+      }
+   }
+   return sources;
+}
+
+std::vector< std::string > filesOf( const std::vector< Source >& sources ) {
+   std::vector< std::string > files;
+   for ( const Source& source : sources ) {
+      files.push_back( source.file );
+   }
+   return files;
+}
+
+// Everything that can be known to be wrong before anything has an effect: pipes are not looked
+// into. How many frames there are; 0: it is not known.
+uint64_t checkSources( const Command& command, const std::vector< Source >& sources,
       const Configuration& configuration ) {
    for ( const Input& input : command.inputs ) {
       if ( !configuration.ports.contains( input.port ) ) {
          throw std::runtime_error( "--in " + input.port + "=" + input.file +
                ": no such port; allowed: a port of PORT" );
       }
-      validateCapture( input.file );
    }
-   for ( const Step& step : steps ) {
-      if ( const auto* in = std::get_if< InStep >( &step.action ) ) {
+   std::set< std::string > once;
+   if ( command.script == "-" ) {
+      once.insert( "-" );
+   }
+   uint64_t frames = 0;
+   for ( const Source& source : sources ) {
+      if ( !canBeReadOnce( source.file ) ) {
          try {
-            validateCapture( in->file );
+            frames += validateCapture( source.file ).frames;
          } catch ( const CaptureError& error ) {
-            throw std::runtime_error(
-                  command.script + ":" + std::to_string( step.line ) + ": " + error.what() );
+            throw std::runtime_error( source.where + error.what() );
          }
+      } else if ( !once.insert( source.file ).second ) {
+         throw std::runtime_error( source.where + source.file +
+               ": is read twice; allowed: once, as it is no file" );
       }
    }
+   return once.empty() ? frames : 0;
 }
 
-std::vector< std::string > inputFiles(
-      const Command& command, const std::vector< Step >& steps ) {
-   std::vector< std::string > files;
-   for ( const Input& input : command.inputs ) {
-      files.push_back( input.file );
+void sayCuts( const std::vector< std::string >& cuts ) {
+   for ( const std::string& cut : cuts ) {
+      sayWarning( cut );
    }
-   for ( const Step& step : steps ) {
-      if ( const auto* in = std::get_if< InStep >( &step.action ) ) {
-         files.push_back( in->file );
-      }
-   }
-   return files;
 }
 
 int run( const Command& command ) {
@@ -82,21 +112,38 @@ int run( const Command& command ) {
          command.script.empty() ? std::vector< Step >() : readScript( command.script );
    checkToggles( command.config );
    const LoadResult loaded = checkConfiguration( command );
-   checkInputs( command, steps, loaded.configuration );
+   const std::vector< Source > sources = sourcesOf( command, steps );
+   Progress progress( checkSources( command, sources, loaded.configuration ) );
 
    Runtime runtime( { pluginPath( command ), command.profile } );
    runtime.start( command.config );
    sayProblems( runtime );
    std::unique_ptr< Outlet > outlet;
    if ( !command.out.empty() ) {
-      outlet = std::make_unique< Outlet >( runtime, command.out, inputFiles( command, steps ) );
+      outlet = std::make_unique< Outlet >( runtime, command.out, filesOf( sources ) );
    }
+   const Pause pause = [ & ]( uint64_t frames ) {
+      if ( outlet ) {
+         outlet->check();
+      }
+      progress.arrived( frames );
+   };
    Printer printer( command.format );
-   replay( runtime, command.inputs );
-   ScriptRunner(
-         runtime, command.script, [ & ]( const auto& reports ) { printer.show( reports ); },
-         []( const Diagnostic& warning ) { sayWarning( warning.toString() ); } )
+   const std::vector< std::string > cuts = replay( runtime, command.inputs, pause );
+   progress.clear();
+   sayCuts( cuts );
+   ScriptRunner( runtime, command.script,
+         { [ & ]( const auto& reports ) {
+             progress.clear();
+             printer.show( reports );
+          },
+               [ & ]( const Diagnostic& warning ) {
+                  progress.clear();
+                  sayWarning( warning.toString() );
+               },
+               pause } )
          .run( steps );
+   progress.clear();
    std::vector< std::string > show = command.show;
    if ( show.empty() ) {
       show = { "sessions", "counters" };
@@ -112,12 +159,39 @@ int run( const Command& command ) {
    return sayUnserved( runtime ) && strict ? 1 : 0;
 }
 
+int explain( const Command& command ) {
+   checkToggles( command.config );
+   const LoadResult loaded = checkConfiguration( command );
+   checkSources( command, sourcesOf( command, {} ), loaded.configuration );
+   Runtime runtime( { pluginPath( command ), command.profile } );
+   runtime.start( command.config );
+   Printer printer( command.format );
+   Explainer explainer( runtime, command.packet, [ & ]( const Explanation& frame ) {
+      if ( command.format == Format::json ) {
+         printer.show( explanationReports( frame ) );
+      } else {
+         std::cout << explanationText( frame );
+      }
+   } );
+   const Pause pause = []( uint64_t ) {
+      if ( !std::cout ) { // nobody reads any more
+         flushOutput();
+      }
+   };
+   sayCuts( replay( runtime, command.inputs, pause, &explainer ) );
+   if ( command.packet > explainer.frames() ) {
+      throw std::runtime_error( "--packet " + std::to_string( command.packet ) +
+            ": no such frame; allowed: 1 to " + std::to_string( explainer.frames() ) );
+   }
+   printer.finish();
+   return 0;
+}
+
 } // namespace
 
 int runCommand( const Command& command ) {
-   const int code = guarded( [ & ] { return run( command ); } );
-   Duolog::flush();
-   return code;
+   noticeInterruptions();
+   return guarded( [ & ] { return run( command ); } );
 }
 
 int checkCommand( const Command& command ) {
@@ -126,35 +200,13 @@ int checkCommand( const Command& command ) {
       std::cout << command.config << ": " << loaded.configuration.ports.size() << " ports, "
                 << loaded.configuration.vlans.size() << " VLANs, "
                 << loaded.configuration.sessions.size() << " mirror sessions; no errors\n";
-      return std::cout.flush() ? 0 : 1;
+      flushOutput();
+      return 0;
    } );
 }
 
 int explainCommand( const Command& command ) {
-   const int code = guarded( [ & ] {
-      checkToggles( command.config );
-      const LoadResult loaded = checkConfiguration( command );
-      checkInputs( command, {}, loaded.configuration );
-      Runtime runtime( { pluginPath( command ), command.profile } );
-      runtime.start( command.config );
-      Printer printer( command.format );
-      Explainer explainer( runtime, command.packet, [ & ]( const Explanation& frame ) {
-         if ( command.format == Format::json ) {
-            printer.show( explanationReports( frame ) );
-         } else {
-            std::cout << explanationText( frame );
-         }
-      } );
-      replay( runtime, command.inputs, &explainer );
-      if ( command.packet > explainer.frames() ) {
-         throw std::runtime_error( "--packet " + std::to_string( command.packet ) +
-               ": no such frame; allowed: 1 to " + std::to_string( explainer.frames() ) );
-      }
-      printer.finish();
-      return 0;
-   } );
-   Duolog::flush();
-   return code;
+   return guarded( [ & ] { return explain( command ); } );
 }
 
 int chipsCommand( const Command& command ) {

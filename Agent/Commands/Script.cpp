@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <utility>
 
@@ -240,6 +241,9 @@ struct Verb {
    std::string_view name;
    const char* allowed;
    StepAction ( *parse )( std::string_view body );
+   Steps steps = Steps::script; // those of a script are a live agent's, too
+
+   bool isOf( Steps wanted ) const { return steps == Steps::script || wanted == steps; }
 };
 
 constexpr std::array verbs{
@@ -254,13 +258,16 @@ constexpr std::array verbs{
    Verb{ "plugin", "plugin UNIT TEXT", parsePlugin },
    Verb{ "reload", "reload", parseAlone< ReloadStep > },
    Verb{ "help", "help", parseAlone< HelpStep > },
-   Verb{ "watch", "watch", parseAlone< WatchStep > },
-   Verb{ "stop", "stop", parseAlone< StopStep > },
+   Verb{ "watch", "watch", parseAlone< WatchStep >, Steps::live },
+   Verb{ "stop", "stop", parseAlone< StopStep >, Steps::live },
 };
 
-const Verb& findVerb( std::string_view name ) {
+const Verb& findVerb( std::string_view name, Steps steps ) {
    std::string known;
    for ( const Verb& verb : verbs ) {
+      if ( !verb.isOf( steps ) ) {
+         continue;
+      }
       if ( verb.name == name ) {
          return verb;
       }
@@ -271,12 +278,12 @@ const Verb& findVerb( std::string_view name ) {
 
 } // namespace
 
-std::optional< StepAction > parseStep( std::string_view line ) {
+std::optional< StepAction > parseStep( std::string_view line, Steps steps ) {
    std::string_view body = trimmed( line );
    if ( body.empty() || body.front() == '#' ) {
       return std::nullopt;
    }
-   const Verb& verb = findVerb( takeWord( body ) );
+   const Verb& verb = findVerb( takeWord( body ), steps );
    try {
       // The JSON text of a set may hold a '#', so that step looks for its comment itself.
       return verb.parse( verb.parse == parseSet ? body : withoutComment( body ) );
@@ -285,10 +292,12 @@ std::optional< StepAction > parseStep( std::string_view line ) {
    }
 }
 
-std::vector< std::string > stepForms() {
+std::vector< std::string > stepForms( Steps steps ) {
    std::vector< std::string > forms;
    for ( const Verb& verb : verbs ) {
-      forms.emplace_back( verb.allowed );
+      if ( verb.isOf( steps ) ) {
+         forms.emplace_back( verb.allowed );
+      }
    }
    return forms;
 }
@@ -302,7 +311,8 @@ std::vector< Step > parseScript( std::string_view text, const std::string& name 
    for ( unsigned line = 1; !text.empty(); ++line ) {
       size_t end = std::min( text.find( '\n' ), text.size() );
       try {
-         if ( std::optional< StepAction > action = parseStep( text.substr( 0, end ) ) ) {
+         const std::string_view one = text.substr( 0, end );
+         if ( std::optional< StepAction > action = parseStep( one, Steps::script ) ) {
             steps.push_back( { line, std::move( *action ) } );
          }
       } catch ( const ScriptError& error ) {
@@ -314,6 +324,10 @@ std::vector< Step > parseScript( std::string_view text, const std::string& name 
 }
 
 std::vector< Step > readScript( const std::string& path ) {
+   if ( path == "-" ) {
+      const std::string text{ std::istreambuf_iterator< char >( std::cin ), {} };
+      return parseScript( text, path );
+   }
    std::error_code missing; // then opening it says so
    if ( std::filesystem::is_directory( path, missing ) ) {
       throw ScriptError( path + ": is a directory; allowed: a script" );

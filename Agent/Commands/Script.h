@@ -14,7 +14,7 @@
 //    plugin UNIT TEXT         a chip's plug-in is handed a command
 //    reload                   the configuration file is read again
 //    help                     print the steps there are
-//    watch, stop              for the commands of a live agent only: see Docs/live-agent.md
+//    watch, stop              of a live agent only: see Docs/live-agent.md
 //
 // '#' begins a comment at the start of a line and after white space, but not within the
 // braces of the JSON text. Blank lines mean nothing; lines may end in CR LF.
@@ -100,18 +100,20 @@ class ScriptError : public std::runtime_error {
    using std::runtime_error::runtime_error;
 };
 
-// Parses one line, without its line feed; none if it is blank or a comment. For commands
-// that come one at a time. Throws ScriptError.
-std::optional< StepAction > parseStep( std::string_view line );
+// Which steps there are.
+enum class Steps : uint8_t { script, live };
+
+// Parses one line, without its line feed; none if it is blank or a comment. Throws ScriptError.
+std::optional< StepAction > parseStep( std::string_view line, Steps steps );
 
 // The steps as they are written, one each: "del TABLE|KEY".
-std::vector< std::string > stepForms();
+std::vector< std::string > stepForms( Steps steps );
 
 // Parses a whole script; `name` stands for the file in errors. Throws ScriptError for the
 // first line that is wrong.
 std::vector< Step > parseScript( std::string_view text, const std::string& name );
 
-// Reads and parses a script file.
+// Reads and parses a script file; "-" is standard input.
 std::vector< Step > readScript( const std::string& path );
 
 } // namespace Agent

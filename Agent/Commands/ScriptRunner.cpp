@@ -2,18 +2,30 @@
 
 #include <algorithm>
 
-#include "Agent/Packets/Replay.h"
+#include "Agent/Packets/Interruption.h"
 #include "Agent/Reports/AgentReports.h"
+#include "Platform/Zol/Assert.h"
 
 namespace Agent {
 
-ScriptRunner::ScriptRunner(
-      Runtime& runtime, const std::string& name, Show show, Warn warn, int answers )
-      : runtime_( runtime ), name_( name ), show_( std::move( show ) ),
-        warn_( std::move( warn ) ), answers_( answers ) {}
+void passTime( Runtime& runtime, uint64_t ns, const std::function< void() >& between ) {
+   const double end = runtime.now() + static_cast< double >( ns ) * 1e-9;
+   while ( runtime.now() < end ) {
+      const double next = std::min( end, runtime.nextTime() );
+      runtime.advance( std::max( 0.0, next - runtime.now() ) );
+      between();
+      if ( next == end ) {
+         break;
+      }
+   }
+}
+
+ScriptRunner::ScriptRunner( Runtime& runtime, const std::string& name, Host host )
+      : runtime_( runtime ), name_( name ), host_( std::move( host ) ) {}
 
 void ScriptRunner::run( const std::vector< Step >& steps ) {
    for ( const Step& one : steps ) {
+      checkInterruption();
       std::visit( [ & ]( const auto& action ) { step( action, one.line ); }, one.action );
    }
 }
@@ -27,10 +39,10 @@ void ScriptRunner::report( const LoadResult& result ) {
       throw StepError( result.errors.front().toString() );
    }
    for ( const Diagnostic& warning : result.warnings ) {
-      warn_( warning );
+      host_.warn( warning );
    }
    for ( const std::string& problem : runtime_.problems() ) {
-      warn_( { { name_, 0 }, problem } );
+      host_.warn( { { name_, 0 }, problem } );
    }
 }
 
@@ -45,14 +57,17 @@ void ScriptRunner::step( const DelStep& del, unsigned line ) {
 
 void ScriptRunner::step( const InStep& in, unsigned line ) {
    try {
-      replay( runtime_, { { in.port, in.file } } );
+      for ( const std::string& cut :
+            replay( runtime_, { { in.port, in.file } }, host_.pause ) ) {
+         host_.warn( { { name_, static_cast< int >( line ) }, cut } );
+      }
    } catch ( const std::runtime_error& error ) {
       fail( line, error.what() );
    }
 }
 
 void ScriptRunner::step( const WaitStep& wait, unsigned ) {
-   runtime_.advance( static_cast< double >( wait.ns ) * 1e-9 );
+   passTime( runtime_, wait.ns, checkInterruption );
 }
 
 void ScriptRunner::step( const ShowStep& show, unsigned line ) {
@@ -70,7 +85,7 @@ void ScriptRunner::step( const ShowStep& show, unsigned line ) {
          reports.push_back( std::move( report ) );
       }
    }
-   show_( reports );
+   host_.show( reports );
 }
 
 void ScriptRunner::step( const FailStep& fault, unsigned line ) {
@@ -99,25 +114,21 @@ void ScriptRunner::step( const PluginStep& command, unsigned line ) {
             "plugin " + std::to_string( command.unit ) +
                   ": no such chip; allowed: a unit of CHIP" );
    }
-   runtime_.pluginCommand( command.unit, static_cast< uint32_t >( answers_ ), command.text );
+   runtime_.pluginCommand(
+         command.unit, static_cast< uint32_t >( host_.answers ), command.text );
 }
 
 void ScriptRunner::step( const ReloadStep&, unsigned ) { report( runtime_.reload() ); }
 
 void ScriptRunner::step( const HelpStep&, unsigned ) {
    Report report{ "steps", { "step" }, {}, "" };
-   for ( const std::string& form : stepForms() ) {
+   for ( const std::string& form : stepForms( host_.steps ) ) {
       report.rows.push_back( { form } );
    }
-   show_( { report } );
+   host_.show( { report } );
 }
 
-void ScriptRunner::step( const WatchStep&, unsigned line ) {
-   fail( line, "watch: not in a script; allowed: in commands of a live agent" );
-}
-
-void ScriptRunner::step( const StopStep&, unsigned line ) {
-   fail( line, "stop: a script ends by itself; allowed: in commands of a live agent" );
-}
+void ScriptRunner::step( const WatchStep&, unsigned ) { ZOL_ASSERT( false ); }
+void ScriptRunner::step( const StopStep&, unsigned ) { ZOL_ASSERT( false ); }
 
 } // namespace Agent

@@ -1,18 +1,25 @@
 #include "Agent/Commands/Startup.h"
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
 
+#include "Agent/Configuration/Names.h"
+#include "Agent/Packets/Interruption.h"
 #include "Agent/Runtime/PluginLibrary.h"
+#include "Platform/Duolog/Duolog.h"
 #include "Platform/KarvelLib/Toggles.h"
 
 namespace Agent {
 
-int guarded( const std::function< int() >& work ) {
+namespace {
+
+int sayingErrors( const std::function< int() >& work ) {
    try {
       return work();
    } catch ( const AlreadySaid& ) {
@@ -22,37 +29,60 @@ int guarded( const std::function< int() >& work ) {
    return 1;
 }
 
+} // namespace
+
+int guarded( const std::function< int() >& work ) {
+   try {
+      const int code = sayingErrors( work );
+      Duolog::flush();
+      return code;
+   } catch ( const Interrupted& interrupted ) {
+      Duolog::flush();
+      std::signal( interrupted.signal, SIG_DFL );
+      std::raise( interrupted.signal );
+      return 128 + interrupted.signal; // where a debugger holds the signal back
+   }
+}
+
+void flushOutput() {
+   if ( std::cout.flush() ) {
+      return;
+   }
+   pollfd output{ STDOUT_FILENO, POLLOUT, 0 };
+   if ( ::poll( &output, 1, 0 ) == 1 && ( output.revents & ( POLLERR | POLLHUP ) ) ) {
+      throw Interrupted{ SIGPIPE };
+   }
+   throw std::runtime_error( "standard output: cannot be written" );
+}
+
 LoadResult checkConfiguration( const Command& command ) {
    ConfigSource source;
    if ( !command.profile.empty() ) {
       source.defaultProfileIs( command.profile );
    }
    LoadResult result = source.load( command.config );
-   if ( !sayLoad( result, command.strictness ) ) {
+   if ( !sayLoad( result, command ) ) {
       throw AlreadySaid();
    }
    return result;
 }
 
-bool sayLoad( const LoadResult& result, Strictness strictness ) {
+bool sayLoad( const LoadResult& result, const Command& command ) {
    for ( const Diagnostic& error : result.errors ) {
       std::cerr << error.toString() << "\n";
    }
    for ( const Diagnostic& warning : result.warnings ) {
       sayWarning( warning.toString() );
    }
-   if ( !result.ignoredTables.empty() ) {
-      std::cerr << "ignored " << result.ignoredTables.size()
-                << " tables that this agent does not read:";
-      const char* separator = " ";
-      for ( const std::string& table : result.ignoredTables ) {
-         std::cerr << separator << table;
-         separator = ", ";
-      }
-      std::cerr << "\n";
+   if ( const size_t ignored = result.ignoredTables.size(); ignored > 0 ) {
+      std::cerr << "ignored " << ignored << ( ignored == 1 ? " table" : " tables" )
+                << " that this agent does not read"
+                << ( command.detail == Detail::full ? ": " + joined( result.ignoredTables )
+                                                    : "; --verbose names them" )
+                << "\n";
    }
    return result.errors.empty() &&
-         ( strictness == Strictness::lenient || result.warnings.empty() );
+         ( command.strictness == Strictness::lenient || result.warnings.empty() );
 }
 
 void sayWarning( const std::string& text ) { std::cerr << "warning: " << text << "\n"; }

@@ -16,7 +16,8 @@ namespace Agent {
 // Bad input that has been said already.
 struct AlreadySaid {};
 
-// Runs a command's work: its exit code, or 1 after it has said what std::runtime_error says.
+// Runs a command's work: its exit code, or 1 after it has said what std::runtime_error says. One
+// that is interrupted ends the process by the signal, tidied up.
 int guarded( const std::function< int() >& work );
 
 // Loads the configuration without an agent and says all there is to say of it: what is wrong
@@ -25,7 +26,10 @@ int guarded( const std::function< int() >& work );
 LoadResult checkConfiguration( const Command& command );
 
 // Says all there is to say of a load. True if it may be used.
-bool sayLoad( const LoadResult& result, Strictness strictness );
+bool sayLoad( const LoadResult& result, const Command& command );
+// Flushes standard output. std::runtime_error if it cannot be written; if its reader has gone,
+// that is an Interrupted, quiet as a SIGPIPE.
+void flushOutput();
 void sayWarning( const std::string& text );
 void sayProblems( const Runtime& runtime );
 // Sessions that do not mirror; true if there are any.

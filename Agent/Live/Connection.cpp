@@ -1,5 +1,6 @@
 #include "Agent/Live/Connection.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <utility>
@@ -46,15 +47,20 @@ void Connection::receive() {
    if ( count > 0 ) {
       input_.append( chunk.data(), static_cast< size_t >( count ) );
       findLine();
-      if ( lineEnd_ == none && input_.size() > longestCommand ) {
-         tooLong_ = true;
-         ended_ = true;
-         input_.clear();
-      }
    } else if ( count == 0 ) {
       ended_ = true; // a line without an end may be the beginning of a longer one: not run
    } else if ( !wouldBlock() ) {
       ended_ = broken_ = true;
+   }
+}
+
+void Connection::findLine() {
+   lineEnd_ = input_.find( '\n' );
+   if ( std::min( lineEnd_, input_.size() ) > longestCommand ) {
+      tooLong_ = true;
+      ended_ = true;
+      input_.clear();
+      lineEnd_ = none;
    }
 }
 

@@ -44,7 +44,7 @@ class Connection {
 
    void receive();
    void transmit();
-   void findLine() { lineEnd_ = input_.find( '\n' ); }
+   void findLine();
 
    Descriptor socket_;
    std::string input_;

@@ -64,11 +64,12 @@ class AgentClient {
    std::string input_;
 };
 
-// The agent reads captures itself, and stands in a folder of its own.
+// The agent reads captures itself, and stands in a folder of its own. ScriptError if the path
+// cannot be said to it.
 std::string withAbsolutePath( const std::string& line ) {
    std::optional< StepAction > action;
    try {
-      action = parseStep( line );
+      action = parseStep( line, Steps::live );
    } catch ( const ScriptError& ) {
       return line; // the agent says so, with what it understands
    }
@@ -76,9 +77,13 @@ std::string withAbsolutePath( const std::string& line ) {
    if ( !in || std::filesystem::path( in->file ).is_absolute() ) {
       return line;
    }
+   if ( in->file == "-" ) {
+      throw ScriptError( "in " + in->port +
+            " -: a live agent does not have this standard input; allowed: a file" );
+   }
    const std::string path = ( std::filesystem::current_path() / in->file ).string();
    if ( path.find( '\n' ) != std::string::npos ) {
-      throw std::runtime_error( "the name of this folder has several lines; allowed: one" );
+      throw ScriptError( "the name of this folder has several lines; allowed: one" );
    }
    return "in " + in->port + " " + path;
 }
@@ -92,10 +97,15 @@ class Ctl {
    // False if it could not be done.
    bool run( std::string line ) {
       std::replace( line.begin(), line.end(), '\n', ' ' ); // of JSON on several lines
-      agent_.send( withAbsolutePath( line ) );
+      try {
+         agent_.send( withAbsolutePath( line ) );
+      } catch ( const ScriptError& error ) {
+         std::cerr << error.what() << "\n";
+         return false;
+      }
       const bool done = print( reply() );
       std::optional< StepAction > action;
-      if ( done && ( action = parseStep( line ) ) &&
+      if ( done && ( action = parseStep( line, Steps::live ) ) &&
             std::holds_alternative< WatchStep >( *action ) ) {
          follow();
       }
@@ -153,9 +163,8 @@ class Ctl {
       }
    }
    static void flush( const std::string& text ) {
-      if ( !( std::cout << text << std::flush ) ) {
-         throw std::runtime_error( "standard output: cannot be written" );
-      }
+      std::cout << text;
+      flushOutput();
    }
 
    const Command& command_;

@@ -7,6 +7,7 @@
 #include "Agent/Commands/ScriptRunner.h"
 #include "Agent/Commands/Startup.h"
 #include "Agent/Packets/CaptureReader.h"
+#include "Agent/Packets/InputStream.h"
 #include "ChipModel/LeftIn.h"
 
 namespace Agent {
@@ -15,6 +16,8 @@ namespace {
 
 // Others wait meanwhile, and a session that keeps failing is tried every few seconds.
 constexpr uint64_t longestWaitNs = 86'400'000'000'000;
+
+constexpr const char* notAFile = "is not a regular file; allowed: a file";
 
 std::vector< std::string > texts( const std::vector< Diagnostic >& diagnostics ) {
    std::vector< std::string > lines;
@@ -45,7 +48,7 @@ Outcome LiveAgent::execute(
       std::string_view line, int answers, const std::function< void() >& look ) {
    Outcome outcome;
    try {
-      const std::optional< StepAction > action = parseStep( line );
+      const std::optional< StepAction > action = parseStep( line, Steps::live );
       if ( !action ) {
          return outcome;
       }
@@ -70,16 +73,22 @@ Outcome LiveAgent::execute(
 }
 
 void LiveAgent::run( const StepAction& action, int answers, Reply& reply ) {
-   ScriptRunner(
-         runtime_, "command",
-         [ & ]( const std::vector< Report >& reports ) {
-            for ( const Report& report : reports ) {
-               reply.text += toText( report, Style::plain );
-               reply.reports.push_back( report );
-            }
-         },
-         [ & ]( const Diagnostic& warning ) { reply.warnings.push_back( warning.toString() ); },
-         answers )
+   ScriptRunner( runtime_, "command",
+         { [ & ]( const std::vector< Report >& reports ) {
+             for ( const Report& report : reports ) {
+                reply.text += toText( report, Style::plain );
+                reply.reports.push_back( report );
+             }
+          },
+               [ & ]( const Diagnostic& warning ) {
+                  reply.warnings.push_back( warning.toString() );
+               },
+               [ & ]( uint64_t ) {
+                  if ( outlet_ ) {
+                     outlet_->check();
+                  }
+               },
+               Steps::live, answers } )
          .run( { { 0, action } } );
 }
 
@@ -90,25 +99,18 @@ void LiveAgent::wait( const WaitStep& step, const std::function< void() >& look 
    if ( step.ns > longestWaitNs ) {
       throw StepError( "wait: others wait meanwhile; allowed: up to 86400 seconds at a time" );
    }
-   // One clock after the other, so that watchers see what each has done.
-   const double end = runtime_.now() + static_cast< double >( step.ns ) * 1e-9;
-   while ( runtime_.now() < end ) {
-      const double next = std::min( end, runtime_.nextTime() );
-      runtime_.advance( std::max( 0.0, next - runtime_.now() ) );
-      look();
-      if ( next == end ) {
-         break;
-      }
-   }
+   passTime( runtime_, step.ns, look ); // watchers see what each clock has done
 }
 
 void LiveAgent::receive(
       const InStep& step, const StepAction& action, int answers, Reply& reply ) {
+   checkFile( step.file );
    validateCapture( step.file ); // nothing of a broken capture arrives
    if ( !outlet_ ) {
       run( action, answers, reply );
       return;
    }
+   outlet_->resume();
    outlet_->checkInput( step.file );
    try {
       run( action, answers, reply );
@@ -119,9 +121,17 @@ void LiveAgent::receive(
    outlet_->publish();
 }
 
+void LiveAgent::checkFile( const std::string& path ) {
+   if ( canBeReadOnce( path ) ) {
+      throw std::runtime_error( path + ": " + notAFile );
+   }
+}
+
 Reply LiveAgent::reload() {
    LoadResult result;
-   if ( command_.strictness == Strictness::strict ) {
+   if ( canBeReadOnce( command_.config ) ) {
+      result.errors.push_back( { { command_.config, 0 }, notAFile } );
+   } else if ( command_.strictness == Strictness::strict ) {
       // As at the start, what would not be served is known before anything has an effect.
       ConfigSource source;
       if ( !command_.profile.empty() ) {
@@ -136,7 +146,7 @@ Reply LiveAgent::reload() {
             result.errors.end(), result.warnings.begin(), result.warnings.end() );
       result.warnings.clear();
    }
-   sayLoad( result, command_.strictness );
+   sayLoad( result, command_ );
    Reply reply;
    reply.errors = texts( result.errors );
    reply.warnings = texts( result.warnings );

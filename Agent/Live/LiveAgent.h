@@ -32,6 +32,9 @@ class LiveAgent {
    // Runs a line. A plug-in writes what it answers to the descriptor `answers`. `look` is
    // called whenever something may have changed.
    Outcome execute( std::string_view line, int answers, const std::function< void() >& look );
+   // std::runtime_error, in one line, if the path leads to a pipe or a device: all clients would
+   // wait for whoever writes it.
+   static void checkFile( const std::string& path );
    // Reads the configuration again, and says what is wrong on standard error too.
    Reply reload();
 

@@ -6,13 +6,13 @@
 #include "Agent/Live/Server.h"
 #include "Agent/Live/Signals.h"
 #include "Agent/Live/Socket.h"
-#include "Platform/Duolog/Duolog.h"
 
 namespace Agent {
 
 namespace {
 
 int serve( const Command& command ) {
+   LiveAgent::checkFile( command.config );
    checkToggles( command.config );
    checkConfiguration( command );
    Signals signals; // also those that come while the agent starts
@@ -44,9 +44,7 @@ int serve( const Command& command ) {
 } // namespace
 
 int serveCommand( const Command& command ) {
-   const int code = guarded( [ & ] { return serve( command ); } );
-   Duolog::flush();
-   return code;
+   return guarded( [ & ] { return serve( command ); } );
 }
 
 } // namespace Agent

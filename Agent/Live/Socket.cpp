@@ -53,6 +53,13 @@ int tryConnect( const Descriptor& socket, const std::string& path ) {
    return ::connect( socket.number(), generic, sizeof address ) == 0 ? 0 : errno;
 }
 
+// A folder of this user's in which others do not have these rights.
+bool isOwnFolder( const std::string& path, mode_t rightsOfOthers ) {
+   struct stat status {};
+   return ::lstat( path.c_str(), &status ) == 0 && S_ISDIR( status.st_mode ) &&
+         status.st_uid == ::geteuid() && ( status.st_mode & rightsOfOthers ) == 0;
+}
+
 // Held while a path is looked at and taken, so that two agents that start at once cannot both
 // find it free. A lock on the folder leaves no file behind.
 class FolderLock {
@@ -95,15 +102,36 @@ void Descriptor::close() {
 }
 
 std::string defaultSocketPath() {
+   constexpr const char* name = "/karvel-agent.sock";
    const char* folder = std::getenv( "XDG_RUNTIME_DIR" );
-   return folder && *folder ? std::string( folder ) + "/karvel-agent.sock"
-                            : "/tmp/karvel-agent-" + std::to_string( ::getuid() ) + ".sock";
+   if ( folder && *folder && isOwnFolder( folder, S_IWGRP | S_IWOTH ) ) {
+      return std::string( folder ) + name;
+   }
+   // In /tmp itself anybody could stand in for the agent.
+   const std::string own = "/tmp/karvel-agent-" + std::to_string( ::geteuid() );
+   ::mkdir( own.c_str(), S_IRWXU );
+   if ( !isOwnFolder( own, S_IRWXG | S_IRWXO ) ) {
+      fail( own,
+            "is not a folder that only this user may enter; allowed: another path "
+            "(--socket)" );
+   }
+   return own + name;
 }
 
 Descriptor connectTo( const std::string& path ) {
    Descriptor socket = makeSocket( 0 );
    if ( const int error = tryConnect( socket, path ) ) {
-      fail( path, "no agent serves there" + because( error ) );
+      fail( path,
+            "no agent serves there" + because( error ) +
+                  "; start one with: karvel-agent serve CONFIG.json" );
+   }
+   ucred peer{};
+   socklen_t size = sizeof peer;
+   if ( ::getsockopt( socket.number(), SOL_SOCKET, SO_PEERCRED, &peer, &size ) != 0 ||
+         ( peer.uid != ::geteuid() && peer.uid != 0 ) ) {
+      fail( path,
+            "who serves there is user " + std::to_string( peer.uid ) +
+                  "; allowed: oneself or root" );
    }
    return socket;
 }

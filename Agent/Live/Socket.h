@@ -26,11 +26,13 @@ class Descriptor {
    int number_ = -1;
 };
 
-// $XDG_RUNTIME_DIR/karvel-agent.sock, or /tmp/karvel-agent-UID.sock without that variable.
+// $XDG_RUNTIME_DIR/karvel-agent.sock or, where that is no folder of the user's own,
+// /tmp/karvel-agent-UID/karvel-agent.sock. The latter folder is made; std::runtime_error, in one
+// line, if others could write there.
 std::string defaultSocketPath();
 
 // A blocking connection to the agent that serves there. std::runtime_error, in one line, if
-// there is none.
+// there is none, or if it is another user's (who is not root).
 Descriptor connectTo( const std::string& path );
 
 class ListeningSocket {

@@ -38,6 +38,7 @@ class CaptureMerge {
 
    size_t inputs() const { return sources_.size(); }
    const std::string& port( size_t input ) const { return sources_.at( input ).port; }
+   const CaptureReader& reader( size_t input ) const { return sources_.at( input ).reader; }
 
  private:
    struct Source {

@@ -1,7 +1,8 @@
 #pragma once
 
 // Packets enter the agent from capture files: pcap (micro- or nanoseconds, either byte
-// order) and pcapng, link type Ethernet.
+// order) and pcapng, link type Ethernet, also packed by gzip; from files, pipes and standard
+// input ("-").
 //
 //    CaptureReader reader( "host-a.pcap" );
 //    for ( CaptureFrame frame; reader.next( frame ); ) {
@@ -15,9 +16,8 @@
 // A file whose link type announces frame check sequences is read like any other: those
 // bytes stay where they are, at the end of the frame.
 //
-// Limits: regular files only (a capture is read twice, so no pipes); the interfaces of a
-// pcapng file are of one link type and one snapshot length ("editcap -F pcap" makes them
-// so); frames of up to 262,144 bytes.
+// Limits: the interfaces of a pcapng file are of one link type and one snapshot length
+// ("editcap -F pcap" makes them so); frames of up to 262,144 bytes.
 // Formats: https://datatracker.ietf.org/doc/draft-ietf-opsawg-pcap/ and
 // https://datatracker.ietf.org/doc/draft-ietf-opsawg-pcapng/
 
@@ -52,22 +52,27 @@ class CaptureReader {
    CaptureReader( CaptureReader&& ) noexcept;
    CaptureReader& operator=( CaptureReader&& ) noexcept;
 
-   // Fetches the next frame in the order of the file; false at its end. Throws CaptureError
-   // if the file is damaged from here on: the frames before are good.
+   // Fetches the next frame in the order of the file; false at its end, also where it was cut
+   // off. Throws CaptureError if the file is damaged from here on: the frames before are good;
+   // Interrupted (see Interruption.h) as well.
    bool next( CaptureFrame& frame );
 
    const std::string& path() const { return path_; }
    // How many frames next() has yielded so far.
    uint64_t frames() const { return frames_; }
+   // At the end of a capture that was cut off: says so, in one line. Else empty.
+   const std::string& cut() const { return cut_; }
 
  private:
    struct Close {
       void operator()( pcap* handle ) const;
    };
-   [[noreturn]] void failRead();
+   void readEnd( bool betweenPackets );
 
    std::string path_;
    uint64_t frames_ = 0;
+   std::string cut_;
+   std::unique_ptr< std::string > problem_; // with unpacking
    std::unique_ptr< char[] > buffer_; // of the stream inside handle_, so declared before it
    std::unique_ptr< pcap, Close > handle_;
 };
@@ -77,6 +82,7 @@ struct CaptureSummary {
    uint64_t frames = 0;
    uint64_t firstNs = 0; // of the first frame in the file
    uint64_t lastNs = 0;  // the latest of all
+   std::string cut;      // as the reader's
 };
 
 // Reads a capture to its end, so that a damaged one is refused before any of its frames

@@ -1,14 +1,9 @@
 #include "Agent/Packets/OutputDirectory.h"
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <utility>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include "Platform/Zol/Assert.h"
+#include "Agent/Packets/CaptureReader.h"
 
 namespace Agent {
 
@@ -27,11 +22,6 @@ void checkPortName( const std::string& port ) {
    }
 }
 
-bool isRegularFile( const std::string& path ) {
-   struct stat status {};
-   return ::lstat( path.c_str(), &status ) == 0 && S_ISREG( status.st_mode );
-}
-
 } // namespace
 
 OutputDirectory::OutputDirectory( std::string path, const std::vector< std::string >& ports,
@@ -40,9 +30,9 @@ OutputDirectory::OutputDirectory( std::string path, const std::vector< std::stri
    for ( const std::string& port : ports ) {
       addPort( port );
    }
-   makeDirectory();
+   folder_ = std::make_unique< OutputFolder >( path_ );
    for ( const auto& [ name, unused ] : files_ ) {
-      checkOutput( path_ + "/" + name, inputs );
+      checkOutput( name, inputs );
    }
 }
 
@@ -58,46 +48,27 @@ void OutputDirectory::addPort( const std::string& port ) {
    }
 }
 
-void OutputDirectory::makeDirectory() {
-   if ( ::mkdir( path_.c_str(), 0777 ) == 0 ) {
-      made_ = true;
-      return;
-   }
-   int error = errno;
-   if ( error != EEXIST ) {
-      throw CaptureError( path_ + ": cannot be made (" + std::strerror( error ) + ")" );
-   }
-   struct stat status {};
-   if ( ::stat( path_.c_str(), &status ) != 0 || !S_ISDIR( status.st_mode ) ) {
-      throw CaptureError( path_ + ": is not a directory; allowed: a directory or a new name" );
-   }
-   if ( ::access( path_.c_str(), W_OK | X_OK ) != 0 ) {
-      throw CaptureError( path_ + ": cannot be written (" + std::strerror( errno ) + ")" );
-   }
-}
-
 void OutputDirectory::checkOutput(
-      const std::string& file, const std::vector< std::string >& inputs ) const {
-   CaptureWriter::checkReplaceable( file );
+      const std::string& name, const std::vector< std::string >& inputs ) const {
+   folder_->checkReplaceable( name );
    for ( const std::string& input : inputs ) {
       std::error_code missing; // a file that is missing is no other file
-      if ( std::filesystem::equivalent( file, input, missing ) ) {
-         throw CaptureError(
-               file + ": is an input of this run; allowed: another output directory" );
+      if ( std::filesystem::equivalent( folder_->pathOf( name ), input, missing ) ) {
+         throw CaptureError( folder_->pathOf( name ) +
+               ": is an input of this run; allowed: another output directory" );
       }
    }
 }
 
 void OutputDirectory::checkInput( const std::string& file ) const {
    for ( const auto& [ name, unused ] : files_ ) {
-      checkOutput( path_ + "/" + name, { file } );
+      checkOutput( name, { file } );
    }
 }
 
-OutputDirectory::~OutputDirectory() {
-   files_.clear(); // takes the hidden files away
-   if ( made_ ) {
-      ::rmdir( path_.c_str() );
+void OutputDirectory::checkPlots( const Plots& plots ) const {
+   for ( const auto& [ name, unused ] : plots ) {
+      folder_->checkReplaceable( name );
    }
 }
 
@@ -108,45 +79,111 @@ CaptureWriter& OutputDirectory::writer( std::string_view port, OutputKind kind )
       it = files_.find( fileName( port, kind ) );
    }
    if ( !it->second ) {
-      it->second = std::make_unique< CaptureWriter >( path_ + "/" + it->first );
+      it->second = std::make_unique< CaptureWriter >( *folder_, it->first );
    }
    return *it->second;
 }
 
-void OutputDirectory::removeEarlier( const std::string& name ) const {
-   const std::string path = path_ + "/" + name;
-   if ( isRegularFile( path ) && ::unlink( path.c_str() ) != 0 ) {
-      throw CaptureError( path + ": is of an earlier run and cannot be removed (" +
-            std::strerror( errno ) + ")" );
+OutputDirectory::Files OutputDirectory::written( const Plots& plots ) const {
+   Files files;
+   checkPlots( plots );
+   for ( const auto& [ name, content ] : plots ) {
+      if ( !content.empty() ) {
+         files.push_back( std::make_unique< OutputFile >( *folder_, name ) );
+         const auto* bytes = reinterpret_cast< const uint8_t* >( content.data() );
+         files.back()->append( { bytes, content.size() } );
+         files.back()->complete();
+      }
+   }
+   return files;
+}
+
+void OutputDirectory::removeEarlier( const Plots& plots ) const {
+   for ( const auto& [ name, file ] : files_ ) {
+      if ( !file && !published_ ) {
+         folder_->remove( name );
+      }
+   }
+   for ( const auto& [ name, content ] : plots ) {
+      if ( content.empty() ) {
+         folder_->remove( name );
+      }
    }
 }
 
-void OutputDirectory::commit() {
-   for ( auto& [ name, file ] : files_ ) {
+void OutputDirectory::commit( const Plots& plots ) {
+   const Files drawn = written( plots );
+   for ( const auto& [ name, file ] : files_ ) {
       if ( file ) {
-         file->complete();
+         file->file().complete();
       }
    }
-   made_ = false;
-   for ( auto& [ name, file ] : files_ ) {
+   folder_->keep();
+   for ( const auto& [ name, file ] : files_ ) {
       if ( file ) {
-         file->commit();
-      } else {
-         removeEarlier( name );
+         file->file().takeName();
+      }
+   }
+   for ( const auto& plot : drawn ) {
+      plot->takeName();
+   }
+   removeEarlier( plots );
+}
+
+void OutputDirectory::resume() {
+   if ( !folder_->isThere() ) {
+      for ( auto& [ name, file ] : files_ ) {
+         file.reset();
+      }
+      folder_ = std::make_unique< OutputFolder >( path_ );
+      folder_->keep();
+      published_ = false;
+   }
+   for ( auto& [ name, file ] : files_ ) {
+      if ( file && !file->file().isIntact() ) {
+         file.reset();
       }
    }
 }
 
-void OutputDirectory::publish() {
-   made_ = false;
-   for ( auto& [ name, file ] : files_ ) {
+void OutputDirectory::publish( const Plots& plots ) {
+   Files drawn;
+   try {
+      if ( !folder_->isThere() ) {
+         throw CaptureError( path_ + ": was removed while it was written" );
+      }
+      drawn = written( plots );
+      for ( const auto& [ name, file ] : files_ ) {
+         if ( file ) {
+            file->file().flush();
+         }
+      }
+   } catch ( const CaptureError& ) {
+      rollBack();
+      throw;
+   }
+   folder_->keep();
+   for ( const auto& [ name, file ] : files_ ) {
       if ( file ) {
-         file->publish();
-      } else if ( !published_ ) {
-         removeEarlier( name );
+         file->file().keep();
+         file->file().takeName();
       }
    }
+   for ( const auto& plot : drawn ) {
+      plot->takeName();
+   }
+   removeEarlier( plots );
    published_ = true;
+}
+
+void OutputDirectory::rollBack() {
+   for ( auto& [ name, file ] : files_ ) {
+      if ( file && file->file().hasKept() ) {
+         file->file().rollBack();
+      } else {
+         file.reset();
+      }
+   }
 }
 
 } // namespace Agent

@@ -1,10 +1,9 @@
 #include "Agent/Packets/Replay.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <fstream>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "Agent/Packets/CaptureMerge.h"
 
@@ -12,6 +11,7 @@ namespace Agent {
 
 namespace {
 
+constexpr uint64_t framesBetweenPauses = 1024;
 // What a capture file can hold.
 constexpr uint64_t lastStampNs = 0xffff'ffffULL * 1'000'000'000 + 999'999'999;
 
@@ -23,12 +23,22 @@ std::vector< std::string > portNames( const Runtime& runtime ) {
    return names;
 }
 
+// A session's name may hold what a file's may not.
+std::string plotName( std::string session ) {
+   std::replace( session.begin(), session.end(), '/', '_' );
+   if ( session.starts_with( '.' ) ) {
+      session.front() = '_';
+   }
+   return session + ".rate.svg";
+}
+
 } // namespace
 
 Outlet::Outlet(
       Runtime& runtime, const std::string& directory, const std::vector< std::string >& inputs )
       : runtime_( runtime ), files_( std::make_unique< OutputDirectory >(
                                    directory, portNames( runtime ), inputs ) ) {
+   files_->checkPlots( plots() );
    for ( int unit : runtime.units() ) {
       ports_.resize( static_cast< size_t >( unit ) + 1 );
       ports_.back().resize( Shim::maxPorts );
@@ -39,14 +49,27 @@ Outlet::Outlet(
 Outlet::~Outlet() { runtime_.chips().control().sinkIs( nullptr ); }
 
 void Outlet::sent( const ChipModel::SentFrame& sent ) {
+   if ( !failure_.empty() ) {
+      return;
+   }
    PortFiles& files =
          ports_[ static_cast< size_t >( sent.unit ) ][ static_cast< size_t >( sent.port ) ];
    const std::span< const uint8_t > bytes( sent.frame.data, sent.frame.length );
-   fetch( files.all, sent, OutputKind::Forwarded )
-         .write( sent.frame.timeNs, bytes, sent.frame.wireLength );
-   if ( sent.kind != ChipModel::CopyKind::forwarded ) {
-      fetch( files.copies, sent, OutputKind::Mirrored )
+   try {
+      fetch( files.all, sent, OutputKind::Forwarded )
             .write( sent.frame.timeNs, bytes, sent.frame.wireLength );
+      if ( sent.kind != ChipModel::CopyKind::forwarded ) {
+         fetch( files.copies, sent, OutputKind::Mirrored )
+               .write( sent.frame.timeNs, bytes, sent.frame.wireLength );
+      }
+   } catch ( const CaptureError& error ) {
+      failure_ = error.what();
+   }
+}
+
+void Outlet::check() const {
+   if ( !failure_.empty() ) {
+      throw CaptureError( failure_ );
    }
 }
 
@@ -59,41 +82,36 @@ CaptureWriter& Outlet::fetch(
 }
 
 void Outlet::publish() {
-   files_->publish();
-   writePlots();
-   // The next configuration may give a chip's port another name.
+   // The next configuration may give a chip's port another name, and writers may go.
    for ( auto& unit : ports_ ) {
       unit.assign( unit.size(), {} );
    }
+   if ( const std::string failure = std::exchange( failure_, {} ); !failure.empty() ) {
+      files_->rollBack();
+      throw CaptureError( failure );
+   }
+   files_->publish( plots() );
 }
 
 void Outlet::commit() {
-   files_->commit();
-   writePlots();
+   check();
+   files_->commit( plots() );
 }
 
-// Beside the captures, one for each session that is limited in rate; those of an earlier run go.
-void Outlet::writePlots() const {
+// One for each session that is limited in rate; those of an earlier run go.
+Plots Outlet::plots() const {
    constexpr size_t mostIntervals = 120;
+   Plots plots;
    for ( const auto& [ name, session ] : runtime_.configuration().sessions ) {
-      const std::string path = files_->path() + "/" + name + ".rate.svg";
       const auto intervals = runtime_.rateHistory().intervals( name, mostIntervals );
-      if ( intervals.empty() ) {
-         std::remove( path.c_str() );
-         continue;
-      }
-      const std::string draft = path + ".new";
-      std::ofstream out( draft );
-      out << ratePlot( name, session.rateKbps, intervals );
-      out.close();
-      if ( !out || std::rename( draft.c_str(), path.c_str() ) != 0 ) {
-         std::remove( draft.c_str() );
-         throw CaptureError( path + ": cannot be written" );
-      }
+      plots[ plotName( name ) ] =
+            intervals.empty() ? "" : ratePlot( name, session.rateKbps, intervals );
    }
+   return plots;
 }
 
-void replay( Runtime& runtime, const std::vector< Input >& inputs, ArrivalObserver* observer ) {
+std::vector< std::string > replay( Runtime& runtime, const std::vector< Input >& inputs,
+      const Pause& pause, ArrivalObserver* observer ) {
    struct Port {
       ChipModel::Pipeline* pipeline;
       int unit;
@@ -112,6 +130,7 @@ void replay( Runtime& runtime, const std::vector< Input >& inputs, ArrivalObserv
    }
    std::optional< uint64_t > shift;
    uint64_t lastNs = 0;
+   uint64_t frames = 0;
    for ( Arrival arrival; merge.next( arrival ); ) {
       const Port& port = ports[ arrival.input ];
       const CaptureFrame& frame = arrival.frame;
@@ -128,10 +147,21 @@ void replay( Runtime& runtime, const std::vector< Input >& inputs, ArrivalObserv
       if ( observer ) {
          observer->arrived();
       }
+      if ( ++frames == framesBetweenPauses ) {
+         pause( std::exchange( frames, 0 ) );
+      }
    }
+   pause( frames );
    if ( shift ) {
       runtime.sampleRatesAtEnd( lastNs );
    }
+   std::vector< std::string > cuts;
+   for ( size_t input = 0; input < merge.inputs(); ++input ) {
+      if ( const std::string& cut = merge.reader( input ).cut(); !cut.empty() ) {
+         cuts.push_back( cut );
+      }
+   }
+   return cuts;
 }
 
 } // namespace Agent

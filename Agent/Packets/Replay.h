@@ -3,6 +3,7 @@
 // Captures through the chips: frames arrive at ports in the order of their time stamps, and
 // what leaves the ports is written down.
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,16 +26,21 @@ class Outlet : public ChipModel::FrameSink {
    ~Outlet() override;
 
    void sent( const ChipModel::SentFrame& sent ) override;
+   // Throws the CaptureError of a frame that could not be written: the chip, which sends it, is
+   // not left in the middle of a frame.
+   void check() const;
    // Puts the files in place. CaptureError if that cannot be done.
    void commit();
-   // The same for what was sent so far; more may be sent, also by ports that are configured
-   // later.
+   // For an agent that goes on: before and after frames that arrive, also at ports that are
+   // configured later. After a CaptureError of publish() the files are as they were at
+   // resume().
+   void resume() { files_->resume(); }
    void publish();
    // CaptureError if the file is one of the outputs.
    void checkInput( const std::string& file ) const { files_->checkInput( file ); }
 
  private:
-   void writePlots() const;
+   Plots plots() const;
    // The writers of a port, fetched when it first sends.
    struct PortFiles {
       CaptureWriter* all = nullptr;
@@ -46,6 +52,7 @@ class Outlet : public ChipModel::FrameSink {
    Runtime& runtime_;
    std::unique_ptr< OutputDirectory > files_;
    std::vector< std::vector< PortFiles > > ports_; // by unit and chip port
+   std::string failure_;                           // why a frame could not be written
 };
 
 // Is told of each frame before and after it goes through its chip.
@@ -57,9 +64,13 @@ class ArrivalObserver {
    virtual void arrived() = 0;
 };
 
-// All frames of the inputs, merged by time. The ports exist and the captures have been
-// validated; std::runtime_error, in one line, if not.
-void replay( Runtime& runtime, const std::vector< Input >& inputs,
-      ArrivalObserver* observer = nullptr );
+// Called between frames, now and then, with the number of those that have arrived since it was
+// called last. What it throws ends the replay.
+using Pause = std::function< void( uint64_t frames ) >;
+
+// All frames of the inputs, merged by time. Says which of them were cut off, in one line each.
+// The ports exist and the captures have been validated; std::runtime_error, in one line, if not.
+std::vector< std::string > replay( Runtime& runtime, const std::vector< Input >& inputs,
+      const Pause& pause, ArrivalObserver* observer = nullptr );
 
 } // namespace Agent

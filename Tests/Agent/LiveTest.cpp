@@ -107,6 +107,10 @@ TEST_F( LiveTest, BadClientsHarmNobody ) {
    const Json tooLong = endless.next();
    EXPECT_EQ( tooLong[ "errors" ][ 0 ], "the line is too long; allowed: up to 65536 bytes" );
    EXPECT_TRUE( endless.next().is_null() );
+   Client large( socket ); // its end has come as well
+   large.write( std::string( 65'537, '#' ) + "\n" );
+   EXPECT_FALSE( large.next()[ "ok" ] );
+   EXPECT_TRUE( good.ask( std::string( 65'536, '#' ) )[ "ok" ] );
    EXPECT_EQ( good.done( "show sessions" )[ "sessions" ].size(), 3U );
    // What was sent whole before a client ended its side is answered.
    Client half( socket );
@@ -250,6 +254,10 @@ TEST_F( LiveTest, CtlSpeaksForPeopleAndPrograms ) {
    EXPECT_EQ( ctl( "plugin 0 hello  there" ).code, 0 );
    EXPECT_TRUE( agent->says( "Command:hello there" ) ) << agent->err();
    EXPECT_EQ( ctl( "plugin 7 hello" ).code, 1 );
+   EXPECT_EQ( AgentBed::agent( "ctl show sessions --socket " + socket ).code, 0 );
+   EXPECT_EQ( ::mkfifo( folder.path( "pipe" ).c_str(), 0600 ), 0 );
+   EXPECT_NE(
+         ctl( "in Ethernet0 pipe" ).err.find( "is not a regular file" ), std::string::npos );
 
    // A relative path is the client's. What has left can be read at once, also of new ports.
    fs::copy_file( hostA, folder.path( "a.pcap" ) );

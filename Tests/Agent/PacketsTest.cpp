@@ -186,7 +186,6 @@ TEST_F( PacketsTest, WhatIsWrongWithACaptureIsToldInOneLine ) {
       { good.substr( 0, 23 ), ": is not a capture (truncated" },
       { Bytes().pcapHeader( microMagic, 1, 99 ), "99.4" },
       { Bytes().pcapHeader( microMagic, 113 ), ": has link type LINUX_SLL" },
-      { good.substr( 0, good.size() - 1 ), ": after packet 1: ends in the middle of a packet" },
       { good + std::string( Bytes().words( { 1, 1, 900'000'000, 1 } ) ),
             ": after packet 2: invalid packet capture length" },
       { Bytes( twoKinds ).pcapngInterface( 113, 0 ), "one link type, Ethernet" },
@@ -202,8 +201,42 @@ TEST_F( PacketsTest, WhatIsWrongWithACaptureIsToldInOneLine ) {
    EXPECT_EQ( errorOf( [ & ] { validateCapture( path( "none" ) ); } ),
          path( "none" ) + ": cannot be read (No such file or directory)" );
    EXPECT_EQ( errorOf( [ & ] { validateCapture( directory_ ); } ),
-         directory_ + ": is a directory; allowed: a pcap (version 2.4) or pcapng file" );
-   EXPECT_NE( errorOf( [] { validateCapture( "/dev/null" ); } ).find( "not a regular" ),
+         directory_ +
+               ": is a directory; allowed: a pcap (version 2.4) or pcapng file, also "
+               "packed by gzip" );
+}
+
+std::string gzipped( const TemporaryFolder& folder, const std::string& content ) {
+   const std::string name = folder.write( "packed", content );
+   EXPECT_EQ( std::system( ( "gzip -f " + name ).c_str() ), 0 );
+   return contentOf( name + ".gz" );
+}
+
+TEST_F( PacketsTest, OfACaptureThatIsCutOffTheWholePacketsAreRead ) {
+   const std::string good =
+         Bytes().pcapHeader( microMagic ).packet( 1, 2, "abcd" ).packet( 1, 3, "efgh" );
+   const std::string packed = gzipped( folder_, good );
+   std::string damaged = packed;
+   damaged[ packed.size() - 6 ] ^= 1; // of the check sum
+   struct Case {
+      std::string content;
+      uint64_t frames;
+      std::string cut; // what the line holds after the file's name
+   };
+   for ( const Case& c : { Case{ packed, 2, "" },
+               Case{ good.substr( 0, good.size() - 1 ), 1,
+                     ": ends in the middle of a packet (truncated" },
+               Case{ good.substr( 0, 30 ), 0, ": ends in the middle of a packet (truncated" },
+               Case{ packed.substr( 0, packed.size() - 4 ), 2, ": ends too early (" } } ) {
+      const CaptureSummary summary = validateCapture( file( "cut.pcap", c.content ) );
+      EXPECT_EQ( summary.frames, c.frames ) << summary.cut;
+      EXPECT_EQ( summary.cut.empty(), c.cut.empty() ) << summary.cut;
+      EXPECT_TRUE( summary.cut.starts_with( c.cut.empty() ? "" : path( "cut.pcap" ) + c.cut ) )
+            << summary.cut;
+   }
+   EXPECT_NE( errorOf( [ & ] {
+      validateCapture( file( "bad", damaged ) );
+   } ).find( "incorrect data check" ),
          std::string::npos );
 }
 
@@ -231,12 +264,13 @@ TEST_F( PacketsTest, MergedCapturesKeepTheirOrderAndOneClock ) {
 TEST_F( PacketsTest, WhatIsWrittenIsReadBackEqual ) {
    std::string large( 9000, 'x' );
    {
-      CaptureWriter writer( path( "out.pcap" ) );
+      const OutputFolder folder( directory_ );
+      CaptureWriter writer( folder, "out.pcap" );
       writer.write( 1'700'000'000'123'456'789U, bytes( "first" ), 64 );
       writer.write( 5, bytes( large ), 9000 );
       writer.write( 6, bytes( std::string( 262'200, 'y' ) ), 262'200 );
-      EXPECT_EQ( writer.frames(), 3U );
-      writer.commit();
+      writer.file().complete();
+      writer.file().takeName();
    }
    // The file's first words, as any reader of captures expects them.
    EXPECT_EQ( contentOf( path( "out.pcap" ) ).substr( 0, 24 ),
@@ -257,23 +291,23 @@ TEST_F( PacketsTest, WhatIsWrittenIsReadBackEqual ) {
 
 TEST_F( PacketsTest, AFileAppearsWholeOrNotAtAll ) {
    file( "out.pcap", "older" );
-   // What a writer that was killed left behind is in nobody's way.
-   file( ".out.pcap.0.part", "remains" );
+   file( ".out.pcap.0.part", "of a writer that was killed" );
+   file( ".notes.0.part", "a user's" );
+   fs::create_directory( path( "folder" ) );
+   const OutputFolder folder( directory_ );
+   EXPECT_EQ( names(), ( Names{ ".notes.0.part", "folder", "out.pcap" } ) );
    {
-      CaptureWriter writer( path( "out.pcap" ) );
+      CaptureWriter writer( folder, "out.pcap" );
       writer.write( 1, bytes( "abcd" ), 4 );
-      writer.complete();
+      writer.file().complete();
       EXPECT_EQ( contentOf( path( "out.pcap" ) ), "older" );
+      const OutputFolder others( directory_ ); // does not take what is being written
+      EXPECT_EQ( names().size(), 4U );
    }
    EXPECT_EQ( contentOf( path( "out.pcap" ) ), "older" );
-   EXPECT_EQ( names(), ( Names{ ".out.pcap.0.part", "out.pcap" } ) );
-
-   fs::create_directory( path( "folder" ) );
-   EXPECT_EQ( errorOf( [ & ] { CaptureWriter writer( path( "folder" ) ); } ),
+   EXPECT_EQ( names(), ( Names{ ".notes.0.part", "folder", "out.pcap" } ) );
+   EXPECT_EQ( errorOf( [ & ] { CaptureWriter writer( folder, "folder" ); } ),
          path( "folder" ) + ": cannot be written (is a directory)" );
-   EXPECT_EQ( errorOf( [ & ] { CaptureWriter writer( path( "none/out.pcap" ) ); } ),
-         path( "none/out.pcap" ) + ": cannot be written (No such file or directory)" );
-   EXPECT_EQ( names(), ( Names{ ".out.pcap.0.part", "folder", "out.pcap" } ) );
 }
 
 // A limit on the size of files stands for a full disk: the write fails after some frames.
@@ -308,12 +342,51 @@ TEST_F( PacketsTest, AFullDiskLeavesTheOlderRunAsItWas ) {
          for ( int i = 0; i < frames; ++i ) {
             out.writer( "p2", OutputKind::Forwarded ).write( 1, bytes( text ), 1000 );
          }
-         out.commit();
+         out.commit( {} );
       } );
       EXPECT_EQ( error, path( "run/p2.pcap" ) + ": cannot be written (File too large)" );
       EXPECT_EQ( contentOf( path( "run/p1.pcap" ) ), "older" );
       EXPECT_EQ( std::distance( fs::directory_iterator( path( "run" ) ), {} ), 2 );
    }
+}
+
+TEST_F( PacketsTest, WhatIsPublishedStaysWholeWhateverBecomesOfTheDisk ) {
+   const std::string text( 1000, 'x' );
+   OutputDirectory out( path( "run" ), { "p1", "p2" }, {} );
+   // Frames of a burst at each port, and how many there are of p1 afterwards.
+   auto burst = [ & ]( int frames ) {
+      out.resume();
+      out.writer( "p1", OutputKind::Forwarded ).write( 1, bytes( "abcd" ), 4 );
+      for ( int i = 0; i < frames; ++i ) {
+         out.writer( "p2", OutputKind::Forwarded ).write( 1, bytes( text ), 1000 );
+      }
+      out.publish( { { "s.rate.svg", "<svg>" } } );
+      return validateCapture( path( "run/p1.pcap" ) ).frames;
+   };
+   EXPECT_EQ( burst( 5 ), 1U );
+   {
+      FileSizeLimit limit( 10'000 );
+      EXPECT_EQ( errorOf( [ & ] { burst( 20 ); } ),
+            path( "run/p2.pcap" ) + ": cannot be written (File too large)" );
+   }
+   EXPECT_EQ( validateCapture( path( "run/p1.pcap" ) ).frames, 1U );
+   EXPECT_EQ( validateCapture( path( "run/p2.pcap" ) ).frames, 5U );
+   EXPECT_EQ( burst( 20 ), 2U ) << "there is room again";
+   EXPECT_EQ( validateCapture( path( "run/p2.pcap" ) ).frames, 25U );
+   // What others took away begins anew; what they put there is not followed.
+   fs::remove( path( "run/p1.pcap" ) );
+   EXPECT_EQ( burst( 1 ), 1U );
+   file( "target", "mine" );
+   fs::create_symlink( path( "target" ), path( "run/.s.rate.svg.0.part" ) );
+   fs::create_directory_symlink( path( "target" ), path( "run/p1.mirror.pcap" ) );
+   EXPECT_EQ( burst( 1 ), 2U );
+   EXPECT_EQ( contentOf( path( "target" ) ), "mine" );
+   fs::remove_all( path( "run" ) );
+   EXPECT_EQ( burst( 1 ), 1U );
+   out.resume();
+   fs::remove_all( path( "run" ) );
+   EXPECT_EQ( errorOf( [ & ] { out.publish( {} ); } ),
+         path( "run" ) + ": was removed while it was written" );
 }
 
 TEST_F( PacketsTest, TheOutputDirectoryTellsOfThisRunAlone ) {
@@ -326,7 +399,7 @@ TEST_F( PacketsTest, TheOutputDirectoryTellsOfThisRunAlone ) {
       sent.write( 1, bytes( "sent" ), 4 );
       out.writer( "p2", OutputKind::Mirrored ).write( 1, bytes( "copy" ), 4 );
       EXPECT_EQ( &out.writer( "p1", OutputKind::Forwarded ), &sent );
-      out.commit();
+      out.commit( {} );
    }
    EXPECT_EQ( names(), ( Names{ "notes.txt", "p1.pcap", "p2.mirror.pcap", "p9.pcap" } ) );
    EXPECT_EQ( validateCapture( path( "p2.mirror.pcap" ) ).frames, 1U );

@@ -117,13 +117,56 @@ TEST_F( RunTest, TablesNameTheirWriters ) {
 TEST_F( RunTest, WrongUseIsExitCodeTwo ) {
    for ( const char* arguments : { "", "fly", "run", "run x.json --show nothing",
                "run x.json --in Ethernet0", "run x.json --chip potato", "run x.json --trace /9",
-               "chips --fast", "serve", "ctl --fast help" } ) {
+               "chips --fast", "serve", "ctl --fast help", "run a b", "run x.json --out",
+               "run x.json --out a --out b", "run x.json --json=1", "help nothing",
+               "explain x.json --in Ethernet0=a --packet 0" } ) {
       const Result result = agent( arguments );
       EXPECT_EQ( result.code, 2 ) << arguments;
       EXPECT_EQ( result.errLines(), 1 ) << arguments << "\n" << result.err;
    }
-   EXPECT_EQ( agent( "--help" ).code, 0 );
-   EXPECT_EQ( agent( "chips --json" ).code, 0 );
+   for ( const char* arguments :
+         { "--help", "run --help", "help ctl", "help --man", "chips --json", "--version" } ) {
+      const Result result = agent( arguments );
+      EXPECT_EQ( result.code, 0 ) << arguments;
+      EXPECT_EQ( result.err, "" );
+   }
+}
+
+TEST_F( RunTest, TheShellCompletesFromTheSameTable ) {
+   folder.write( "ask", R"(source <( "$1" help --bash )
+         compopt() { :; }
+         for words in "" "run --sc" "run x --show sessions,co" "run x --in E0 = stdo" "ctl sh"; do
+            IFS=' ' read -ra COMP_WORDS <<< "karvel-agent $words"
+            [[ $words ]] || COMP_WORDS+=( "" )
+            COMP_CWORD=$(( ${#COMP_WORDS[@]} - 1 ))
+            _karvel_agent; echo "${COMPREPLY[*]}"
+         done)" );
+   std::system( ( "cd '" + folder.path() + "' && bash ask " KARVEL_AGENT " >stdout" ).c_str() );
+   EXPECT_EQ( contentOf( folder.path( "stdout" ) ),
+         "run explain serve ctl check chips wiring help --help --version\n"
+         "--script\nsessions,counters\nstdout\nshow\n" );
+}
+
+TEST_F( RunTest, PipesAreReadAndLeaveNothingWhenTheyAreInterrupted ) {
+   const std::string run = KARVEL_AGENT " run " + example + " --in Ethernet0=";
+   auto shell = [ & ]( const std::string& command ) {
+      return std::system(
+            ( "cd '" + folder.path() + "' && bash -c \"" + command + "\"" ).c_str() );
+   };
+   EXPECT_EQ( shell( "gzip -c " + hostA + " | " + run + "- --out out >stdout" ), 0 );
+   EXPECT_EQ( frames( folder.path( "out/Ethernet16.mirror.pcap" ) ), frames( hostA ) );
+   // The writer of the pipe neither writes on nor goes away.
+   EXPECT_EQ( WEXITSTATUS( shell( "mkfifo pipe; ( cat " + hostA +
+                    "; exec sleep 4 ) >pipe & timeout 2 " + run + "pipe --out none 2>err" ) ),
+         124 );
+   EXPECT_EQ( contentOf( folder.path( "err" ) ), "" );
+   EXPECT_FALSE( fs::exists( folder.path( "none" ) ) );
+   // A reader that goes away is nobody's fault.
+   EXPECT_EQ( shell( run + hostA +
+                    " --show tables,tables,tables,tables,tables --out out 2>err"
+                    " | true" ),
+         0 );
+   EXPECT_EQ( contentOf( folder.path( "err" ) ), "" );
 }
 
 TEST_F( RunTest, StrictFailsOnWhatCannotBeServed ) {

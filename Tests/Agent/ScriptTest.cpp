@@ -16,7 +16,7 @@ using namespace Agent;
 
 template < typename Kind >
 Kind parsed( std::string_view line ) {
-   std::optional< StepAction > action = parseStep( line );
+   std::optional< StepAction > action = parseStep( line, Steps::live );
    EXPECT_TRUE( action && std::holds_alternative< Kind >( *action ) ) << line;
    return action && std::holds_alternative< Kind >( *action ) ? std::get< Kind >( *action )
                                                               : Kind{};
@@ -110,7 +110,10 @@ TEST( ScriptTest, EveryMistakeIsToldWithItsPlaceAndWhatIsAllowed ) {
                { "wait", "SECONDS is missing; allowed: wait SECONDS, from 0 to 1000000000" },
                { "plugin one hello",
                      "\"one\" is not a chip number; allowed: plugin UNIT TEXT" },
-               { "stop now", "unexpected \"now\"; allowed: stop" },
+               { "reload now", "unexpected \"now\"; allowed: reload" },
+               { "stop",
+                     "\"stop\" is not a step; allowed: set, del, in, wait, show, fail, "
+                     "capacity, port, plugin, reload, help" },
                { "wait -1", "\"-1\" is not valid; allowed: wait SECONDS, from 0" },
                { "wait 1.", "\"1.\" is not" },
                { "wait 1.-5", "\"1.-5\" is not" },
