@@ -201,6 +201,7 @@ void CentralPublisher::withdraw( Mtp mtp ) {
 void CentralPublisher::publish() {
    // One batch: a destination appears with all that is known of it.
    Zol::Batch batch;
+   auto info = programInfo_->lfMtpProgramInfoIs( slice_.logicalFap() );
    for ( const auto& [ mtp, use ] : uses_ ) {
       const WantedMtp& wanted = wanted_.at( mtp );
       const auto present = published_.find( mtp );
@@ -211,7 +212,7 @@ void CentralPublisher::publish() {
          // A tunnel without a route must not send its copies along the old one.
          withdraw( mtp );
       } else if ( targetIs( mtp, use, *wanted.target ) ) {
-         publishProgram( mtp, use, wanted );
+         publishProgram( *info, mtp, use, wanted );
       } else {
          continue;
       }
@@ -228,11 +229,11 @@ void CentralPublisher::publish() {
    armRetry();
 }
 
-void CentralPublisher::publishProgram( Mtp mtp, const Use& use, const WantedMtp& wanted ) {
+void CentralPublisher::publishProgram( KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp,
+      const Use& use, const WantedMtp& wanted ) {
    publishRules( wanted );
-   auto info = programInfo_->lfMtpProgramInfoIs( slice_.logicalFap() );
-   publishTunnel( *info, mtp, wanted );
-   auto program = info->mtpProgramInfoIs( mtp );
+   publishTunnel( info, mtp, wanted );
+   auto program = info.mtpProgramInfoIs( mtp );
    program->sessionIs( use.session );
    program->directionIs( use.direction );
    program->aclPortMirroringIs( !wanted.sources.empty() );

@@ -1,7 +1,5 @@
 #include "Agent/Slices/ChipReconciler.h"
 
-#include <algorithm>
-
 namespace Agent {
 
 using Kind = ChipSubject::Kind;
@@ -9,9 +7,6 @@ using Kind = ChipSubject::Kind;
 namespace {
 
 Duolog::Handle trace( "ChipReconciler" );
-
-constexpr Zol::Seconds firstInterval = 10;
-constexpr Zol::Seconds longestInterval = 600;
 
 // Rules are withdrawn by machines that hand on to each other, each in a turn of the event loop.
 // After so many turns nothing more will happen by itself.
@@ -22,8 +17,7 @@ constexpr int turnsToSettle = 16;
 ChipReconciler::ChipReconciler( int unit )
       : unit_( unit ), forwardingRefusals_( trace ), targetRefusals_( trace ),
         forwarding_( unit, forwardingRefusals_ ), targets_( unit, targetRefusals_ ),
-        interval_( firstInterval ), takeBackClock_( [ this ] { takeBack(); } ),
-        retryClock_( [ this ] { retry(); } ) {}
+        takeBackClock_( [ this ] { takeBack(); } ), retry_( [ this ] { tryAgain(); } ) {}
 
 void ChipReconciler::configurationIs(
       const Configuration& configuration, const PortStates& states ) {
@@ -31,8 +25,8 @@ void ChipReconciler::configurationIs(
    forward();
    targets_.forgetRefusedLeaving();
    settleTargets();
-   interval_ = firstInterval;
-   arm();
+   retry_.restart();
+   awaitRetry();
 }
 
 void ChipReconciler::forward() {
@@ -50,14 +44,14 @@ void ChipReconciler::withdraw() {
       forward();
    }
    takeBackClock_.timeMinIs( Zol::never );
-   retryClock_.timeMinIs( Zol::never );
+   retry_.restart();
 }
 
 // --- Mirror destinations ----------------------------------------------------------------------
 
 bool ChipReconciler::targetIs( Mtp mtp, const Shim::MirrorDestination& target ) {
    const bool isDone = targets_.targetIs( mtp, target );
-   arm();
+   awaitRetry();
    return isDone;
 }
 
@@ -84,7 +78,7 @@ void ChipReconciler::takeBack() {
    if ( someGone ) {
       changed();
    }
-   arm();
+   awaitRetry();
 }
 
 void ChipReconciler::changed() {
@@ -95,26 +89,19 @@ void ChipReconciler::changed() {
 
 // --- Trying again -------------------------------------------------------------------------------
 
-void ChipReconciler::retry() {
-   retryClock_.timeMinIs( Zol::never );
+void ChipReconciler::tryAgain() {
    forward();
    targets_.forgetRefusedLeaving();
    const bool someGone = targets_.takeBack( MirrorTargets::Busy::isRefusal );
    const bool someSet = targets_.setRefused();
-   interval_ = std::min( 2 * interval_, longestInterval );
    if ( someGone || someSet ) {
       changed();
    }
-   arm();
+   awaitRetry();
 }
 
-void ChipReconciler::arm() {
-   if ( forwardingRefusals_.empty() && targetRefusals_.empty() ) {
-      retryClock_.timeMinIs( Zol::never );
-      interval_ = firstInterval;
-   } else if ( retryClock_.timeMin() == Zol::never ) {
-      retryClock_.timeMinIs( Zol::activityManager().now() + interval_ );
-   }
+void ChipReconciler::awaitRetry() {
+   retry_.pendingIs( !forwardingRefusals_.empty() || !targetRefusals_.empty() );
 }
 
 // --- What is refused ------------------------------------------------------------------------------
