@@ -155,7 +155,7 @@ void CentralPublisher::choose( const Configuration& configuration ) {
    }
 }
 
-// The lowest; one that the chip does not give back only if there is no other.
+// The lowest; one that the chip has not given back only if there is no other.
 CentralPublisher::Mtp CentralPublisher::freeNumber( const Use& use ) const {
    std::optional< Mtp > stuck;
    for ( uint8_t number = 0; number < slice_.profile().mirrorDestinations; ++number ) {
@@ -163,7 +163,7 @@ CentralPublisher::Mtp CentralPublisher::freeNumber( const Use& use ) const {
       if ( uses_.contains( mtp ) ) {
          continue;
       }
-      if ( !isHeldByAnother( mtp, use ) || !chip_.destinationRefusal( mtp ) ) {
+      if ( !isHeldByAnother( mtp, use ) ) {
          return mtp;
       }
       stuck = stuck.value_or( mtp );
