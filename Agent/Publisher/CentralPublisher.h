@@ -9,7 +9,8 @@
 // the names of those that hold them. A session that stays keeps its numbers. A session without a
 // route keeps its numbers and starts mirroring when a route appears. A destination is withdrawn
 // and published again in a later turn of the event loop when its direction or user changes, when
-// one of its ACLs is edited, or when its programming failed.
+// one of its ACLs is edited or one of their ports gets another number, or when its programming
+// failed. Another user gets a number only when the chip has given it back.
 
 #include <map>
 #include <optional>
@@ -19,6 +20,7 @@
 
 #include "Agent/Publisher/MirroringSessions.h"
 #include "Agent/Publisher/Wanted.h"
+#include "Agent/Slices/ChipReconciler.h"
 #include "Agent/Slices/SliceHost.h"
 #include "Platform/Acl/AclConfig.h"
 #include "Platform/Zol/Clock.h"
@@ -34,7 +36,8 @@ class CentralPublisher {
 
    CentralPublisher( const SliceHost& slice,
          Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
-         Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions );
+         Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions,
+         ChipReconciler& chip );
    // Withdraws what it published.
    ~CentralPublisher();
    CentralPublisher( const CentralPublisher& ) = delete;
@@ -59,22 +62,27 @@ class CentralPublisher {
 
  private:
    void choose( const Configuration& configuration );
+   Mtp freeNumber( const Use& use ) const;
    std::string holders( const std::vector< std::pair< std::string, int > >& granted ) const;
+   void withdrawRules( Mtp mtp );
    void withdraw( Mtp mtp );
    void publish();
+   void publishProgram( KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp, const Use& use,
+         const WantedMtp& wanted );
    void publishTunnel(
          KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp, const WantedMtp& wanted );
    void publishFilters( KarvelMirror::MtpProgramInfo& program, const WantedMtp& wanted );
    void publishRules( const WantedMtp& wanted );
    void dropUnusedAcls();
-   bool targetIs( Mtp mtp, const WantedMtp& wanted );
-   bool targetDel( Mtp mtp );
+   bool targetIs( Mtp mtp, const Use& use, const Shim::MirrorDestination& target );
+   bool isHeldByAnother( Mtp mtp, const Use& use ) const;
    bool isFailed( Mtp mtp ) const;
    bool retryEgress( Mtp mtp );
    std::optional< std::string > aclProblem( Mtp mtp ) const;
    void armRetry();
 
    const SliceHost& slice_;
+   ChipReconciler& chip_;
    Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo_;
    std::map< Mtp, Use > uses_;
    Zol::Ptr< Acl::Input::Config > aclInput_;
@@ -83,11 +91,10 @@ class CentralPublisher {
    MirroringSessions::Keys keys_; // of the sessions that have destinations
    const bool insertsHeaders_;    // in front of copies in tunnels
    const bool sendsKeys_;
-   std::map< Mtp, WantedMtp > wanted_;                // of every use
-   std::map< Mtp, WantedMtp > published_;             // as the slice knows it
-   std::map< Mtp, Shim::MirrorDestination > targets_; // as the chip knows it
+   std::map< Mtp, WantedMtp > wanted_;    // of every use
+   std::map< Mtp, WantedMtp > published_; // as the slice knows it
+   std::map< Mtp, Use > holders_;         // whose copies the chip may send to a destination
    std::map< std::string, std::string > refusals_;
-   std::map< Mtp, std::string > problems_;
    Zol::Clock publishClock_;
    Zol::Clock retryClock_;
 };
