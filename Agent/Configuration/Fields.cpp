@@ -98,4 +98,13 @@ void EntryReader::warning( const std::string& text ) {
    findings_.warnings.push_back( { entry_.place, table_.name + "|" + key_ + ": " + text } );
 }
 
+void EntryReader::refuse( std::string_view field, const std::string& text ) {
+   findings_.refusals.push_back( { about( field, "" ).place, table_.name + "|" + key_,
+      std::string( field ) + ": " + text } );
+}
+
+void EntryReader::refuse( const std::string& text ) {
+   findings_.refusals.push_back( { entry_.place, table_.name + "|" + key_, text } );
+}
+
 } // namespace Agent

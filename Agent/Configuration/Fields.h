@@ -19,9 +19,20 @@
 
 namespace Agent {
 
+// An entry that is well formed and cannot be served: it is left out, and the rest is served.
+struct Refusal {
+   Place place;
+   std::string entry;  // "TABLE|KEY"
+   std::string reason; // of which field, if of one; and what is allowed
+   Diagnostic asWarning() const { return { place, entry + ": refused: " + reason }; }
+   // Who changes a single entry meant what it says.
+   Diagnostic asError() const { return { place, entry + ": " + reason }; }
+};
+
 struct Findings {
    std::vector< Diagnostic > errors;
    std::vector< Diagnostic > warnings;
+   std::vector< Refusal > refusals;
 };
 
 // The parts between the commas, without the blanks around them.
@@ -55,9 +66,11 @@ class EntryReader {
    void notAllowed( std::string_view field, std::string_view allowed ); // quotes the field
    void error( std::string_view field, const std::string& text );
    void warning( std::string_view field, const std::string& text );
+   void refuse( std::string_view field, const std::string& text );
    // About the entry as a whole.
    void error( const std::string& text );
    void warning( const std::string& text );
+   void refuse( const std::string& text );
 
  private:
    Diagnostic about( std::string_view field, const std::string& text ) const;

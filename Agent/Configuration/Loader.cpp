@@ -41,7 +41,7 @@ struct ConfigSource::State {
    // Said before, so that a later step does not say them again.
    std::set< std::string > saidWarnings;
 
-   LoadResult validate( const Tables& candidate ) const;
+   LoadResult validate( const Tables& candidate, Findings& findings ) const;
    // Reads and validates a file; `candidate` is what it says.
    LoadResult read( const std::string& path, Tables& candidate ) const;
    // Unless there are errors, what was read takes the place of all before.
@@ -54,8 +54,8 @@ struct ConfigSource::State {
 };
 
 // The order of the steps is theirs; see Draft.h.
-LoadResult ConfigSource::State::validate( const Tables& candidate ) const {
-   Findings findings;
+LoadResult ConfigSource::State::validate(
+      const Tables& candidate, Findings& findings ) const {
    Draft draft{ candidate, defaultProfile, findings, current };
    readChips( draft );
    readPorts( draft );
@@ -71,6 +71,9 @@ LoadResult ConfigSource::State::validate( const Tables& candidate ) const {
    result.configuration = std::move( draft.configuration );
    result.errors = std::move( findings.errors );
    result.warnings = std::move( findings.warnings );
+   for ( const Refusal& refusal : findings.refusals ) {
+      result.warnings.push_back( refusal.asWarning() );
+   }
    result.ignoredTables.assign( candidate.ignored.begin(), candidate.ignored.end() );
    sortByPlace( result.errors );
    sortByPlace( result.warnings );
@@ -106,8 +109,16 @@ LoadResult ConfigSource::State::change( const EntryName& name, std::optional< En
       }
    };
    put( std::move( entry ) );
-   LoadResult result = validate( tables );
+   Findings findings;
+   LoadResult result = validate( tables, findings );
+   // A file is served as far as it can be; a step that would have an entry left out is wrong.
+   for ( const Refusal& refusal : findings.refusals ) {
+      if ( !saidWarnings.contains( refusal.asWarning().toString() ) ) {
+         result.errors.push_back( refusal.asError() );
+      }
+   }
    if ( !result.errors.empty() ) {
+      sortByPlace( result.errors );
       put( std::move( before ) );
       return result;
    }
@@ -137,7 +148,8 @@ LoadResult ConfigSource::State::read( const std::string& path, Tables& candidate
    if ( candidate.tables.empty() && !errors.empty() ) {
       return failed( errors ); // nothing that could be looked into further
    }
-   LoadResult result = validate( candidate );
+   Findings findings;
+   LoadResult result = validate( candidate, findings );
    result.errors.insert( result.errors.end(), errors.begin(), errors.end() );
    sortByPlace( result.errors );
    return result;

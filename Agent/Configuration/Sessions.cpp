@@ -155,7 +155,7 @@ void SessionReader::readDestination() {
             "missing; allowed: a port of PORT or a port channel of "
             "PORTCHANNEL" );
    } else if ( !draft_.isInterface( session_.destination ) ) {
-      draft_.unknownInterface( reader_, fields_.dstPort, session_.destination );
+      reader_.error( fields_.dstPort, Draft::unknownInterface( session_.destination ) );
    } else {
       session_.unit = config().unitOf( session_.destination );
       checkDestination();
