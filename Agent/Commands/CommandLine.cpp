@@ -85,6 +85,11 @@ void addConfig( CLI::App& verb, Command& command, bool& strict ) {
    verb.add_option(
              "--chip", command.profile, "Chip profile where the configuration names none" )
          ->option_text( "PROFILE" );
+   verb.add_option( "--config-limit", command.configLimitMb,
+             "Refuse a configuration with more megabytes (default " +
+                   std::to_string( defaultConfigLimitMb ) + ")" )
+         ->check( CLI::Range( size_t{ 1 }, size_t{ 1 } << 20 ) )
+         ->option_text( "MB" );
    verb.add_flag( "--strict", strict, "Sessions that cannot be served are errors" );
 }
 

@@ -80,12 +80,12 @@ std::vector< std::string > inputFiles(
 int run( const Command& command ) {
    const std::vector< Step > steps =
          command.script.empty() ? std::vector< Step >() : readScript( command.script );
-   checkToggles( command.config );
-   const LoadResult loaded = checkConfiguration( command );
-   checkInputs( command, steps, loaded.configuration );
+   Loaded loaded = checkConfiguration( command );
+   const Configuration& configuration = loaded.result.configuration;
+   checkInputs( command, steps, configuration );
 
    Runtime runtime( { pluginPath( command ), command.profile } );
-   runtime.start( command.config );
+   runtime.start( command.config, std::move( loaded.source ), configuration );
    sayProblems( runtime );
    std::unique_ptr< Outlet > outlet;
    if ( !command.out.empty() ) {
@@ -108,8 +108,7 @@ int run( const Command& command ) {
       outlet->commit();
    }
    printer.finish();
-   const bool strict = command.strictness == Strictness::strict;
-   return sayUnserved( runtime ) && strict ? 1 : 0;
+   return sayUnserved( runtime, command.strictness ) ? 0 : 1;
 }
 
 } // namespace
@@ -122,21 +121,31 @@ int runCommand( const Command& command ) {
 
 int checkCommand( const Command& command ) {
    return guarded( [ & ] {
-      const LoadResult loaded = checkConfiguration( command );
-      std::cout << command.config << ": " << loaded.configuration.ports.size() << " ports, "
-                << loaded.configuration.vlans.size() << " VLANs, "
-                << loaded.configuration.sessions.size() << " mirror sessions; no errors\n";
+      Loaded loaded = checkConfiguration( command );
+      const Configuration& configuration = loaded.result.configuration;
+      if ( command.strictness == Strictness::strict ) {
+         // What a chip or its profile cannot do is known when it has been tried.
+         Runtime runtime( { pluginPath( command ), command.profile } );
+         runtime.start( command.config, std::move( loaded.source ), configuration );
+         sayProblems( runtime );
+         if ( !sayUnserved( runtime, command.strictness ) ) {
+            return 1;
+         }
+      }
+      std::cout << command.config << ": " << configuration.ports.size() << " ports, "
+                << configuration.vlans.size() << " VLANs, " << configuration.sessions.size()
+                << " mirror sessions; no errors\n";
       return std::cout.flush() ? 0 : 1;
    } );
 }
 
 int explainCommand( const Command& command ) {
    const int code = guarded( [ & ] {
-      checkToggles( command.config );
-      const LoadResult loaded = checkConfiguration( command );
-      checkInputs( command, {}, loaded.configuration );
+      Loaded loaded = checkConfiguration( command );
+      const Configuration& configuration = loaded.result.configuration;
+      checkInputs( command, {}, configuration );
       Runtime runtime( { pluginPath( command ), command.profile } );
-      runtime.start( command.config );
+      runtime.start( command.config, std::move( loaded.source ), configuration );
       Printer printer( command.format );
       Explainer explainer( runtime, command.packet, [ & ]( const Explanation& frame ) {
          if ( command.format == Format::json ) {

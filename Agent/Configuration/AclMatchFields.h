@@ -148,12 +148,11 @@ struct AclMatchFields {
 
    ValueField< uint8_t > dei{ table, "DEI", NumberRange{ 0, 1 }, "any",
       "; not supported by any chip profile: a rule with it is refused", onlyMac };
-   BeyondField beyond[ 14 ]{ { table, "TC" }, { table, "OUT_PORTS" },
-      { table, "TUNNEL_VNI" }, { table, "TUNNEL_TERM" }, { table, "INNER_ETHER_TYPE" },
-      { table, "INNER_IP_PROTOCOL" }, { table, "INNER_L4_SRC_PORT" },
-      { table, "INNER_L4_DST_PORT" }, { table, "INNER_SRC_IP" }, { table, "INNER_DST_IP" },
-      { table, "INNER_SRC_MAC" }, { table, "INNER_DST_MAC" }, { table, "BTH_OPCODE" },
-      { table, "AETH_SYNDROME" } };
+   BeyondField beyond[ 14 ]{ { table, "TC" }, { table, "OUT_PORTS" }, { table, "TUNNEL_VNI" },
+      { table, "TUNNEL_TERM" }, { table, "INNER_ETHER_TYPE" }, { table, "INNER_IP_PROTOCOL" },
+      { table, "INNER_L4_SRC_PORT" }, { table, "INNER_L4_DST_PORT" }, { table, "INNER_SRC_IP" },
+      { table, "INNER_DST_IP" }, { table, "INNER_SRC_MAC" }, { table, "INNER_DST_MAC" },
+      { table, "BTH_OPCODE" }, { table, "AETH_SYNDROME" } };
 };
 
 } // namespace Agent

@@ -151,7 +151,8 @@ void sayUnfiltered( Draft& draft, const AclTableDraft& table ) {
    const auto drops = std::find_if( table.rules.begin(), table.rules.end(),
          []( const AclRuleDraft& rule ) { return rule.action == PacketAction::deny; } );
    if ( drops != table.rules.end() &&
-         !splitList( draft.table( fields.name ).at( table.name ).text( fields.ports ) ).empty() ) {
+         !splitList( draft.table( fields.name ).at( table.name ).text( fields.ports ) )
+                .empty() ) {
       draft.findings.warnings.push_back( { drops->place,
             "ACL_RULE|" + table.name + "|" + drops->config.name() +
                   ": PACKET_ACTION: DROP filters no traffic here: this agent mirrors only" } );

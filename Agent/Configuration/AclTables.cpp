@@ -12,8 +12,8 @@ namespace {
 constexpr size_t longestName = 255;
 
 // Types that the convention has besides those that ACL_TABLE_TYPE makes.
-constexpr std::string_view otherTypes[] = { "L3V4V6", "CTRLPLANE", "PFCWD",
-   "MCLAG", "MUX", "DROP", "MARK_META", "MARK_META_V6", "EGR_SET_DSCP", "UNDERLAY_SET_DSCP",
+constexpr std::string_view otherTypes[] = { "L3V4V6", "CTRLPLANE", "PFCWD", "MCLAG", "MUX",
+   "DROP", "MARK_META", "MARK_META_V6", "EGR_SET_DSCP", "UNDERLAY_SET_DSCP",
    "UNDERLAY_SET_DSCPV6", "DTEL_FLOW_WATCHLIST", "DTEL_DROP_WATCHLIST", "BMCDATA", "BMCDATAV6",
    "INNER_SRC_MAC_REWRITE_TABLE_TYPE" };
 

@@ -65,7 +65,7 @@ struct FieldSchema {
    std::string_view doc;
    std::string_view onlyFor; // entries of these types, a list; empty: of all types
 
-   std::string allowed;                // as errors say it; empty: see the reader of the table
+   std::string allowed; // as errors say it; empty: see the reader of the table
    std::function< bool( std::string_view ) > accepts; // a text; none: see the same
    std::optional< NumberRange > range; // of numbers; of those with a mask, without it
 };

@@ -49,6 +49,8 @@ class EntryReader {
    const Place& place() const { return entry_.place; }
    const Entry& entry() const { return entry_; }
    bool has( std::string_view field ) const { return entry_.find( field ) != nullptr; }
+   // Also if it is mistyped, which has been said: then it is not missing.
+   bool isMeant( std::string_view field ) const;
 
    // None, or the default, if the field is absent or wrong.
    template < typename T >
@@ -80,6 +82,7 @@ class EntryReader {
    std::string key_;
    const Entry& entry_;
    Findings& findings_;
+   std::vector< std::string > meant_; // by names that no one knows
 };
 
 template < typename T >

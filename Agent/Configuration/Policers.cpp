@@ -53,11 +53,12 @@ class PolicerReader {
    }
 
    // 0 is what is not set.
-   void notBelow( std::string_view field, int64_t value, std::string_view least, int64_t limit ) {
+   void notBelow(
+         std::string_view field, int64_t value, std::string_view least, int64_t limit ) {
       if ( value != 0 && value < limit ) {
          reader_.error( field,
-               std::to_string( value ) + " is below " + std::string( least ) + "; allowed: " +
-                     std::string( least ) + " and more" );
+               std::to_string( value ) + " is below " + std::string( least ) +
+                     "; allowed: " + std::string( least ) + " and more" );
       }
    }
 

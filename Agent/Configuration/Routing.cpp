@@ -71,8 +71,8 @@ void readInterface( Draft& draft, const InterfaceFields& fields, const std::stri
    const EntryName names = entryName( key );
    const bool hasAddress = key.find( '|' ) != std::string::npos;
    const std::string interface = hasAddress ? names.table : key;
-   if ( !checkInterface( draft, reader, interface ) ||
-         !checkFree( draft, reader, interface ) || !hasAddress ) {
+   if ( !checkInterface( draft, reader, interface ) || !checkFree( draft, reader, interface ) ||
+         !hasAddress ) {
       return;
    }
    const auto address = parseAddressWithLength( names.key );

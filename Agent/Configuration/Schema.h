@@ -268,7 +268,7 @@ struct SessionFields : TableSchema {
    TextField match{ *this, "match", "absent",
       "list of up to 256 `SOURCE>DESTINATION` (of this agent alone)" };
    TextField dstPort{ *this, "dst_port", "none: it must be there",
-      "a port or port channel in no VLAN and no port channel", onlySpan };
+      "a port or port channel in no VLAN and no port channel, or CPU", onlySpan };
    ValueField< uint8_t > queue{ *this, "queue", NumberRange{ 0, 7 },
       "the chip's switch controls (Tomahawk family), else that of the mirrored frame's "
       "priority",

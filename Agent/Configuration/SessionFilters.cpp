@@ -16,8 +16,8 @@ using Interfaces = std::vector< Plix::IntfId >;
 
 // Appends a rule as it is on an ACL's interfaces: none if it is for others, several if it is
 // for sub-interfaces with different VLANs of ports that the ACL has as a whole.
-void appendRule( const AclRuleDraft& rule, Acl::RuleAction action,
-      const Interfaces& interfaces, std::vector< Acl::RuleConfig >& rules ) {
+void appendRule( const AclRuleDraft& rule, Acl::RuleAction action, const Interfaces& interfaces,
+      std::vector< Acl::RuleConfig >& rules ) {
    if ( !rule.isLimited ) {
       rules.push_back( rule.config );
       rules.back().actionIs( action );
@@ -190,7 +190,7 @@ class FilterReader {
    // The copies are made inside a chip: the one of the destination port or of the sources; of a
    // tunnel without sources the first one that the ports of a table are on.
    Interfaces onItsChip( const AclTableDraft& table ) {
-      if ( session_.unit < 0 && session_.tunnel ) {
+      if ( session_.unit < 0 && session_.isSentAnywhere() ) {
          session_.unit = draft_.configuration.unitOf( table.interfaces.front().port() );
       }
       const int unit = session_.unit;
@@ -207,7 +207,7 @@ class FilterReader {
          const std::string text = " is on chip " + std::to_string( unit ) +
                ", so these ports of " + table.name +
                " on other chips are not mirrored to it: " + joined( others );
-         if ( session_.tunnel ) {
+         if ( session_.isSentAnywhere() ) {
             reader_.warning( "the session" + text );
          } else {
             reader_.warning( fields_.dstPort, session_.destination + text );
@@ -257,11 +257,16 @@ class FilterReader {
          return;
       }
       SessionAcl acl;
-      acl.key = Ixo::AclKey(
-            table.users() > 1 ? table.name + "/" + session_.name : table.name, type );
+      acl.key = Ixo::AclKey( aclName( table, type ), type );
       acl.interfaces = interfaces;
       acl.rules = keptOrNew( acl.key, std::move( rules ) );
       session_.acls.push_back( std::move( acl ) );
+   }
+
+   // Entries are named by it, so the several ACLs of a table have different names.
+   std::string aclName( const AclTableDraft& table, Acl::AclType type ) const {
+      const std::string kind = type == table.types[ 0 ] ? "" : ":" + Zol::toString( type );
+      return table.name + kind + ( table.users() > 1 ? "/" + session_.name : "" );
    }
 
    Zol::Ptr< const Acl::RuleList > keptOrNew(

@@ -72,7 +72,8 @@ void readMember( Draft& draft, const std::string& key, const Entry& entry,
    const Tagging tagging = reader.read( fields.taggingMode );
    VlanConfig* vlan = findVlan( draft, reader, names.table );
    if ( interface.empty() ) {
-      reader.error( "the key names no port; allowed: a VLAN, a bar, and a port or port channel" );
+      reader.error(
+            "the key names no port; allowed: a VLAN, a bar, and a port or port channel" );
    }
    if ( !vlan || interface.empty() ) {
       return;

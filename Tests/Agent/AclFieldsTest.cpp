@@ -81,6 +81,9 @@ L3 "IP_FRAG": "NON_FRAG_OR_HEAD", "L4_SRC_PORT": "1" => srcPort 1-1 fragments wh
 L3 "IP_FRAG": "NON_HEAD", "IP_PROTOCOL": "17" => proto 17 protoMask 255 fragments later
 L3 "VLAN_ID": "4094" => vlanId 4094 vlanIdMask 4095
 L3 "IP_TYPE": "IPv4ANY", "ETHER_TYPE": "2048" =>
+MIRROR "ETHER_TYPE": "0x88cc", "VLAN_ID": "5" => MAC etherType 35020 etherTypeMask 65535 vlanId 5 vlanIdMask 4095
+MIRRORV6 "IP_TYPE": "ARP" => MAC etherType 2054 etherTypeMask 65535
+MIRROR_DSCP "DSCP": "8/0x38", "IP_TYPE": "IPV6ANY" => dscp 8 dscpMask 56
 L3V6 "IP_TYPE": "non_ipv4", "ETHER_TYPE": "0x86dd" =>
 L3 "src_ip": "10.1.2.3/16", "PACKET_ACTION": "REDIRECT:Ethernet4" => srcIp 10.1.0.0 srcIpMask 255.255.0.0
 MAC "SRC_MAC": "02:00:00:00:00:0a" => MAC srcMac 02:00:00:00:00:0a srcMacMask ff:ff:ff:ff:ff:ff
@@ -98,15 +101,18 @@ MAC "MPLS_LABEL": "3", "MPLS_INNER_LABEL": "1048575" => MAC mplsLabel 3 mplsLabe
 
 TEST_F( AclFieldsTest, SayWhatIsWrongWithThemAndWhatIsAllowed ) {
    expectErrors( "9: ACL_RULE|T|R: ", pairs( R"(
-L3V6 "SRC_IP": "10.0.0.1" => SRC_IP: not for a table of type L3V6; allowed: in tables of type L3, MIRROR
-MIRROR "DST_IPV6": "::1" => allowed: in tables of type L3V6, MIRRORV6
-L3 "SRC_MAC": "02:00:00:00:00:01" => in tables of type MAC, L2
-L2 "DSCP": "1" => in tables of type L3, MIRROR, L3V6, MIRRORV6
-L3 "ETHER_TYPE": "0x86dd" => ETHER_TYPE: not of a table of type L3; allowed: 0x0800
-L3V6 "ETHER_TYPE": "0x800" => allowed: 0x86dd
-L3 "IP_TYPE": "IPV6ANY" => IP_TYPE: contradicts the table's type L3
-L3V6 "IP_TYPE": "ARP" => allowed: ANY, IP, IPV6, IPV6ANY, NON_IPV4
-MAC "IP_TYPE": "IP" => IP_TYPE: 'IP'; allowed: ANY
+L3V6 "SRC_IP": "10.0.0.1" => refused: SRC_IP: not for a table of type L3V6; allowed: in tables of type L3, MIRROR
+MIRROR "DST_IPV6": ":::" => DST_IPV6: ':::'; allowed: an IPv6
+MIRROR "TC": "1" => refused: TC: no chip profile
+MIRROR_DSCP "SRC_IP": "10.0.0.1" => refused: SRC_IP: not for of type L3V6, MIRRORV6
+L3 "SRC_MAC": "02:00:00:00:00:01" => refused: SRC_MAC: not for
+L2 "DSCP": "1" => refused: DSCP: not for a table of type L2; allowed: in tables of type L3, MIRROR, L3V6, MIRRORV6, MIRROR_DSCP
+L2 "DEI": "1" => refused: DEI: no chip profile
+L2 "DEI": "2" => DEI: '2'; allowed: 0 to 1
+L3 "ETHER_TYPE": "0x86dd", "DSCP": "1" => refused: DSCP: frames of the rule's EtherType do not have it
+L3 "ETHER_TYPE": "0x86dd", "IP_TYPE": "ARP" => refused: IP_TYPE: contradicts ETHER_TYPE
+L3 "IP_TYPE": "NON_IP" => refused: IP_TYPE: more than one EtherType
+MAC "IP_TYPE": "IP" => refused: IP_TYPE: more than one EtherType
 L3 "SRC_IP": "10.0.0.1/33" => SRC_IP: '10.0.0.1/33'; allowed: an IPv4
 L3V6 "SRC_IPV6": "::1/129" => SRC_IPV6: '::1/129'; allowed: an IPv6
 L3 "L4_SRC_PORT_RANGE": "20-10" => '20-10'; allowed: two numbers
@@ -124,14 +130,14 @@ L3 "IN_PORTS": "E0.4095" => IN_PORTS: E0.4095 is not a sub-interface
 L3 "MIRROR_ACTON": "m" => the nearest known name is MIRROR_ACTION
 L3 "mirror_action": "m" => MIRROR_ACTION: duplicate field
 L3 "MIRROR_INGRESS_ACTION": "x" => there is no session x
-L3 "L4_SRC_PORT": "1", "L4_SRC_PORT_RANGE": "1-2" => L4_SRC_PORT_RANGE: together with L4_SRC_PORT; allowed: one of the two
-L3 "L4_DST_PORT": "1", "IP_PROTOCOL": "1" => L4_DST_PORT: protocol 1 does not have it; allowed: with the protocol 6, 17, 132
-L3 "TCP_FLAGS": "2", "IP_PROTOCOL": "17" => TCP_FLAGS: protocol 17 does not
-L3 "ICMP_TYPE": "8", "IP_PROTOCOL": "58" => ICMP_TYPE: protocol 58 does not
-L3V6 "ICMPV6_CODE": "8", "NEXT_HEADER": "1" => protocol 1 does not have it
-L3 "ICMP_TYPE": "8", "L4_SRC_PORT": "1" => together with L4_SRC_PORT
-L3V6 "NEXT_HEADER": "6", "IP_PROTOCOL": "17" => NEXT_HEADER: not the
-L3 "L4_SRC_PORT": "1", "IP_FRAG": "NON_HEAD" => IP_FRAG: such fragments do not carry what L4_SRC_PORT matches)" ),
+L3 "L4_SRC_PORT": "1", "L4_SRC_PORT_RANGE": "1-2" => refused: L4_SRC_PORT_RANGE: together with L4_SRC_PORT; allowed: one of the two
+L3 "L4_DST_PORT": "1", "IP_PROTOCOL": "1" => refused: L4_DST_PORT: protocol 1 does not have it; allowed: with the protocol 6, 17, 132
+L3 "TCP_FLAGS": "2", "IP_PROTOCOL": "17" => refused: TCP_FLAGS: protocol 17 does not
+L3 "ICMP_TYPE": "8", "IP_PROTOCOL": "58" => refused: ICMP_TYPE: protocol 58 does not
+L3V6 "ICMPV6_CODE": "8", "NEXT_HEADER": "1" => refused: ICMPV6_CODE: protocol 1 does not have it
+L3 "ICMP_TYPE": "8", "L4_SRC_PORT": "1" => refused: ICMP_TYPE: together with L4_SRC_PORT
+L3V6 "NEXT_HEADER": "6", "IP_PROTOCOL": "17" => refused: NEXT_HEADER: not the
+L3 "L4_SRC_PORT": "1", "IP_FRAG": "NON_HEAD" => refused: IP_FRAG: such fragments do not carry what L4_SRC_PORT matches)" ),
          [ this ]( const std::string& text ) { return loadRule( text ); } );
 }
 

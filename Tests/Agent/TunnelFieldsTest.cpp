@@ -132,7 +132,9 @@ TEST_F( TunnelFieldsTest, PolicersBeyondTheChipRefuseTheSession ) {
    expectErrors( pairs( R"(
 "POLICER|p": {"mode": "sr_tcm"} => meter_type: missing; allowed: bytes, packets
 "POLICER|p": {"meter_type": "bytes"} => mode: missing; allowed: sr_tcm, tr_tcm, storm
-"POLICER|p": {"meter_type": "bytes", "mode": "sr_tcm", "cir": "9", "cbs": "8"} => cbs: 8 is below cir)" ) );
+"POLICER|p": {"meter_type": "bytes", "mode": "sr_tcm", "cir": "9", "cbs": "8"} => cbs: 8 is below cir
+"POLICER|p": {"meter_type": "bytes", "mode": "tr_tcm", "cir": "9", "pir": "8"} => pir: 8 is below cir
+"POLICER|p": {"meter_type": "bytes", "mode": "sr_tcm", "cbs": "9", "pbs": "8"} => pbs: 8 is below cbs)" ) );
 }
 
 TEST_F( TunnelFieldsTest, RoutesAreReadAsTheConventionWritesThem ) {
@@ -199,8 +201,8 @@ TEST_F( TunnelFieldsTest, OtherVrfsAreLeftAlone ) {
 
 TEST_F( TunnelFieldsTest, SaysWhatIsWrongWithRoutes ) {
    expectErrors( pairs( R"(
-"INTERFACE|E5|10.0.0.1/24": {} => INTERFACE|E5|10.0.0.1/24: there is no E5
-"VLAN_INTERFACE|Vlan11": {} => there is no Vlan11
+"INTERFACE|E5|10.0.0.1/24": {} => refused: there is no E5
+"VLAN_INTERFACE|Vlan11": {} => refused: there is no Vlan11
 "INTERFACE|E16|10.0.0.1/33": {} => '10.0.0.1/33' is not an interface's address
 "INTERFACE|E16|224.0.0.1/24": {} => is not an interface's address
 "STATIC_ROUTE|default|10.2.0.0.0/16": {"ifname": "E16"} => is not a prefix
@@ -209,8 +211,8 @@ TEST_F( TunnelFieldsTest, SaysWhatIsWrongWithRoutes ) {
 "STATIC_ROUTE|10.2.0.0/16": {"ifname": "E16", "distance": "1,2"} => distance: there are 2 for 1 next hops; allowed: as many, or one
 "STATIC_ROUTE|10.2.0.0/16": {"nexthop": "0.0.0.0"} => leads nowhere; allowed: a nexthop, an ifname or blackhole true
 "STATIC_ROUTE|10.2.0.0/16": {"nexthop": "fc00::1"} => of the prefix's family
-"STATIC_ROUTE|10.2.0.0/16": {"ifname": "E5"} => there is no E5
-"NEIGH|E5|10.0.0.9": {"neigh": "02:00:00:00:00:09"} => there is no E5
+"STATIC_ROUTE|10.2.0.0/16": {"ifname": "E5"} => refused: there is no E5
+"NEIGH|E5|10.0.0.9": {"neigh": "02:00:00:00:00:09"} => refused: there is no E5
 "NEIGH|E16|10.0.0": {} => '10.0.0' is not a neighbour's address
 "NEIGH|E16|10.0.0.9": {"neigh": "03:00:00:00:00:09"} => a unicast MAC address
 "NEIGH|E16|10.0.0.9": {"family": "IPv6"} => family: 'IPv6'; allowed: that of
