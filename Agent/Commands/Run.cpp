@@ -4,6 +4,7 @@
 
 #include "Agent/Commands/ScriptRunner.h"
 #include "Agent/Commands/Startup.h"
+#include "Agent/Configuration/Names.h"
 #include "Agent/Packets/Replay.h"
 #include "Agent/Reports/AgentReports.h"
 #include "Agent/Reports/Explainer.h"
@@ -132,9 +133,9 @@ int checkCommand( const Command& command ) {
             return 1;
          }
       }
-      std::cout << command.config << ": " << configuration.ports.size() << " ports, "
-                << configuration.vlans.size() << " VLANs, " << configuration.sessions.size()
-                << " mirror sessions; no errors\n";
+      std::cout << printable( command.config ) << ": " << configuration.ports.size()
+                << " ports, " << configuration.vlans.size() << " VLANs, "
+                << configuration.sessions.size() << " mirror sessions; no errors\n";
       return std::cout.flush() ? 0 : 1;
    } );
 }

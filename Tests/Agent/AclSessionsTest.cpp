@@ -88,7 +88,8 @@ TEST_F( AclSessionsTest, RulesStandByPriorityAndShieldWhatIsBelow ) {
 }
 
 TEST_F( AclSessionsTest, RefusedRulesShieldNothingAndOtherFramesHaveAnAclOfTheirOwn ) {
-   const std::string text = tableT + rule( "T|arp", 3, mirrors( "m" ) + R"(, "IP_TYPE": "ARP")" ) +
+   const std::string text = tableT +
+         rule( "T|arp", 3, mirrors( "m" ) + R"(, "IP_TYPE": "ARP")" ) +
          rule( "T|shield", 2, R"("TC": "1")" ) + rule( "T|low", 1, mirrors( "m" ) ) +
          R"(, "ACL_TABLE|D": {"type": "MIRROR_DSCP", "ports": "E4"})" +
          rule( "D|d", 1, mirrors( "m" ) + R"(, "DSCP": "8")" );

@@ -101,7 +101,7 @@ TEST( MirrorTables, CopyExactlyWhatTheirRulesName ) {
    EXPECT_TRUE( isCopied( rig, { .type = 0x0806 } ) );
    EXPECT_FALSE( isCopied( rig, { .type = 0x88cc } ) );
    for ( const bool isIpv6 : { false, true } ) {
-      for ( const uint8_t dscp : { 8, 9 } ) {
+      for ( const int dscp : { 8, 9 } ) {
          const auto tos = static_cast< uint8_t >( dscp << 2 );
          const Packet packet{ .isIpv6 = isIpv6, .tos = tos };
          EXPECT_EQ( isCopied( rig, packet, "Ethernet4", "CPU" ), dscp == 8 );
