@@ -88,7 +88,8 @@ std::string nearName( std::string_view name, const std::vector< std::string_view
    size_t least = mostMistakes + 1;
    for ( std::string_view candidate : name.size() <= longest ? known : decltype( known ){} ) {
       const size_t mistakes = distance( name, candidate );
-      if ( mistakes < least && mistakes * lettersPerMistake <= candidate.size() ) {
+      if ( mistakes < least &&
+            mistakes <= std::max< size_t >( 1, candidate.size() / lettersPerMistake ) ) {
          least = mistakes;
          nearest = candidate;
       }

@@ -209,9 +209,10 @@ void SessionReader::checkLoop() {
 
 // The copies are made inside a chip.
 void SessionReader::checkChip() {
-   const std::string end = session_.isSentAnywhere()
-         ? session_.sources.empty() ? "" : session_.sources.front()
-         : "the destination " + session_.destination;
+   const bool isAtAPort =
+         !session_.destination.empty() && session_.destination != cpuDestination;
+   const std::string end = !isAtAPort ? session_.sources.empty() ? "" : session_.sources.front()
+                                      : "the destination " + session_.destination;
    for ( const std::string& source : session_.sources ) {
       const int sourceUnit = config().unitOf( draft_.find( source )->base );
       if ( sourceUnit != session_.unit ) {

@@ -99,7 +99,6 @@ void Runtime::State::makeStore() {
 // --- Configuration ------------------------------------------------------------------------
 
 LoadResult Runtime::start( const std::string& configPath ) {
-   Zol::ActivityLockHolder lock;
    LoadResult result = state_->source.load( configPath );
    if ( result.errors.empty() ) {
       start( configPath, std::move( state_->source ), result.configuration );

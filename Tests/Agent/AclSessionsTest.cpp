@@ -69,7 +69,7 @@ TEST_F( AclSessionsTest, RulesStandByPriorityAndShieldWhatIsBelow ) {
          rule( "T|forwards", 50, R"("PACKET_ACTION": "FORWARD")" ) +
          rule( "T|last", 0, R"("PACKET_ACTION": "DROP", "MIRROR_INGRESS_ACTION": "m")" ) ) );
    EXPECT_EQ( warnings_,
-         "12: ACL_RULE|T|last: PACKET_ACTION: DROP filters no traffic here: this agent mirrors "
+         "13: ACL_RULE|T|last: PACKET_ACTION: DROP filters no traffic here: this agent mirrors "
          "only\n" );
    const SessionConfig& session = config.sessions.at( "m" );
    EXPECT_EQ( shown( session ), "T[E0](+top -forwards +low +last)" );

@@ -204,6 +204,8 @@ TEST_F( ConfigurationTest, WarnsOfWhatIsServedInAnotherWay ) {
 "VLAN_MEMBER|Vlan10|E4": {"tagging_mode": "priority_tagged"} => 8: VLAN_MEMBER|Vlan10|E4: tagging_mode: priority_tagged is served as
 "PORTCHANNEL|PortChannel2": {"members": ["E4"]} => 8: PORTCHANNEL|PortChannel2: members: E4 is not in PORTCHANNEL_MEMBER
 "VLAN|Vlan30": {"members": ["E4"]} => 8: VLAN|Vlan30: members: E4 is not in VLAN_MEMBER
+"ACL_TABLE|T": {"type": "L2"}, "ACL_RULE|T|r": {"PRIORITY": 1, "PCP": "4/0"} => 8: ACL_RULE|T|r: PCP: '4/0': the mask is 0
+"ACL_TABLE|T": {"type": "L2"}, "ACL_RULE|T|r": {"PRIORITY": 1, "PCP": "7/6"} => 8: ACL_RULE|T|r: PCP: '7/6': bits outside of the mask
 "VLAN_MEMBR": {} => 8: VLAN_MEMBR: unknown table, ignored; did you mean VLAN_MEMBER?)" ) ) {
       good( with( more ) );
       EXPECT_EQ( std::count( warnings_.begin(), warnings_.end(), '\n' ), 1 );

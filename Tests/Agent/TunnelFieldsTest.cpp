@@ -138,8 +138,9 @@ TEST_F( TunnelFieldsTest, PolicersBeyondTheChipRefuseTheSession ) {
 }
 
 TEST_F( TunnelFieldsTest, RoutesAreReadAsTheConventionWritesThem ) {
-   const LoadResult result = load( with( R"("INTERFACE": {"E16": {}, "E16|10.0.0.1/24": {}},
-      "PORTCHANNEL_INTERFACE|PortChannel1|FC00::71/126": {"scope": "global"},
+   const LoadResult result = load( with(
+         R"("PORTCHANNEL|PortChannel2": {}, "INTERFACE": {"E16": {}, "E16|10.0.0.1/24": {}},
+      "PORTCHANNEL_INTERFACE|PortChannel2|FC00::71/126": {"scope": "global"},
       "VLAN_INTERFACE|Vlan10|10.1.0.1/16": {}, "LOOPBACK_INTERFACE|Loopback0|10.9.9.9/32": {},
       "STATIC_ROUTE|default|10.2.1.1/16": {"nexthop": "10.0.0.9,0.0.0.0", "ifname": ",Vlan10",
          "distance": "0,0", "blackhole": "false,False", "nexthop-vrf": ",default"},
@@ -147,7 +148,7 @@ TEST_F( TunnelFieldsTest, RoutesAreReadAsTheConventionWritesThem ) {
          "blackhole": "false,false,true"},
       "STATIC_ROUTE|::/0": {"nexthop": "", "ifname": "", "blackhole": "true", "distance": "0"},
       "NEIGH|E16|10.0.0.9": {"neigh": "02:00:00:00:00:09", "family": "ipv4"},
-      "NEIGH|PortChannel1|fc00::72": {"neigh": "02-00-00-00-00-72"},
+      "NEIGH|PortChannel2|fc00::72": {"neigh": "02-00-00-00-00-72"},
       "NEIGH|Vlan10|10.1.0.2": {"family": "IPv4"},
       "DEVICE_METADATA|localhost": {"mac": "02:00:00:00:01:00", "hwsku": {},
          "hwsku": "of no matter"},
@@ -171,7 +172,7 @@ TEST_F( TunnelFieldsTest, RoutesAreReadAsTheConventionWritesThem ) {
             own.subnet.toString() + "; ";
    }
    EXPECT_EQ( addresses,
-         "E16 10.0.0.1 in 10.0.0.0/24; PortChannel1 fc00::71 in fc00::70/126; "
+         "E16 10.0.0.1 in 10.0.0.0/24; PortChannel2 fc00::71 in fc00::70/126; "
          "Vlan10 10.1.0.1 in 10.1.0.0/16; " );
    EXPECT_EQ( result.configuration.routing.neighbours.size(), 2u );
    EXPECT_EQ( result.configuration.routing.routerMac, Plix::EthAddr( { 2, 0, 0, 0, 1, 0 } ) );
