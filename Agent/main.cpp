@@ -3,6 +3,7 @@
 
 #include "Agent/Commands/CommandLine.h"
 #include "Agent/Commands/Run.h"
+#include "Agent/Configuration/Names.h"
 #include "Agent/Live/Live.h"
 
 int main( int argc, char** argv ) {
@@ -12,7 +13,8 @@ int main( int argc, char** argv ) {
    try {
       command = Agent::parseCommandLine( argc, argv );
    } catch ( const Agent::UsageError& error ) {
-      std::cerr << "karvel-agent: " << error.what() << " (see karvel-agent --help)\n";
+      std::cerr << "karvel-agent: " << Agent::printable( error.what() )
+                << " (see karvel-agent --help)\n";
       return 2;
    }
    if ( !command ) {

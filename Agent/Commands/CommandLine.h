@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Agent/Configuration/Loader.h"
 #include "Agent/Packets/Input.h"
 #include "Platform/Zol/Clock.h"
 
@@ -28,6 +29,7 @@ struct Command {
    std::vector< std::string > show;
    Format format = Format::text;
    std::string trace; // a Duolog setting; empty: none
+   size_t configLimitMb = defaultConfigLimitMb;
    Strictness strictness = Strictness::lenient;
    Detail detail = Detail::summary; // of tables that are not read
    std::string plugin;              // empty: where it is found

@@ -71,6 +71,16 @@ void takeTrace( Command& command, const std::string& text ) {
    command.trace = text;
 }
 
+void takeConfigLimit( Command& command, const std::string& text ) {
+   constexpr size_t most = size_t{ 1 } << 20;
+   const char* const end = text.data() + text.size();
+   const auto [ parsed, error ] = std::from_chars( text.data(), end, command.configLimitMb );
+   if ( error != std::errc() || parsed != end || command.configLimitMb == 0 ||
+         command.configLimitMb > most ) {
+      throw UsageError( "not a number of megabytes; allowed: 1 to " + std::to_string( most ) );
+   }
+}
+
 using enum Verb;
 
 constexpr CommandRow commands[] = {
@@ -118,6 +128,8 @@ constexpr OptionRow options[] = {
          []( Command& command, const std::string& ) { command.format = Format::json; } },
    { "--chip", "PROFILE", Values::chips, Times::once, withConfig,
          "Chip profile where the configuration names none", takeChip },
+   { "--config-limit", "MB", Values::free, Times::once, withConfig,
+         "Refuse a configuration with more megabytes; by default 256", takeConfigLimit },
    { "--strict", "", Values::none, Times::once, withConfig,
          "Sessions that cannot be served are errors",
          []( Command& command, const std::string& ) {

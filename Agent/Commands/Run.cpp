@@ -6,6 +6,7 @@
 #include "Agent/Commands/Progress.h"
 #include "Agent/Commands/ScriptRunner.h"
 #include "Agent/Commands/Startup.h"
+#include "Agent/Configuration/Names.h"
 #include "Agent/Packets/CaptureReader.h"
 #include "Agent/Packets/InputStream.h"
 #include "Agent/Packets/Interruption.h"
@@ -110,13 +111,13 @@ void sayCuts( const std::vector< std::string >& cuts ) {
 int run( const Command& command ) {
    const std::vector< Step > steps =
          command.script.empty() ? std::vector< Step >() : readScript( command.script );
-   checkToggles( command.config );
-   const LoadResult loaded = checkConfiguration( command );
+   Loaded loaded = checkConfiguration( command );
+   const Configuration& configuration = loaded.result.configuration;
    const std::vector< Source > sources = sourcesOf( command, steps );
-   Progress progress( checkSources( command, sources, loaded.configuration ) );
+   Progress progress( checkSources( command, sources, configuration ) );
 
    Runtime runtime( { pluginPath( command ), command.profile } );
-   runtime.start( command.config );
+   runtime.start( command.config, std::move( loaded.source ), configuration );
    sayProblems( runtime );
    std::unique_ptr< Outlet > outlet;
    if ( !command.out.empty() ) {
@@ -155,16 +156,15 @@ int run( const Command& command ) {
       outlet->commit();
    }
    printer.finish();
-   const bool strict = command.strictness == Strictness::strict;
-   return sayUnserved( runtime ) && strict ? 1 : 0;
+   return sayUnserved( runtime, command.strictness ) ? 0 : 1;
 }
 
 int explain( const Command& command ) {
-   checkToggles( command.config );
-   const LoadResult loaded = checkConfiguration( command );
-   checkSources( command, sourcesOf( command, {} ), loaded.configuration );
+   Loaded loaded = checkConfiguration( command );
+   const Configuration& configuration = loaded.result.configuration;
+   checkSources( command, sourcesOf( command, {} ), configuration );
    Runtime runtime( { pluginPath( command ), command.profile } );
-   runtime.start( command.config );
+   runtime.start( command.config, std::move( loaded.source ), configuration );
    Printer printer( command.format );
    Explainer explainer( runtime, command.packet, [ & ]( const Explanation& frame ) {
       if ( command.format == Format::json ) {
@@ -196,10 +196,20 @@ int runCommand( const Command& command ) {
 
 int checkCommand( const Command& command ) {
    return guarded( [ & ] {
-      const LoadResult loaded = checkConfiguration( command );
-      std::cout << command.config << ": " << loaded.configuration.ports.size() << " ports, "
-                << loaded.configuration.vlans.size() << " VLANs, "
-                << loaded.configuration.sessions.size() << " mirror sessions; no errors\n";
+      Loaded loaded = checkConfiguration( command );
+      const Configuration& configuration = loaded.result.configuration;
+      if ( command.strictness == Strictness::strict ) {
+         // What a chip or its profile cannot do is known when it has been tried.
+         Runtime runtime( { pluginPath( command ), command.profile } );
+         runtime.start( command.config, std::move( loaded.source ), configuration );
+         sayProblems( runtime );
+         if ( !sayUnserved( runtime, command.strictness ) ) {
+            return 1;
+         }
+      }
+      std::cout << printable( command.config ) << ": " << configuration.ports.size()
+                << " ports, " << configuration.vlans.size() << " VLANs, "
+                << configuration.sessions.size() << " mirror sessions; no errors\n";
       flushOutput();
       return 0;
    } );

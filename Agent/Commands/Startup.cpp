@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -24,9 +25,31 @@ int sayingErrors( const std::function< int() >& work ) {
       return work();
    } catch ( const AlreadySaid& ) {
    } catch ( const std::runtime_error& error ) {
-      std::cerr << error.what() << "\n";
+      std::cerr << printable( error.what() ) << "\n";
    }
    return 1;
+}
+
+constexpr std::string_view toggleNames[] = { "KarvelMirrorGreKey", "KarvelMirrorT4Gre" };
+
+// Feature toggles stand beside the configuration. std::runtime_error if they are malformed; what
+// is not known is said, and false then.
+bool checkToggles( const std::string& config ) {
+   const std::string parent = std::filesystem::path( config ).parent_path().string();
+   const std::string folder = parent.empty() ? "." : parent;
+   KarvelLib::toggleDirectoryIs( folder );
+   const std::string file = folder + "/KarvelLib.json";
+   const std::vector< std::string_view > known(
+         std::begin( toggleNames ), std::end( toggleNames ) );
+   bool allKnown = true;
+   for ( const std::string& name : KarvelLib::togglesIn( file ) ) {
+      if ( std::find( known.begin(), known.end(), name ) == known.end() ) {
+         sayWarning( file + ": " + inQuotes( name ) + " is no toggle of this agent" +
+               suggestion( name, known ) );
+         allKnown = false;
+      }
+   }
+   return allKnown;
 }
 
 } // namespace
@@ -55,16 +78,19 @@ void flushOutput() {
    throw std::runtime_error( "standard output: cannot be written" );
 }
 
-LoadResult checkConfiguration( const Command& command ) {
-   ConfigSource source;
+Loaded checkConfiguration( const Command& command ) {
+   const bool togglesAreKnown = checkToggles( command.config );
+   Loaded loaded;
    if ( !command.profile.empty() ) {
-      source.defaultProfileIs( command.profile );
+      loaded.source.defaultProfileIs( command.profile );
    }
-   LoadResult result = source.load( command.config );
-   if ( !sayLoad( result, command ) ) {
+   loaded.source.mostBytesIs( command.configLimitMb << 20 );
+   loaded.result = loaded.source.load( command.config );
+   if ( !sayLoad( loaded.result, command ) ||
+         ( command.strictness == Strictness::strict && !togglesAreKnown ) ) {
       throw AlreadySaid();
    }
-   return result;
+   return loaded;
 }
 
 bool sayLoad( const LoadResult& result, const Command& command ) {
@@ -77,15 +103,18 @@ bool sayLoad( const LoadResult& result, const Command& command ) {
    if ( const size_t ignored = result.ignoredTables.size(); ignored > 0 ) {
       std::cerr << "ignored " << ignored << ( ignored == 1 ? " table" : " tables" )
                 << " that this agent does not read"
-                << ( command.detail == Detail::full ? ": " + joined( result.ignoredTables )
-                                                    : "; --verbose names them" )
+                << ( command.detail == Detail::full
+                               ? ": " + printable( joined( result.ignoredTables ) )
+                               : "; --verbose names them" )
                 << "\n";
    }
    return result.errors.empty() &&
          ( command.strictness == Strictness::lenient || result.warnings.empty() );
 }
 
-void sayWarning( const std::string& text ) { std::cerr << "warning: " << text << "\n"; }
+void sayWarning( const std::string& text ) {
+   std::cerr << "warning: " << printable( text ) << "\n";
+}
 
 void sayProblems( const Runtime& runtime ) {
    for ( const std::string& problem : runtime.problems() ) {
@@ -93,7 +122,7 @@ void sayProblems( const Runtime& runtime ) {
    }
 }
 
-bool sayUnserved( const Runtime& runtime ) {
+bool sayUnserved( const Runtime& runtime, Strictness strictness ) {
    bool any = false;
    for ( const SessionState& session : runtime.sessions() ) {
       if ( session.phase == SessionPhase::refused || session.phase == SessionPhase::failed ) {
@@ -104,21 +133,12 @@ bool sayUnserved( const Runtime& runtime ) {
          }
       }
    }
-   return any;
+   return !any || strictness == Strictness::lenient;
 }
 
 Style outputStyle() {
    return isatty( STDOUT_FILENO ) && !std::getenv( "NO_COLOR" ) ? Style::terminal
                                                                 : Style::plain;
-}
-
-void checkToggles( const std::string& config ) {
-   const std::string folder = std::filesystem::path( config ).parent_path().string();
-   KarvelLib::toggleDirectoryIs( folder.empty() ? "." : folder );
-   const std::string file = ( folder.empty() ? "." : folder ) + "/KarvelLib.json";
-   if ( auto error = KarvelLib::checkToggleFile( file ) ) {
-      throw std::runtime_error( *error );
-   }
 }
 
 std::string pluginPath( const Command& command ) {

@@ -20,10 +20,17 @@ struct AlreadySaid {};
 // that is interrupted ends the process by the signal, tidied up.
 int guarded( const std::function< int() >& work );
 
-// Loads the configuration without an agent and says all there is to say of it: what is wrong
-// is known before anything has an effect. AlreadySaid if it is wrong, or under --strict if
-// something in it is not served.
-LoadResult checkConfiguration( const Command& command );
+// A configuration as it was read, and what it holds. It is read once: what is checked is what
+// is run, also if it comes through a pipe.
+struct Loaded {
+   ConfigSource source;
+   LoadResult result;
+};
+
+// Loads the configuration and its toggles without an agent and says all there is to say of them:
+// what is wrong is known before anything has an effect. AlreadySaid if it is wrong, or under
+// --strict if something in it is not served.
+Loaded checkConfiguration( const Command& command );
 
 // Says all there is to say of a load. True if it may be used.
 bool sayLoad( const LoadResult& result, const Command& command );
@@ -32,14 +39,11 @@ bool sayLoad( const LoadResult& result, const Command& command );
 void flushOutput();
 void sayWarning( const std::string& text );
 void sayProblems( const Runtime& runtime );
-// Sessions that do not mirror; true if there are any.
-bool sayUnserved( const Runtime& runtime );
+// Says which sessions do not mirror. True if there are none, or nobody minds.
+bool sayUnserved( const Runtime& runtime, Strictness strictness );
 
 // Of standard output: colours on a terminal, unless NO_COLOR is set.
 Style outputStyle();
-
-// Feature toggles stand beside the configuration. std::runtime_error if they are malformed.
-void checkToggles( const std::string& config );
 
 // The plug-in that is named, or that is found. std::runtime_error if there is none.
 std::string pluginPath( const Command& command );

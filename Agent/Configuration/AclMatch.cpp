@@ -28,30 +28,56 @@ bool isFor( const FieldSchema& field, const AclTableDraft& table ) {
    } );
 }
 
-void checkFields( EntryReader& reader, AclTableDraft& table ) {
+// False if the rule is refused.
+bool checkFields( EntryReader& reader, const AclTableDraft& table ) {
    const AclRuleFields& fields = schema().aclRule;
+   bool isServed = true;
    for ( const Field& written : reader.entry().fields ) {
       const FieldSchema* field = fields.find( written.name );
-      if ( !field ) {
-         continue;
+      const bool isForIt = field && isFor( *field, table );
+      const bool isBeyond = field && fields.match.isBeyond( *field );
+      if ( !field || ( isForIt && !isBeyond ) ) {
+         continue; // whoever reads it says what is wrong
       }
-      if ( !isFor( *field, table ) ) {
-         reader.error( *field,
+      isServed = false;
+      if ( field->accepts && !field->accepts( written.text ) ) {
+         reader.notAllowed( *field, field->allowed );
+      } else if ( isForIt ) {
+         reader.refuse( *field, "no chip profile can match on it; allowed: other fields" );
+      } else {
+         reader.refuse( *field,
                "not for a table of type " + table.typeText + "; allowed: in tables of type " +
                      std::string( field->onlyFor ) );
-      } else if ( fields.match.isBeyond( *field ) && !table.beyond ) {
-         table.beyond = "ACL_RULE|" + reader.key() + " matches on " + written.name +
-               ", which is beyond this chip";
       }
    }
+   return isServed;
+}
+
+// A value and a mask that do not agree are taken as they are.
+void readMasked( EntryReader& reader, const ValueField< Masked< uint8_t > >& field,
+      const std::function< void( Masked< uint8_t > ) >& use ) {
+   const auto masked = reader.read( field );
+   if ( !masked ) {
+      return;
+   }
+   const std::string text = reader.text( field );
+   const auto written = parseNumber( std::string_view( text ).substr( 0, text.find( '/' ) ) );
+   if ( masked->mask == 0 ) {
+      reader.warning( field, "'" + text + "': the mask is 0, so any value matches" );
+   } else if ( written != masked->value ) {
+      reader.warning( field,
+            "'" + text + "': bits outside of the mask do not count, it is the same as " +
+                  std::to_string( masked->value ) + "/" + std::to_string( masked->mask ) );
+   }
+   use( *masked );
 }
 
 class IpMatchReader {
  public:
-   IpMatchReader( EntryReader& reader, const AclTableDraft& table )
-         : reader_( reader ), typeText_( table.typeText ), isV6_( table.type == Acl::ipv6() ) {}
+   IpMatchReader( EntryReader& reader, bool isV6 ) : reader_( reader ), isV6_( isV6 ) {}
 
-   Acl::IpFilter read() {
+   // None if the rule is refused.
+   std::optional< Acl::IpFilter > read() {
       readAddresses();
       readProtocol();
       readPorts();
@@ -59,11 +85,15 @@ class IpMatchReader {
       readTrafficClass();
       readIcmp();
       readFragments();
-      checkKind();
-      return filter_;
+      return isRefused_ ? std::nullopt : std::optional( filter_ );
    }
 
  private:
+   void refuse( std::string_view field, const std::string& text ) {
+      reader_.refuse( field, text );
+      isRefused_ = true;
+   }
+
    void readAddresses() {
       if ( isV6_ ) {
          if ( auto prefix = reader_.read( fields_.srcIp6 ) ) {
@@ -95,7 +125,7 @@ class IpMatchReader {
       }
       if ( auto next = reader_.read( fields_.nextHeader ) ) {
          if ( filter_.protoMask() != 0 && filter_.proto() != *next ) {
-            reader_.error( fields_.nextHeader, "not the IP_PROTOCOL; allowed: one of the two" );
+            refuse( fields_.nextHeader, "not the IP_PROTOCOL; allowed: one of the two" );
          }
          protocolIs( *next );
       }
@@ -121,7 +151,7 @@ class IpMatchReader {
          return std::nullopt;
       }
       if ( reader_.has( single ) && reader_.has( range ) ) {
-         reader_.error( range,
+         refuse( range,
                "together with " + std::string( single.name ) + "; allowed: one of the two" );
       }
       checkProtocol( reader_.has( single ) ? single.name : range.name, { tcp, udp, sctp },
@@ -138,7 +168,7 @@ class IpMatchReader {
       if ( filter_.protoMask() != 0 &&
             std::find( protocols.begin(), protocols.end(), filter_.proto() ) ==
                   protocols.end() ) {
-         reader_.error( field,
+         refuse( field,
                "protocol " + std::to_string( filter_.proto() ) +
                      " does not have it; allowed: with the protocol " + joined( protocols ) +
                      " (" + names + ")" );
@@ -157,19 +187,19 @@ class IpMatchReader {
       if ( !reader_.has( fields_.tcpFlags ) ) {
          return;
       }
-      if ( auto flags = reader_.read( fields_.tcpFlags ) ) {
-         filter_.tcpFlagsIs( flags->value );
-         filter_.tcpFlagsMaskIs( flags->mask );
-      }
+      readMasked( reader_, fields_.tcpFlags, [ this ]( Masked< uint8_t > flags ) {
+         filter_.tcpFlagsIs( flags.value );
+         filter_.tcpFlagsMaskIs( flags.mask );
+      } );
       checkProtocol( fields_.tcpFlags, { tcp }, "TCP" );
       protocolIs( tcp );
    }
 
    void readTrafficClass() {
-      if ( auto dscp = reader_.read( fields_.dscp ) ) {
-         filter_.dscpIs( dscp->value );
-         filter_.dscpMaskIs( dscp->mask );
-      }
+      readMasked( reader_, fields_.dscp, [ this ]( Masked< uint8_t > dscp ) {
+         filter_.dscpIs( dscp.value );
+         filter_.dscpMaskIs( dscp.mask );
+      } );
       if ( auto ecn = reader_.read( fields_.ecn ) ) {
          filter_.ecnIs( *ecn );
          filter_.ecnMaskIs( wholeEcn );
@@ -189,7 +219,7 @@ class IpMatchReader {
             static_cast< uint16_t >( ( type ? 0xff00 : 0 ) | ( code ? 0xff : 0 ) ) );
       const std::string_view field = type ? typeField : codeField;
       if ( !layer4Field_.empty() ) {
-         reader_.error( field,
+         refuse( field,
                "together with " + std::string( layer4Field_ ) + "; allowed: one of the two" );
          return;
       }
@@ -200,39 +230,32 @@ class IpMatchReader {
    void readFragments() {
       filter_.fragmentsIs( reader_.read( fields_.fragments ) );
       if ( filter_.fragments() == Acl::Fragments::later && !layer4Field_.empty() ) {
-         reader_.error( fields_.fragments,
+         refuse( fields_.fragments,
                "such fragments do not carry what " + std::string( layer4Field_ ) +
                      " matches; allowed: ANY, NON_FRAG, NON_FRAG_OR_HEAD, HEAD" );
       }
    }
 
-   // These may repeat what the table's type says.
-   void checkKind() {
-      const auto etherType = reader_.read( fields_.etherType );
-      if ( etherType && *etherType != ( isV6_ ? 0x86dd : 0x0800 ) ) {
-         reader_.error( fields_.etherType,
-               "not of a table of type " + typeText_ +
-                     "; allowed: " + ( isV6_ ? "0x86dd" : "0x0800" ) );
-      }
-      const Families families = reader_.read( fields_.ipType );
-      if ( !( isV6_ ? families.ip6 : families.ip4 ) ) {
-         reader_.error( fields_.ipType,
-               "contradicts the table's type " + typeText_ + "; allowed: ANY, IP, " +
-                     ( isV6_ ? "IPV6, IPV6ANY, NON_IPV4" : "IPV4, IPV4ANY, NON_IPV6" ) );
-      }
-   }
-
    EntryReader& reader_;
    const AclMatchFields& fields_ = schema().aclRule.match;
-   const std::string& typeText_;
    const bool isV6_;
+   bool isRefused_ = false;
    std::string_view layer4Field_; // one that only whole datagrams and first fragments have
    Acl::IpFilter filter_;
 };
 
-Acl::MacFilter readMac( EntryReader& reader ) {
-   const AclMatchFields& fields = schema().aclRule.match;
+Acl::MacFilter ofEtherType( uint16_t etherType ) {
    Acl::MacFilter filter;
+   if ( etherType != 0 ) {
+      filter.etherTypeIs( etherType );
+      filter.etherTypeMaskIs( wholeEtherType );
+   }
+   return filter;
+}
+
+Acl::MacFilter readMac( EntryReader& reader, uint16_t etherType ) {
+   const AclMatchFields& fields = schema().aclRule.match;
+   Acl::MacFilter filter = ofEtherType( etherType );
    if ( auto mac = reader.read( fields.srcMac ) ) {
       filter.srcMacIs( mac->value );
       filter.srcMacMaskIs( mac->mask );
@@ -240,10 +263,6 @@ Acl::MacFilter readMac( EntryReader& reader ) {
    if ( auto mac = reader.read( fields.dstMac ) ) {
       filter.dstMacIs( mac->value );
       filter.dstMacMaskIs( mac->mask );
-   }
-   if ( auto type = reader.read( fields.etherType ) ) {
-      filter.etherTypeIs( *type );
-      filter.etherTypeMaskIs( wholeEtherType );
    }
    if ( auto label = reader.read( fields.mplsLabel ) ) {
       filter.mplsLabelIs( *label );
@@ -253,15 +272,22 @@ Acl::MacFilter readMac( EntryReader& reader ) {
       filter.mplsInnerLabelIs( *label );
       filter.mplsInnerLabelMaskIs( wholeLabel );
    }
-   if ( auto priority = reader.read( fields.vlanPriority ) ) {
-      filter.vlanPriorityIs( priority->value );
-      filter.vlanPriorityMaskIs( priority->mask );
-   }
-   const auto& ipType = fields.ipType;
-   if ( reader.has( ipType ) && !sameText( reader.text( ipType ), ipType.byDefault ) ) {
-      reader.notAllowed( ipType, "ANY, and ETHER_TYPE for what a frame carries" );
-   }
+   readMasked( reader, fields.vlanPriority, [ & ]( Masked< uint8_t > priority ) {
+      filter.vlanPriorityIs( priority.value );
+      filter.vlanPriorityMaskIs( priority.mask );
+   } );
    return filter;
+}
+
+// The first field of a rule that only datagrams have; empty if there is none.
+std::string ipFieldOf( const EntryReader& reader ) {
+   for ( const Field& written : reader.entry().fields ) {
+      const FieldSchema* field = schema().aclRule.find( written.name );
+      if ( field && !field->onlyFor.empty() && field->onlyFor != onlyMac ) {
+         return written.name;
+      }
+   }
+   return "";
 }
 
 template < typename Filter >
@@ -274,18 +300,95 @@ bool limitFilter( Filter& filter, uint16_t vlanId ) {
    return true;
 }
 
+// Into which kinds of ACL a rule goes, and what it matches there.
+class MatchReader {
+ public:
+   MatchReader( EntryReader& reader, const AclTableDraft& table, AclRuleDraft rule )
+         : reader_( reader ), table_( table ), rule_( std::move( rule ) ) {}
+
+   std::vector< AclRuleDraft > read() {
+      rule_.isRefused = !checkFields( reader_, table_ );
+      readKind();
+      const std::vector< Acl::AclType > types = kinds();
+      if ( types.empty() || types[ 0 ] == Acl::mac() ) {
+         checkOthers();
+         rule_.config.macIs( readMac( reader_, etherType_ ) );
+      } else if ( auto filter = IpMatchReader( reader_, types[ 0 ] == Acl::ipv6() ).read() ) {
+         rule_.config.ipIs( *filter );
+      } else {
+         rule_.isRefused = true;
+      }
+      const auto vlan = reader_.read( fields_.vlanId );
+      std::vector< AclRuleDraft > rules;
+      // What a table for both IPv4 and IPv6 has is the same in both.
+      for ( Acl::AclType type : types.empty() ? std::vector{ Acl::mac() } : types ) {
+         AclRuleDraft& rule = rules.emplace_back( rule_ );
+         rule.type = type;
+         if ( vlan ) {
+            limitToVlan( rule.config, type, *vlan );
+         }
+      }
+      return rules;
+   }
+
+ private:
+   void readKind() {
+      const auto written = reader_.read( fields_.etherType );
+      families_ = reader_.read( fields_.ipType );
+      etherType_ = written.value_or( families_.only );
+      if ( etherType_ != 0 && !families_.has( etherType_ ) ) {
+         refuse( "contradicts ETHER_TYPE; allowed: ANY" );
+      }
+   }
+
+   // Those of the table's kinds that have frames for the rule.
+   std::vector< Acl::AclType > kinds() const {
+      std::vector< Acl::AclType > types = table_.types;
+      std::erase_if( types, [ this ]( Acl::AclType type ) {
+         if ( type == Acl::mac() ) {
+            return false;
+         }
+         const uint16_t own = type == Acl::ipv6() ? ip6EtherType : ip4EtherType;
+         return !families_.has( own ) || ( etherType_ != 0 && etherType_ != own );
+      } );
+      return types;
+   }
+
+   // Frames that the filters for IP do not know: nothing but an EtherType tells them.
+   void checkOthers() {
+      const bool isWhole = families_.ip4 && families_.ip6 && families_.others;
+      if ( etherType_ == 0 && !isWhole && !rule_.isRefused ) {
+         refuse( "more than one EtherType, or what the table is not for; allowed: ANY, and "
+                 "ETHER_TYPE for what a frame carries" );
+      }
+      const std::string field = table_.types[ 0 ] == Acl::mac() ? "" : ipFieldOf( reader_ );
+      if ( !field.empty() && !rule_.isRefused ) {
+         reader_.refuse( field,
+               "frames of the rule's EtherType do not have it; allowed: with that of the "
+               "table's type " +
+                     table_.typeText );
+         rule_.isRefused = true;
+      }
+   }
+
+   void refuse( const std::string& text ) {
+      reader_.refuse( fields_.ipType, text );
+      rule_.isRefused = true;
+   }
+
+   EntryReader& reader_;
+   const AclTableDraft& table_;
+   const AclMatchFields& fields_ = schema().aclRule.match;
+   AclRuleDraft rule_;
+   Families families_{};
+   uint16_t etherType_ = 0; // 0: any
+};
+
 } // namespace
 
-void readAclMatch( EntryReader& reader, AclTableDraft& table, AclRuleDraft& rule ) {
-   checkFields( reader, table );
-   if ( table.type == Acl::mac() ) {
-      rule.config.macIs( readMac( reader ) );
-   } else {
-      rule.config.ipIs( IpMatchReader( reader, table ).read() );
-   }
-   if ( auto vlan = reader.read( schema().aclRule.match.vlanId ) ) {
-      limitToVlan( rule.config, table.type, *vlan );
-   }
+std::vector< AclRuleDraft > readAclMatch(
+      EntryReader& reader, const AclTableDraft& table, const AclRuleDraft& rule ) {
+   return MatchReader( reader, table, rule ).read();
 }
 
 bool limitToVlan( Acl::RuleConfig& rule, Acl::AclType type, uint16_t vlanId ) {

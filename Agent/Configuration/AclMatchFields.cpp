@@ -33,8 +33,16 @@ ValueKind< Masked< uint8_t > > maskedNumber(
 }
 
 bool AclMatchFields::isBeyond( const FieldSchema& field ) const {
-   return std::any_of( std::begin( beyond ), std::end( beyond ),
-         [ &field ]( const BeyondField& known ) { return &known == &field; } );
+   return &field == &dei ||
+         std::any_of( std::begin( beyond ), std::end( beyond ),
+               [ &field ]( const BeyondField& known ) { return &known == &field; } );
+}
+
+bool Families::has( uint16_t etherType ) const {
+   const bool isKnown = etherType == ip4EtherType ? ip4
+         : etherType == ip6EtherType              ? ip6
+                                                  : others;
+   return isKnown && ( only == 0 || only == etherType );
 }
 
 } // namespace Agent

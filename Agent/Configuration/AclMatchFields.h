@@ -25,6 +25,7 @@ constexpr std::string_view onlyIp4 = "L3, MIRROR";
 constexpr std::string_view onlyIp6 = "L3V6, MIRRORV6";
 constexpr std::string_view onlyIp = "L3, MIRROR, L3V6, MIRRORV6";
 constexpr std::string_view onlyMac = "MAC, L2";
+constexpr std::string_view allWithDscp = "L3, MIRROR, L3V6, MIRRORV6, MIRROR_DSCP";
 
 // Without a mask: FIN, SYN, RST, PSH, ACK and URG, not those that ECN has added.
 constexpr uint8_t classicTcpFlags = 0x3f;
@@ -33,20 +34,24 @@ constexpr uint8_t highestPriority = 7;             // IEEE 802.1Q
 constexpr NumberRange etherTypes{ 0x600, 0xffff }; // below, it is a length (IEEE 802.3 3.2.6)
 constexpr NumberRange mplsLabels{ 0, 0xfffff };    // RFC 3032
 
-// The families of the datagrams that a rule can be about.
+constexpr uint16_t ip4EtherType = 0x0800;
+constexpr uint16_t arpEtherType = 0x0806;
+constexpr uint16_t ip6EtherType = 0x86dd;
+
+// What frames a rule can be about.
 struct Families {
    bool ip4;
    bool ip6;
+   bool others;
+   uint16_t only = 0; // the one EtherType of all these frames; 0: there are several
+   bool has( uint16_t etherType ) const;
 };
 
 // No chip here can match on it.
 struct BeyondField : FieldSchema {
-   BeyondField(
-         TableSchema& table, std::string_view fieldName, std::string_view fieldOnlyFor = "" )
+   BeyondField( TableSchema& table, std::string_view fieldName )
          : FieldSchema( table, fieldName, "any",
-                 "not supported by any chip profile: sessions that the table is for are "
-                 "refused",
-                 fieldOnlyFor ) {}
+                 "not supported by any chip profile: a rule with it is refused" ) {}
 };
 
 struct AclMatchFields {
@@ -61,16 +66,21 @@ struct AclMatchFields {
       "list of ports, port channels and sub-interfaces; the rule is for these of the table's "
       "only" };
    ValueField< uint16_t > etherType{ table, "ETHER_TYPE", etherTypes, "any",
-      "; in IPv4 tables 0x0800, in IPv6 tables 0x86dd, which add nothing" };
+      "; what is not IP of the table's kind has none of the fields below, and is matched all "
+      "the same" };
    DefaultedField< Families > ipType{ table, "IP_TYPE",
-      { { "ANY", { true, true } }, { "IP", { true, true } }, { "NON_IP", { false, false } },
-            { "IPV4", { true, false } }, { "IPV4ANY", { true, false } },
-            { "NON_IPV4", { false, true } }, { "IPV6", { false, true } },
-            { "IPV6ANY", { false, true } }, { "NON_IPV6", { true, false } },
-            { "ARP", { false, false } } },
+      { { "ANY", { true, true, true } }, { "IP", { true, true, false } },
+            { "NON_IP", { false, false, true } },
+            { "IPV4", { true, false, false, ip4EtherType } },
+            { "IPV4ANY", { true, false, false, ip4EtherType } },
+            { "NON_IPV4", { false, true, true } },
+            { "IPV6", { false, true, false, ip6EtherType } },
+            { "IPV6ANY", { false, true, false, ip6EtherType } },
+            { "NON_IPV6", { true, false, true } },
+            { "ARP", { false, false, true, arpEtherType } } },
       "ANY",
-      "; adds nothing: what contradicts the table's type is an error, and so is all but ANY in "
-      "tables for MAC addresses" };
+      "; of one EtherType it is the same as `ETHER_TYPE`, others only narrow what the table is "
+      "for, and a rule that nothing is left of is refused" };
 
    ValueField< Masked< Plix::IpAddr > > srcIp{ table, "SRC_IP", ip4Prefix(), "any",
       "; bits behind the prefix do not count", onlyIp4 };
@@ -98,7 +108,7 @@ struct AclMatchFields {
       "any", "; without a mask all six are compared", onlyIp };
    ValueField< Masked< uint8_t > > dscp{ table, "DSCP",
       maskedNumber( wholeDscp, wholeDscp, "0 to 63, or a value and a mask like 0x28/0x38" ),
-      "any", "", onlyIp };
+      "any", "", allWithDscp };
    ValueField< uint8_t > ecn{ table, "ECN", NumberRange{ 0, 3 }, "any",
       " (of this agent alone)", onlyIp };
    ValueField< uint8_t > icmpType{ table, "ICMP_TYPE", NumberRange{ 0, 255 }, "any", "",
@@ -136,12 +146,13 @@ struct AclMatchFields {
    ValueField< uint32_t > mplsInnerLabel{ table, "MPLS_INNER_LABEL", mplsLabels, "any",
       ", the label behind the outermost (of this agent alone)", onlyMac };
 
-   BeyondField beyond[ 15 ]{ { table, "DEI", onlyMac }, { table, "TC" }, { table, "OUT_PORTS" },
-      { table, "TUNNEL_VNI" }, { table, "TUNNEL_TERM" }, { table, "INNER_ETHER_TYPE" },
-      { table, "INNER_IP_PROTOCOL" }, { table, "INNER_L4_SRC_PORT" },
-      { table, "INNER_L4_DST_PORT" }, { table, "INNER_SRC_IP" }, { table, "INNER_DST_IP" },
-      { table, "INNER_SRC_MAC" }, { table, "INNER_DST_MAC" }, { table, "BTH_OPCODE" },
-      { table, "AETH_SYNDROME" } };
+   ValueField< uint8_t > dei{ table, "DEI", NumberRange{ 0, 1 }, "any",
+      "; not supported by any chip profile: a rule with it is refused", onlyMac };
+   BeyondField beyond[ 14 ]{ { table, "TC" }, { table, "OUT_PORTS" }, { table, "TUNNEL_VNI" },
+      { table, "TUNNEL_TERM" }, { table, "INNER_ETHER_TYPE" }, { table, "INNER_IP_PROTOCOL" },
+      { table, "INNER_L4_SRC_PORT" }, { table, "INNER_L4_DST_PORT" }, { table, "INNER_SRC_IP" },
+      { table, "INNER_DST_IP" }, { table, "INNER_SRC_MAC" }, { table, "INNER_DST_MAC" },
+      { table, "BTH_OPCODE" }, { table, "AETH_SYNDROME" } };
 };
 
 } // namespace Agent

@@ -26,8 +26,12 @@ class RuleReader {
       readPacketAction();
       readMirrorActions();
       readInPorts();
-      readAclMatch( reader_, table_, rule_ );
-      table_.rules.push_back( std::move( rule_ ) );
+      for ( AclRuleDraft& rule : readAclMatch( reader_, table_, rule_ ) ) {
+         if ( !rule.mirrorTo.empty() && !rule.isRefused ) {
+            table_.feeds.insert( rule.mirrorTo );
+         }
+         table_.rules.push_back( std::move( rule ) );
+      }
    }
 
  private:
@@ -62,9 +66,6 @@ class RuleReader {
          rule_.mirrorTo.clear();
       }
       askEgress( egress );
-      if ( !rule_.mirrorTo.empty() ) {
-         table_.feeds.insert( rule_.mirrorTo );
-      }
    }
    void askEgress( const std::string& session ) {
       if ( !session.empty() ) {
@@ -143,6 +144,21 @@ void readRule( Draft& draft, const std::string& key, const Entry& entry ) {
    }
 }
 
+// Said once for a table: there may be thousands of them. A table that is applied nowhere only
+// tells sessions what not to mirror.
+void sayUnfiltered( Draft& draft, const AclTableDraft& table ) {
+   const AclTableFields& fields = schema().aclTable;
+   const auto drops = std::find_if( table.rules.begin(), table.rules.end(),
+         []( const AclRuleDraft& rule ) { return rule.action == PacketAction::deny; } );
+   if ( drops != table.rules.end() &&
+         !splitList( draft.table( fields.name ).at( table.name ).text( fields.ports ) )
+                .empty() ) {
+      draft.findings.warnings.push_back( { drops->place,
+            "ACL_RULE|" + table.name + "|" + drops->config.name() +
+                  ": PACKET_ACTION: DROP filters no traffic here: this agent mirrors only" } );
+   }
+}
+
 void orderRules( Draft& draft, AclTableDraft& table ) {
    auto& rules = table.rules;
    std::sort( rules.begin(), rules.end(), []( const auto& left, const auto& right ) {
@@ -153,7 +169,8 @@ void orderRules( Draft& draft, AclTableDraft& table ) {
             : NaturalLess()( left.config.name(), right.config.name() );
    } );
    auto same = []( const AclRuleDraft& left, const AclRuleDraft& right ) {
-      return left.config.ruleId() == right.config.ruleId();
+      return left.config.ruleId() == right.config.ruleId() &&
+            left.config.name() != right.config.name();
    };
    const auto first = std::adjacent_find( rules.begin(), rules.end(), same );
    if ( first == rules.end() || table.users() == 0 ) {
@@ -175,6 +192,7 @@ void readAclRules( Draft& draft ) {
    }
    for ( auto& [ name, table ] : draft.acls ) {
       orderRules( draft, table );
+      sayUnfiltered( draft, table );
    }
    for ( const Tables::RepeatedRule& rule : draft.tables.repeatedRules ) {
       const auto table = draft.acls.find( entryName( rule.key ).table );

@@ -12,8 +12,8 @@ namespace {
 constexpr size_t longestName = 255;
 
 // Types that the convention has besides those that ACL_TABLE_TYPE makes.
-constexpr std::string_view otherTypes[] = { "L3V4V6", "MIRROR_DSCP", "CTRLPLANE", "PFCWD",
-   "MCLAG", "MUX", "DROP", "MARK_META", "MARK_META_V6", "EGR_SET_DSCP", "UNDERLAY_SET_DSCP",
+constexpr std::string_view otherTypes[] = { "L3V4V6", "CTRLPLANE", "PFCWD", "MCLAG", "MUX",
+   "DROP", "MARK_META", "MARK_META_V6", "EGR_SET_DSCP", "UNDERLAY_SET_DSCP",
    "UNDERLAY_SET_DSCPV6", "DTEL_FLOW_WATCHLIST", "DTEL_DROP_WATCHLIST", "BMCDATA", "BMCDATAV6",
    "INNER_SRC_MAC_REWRITE_TABLE_TYPE" };
 
@@ -23,7 +23,7 @@ bool isOtherType( const Draft& draft, const std::string& text ) {
                [ & ]( std::string_view other ) { return sameText( text, other ); } );
 }
 
-Acl::AclType readType( Draft& draft, EntryReader& reader ) {
+std::vector< Acl::AclType > readTypes( Draft& draft, EntryReader& reader ) {
    const auto& field = schema().aclTable.type;
    const std::string text = reader.text( field );
    if ( const auto served = field.parse( text ) ) {
@@ -35,7 +35,7 @@ Acl::AclType readType( Draft& draft, EntryReader& reader ) {
    } else if ( !isOtherType( draft, text ) ) {
       reader.notAllowed( field, allowed );
    }
-   return Acl::AclType::none;
+   return {};
 }
 
 // A table's name and a session's, with a slash between them, name the ACL of one of several
@@ -68,7 +68,7 @@ void readTable( Draft& draft, const std::string& name, const Entry& entry ) {
    table.name = name;
    table.place = entry.place;
    table.typeText = reader.text( fields.type );
-   table.type = readType( draft, reader );
+   table.types = readTypes( draft, reader );
    table.stage = reader.read( fields.stage );
    if ( table.isServed() && !isTableName( name ) ) {
       reader.error( "not a table's name; allowed: up to " + std::to_string( longestName ) +

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "Agent/Configuration/Json.h"
+#include "Agent/Configuration/Names.h"
 #include "Agent/Configuration/Schema.h"
 
 namespace Agent {
@@ -21,32 +22,14 @@ bool isScalar( const JsonValue& value ) {
          value.kind == JsonValue::Kind::boolean;
 }
 
-// The position of the first byte that is not part of a UTF-8 character (RFC 3629); none if
-// all is well.
+// The position of the first byte that is not part of a UTF-8 character; none if all is well.
 std::optional< size_t > badUtf8( std::string_view text ) {
-   auto at = [ text ]( size_t i ) {
-      return i < text.size() ? static_cast< unsigned char >( text[ i ] ) : 0u;
-   };
    for ( size_t i = 0; i < text.size(); ) {
-      const unsigned lead = at( i );
-      const size_t more = lead < 0x80     ? 0
-            : lead >= 0xc2 && lead < 0xe0 ? 1
-            : lead >= 0xe0 && lead < 0xf0 ? 2
-            : lead >= 0xf0 && lead < 0xf5 ? 3
-                                          : 4;
-      // The second byte tells overlong forms, surrogates and what lies beyond U+10FFFF.
-      const unsigned second = at( i + 1 );
-      if ( more == 4 || ( lead == 0xe0 && second < 0xa0 ) ||
-            ( lead == 0xed && second > 0x9f ) || ( lead == 0xf0 && second < 0x90 ) ||
-            ( lead == 0xf4 && second > 0x8f ) ) {
+      const size_t length = utf8Length( text.substr( i ) );
+      if ( length == 0 ) {
          return i;
       }
-      for ( size_t k = 1; k <= more; ++k ) {
-         if ( ( at( i + k ) & 0xc0 ) != 0x80 ) {
-            return i;
-         }
-      }
-      i += more + 1;
+      i += length;
    }
    return std::nullopt;
 }
@@ -71,6 +54,7 @@ class Reader {
 
  private:
    void readMember( const JsonMember& member, Tables& into );
+   void ignore( const std::string& table, const Place& place, Tables& into );
    void readTable( const std::string& table, const JsonMember& member, Tables& into );
    void addEntry( const EntryName& name, const JsonMember& member, Tables& into );
    std::optional< std::string > textOf( const std::string& where, const JsonMember& member );
@@ -78,15 +62,23 @@ class Reader {
    const Source source_;
    Place place_;
    std::set< std::string > whole_; // tables read so far that were not flat
+   std::set< std::string > mistyped_;
    Errors& errors_;
 };
 
 JsonValue Reader::parse( const std::string& text ) {
-   if ( auto bad = badUtf8( text ) ) {
-      const auto end = text.begin() + static_cast< std::ptrdiff_t >( *bad );
+   auto errorAt = [ & ]( size_t position, const std::string& what ) {
+      const auto end = text.begin() + static_cast< std::ptrdiff_t >( position );
       const auto line = 1 + std::count( text.begin(), end, '\n' );
-      error( placeOf( static_cast< int >( line ) ), "not UTF-8; allowed: JSON in UTF-8" );
-      return {};
+      error( placeOf( static_cast< int >( line ) ), what );
+      return JsonValue();
+   };
+   if ( auto bad = badUtf8( text ) ) {
+      return errorAt( *bad, "not UTF-8; allowed: JSON in UTF-8" );
+   }
+   // To the parser it is the end, whatever stands behind it.
+   if ( const size_t zero = text.find( '\0' ); zero != std::string::npos ) {
+      return errorAt( zero, "a NUL byte; allowed: JSON in UTF-8" );
    }
    try {
       JsonValue value = parseJson( text );
@@ -124,7 +116,7 @@ void Reader::readMember( const JsonMember& member, Tables& into ) {
    const EntryName name = entryName( member.name );
    const bool flat = member.name.find( '|' ) != std::string::npos;
    if ( !tableSchema( name.table ) ) {
-      into.ignored.insert( name.table );
+      ignore( name.table, placeOf( member.line ), into );
    } else if ( flat ) {
       addEntry( name, member, into );
    } else {
@@ -132,10 +124,19 @@ void Reader::readMember( const JsonMember& member, Tables& into ) {
    }
 }
 
+void Reader::ignore( const std::string& table, const Place& place, Tables& into ) {
+   if ( const std::string meant = suggestion( table, readTables() ); meant.empty() ) {
+      into.ignored.insert( table );
+   } else if ( mistyped_.insert( table ).second ) {
+      into.warnings.push_back( { place, table + ": unknown table, ignored" + meant } );
+   }
+}
+
 void Reader::readTable( const std::string& table, const JsonMember& member, Tables& into ) {
    if ( !member.value.isObject() ) {
       error( placeOf( member.line ),
             table + ": " + kindOf( member.value ) + "; allowed: an object of entries" );
+      into.isIncomplete = true;
       return;
    }
    into.tables.try_emplace( table );
@@ -275,7 +276,7 @@ Tables parseTables( const std::string& text, const std::string& file, Errors& er
    return tables;
 }
 
-std::string readConfigFile( const std::string& path, Errors& errors ) {
+std::string readConfigFile( const std::string& path, size_t mostBytes, Errors& errors ) {
    Diagnostic error;
    error.place.file = path;
    std::error_code ignored;
@@ -290,6 +291,12 @@ std::string readConfigFile( const std::string& path, Errors& errors ) {
    char part[ 65536 ];
    while ( in && ( in.read( part, sizeof part ), in.gcount() > 0 ) ) {
       text.append( part, static_cast< size_t >( in.gcount() ) );
+      if ( text.size() > mostBytes ) {
+         error.text = "larger than " + std::to_string( mostBytes >> 20 ) +
+               " MB; allowed: up to that, or more by --config-limit";
+         errors.push_back( error );
+         return "";
+      }
    }
    if ( !in.is_open() || in.bad() ) {
       const std::string why = errno ? std::strerror( errno ) : "cannot be read";

@@ -39,7 +39,9 @@ using Table = std::map< std::string, Entry >;
 
 struct Tables {
    std::map< std::string, Table > tables; // those that the agent reads
-   std::set< std::string > ignored;       // the names of the others
+   std::set< std::string > ignored;       // the names of the others, but for:
+   std::vector< Diagnostic > warnings{};  // tables whose names are nearly those of ours
+   bool isIncomplete = false; // a table could not be read, so references into it mean nothing
    // Duplicate rules. In tables of the kinds that the agent leaves alone nothing is
    // an error, and which these are is not known before ACL_TABLE is read.
    struct RepeatedRule {
@@ -64,7 +66,8 @@ Tables parseTables(
       const std::string& text, const std::string& file, std::vector< Diagnostic >& errors );
 
 // The file's text; errors as above.
-std::string readConfigFile( const std::string& path, std::vector< Diagnostic >& errors );
+std::string readConfigFile(
+      const std::string& path, size_t mostBytes, std::vector< Diagnostic >& errors );
 
 // One entry from a JSON object; all of it stands at `place`.
 Entry parseEntry( const EntryName& name, const std::string& json, const Place& place,

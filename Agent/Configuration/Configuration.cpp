@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "Agent/Configuration/Names.h"
+
 namespace Agent {
 
 int Configuration::unitOf( const std::string& interface ) const {
@@ -39,18 +41,11 @@ const PortChannelConfig* Configuration::channelOf( const std::string& port ) con
    return nullptr;
 }
 
-std::string Diagnostic::toString() const {
-   std::string shown = place.file;
-   if ( place.line ) {
-      shown += ":" + std::to_string( place.line );
-   }
-   shown += ": " + text;
-   // Names come from the user, and this is one line.
-   std::replace_if(
-         shown.begin(), shown.end(),
-         []( char c ) { return static_cast< unsigned char >( c ) < ' ' || c == 0x7f; }, '?' );
-   return shown;
+std::string Diagnostic::where() const {
+   return place.line ? place.file + ":" + std::to_string( place.line ) : place.file;
 }
+
+std::string Diagnostic::toString() const { return printable( where() + ": " + text ); }
 
 bool SessionAcl::operator==( const SessionAcl& other ) const {
    const bool sameRules =

@@ -84,12 +84,16 @@ struct FdbConfig {
    bool operator==( const FdbConfig& ) const = default;
 };
 
+// A chip's own CPU as the destination of copies.
+inline const std::string cpuDestination = "CPU";
+
 enum class SessionType : uint8_t { span, erspan };
 enum class SessionDirection : uint8_t { rx, tx, both };
 
 // What an ACL lets through to one session: what its rules permit is mirrored.
 struct SessionAcl {
-   // The ACL table's name; "TABLE/SESSION" if the table mirrors to several sessions.
+   // The ACL table's name; "TABLE/SESSION" if the table mirrors to several sessions; "TABLE:KIND"
+   // for frames of another kind than the table's first.
    Ixo::AclKey key;
    // Ports and sub-interfaces of the destination's chip, at least one, sorted, none within
    // another; port channels as their members.
@@ -135,7 +139,7 @@ struct SessionConfig {
    // The sources of a session that filters them, as interfaces of an ACL.
    std::vector< Plix::IntfId > filteredInterfaces;
    int unit = -1;                        // the chip that makes the copies; -1: none is known
-   std::string destination;              // a port or a port channel; span only
+   std::string destination;              // a port, a port channel, or the CPU; span only
    std::optional< TunnelConfig > tunnel; // erspan only
    uint32_t rateKbps = 0;                // limit of its copies in kilobits per second; 0: none
    // CoS queue of its copies, 0 to 7; none: as the chip is set.
@@ -143,6 +147,8 @@ struct SessionConfig {
    // Why this agent cannot serve the session although it is well formed; the rest runs.
    std::optional< std::string > refused;
    Place place;
+   // Every chip can send its copies: none is bound to the destination.
+   bool isSentAnywhere() const { return tunnel || destination == cpuDestination; }
    // Rules that limit match IPv4 headers only.
    bool rateIsEnforced() const {
       return rateKbps != 0 &&
@@ -174,6 +180,7 @@ struct Diagnostic {
    Place place;
    std::string text; // "TABLE|KEY: field: what is wrong; allowed: what is allowed"
    std::string toString() const;
+   std::string where() const; // "FILE:LINE"
 };
 
 } // namespace Agent

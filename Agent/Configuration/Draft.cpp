@@ -72,7 +72,7 @@ std::vector< std::string > Draft::interfaceList( EntryReader& entry, std::string
          entry.error( field,
                name + " is not a sub-interface; allowed: a dot and an outer VLAN, 1 to 4094" );
       } else {
-         unknownInterface( entry, field, name );
+         entry.error( field, unknownInterface( name ) );
       }
       return true;
    } );
@@ -96,11 +96,9 @@ std::vector< const Table::value_type* > Draft::entries( const std::string& name 
    return sorted;
 }
 
-void Draft::unknownInterface(
-      EntryReader& entry, std::string_view field, const std::string& name ) {
-   const std::string text = "there is no " + ( name.empty() ? "port without a name" : name ) +
+std::string Draft::unknownInterface( const std::string& name ) {
+   return ( name.empty() ? "empty" : "there is no " + name ) +
          "; allowed: a port of PORT or a port channel of PORTCHANNEL";
-   field.empty() ? entry.error( text ) : entry.error( field, text );
 }
 
 } // namespace Agent

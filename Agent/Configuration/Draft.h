@@ -61,8 +61,8 @@ struct Draft {
    const Table& table( const std::string& name ) const;
    // The same in the natural order of their keys.
    std::vector< const Table::value_type* > entries( const std::string& name ) const;
-   // Says it once, at the entry that names the missing one.
-   void unknownInterface( EntryReader& entry, std::string_view field, const std::string& name );
+   // What is said where an interface is named that is not there.
+   static std::string unknownInterface( const std::string& name );
 };
 
 void readChips( Draft& draft );        // CHIP

@@ -65,7 +65,8 @@ struct FieldSchema {
    std::string_view doc;
    std::string_view onlyFor; // entries of these types, a list; empty: of all types
 
-   std::string allowed;                // as errors say it; empty: see the reader of the table
+   std::string allowed; // as errors say it; empty: see the reader of the table
+   std::function< bool( std::string_view ) > accepts; // a text; none: see the same
    std::optional< NumberRange > range; // of numbers; of those with a mask, without it
 };
 using TextField = FieldSchema;
@@ -100,6 +101,7 @@ struct ValueField : FieldSchema {
            parse( std::move( kind.parse ) ) {
       allowed = std::move( kind.allowed );
       range = kind.range;
+      accepts = [ this ]( std::string_view text ) { return parse( text ).has_value(); };
    }
    Parse< T > parse;
 };

@@ -1,5 +1,7 @@
 #include "Agent/Configuration/Fields.h"
 
+#include <algorithm>
+
 #include "Agent/Configuration/Names.h"
 
 namespace Agent {
@@ -12,16 +14,6 @@ std::string_view trimmed( std::string_view text ) {
       return "";
    }
    return text.substr( start, text.find_last_not_of( ' ' ) + 1 - start );
-}
-
-// What the user wrote, short enough for one line and without control characters.
-std::string quoted( std::string_view text ) {
-   constexpr size_t longest = 64;
-   std::string shown = "'";
-   for ( char c : text.substr( 0, longest ) ) {
-      shown += static_cast< unsigned char >( c ) < 0x20 || c == 0x7f ? '?' : c;
-   }
-   return shown + ( text.size() > longest ? "...'" : "'" );
 }
 
 } // namespace
@@ -49,14 +41,25 @@ EntryReader::EntryReader(
 
 void EntryReader::checkNames() {
    for ( const Field& field : entry_.fields ) {
-      if ( !table_.knows( field.name ) ) {
-         const auto known = table_.knownNames();
-         error( field.name,
-               known.empty() ? "unknown; allowed: no fields"
-                             : "unknown; allowed: the nearest known name is " +
-                           nearestName( field.name, known ) );
+      if ( table_.knows( field.name ) ) {
+         continue;
       }
+      const auto known = table_.knownNames();
+      const std::string meant = nearName( field.name, known );
+      meant_.push_back( meant );
+      std::vector< std::string_view > rows;
+      for ( const FieldSchema* row : table_.fields ) {
+         rows.push_back( row->name );
+      }
+      error( field.name,
+            known.empty()          ? "unknown; allowed: no fields"
+                  : !meant.empty() ? "unknown; allowed: the nearest known name is " + meant
+                                   : "unknown; allowed: " + joined( rows ) );
    }
+}
+
+bool EntryReader::isMeant( std::string_view field ) const {
+   return has( field ) || std::find( meant_.begin(), meant_.end(), field ) != meant_.end();
 }
 
 std::string EntryReader::text( std::string_view field ) const {
@@ -79,7 +82,7 @@ Diagnostic EntryReader::about( std::string_view field, const std::string& text )
 }
 
 void EntryReader::notAllowed( std::string_view field, std::string_view allowed ) {
-   error( field, quoted( text( field ) ) + "; allowed: " + std::string( allowed ) );
+   error( field, inQuotes( text( field ) ) + "; allowed: " + std::string( allowed ) );
 }
 
 void EntryReader::error( std::string_view field, const std::string& text ) {
@@ -96,6 +99,15 @@ void EntryReader::error( const std::string& text ) {
 
 void EntryReader::warning( const std::string& text ) {
    findings_.warnings.push_back( { entry_.place, table_.name + "|" + key_ + ": " + text } );
+}
+
+void EntryReader::refuse( std::string_view field, const std::string& text ) {
+   findings_.refusals.push_back( { about( field, "" ).place, table_.name + "|" + key_,
+         std::string( field ) + ": " + text } );
+}
+
+void EntryReader::refuse( const std::string& text ) {
+   findings_.refusals.push_back( { entry_.place, table_.name + "|" + key_, text } );
 }
 
 } // namespace Agent

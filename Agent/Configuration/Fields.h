@@ -19,9 +19,20 @@
 
 namespace Agent {
 
+// An entry that is well formed and cannot be served: it is left out, and the rest is served.
+struct Refusal {
+   Place place;
+   std::string entry;  // "TABLE|KEY"
+   std::string reason; // of which field, if of one; and what is allowed
+   Diagnostic asWarning() const { return { place, entry + ": refused: " + reason }; }
+   // Who changes a single entry meant what it says.
+   Diagnostic asError() const { return { place, entry + ": " + reason }; }
+};
+
 struct Findings {
    std::vector< Diagnostic > errors;
    std::vector< Diagnostic > warnings;
+   std::vector< Refusal > refusals;
 };
 
 // The parts between the commas, without the blanks around them.
@@ -38,6 +49,8 @@ class EntryReader {
    const Place& place() const { return entry_.place; }
    const Entry& entry() const { return entry_; }
    bool has( std::string_view field ) const { return entry_.find( field ) != nullptr; }
+   // Also if it is mistyped, which has been said: then it is not missing.
+   bool isMeant( std::string_view field ) const;
 
    // None, or the default, if the field is absent or wrong.
    template < typename T >
@@ -55,9 +68,11 @@ class EntryReader {
    void notAllowed( std::string_view field, std::string_view allowed ); // quotes the field
    void error( std::string_view field, const std::string& text );
    void warning( std::string_view field, const std::string& text );
+   void refuse( std::string_view field, const std::string& text );
    // About the entry as a whole.
    void error( const std::string& text );
    void warning( const std::string& text );
+   void refuse( const std::string& text );
 
  private:
    Diagnostic about( std::string_view field, const std::string& text ) const;
@@ -67,6 +82,7 @@ class EntryReader {
    std::string key_;
    const Entry& entry_;
    Findings& findings_;
+   std::vector< std::string > meant_; // by names that no one knows
 };
 
 template < typename T >

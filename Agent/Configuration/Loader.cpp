@@ -1,6 +1,7 @@
 #include "Agent/Configuration/Loader.h"
 
 #include <algorithm>
+#include <new>
 #include <optional>
 #include <set>
 #include <tuple>
@@ -38,12 +39,14 @@ struct ConfigSource::State {
    Tables tables;
    Configuration current; // what they say
    std::string defaultProfile{ ChipModel::chipProfiles().front().name };
+   size_t mostBytes = defaultConfigLimitMb << 20;
    // Said before, so that a later step does not say them again.
    std::set< std::string > saidWarnings;
 
-   LoadResult validate( const Tables& candidate ) const;
+   LoadResult validate( const Tables& candidate, Findings& findings ) const;
    // Reads and validates a file; `candidate` is what it says.
    LoadResult read( const std::string& path, Tables& candidate ) const;
+   LoadResult readWhole( const std::string& path, Tables& candidate ) const;
    // Unless there are errors, what was read takes the place of all before.
    LoadResult replace( LoadResult result, Tables candidate );
    LoadResult accept( LoadResult result );
@@ -54,8 +57,7 @@ struct ConfigSource::State {
 };
 
 // The order of the steps is theirs; see Draft.h.
-LoadResult ConfigSource::State::validate( const Tables& candidate ) const {
-   Findings findings;
+LoadResult ConfigSource::State::validate( const Tables& candidate, Findings& findings ) const {
    Draft draft{ candidate, defaultProfile, findings, current };
    readChips( draft );
    readPorts( draft );
@@ -71,6 +73,11 @@ LoadResult ConfigSource::State::validate( const Tables& candidate ) const {
    result.configuration = std::move( draft.configuration );
    result.errors = std::move( findings.errors );
    result.warnings = std::move( findings.warnings );
+   result.warnings.insert(
+         result.warnings.end(), candidate.warnings.begin(), candidate.warnings.end() );
+   for ( const Refusal& refusal : findings.refusals ) {
+      result.warnings.push_back( refusal.asWarning() );
+   }
    result.ignoredTables.assign( candidate.ignored.begin(), candidate.ignored.end() );
    sortByPlace( result.errors );
    sortByPlace( result.warnings );
@@ -106,8 +113,16 @@ LoadResult ConfigSource::State::change( const EntryName& name, std::optional< En
       }
    };
    put( std::move( entry ) );
-   LoadResult result = validate( tables );
+   Findings findings;
+   LoadResult result = validate( tables, findings );
+   // A file is served as far as it can be; a step that would have an entry left out is wrong.
+   for ( const Refusal& refusal : findings.refusals ) {
+      if ( !saidWarnings.contains( refusal.asWarning().toString() ) ) {
+         result.errors.push_back( refusal.asError() );
+      }
+   }
    if ( !result.errors.empty() ) {
+      sortByPlace( result.errors );
       put( std::move( before ) );
       return result;
    }
@@ -128,16 +143,29 @@ void ConfigSource::defaultProfileIs( const std::string& profile ) {
    state_->defaultProfile = profile;
 }
 
+void ConfigSource::mostBytesIs( size_t bytes ) { state_->mostBytes = bytes; }
+
 LoadResult ConfigSource::State::read( const std::string& path, Tables& candidate ) const {
+   try {
+      return readWhole( path, candidate );
+   } catch ( const std::bad_alloc& ) {
+      candidate = {};
+      return failed(
+            { path, 0 }, "there is not enough memory for it; allowed: a smaller file" );
+   }
+}
+
+LoadResult ConfigSource::State::readWhole( const std::string& path, Tables& candidate ) const {
    std::vector< Diagnostic > errors;
-   const std::string text = readConfigFile( path, errors );
+   const std::string text = readConfigFile( path, mostBytes, errors );
    if ( errors.empty() ) {
       candidate = parseTables( text, path, errors );
    }
-   if ( candidate.tables.empty() && !errors.empty() ) {
+   if ( ( candidate.tables.empty() || candidate.isIncomplete ) && !errors.empty() ) {
       return failed( errors ); // nothing that could be looked into further
    }
-   LoadResult result = validate( candidate );
+   Findings findings;
+   LoadResult result = validate( candidate, findings );
    result.errors.insert( result.errors.end(), errors.begin(), errors.end() );
    sortByPlace( result.errors );
    return result;
@@ -183,7 +211,8 @@ LoadResult ConfigSource::set(
    const EntryName name = entryName( tableAndKey );
    if ( !tableSchema( name.table ) ) {
       return failed( place,
-            tableAndKey + ": no table of the agent; allowed: " + joined( readTables() ) );
+            tableAndKey + ": no table of the agent" + suggestion( name.table, readTables() ) +
+                  "; allowed: " + joined( readTables() ) );
    }
    std::vector< Diagnostic > errors;
    Entry entry = parseEntry( name, json, place, errors );
@@ -208,9 +237,18 @@ LoadResult ConfigSource::del( const std::string& tableAndKey, const Place& place
             tableAndKey + ": there is no such entry; allowed: an entry of the configuration" );
    }
    LoadResult result = state_->change( name, std::nullopt );
-   for ( Diagnostic& error : result.errors ) {
-      error = { place, tableAndKey + ": is still needed: " + error.toString() };
+   // Every error is of an entry that has lost what it names, and begins with its name.
+   std::vector< Diagnostic > needed;
+   for ( const Diagnostic& error : result.errors ) {
+      const std::string by = error.text.substr( 0, error.text.find( ": " ) );
+      const Diagnostic one{ place,
+         tableAndKey + ": is still needed by " + by + " (" +
+               Diagnostic{ error.place, "" }.where() + ")" };
+      if ( needed.empty() || needed.back().text != one.text ) {
+         needed.push_back( one );
+      }
    }
+   result.errors = std::move( needed );
    return result;
 }
 

@@ -27,6 +27,8 @@ struct LoadResult {
    std::vector< std::string > ignoredTables;
 };
 
+constexpr size_t defaultConfigLimitMb = 256;
+
 class ConfigSource {
  public:
    ConfigSource();
@@ -36,6 +38,9 @@ class ConfigSource {
 
    // The profile of chips that do not name one ("--chip"); a name that ChipModel knows.
    void defaultProfileIs( const std::string& profile );
+
+   // The most that is read of a file.
+   void mostBytesIs( size_t bytes );
 
    // Reads a file in any of the three shapes of the convention. With errors, what was
    // loaded before stays.

@@ -80,14 +80,82 @@ bool NaturalLess::operator()( std::string_view left, std::string_view right ) co
    return l.empty() && r.empty() ? left < right : l.empty();
 }
 
-std::string nearestName( std::string_view name, const std::vector< std::string_view >& known ) {
-   ZOL_ASSERT( !known.empty() );
-   // Names that no one can have meant are not worth a long comparison.
-   const std::string_view start = name.substr( 0, 64 );
-   return std::string( *std::min_element(
-         known.begin(), known.end(), [ start ]( std::string_view a, std::string_view b ) {
-            return distance( start, a ) < distance( start, b );
-         } ) );
+std::string nearName( std::string_view name, const std::vector< std::string_view >& known ) {
+   constexpr size_t longest = 64; // names beyond that no one can have meant
+   constexpr size_t lettersPerMistake = 4;
+   constexpr size_t mostMistakes = 2;
+   std::string_view nearest;
+   size_t least = mostMistakes + 1;
+   for ( std::string_view candidate : name.size() <= longest ? known : decltype( known ){} ) {
+      const size_t mistakes = distance( name, candidate );
+      if ( mistakes < least &&
+            mistakes <= std::max< size_t >( 1, candidate.size() / lettersPerMistake ) ) {
+         least = mistakes;
+         nearest = candidate;
+      }
+   }
+   return std::string( nearest );
+}
+
+std::string suggestion( std::string_view name, const std::vector< std::string_view >& known ) {
+   const std::string meant = nearName( name, known );
+   return meant.empty() ? "" : "; did you mean " + meant + "?";
+}
+
+size_t utf8Length( std::string_view text ) {
+   auto at = [ text ]( size_t i ) {
+      return i < text.size() ? static_cast< unsigned char >( text[ i ] ) : 0u;
+   };
+   const unsigned lead = at( 0 );
+   const size_t length = lead < 0x80   ? 1
+         : lead >= 0xc2 && lead < 0xe0 ? 2
+         : lead >= 0xe0 && lead < 0xf0 ? 3
+         : lead >= 0xf0 && lead < 0xf5 ? 4
+                                       : 0;
+   // The second byte tells overlong forms, surrogates and what lies beyond U+10FFFF.
+   const unsigned second = at( 1 );
+   if ( ( lead == 0xe0 && second < 0xa0 ) || ( lead == 0xed && second > 0x9f ) ||
+         ( lead == 0xf0 && second < 0x90 ) || ( lead == 0xf4 && second > 0x8f ) ) {
+      return 0;
+   }
+   for ( size_t i = 1; i < length; ++i ) {
+      if ( ( at( i ) & 0xc0 ) != 0x80 ) {
+         return 0;
+      }
+   }
+   return length;
+}
+
+std::string printable( std::string_view text ) {
+   std::string shown;
+   for ( size_t i = 0; i < text.size(); ) {
+      const size_t length = utf8Length( text.substr( i ) );
+      const std::string_view one = text.substr( i, length );
+      const bool isControl = length == 1 && ( one[ 0 ] < ' ' || one[ 0 ] == 0x7f );
+      const bool isOfC1 = length == 2 && one[ 0 ] == '\xc2' && one[ 1 ] < '\xa0';
+      const bool isSeparatorOrTurn = one >= "\u2028" && one <= "\u202e";
+      const bool isIsolate = one >= "\u2066" && one <= "\u2069";
+      if ( length == 0 || isControl || isOfC1 || isSeparatorOrTurn || isIsolate ) {
+         shown += '?';
+      } else {
+         shown += one;
+      }
+      i += std::max< size_t >( length, 1 );
+   }
+   return shown;
+}
+
+std::string inQuotes( std::string_view text ) {
+   constexpr size_t longest = 64;
+   if ( text.size() <= longest ) {
+      return "'" + printable( text ) + "'";
+   }
+   size_t end = 0; // no character is cut
+   for ( size_t length = 0; end + length <= longest; ) {
+      end += length;
+      length = std::max< size_t >( utf8Length( text.substr( end ) ), 1 );
+   }
+   return "'" + printable( text.substr( 0, end ) ) + "...'";
 }
 
 std::string joined( const std::vector< std::string >& names, std::string_view separator ) {

@@ -13,9 +13,22 @@ struct NaturalLess {
    bool operator()( std::string_view left, std::string_view right ) const;
 };
 
-// The candidate with the fewest differing letters; the first of several. Candidates are not
-// empty.
-std::string nearestName( std::string_view name, const std::vector< std::string_view >& known );
+// The candidate that was probably meant: few letters differ. Empty if there is none.
+std::string nearName( std::string_view name, const std::vector< std::string_view >& known );
+
+// "; did you mean Ethernet0?"; empty if nothing is near.
+std::string suggestion( std::string_view name, const std::vector< std::string_view >& known );
+
+// The bytes of the character at the front of a text in UTF-8 (RFC 3629); 0 if it is none.
+size_t utf8Length( std::string_view text );
+
+// What comes from outside, as a terminal and a line of a log may have it: control characters
+// (of ASCII, and U+0080 to U+009F), what is not UTF-8, and what turns the direction of text
+// become '?'.
+std::string printable( std::string_view text );
+
+// The same in quotation marks, and shortened if it is long.
+std::string inQuotes( std::string_view text );
 
 // "a, b, c"
 std::string joined(

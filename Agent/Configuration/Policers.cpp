@@ -22,10 +22,9 @@ class PolicerReader {
       cbs_ = reader_.read( fields_.cbs );
       const int64_t pir = reader_.read( fields_.pir );
       const int64_t pbs = reader_.read( fields_.pbs );
-      if ( cbs_ != 0 && cbs_ < cir_ ) {
-         reader_.error(
-               fields_.cbs, std::to_string( cbs_ ) + " is below cir; allowed: cir and more" );
-      }
+      notBelow( fields_.cbs, cbs_, fields_.cir, cir_ );
+      notBelow( fields_.pir, pir, fields_.cir, cir_ );
+      notBelow( fields_.pbs, pbs, fields_.cbs, cbs_ );
       reader_.read( fields_.color );
       reader_.read( fields_.colorSource );
       const Fate green = reader_.read( fields_.green );
@@ -51,6 +50,16 @@ class PolicerReader {
          reader_.error( field, "missing; allowed: " + field.allowed );
       }
       return reader_.read( field );
+   }
+
+   // 0 is what is not set.
+   void notBelow(
+         std::string_view field, int64_t value, std::string_view least, int64_t limit ) {
+      if ( value != 0 && value < limit ) {
+         reader_.error( field,
+               std::to_string( value ) + " is below " + std::string( least ) +
+                     "; allowed: " + std::string( least ) + " and more" );
+      }
    }
 
    std::string name() const { return "policer " + reader_.key(); }

@@ -47,35 +47,40 @@ void readMember( Draft& draft, const std::string& key, const Entry& entry ) {
    auto& channels = draft.configuration.portChannels;
    auto channel = channels.find( names.table );
    auto port = draft.configuration.ports.find( portName );
+   if ( portName.empty() || ( channel == channels.end() && !numberOf( names.table ) ) ) {
+      reader.error( "not a member's key; allowed: a port channel, a bar, and a port" );
+      return;
+   }
    if ( channel == channels.end() ) {
-      reader.error( "there is no " + names.table +
-            "; allowed: a port channel of PORTCHANNEL, a bar, and a port of PORT" );
+      reader.refuse(
+            "there is no " + names.table + "; allowed: a port channel of PORTCHANNEL" );
       return;
    }
    if ( port == draft.configuration.ports.end() ) {
-      reader.error( "there is no port '" + portName + "'; allowed: a port of PORT" );
+      reader.refuse( "there is no port " + portName + "; allowed: a port of PORT" );
       return;
    }
-   auto [ at, isNew ] = draft.channelByPort.try_emplace( portName, names.table );
-   if ( !isNew ) {
-      reader.error(
+   if ( auto at = draft.channelByPort.find( portName ); at != draft.channelByPort.end() ) {
+      reader.refuse(
             portName + " is in " + at->second + ", too; allowed: one port channel per port" );
       return;
    }
    auto& members = channel->second.members;
    if ( !members.empty() && channel->second.unit != port->second.unit ) {
-      reader.error( portName + " is on chip " + std::to_string( port->second.unit ) + ", " +
+      reader.refuse( portName + " is on chip " + std::to_string( port->second.unit ) + ", " +
             members.front() + " of the same port channel on chip " +
             std::to_string( channel->second.unit ) + "; allowed: members on one chip" );
       return;
    }
+   const int most = draft.profileOf( port->second.unit ).trunkMembers;
+   if ( members.size() == static_cast< size_t >( most ) ) {
+      reader.refuse( names.table + " has no place left for it; allowed: up to " +
+            std::to_string( most ) + " members" );
+      return;
+   }
    channel->second.unit = port->second.unit;
    members.push_back( portName );
-   const int most = draft.profileOf( port->second.unit ).trunkMembers;
-   if ( members.size() == static_cast< size_t >( most ) + 1 ) {
-      reader.error(
-            names.table + " has too many members; allowed: up to " + std::to_string( most ) );
-   }
+   draft.channelByPort[ portName ] = names.table;
 }
 
 // The older field PORTCHANNEL.members is a copy of PORTCHANNEL_MEMBER, which counts.

@@ -31,8 +31,29 @@ bool checkInterface( const Draft& draft, EntryReader& reader, const std::string&
    if ( draft.isInterface( name ) || draft.configuration.vlanNamed( name ) ) {
       return true;
    }
-   reader.error( "there is no " + ( name.empty() ? "interface without a name" : name ) +
-         "; allowed: a port of PORT, a port channel of PORTCHANNEL or a VLAN of VLAN" );
+   const std::string allowed =
+         "; allowed: a port of PORT, a port channel of PORTCHANNEL or a VLAN of VLAN";
+   if ( name.empty() ) {
+      reader.error( "it names no interface" + allowed );
+   } else {
+      reader.refuse( "there is no " + name + allowed );
+   }
+   return false;
+}
+
+// A port that switches for a VLAN or a port channel routes nothing itself.
+bool checkFree( const Draft& draft, EntryReader& reader, const std::string& name ) {
+   std::string place;
+   if ( auto vlan = draft.vlanByInterface.find( name ); vlan != draft.vlanByInterface.end() ) {
+      place = "in Vlan" + std::to_string( vlan->second );
+   } else if ( auto channel = draft.channelByPort.find( name );
+               channel != draft.channelByPort.end() ) {
+      place = "a member of " + channel->second;
+   } else {
+      return true;
+   }
+   reader.refuse( name + " is " + place +
+         "; allowed: a port or port channel in no VLAN and no port channel, or a VLAN" );
    return false;
 }
 
@@ -57,7 +78,8 @@ void readInterface( Draft& draft, const InterfaceFields& fields, const std::stri
    const EntryName names = entryName( key );
    const bool hasAddress = key.find( '|' ) != std::string::npos;
    const std::string interface = hasAddress ? names.table : key;
-   if ( !checkInterface( draft, reader, interface ) || !hasAddress ) {
+   if ( !checkInterface( draft, reader, interface ) || !checkFree( draft, reader, interface ) ||
+         !hasAddress ) {
       return;
    }
    const auto address = parseAddressWithLength( names.key );
@@ -99,6 +121,9 @@ class RouteReader {
          for ( size_t i = 0; i < count_; ++i ) {
             readHop( i );
          }
+      }
+      if ( isRefused_ ) {
+         return;
       }
       for ( const auto& [ distance, route ] : byDistance_ ) {
          draft_.configuration.routing.routes.push_back( route );
@@ -192,14 +217,13 @@ class RouteReader {
          return false;
       }
       if ( !hop.interface.empty() && !checkInterface( draft_, reader_, hop.interface ) ) {
-         return false;
-      }
-      if ( !isInDefaultVrf( draft_, hop.interface ) ) {
+         isRefused_ = true;
+      } else if ( !isInDefaultVrf( draft_, hop.interface ) ) {
          reader_.warning( fields_.ifName,
                hop.interface + " ignored: tunnels are routed in the VRF default" );
          return false;
       }
-      return true;
+      return !isRefused_;
    }
 
    Draft& draft_;
@@ -212,6 +236,7 @@ class RouteReader {
    std::vector< std::string > distances_;
    std::vector< std::string > blackholes_;
    std::map< int, StaticRoute > byDistance_;
+   bool isRefused_ = false;
 };
 
 // --- Neighbours and the router's address -----------------------------------------------------

@@ -203,12 +203,15 @@ enum class AclStage : uint8_t { ingress, egress };
 
 struct AclTableFields : TableSchema {
    AclTableFields() : TableSchema( "ACL_TABLE" ) { others = { "policy_desc", "services" }; }
-   ValueField< Acl::AclType > type{ *this, "type",
-      { { "L3", Acl::ip() }, { "L3V6", Acl::ipv6() }, { "MIRROR", Acl::ip() },
-            { "MIRRORV6", Acl::ipv6() }, { "MAC", Acl::mac() }, { "L2", Acl::mac() } },
+   using Types = std::vector< Acl::AclType >;
+   ValueField< Types > type{ *this, "type",
+      { { "L3", Types{ Acl::ip() } }, { "L3V6", Types{ Acl::ipv6() } },
+            { "MIRROR", Types{ Acl::ip() } }, { "MIRRORV6", Types{ Acl::ipv6() } },
+            { "MIRROR_DSCP", Types{ Acl::ip(), Acl::ipv6() } }, { "MAC", Types{ Acl::mac() } },
+            { "L2", Types{ Acl::mac() } } },
       "none: it must be there",
-      "; L3 and MIRROR are for IPv4, L3V6 and MIRRORV6 for IPv6, MAC (of this agent alone) and "
-      "L2 for MAC addresses; others, see below" };
+      "; L3 and MIRROR are for IPv4, L3V6 and MIRRORV6 for IPv6, MIRROR_DSCP for the DSCP of "
+      "both, MAC (of this agent alone) and L2 for MAC addresses; others, see below" };
    DefaultedField< AclStage > stage{ *this, "stage",
       { { "ingress", AclStage::ingress }, { "egress", AclStage::egress } }, "ingress", "" };
    TextField ports{ *this, "ports", "none: its rules mirror nothing",
@@ -267,7 +270,7 @@ struct SessionFields : TableSchema {
    TextField match{ *this, "match", "absent",
       "list of up to 256 `SOURCE>DESTINATION` (of this agent alone)" };
    TextField dstPort{ *this, "dst_port", "none: it must be there",
-      "a port or port channel in no VLAN and no port channel", onlySpan };
+      "a port or port channel in no VLAN and no port channel, or CPU", onlySpan };
    ValueField< uint8_t > queue{ *this, "queue", NumberRange{ 0, 7 },
       "the chip's switch controls (Tomahawk family), else that of the mirrored frame's "
       "priority",

@@ -16,8 +16,8 @@ using Interfaces = std::vector< Plix::IntfId >;
 
 // Appends a rule as it is on an ACL's interfaces: none if it is for others, several if it is
 // for sub-interfaces with different VLANs of ports that the ACL has as a whole.
-void appendRule( const AclRuleDraft& rule, Acl::AclType type, Acl::RuleAction action,
-      const Interfaces& interfaces, std::vector< Acl::RuleConfig >& rules ) {
+void appendRule( const AclRuleDraft& rule, Acl::RuleAction action, const Interfaces& interfaces,
+      std::vector< Acl::RuleConfig >& rules ) {
    if ( !rule.isLimited ) {
       rules.push_back( rule.config );
       rules.back().actionIs( action );
@@ -41,7 +41,7 @@ void appendRule( const AclRuleDraft& rule, Acl::AclType type, Acl::RuleAction ac
       for ( const Plix::IntfId& interface : limitedTo ) {
          limited.intfIs( interface );
       }
-      if ( vlanId == 0 || limitToVlan( limited, type, vlanId ) ) {
+      if ( vlanId == 0 || limitToVlan( limited, rule.type, vlanId ) ) {
          rules.push_back( std::move( limited ) );
       }
    }
@@ -125,18 +125,28 @@ class FilterReader {
             reasons_.push_back( name +
                   " is for egress, and mirroring on ACL egress is beyond "
                   "this chip" );
-         } else if ( auto [ first, isNew ] = names.try_emplace( table.type, name ); !isNew ) {
+         } else if ( const std::string other = ofTheSameKind( table, names ); !other.empty() ) {
             reader_.error( fields_.acl,
-                  name + " is of the kind of " + first->second +
+                  name + " is of the kind of " + other +
                         "; allowed: one table for IPv4, one for IPv6, one for MAC addresses" );
          } else {
             if ( table.rules.empty() ) {
                reader_.warning( fields_.acl, name + " has no rules, so it mirrors nothing" );
             }
-            checkAbility( table );
             add( table, session_.filteredInterfaces );
          }
       }
+   }
+
+   // The table before it that is for the same frames; empty if there is none.
+   static std::string ofTheSameKind(
+         const AclTableDraft& table, std::map< Acl::AclType, std::string >& names ) {
+      for ( Acl::AclType type : table.types ) {
+         if ( auto [ first, isNew ] = names.try_emplace( type, table.name ); !isNew ) {
+            return first->second;
+         }
+      }
+      return "";
    }
 
    void addFeedingTable( const AclTableDraft& table ) {
@@ -152,21 +162,35 @@ class FilterReader {
          return; // said at the table
       }
       isFed_ = true;
-      checkAbility( table );
       checkLoop( table );
       add( table, onItsChip( table ) );
    }
 
-   void checkAbility( const AclTableDraft& table ) {
-      if ( table.beyond ) {
-         reasons_.push_back( *table.beyond );
+   bool permits( const AclTableDraft& table, const AclRuleDraft& rule ) const {
+      return rule.mirrorTo == session_.name ||
+            ( table.namedBy.contains( session_.name ) && rule.action == PacketAction::permit );
+   }
+
+   // A rule that copies nothing keeps frames from those below it, unless it is refused.
+   void checkShields( const AclTableDraft& table ) {
+      const AclRuleDraft* shield = nullptr;
+      for ( const AclRuleDraft& rule : table.rules ) {
+         const bool copies = permits( table, rule );
+         if ( rule.isRefused && !copies && !shield ) {
+            shield = &rule;
+         } else if ( shield && copies && !rule.isRefused ) {
+            reader_.warning( "may copy more than it says: ACL_RULE|" + table.name + "|" +
+                  shield->config.name() +
+                  ", which keeps frames from the rules below it, is refused" );
+            return;
+         }
       }
    }
 
    // The copies are made inside a chip: the one of the destination port or of the sources; of a
    // tunnel without sources the first one that the ports of a table are on.
    Interfaces onItsChip( const AclTableDraft& table ) {
-      if ( session_.unit < 0 && session_.tunnel ) {
+      if ( session_.unit < 0 && session_.isSentAnywhere() ) {
          session_.unit = draft_.configuration.unitOf( table.interfaces.front().port() );
       }
       const int unit = session_.unit;
@@ -183,7 +207,7 @@ class FilterReader {
          const std::string text = " is on chip " + std::to_string( unit ) +
                ", so these ports of " + table.name +
                " on other chips are not mirrored to it: " + joined( others );
-         if ( session_.tunnel ) {
+         if ( session_.isSentAnywhere() ) {
             reader_.warning( "the session" + text );
          } else {
             reader_.warning( fields_.dstPort, session_.destination + text );
@@ -214,24 +238,35 @@ class FilterReader {
       if ( interfaces.empty() || table.rules.empty() ) {
          return;
       }
-      const bool isNamed = table.namedBy.contains( session_.name );
+      checkShields( table );
+      for ( Acl::AclType type : { Acl::ip(), Acl::ipv6(), Acl::mac() } ) {
+         add( table, type, interfaces );
+      }
+   }
+   void add( const AclTableDraft& table, Acl::AclType type, const Interfaces& interfaces ) {
       std::vector< Acl::RuleConfig > rules;
       rules.reserve( table.rules.size() );
       for ( const AclRuleDraft& rule : table.rules ) {
-         const bool permits = rule.mirrorTo == session_.name ||
-               ( isNamed && rule.action == PacketAction::permit );
-         appendRule( rule, table.type,
-               permits ? Acl::RuleAction::permit : Acl::RuleAction::deny, interfaces, rules );
+         if ( rule.type == type && !rule.isRefused ) {
+            appendRule( rule,
+                  permits( table, rule ) ? Acl::RuleAction::permit : Acl::RuleAction::deny,
+                  interfaces, rules );
+         }
       }
       if ( rules.empty() ) {
          return;
       }
       SessionAcl acl;
-      acl.key = Ixo::AclKey(
-            table.users() > 1 ? table.name + "/" + session_.name : table.name, table.type );
+      acl.key = Ixo::AclKey( aclName( table, type ), type );
       acl.interfaces = interfaces;
       acl.rules = keptOrNew( acl.key, std::move( rules ) );
       session_.acls.push_back( std::move( acl ) );
+   }
+
+   // Entries are named by it, so the several ACLs of a table have different names.
+   std::string aclName( const AclTableDraft& table, Acl::AclType type ) const {
+      const std::string kind = type == table.types[ 0 ] ? "" : ":" + Zol::toString( type );
+      return table.name + kind + ( table.users() > 1 ? "/" + session_.name : "" );
    }
 
    Zol::Ptr< const Acl::RuleList > keptOrNew(

@@ -76,10 +76,11 @@ void SessionReader::read() {
 void SessionReader::readType() {
    const auto& all = fields_.fields;
    const bool hasTunnel = std::any_of( all.begin(), all.end(), [ this ]( const auto* field ) {
-      return field->onlyFor == onlyErspan && reader_.has( *field );
+      return field->onlyFor == onlyErspan && reader_.isMeant( *field );
    } );
-   const SessionType likely =
-         reader_.has( fields_.dstPort ) && !hasTunnel ? SessionType::span : SessionType::erspan;
+   const SessionType likely = reader_.isMeant( fields_.dstPort ) && !hasTunnel
+         ? SessionType::span
+         : SessionType::erspan;
    session_.type = reader_.read( fields_.type ).value_or( likely );
 
    const std::string_view type = session_.type == SessionType::span ? onlySpan : onlyErspan;
@@ -151,11 +152,18 @@ void SessionReader::readDestination() {
    }
    session_.destination = reader_.text( fields_.dstPort );
    if ( !reader_.has( fields_.dstPort ) ) {
-      reader_.error( fields_.dstPort,
-            "missing; allowed: a port of PORT or a port channel of "
-            "PORTCHANNEL" );
+      if ( !reader_.isMeant( fields_.dstPort ) ) {
+         reader_.error( fields_.dstPort,
+               "missing; allowed: a port of PORT, a port channel of PORTCHANNEL, or CPU" );
+      }
+   } else if ( sameText( session_.destination, cpuDestination ) ) {
+      session_.destination = cpuDestination;
+      if ( !session_.sources.empty() ) {
+         session_.unit = config().unitOf( draft_.find( session_.sources.front() )->base );
+      }
+      checkChip();
    } else if ( !draft_.isInterface( session_.destination ) ) {
-      draft_.unknownInterface( reader_, fields_.dstPort, session_.destination );
+      reader_.error( fields_.dstPort, Draft::unknownInterface( session_.destination ) );
    } else {
       session_.unit = config().unitOf( session_.destination );
       checkDestination();
@@ -201,9 +209,10 @@ void SessionReader::checkLoop() {
 
 // The copies are made inside a chip.
 void SessionReader::checkChip() {
-   const std::string end = session_.destination.empty()
-         ? session_.sources.empty() ? "" : session_.sources.front()
-         : "the destination " + session_.destination;
+   const bool isAtAPort =
+         !session_.destination.empty() && session_.destination != cpuDestination;
+   const std::string end = !isAtAPort ? session_.sources.empty() ? "" : session_.sources.front()
+                                      : "the destination " + session_.destination;
    for ( const std::string& source : session_.sources ) {
       const int sourceUnit = config().unitOf( draft_.find( source )->base );
       if ( sourceUnit != session_.unit ) {
@@ -215,7 +224,7 @@ void SessionReader::checkChip() {
 }
 
 Plix::IpGenAddr SessionReader::readAddress( const ValueField< Plix::IpGenAddr >& field ) {
-   if ( !reader_.has( field ) ) {
+   if ( !reader_.isMeant( field ) ) {
       reader_.error( field,
             "missing; allowed: an IPv4 or IPv6 address (an ERSPAN session "
             "needs src_ip and dst_ip, a SPAN session dst_port)" );

@@ -48,13 +48,19 @@ void readVlan( Draft& draft, const std::string& name, const Entry& entry ) {
 // The VLAN that an entry's key names, said to be missing if it is.
 VlanConfig* findVlan( Draft& draft, EntryReader& reader, const std::string& name ) {
    const auto vlan = vlanOf( name );
-   auto at = draft.configuration.vlans.find( vlan.value_or( 0 ) );
-   if ( at == draft.configuration.vlans.end() ) {
-      reader.error( "there is no " + ( name.empty() ? "VLAN without a name" : name ) +
-            "; allowed: a VLAN of VLAN" );
-      return nullptr;
+   const auto at = draft.configuration.vlans.find( vlan.value_or( 0 ) );
+   if ( at != draft.configuration.vlans.end() ) {
+      return &at->second;
    }
-   return &at->second;
+   if ( draft.table( schema().vlan.name ).contains( name ) ) {
+      return nullptr; // what is wrong with it is said there
+   }
+   if ( vlan ) {
+      reader.refuse( "there is no " + name + "; allowed: a VLAN of VLAN" );
+   } else {
+      reader.error( "the key begins with no VLAN's name; allowed: Vlan2 to Vlan4094" );
+   }
+   return nullptr;
 }
 
 void readMember( Draft& draft, const std::string& key, const Entry& entry,
@@ -65,16 +71,20 @@ void readMember( Draft& draft, const std::string& key, const Entry& entry,
    const std::string& interface = names.key;
    const Tagging tagging = reader.read( fields.taggingMode );
    VlanConfig* vlan = findVlan( draft, reader, names.table );
-   if ( !vlan ) {
+   if ( interface.empty() ) {
+      reader.error(
+            "the key names no port; allowed: a VLAN, a bar, and a port or port channel" );
+   }
+   if ( !vlan || interface.empty() ) {
       return;
    }
    if ( !draft.isInterface( interface ) ) {
-      draft.unknownInterface( reader, "", interface );
+      reader.refuse( Draft::unknownInterface( interface ) );
       return;
    }
    if ( auto channel = draft.channelByPort.find( interface );
          channel != draft.channelByPort.end() ) {
-      reader.error( interface + " is a member of " + channel->second +
+      reader.refuse( interface + " is a member of " + channel->second +
             "; allowed: the port channel in its place" );
       return;
    }
@@ -85,8 +95,9 @@ void readMember( Draft& draft, const std::string& key, const Entry& entry,
    if ( !tagged ) {
       auto [ at, isNew ] = untaggedVlan.try_emplace( interface, vlan->id );
       if ( !isNew ) {
-         reader.error( interface + " is untagged in Vlan" + std::to_string( at->second ) +
+         reader.refuse( interface + " is untagged in Vlan" + std::to_string( at->second ) +
                ", too; allowed: untagged in one VLAN" );
+         return;
       }
    }
    vlan->members.push_back( { interface, tagged, entry.place } );
@@ -98,7 +109,7 @@ void readAddress( Draft& draft, const std::string& key, const Entry& entry ) {
    EntryReader reader( fields, key, entry, draft.findings );
    const EntryName names = entryName( key );
    const auto mac = Plix::EthAddr::fromString( names.key );
-   const VlanConfig* vlan = findVlan( draft, reader, names.table );
+   VlanConfig* const vlan = findVlan( draft, reader, names.table );
    if ( !mac || mac->isMulticast() || *mac == Plix::EthAddr() ) {
       reader.error( "not a VLAN, a bar and an address; allowed: a unicast MAC address like "
                     "02:00:00:00:00:0a, not all zero" );
@@ -111,19 +122,20 @@ void readAddress( Draft& draft, const std::string& key, const Entry& entry ) {
       reader.error( fields.port, "missing; allowed: a PORT or PORTCHANNEL in the VLAN" );
       return;
    }
-   if ( !draft.isInterface( config.interface ) ) {
-      draft.unknownInterface( reader, fields.port, config.interface );
+   if ( !vlan || !mac ) {
       return;
    }
-   if ( !vlan || !mac ) {
+   if ( !draft.isInterface( config.interface ) ) {
+      reader.refuse( fields.port, Draft::unknownInterface( config.interface ) );
       return;
    }
    const bool isMember = std::any_of( vlan->members.begin(), vlan->members.end(),
          [ & ]( const auto& member ) { return member.interface == config.interface; } );
    if ( !isMember ) {
-      reader.error( fields.port,
+      reader.refuse( fields.port,
             config.interface + " is not in " + names.table +
                   "; allowed: a PORT or PORTCHANNEL in the VLAN" );
+      return;
    }
    config.vlan = vlan->id;
    config.mac = *mac;

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "Agent/Commands/ScriptRunner.h"
-#include "Agent/Commands/Startup.h"
+#include "Agent/Configuration/Names.h"
 #include "Agent/Packets/CaptureReader.h"
 #include "Agent/Packets/InputStream.h"
 #include "ChipModel/LeftIn.h"
@@ -29,13 +29,10 @@ std::vector< std::string > texts( const std::vector< Diagnostic >& diagnostics )
 
 } // namespace
 
-LiveAgent::LiveAgent( const Command& command )
+LiveAgent::LiveAgent( const Command& command, Loaded loaded )
       : command_( command ),
         runtime_( { pluginPath( command ), command.profile, command.time } ) {
-   const LoadResult loaded = runtime_.start( command.config );
-   if ( !loaded.errors.empty() ) { // edited since it was checked
-      throw std::runtime_error( loaded.errors.front().toString() );
-   }
+   runtime_.start( command.config, std::move( loaded.source ), loaded.result.configuration );
    sayProblems( runtime_ );
    if ( !command.out.empty() ) {
       outlet_ =
@@ -66,7 +63,7 @@ Outcome LiveAgent::execute(
          run( *action, answers, outcome.reply );
       }
    } catch ( const std::runtime_error& error ) {
-      outcome.reply.errors.emplace_back( error.what() );
+      outcome.reply.errors.emplace_back( printable( error.what() ) );
    }
    look();
    return outcome;
@@ -137,6 +134,7 @@ Reply LiveAgent::reload() {
       if ( !command_.profile.empty() ) {
          source.defaultProfileIs( command_.profile );
       }
+      source.mostBytesIs( command_.configLimitMb << 20 );
       result = source.load( command_.config );
    }
    if ( result.errors.empty() && result.warnings.empty() ) {

@@ -9,6 +9,7 @@
 
 #include "Agent/Commands/CommandLine.h"
 #include "Agent/Commands/Script.h"
+#include "Agent/Commands/Startup.h"
 #include "Agent/Live/Protocol.h"
 #include "Agent/Packets/Replay.h"
 #include "Agent/Runtime/Runtime.h"
@@ -25,9 +26,9 @@ struct Outcome {
 
 class LiveAgent {
  public:
-   // Starts as the command line says; its configuration has been checked. std::runtime_error,
-   // in one line, if it cannot.
-   explicit LiveAgent( const Command& command );
+   // Starts as the command line says, with its configuration as it was checked.
+   // std::runtime_error, in one line, if it cannot.
+   LiveAgent( const Command& command, Loaded loaded );
 
    // Runs a line. A plug-in writes what it answers to the descriptor `answers`. `look` is
    // called whenever something may have changed.

@@ -13,12 +13,11 @@ namespace {
 
 int serve( const Command& command ) {
    LiveAgent::checkFile( command.config );
-   checkToggles( command.config );
-   checkConfiguration( command );
+   Loaded loaded = checkConfiguration( command );
    Signals signals; // also those that come while the agent starts
    ListeningSocket socket( command.socket.empty() ? defaultSocketPath() : command.socket );
-   LiveAgent agent( command );
-   if ( sayUnserved( agent.runtime() ) && command.strictness == Strictness::strict ) {
+   LiveAgent agent( command, std::move( loaded ) );
+   if ( !sayUnserved( agent.runtime(), command.strictness ) ) {
       return 1;
    }
    Reply stopped;

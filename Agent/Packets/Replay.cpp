@@ -20,6 +20,8 @@ std::vector< std::string > portNames( const Runtime& runtime ) {
    for ( const auto& port : runtime.configuration().ports ) {
       names.push_back( port.first );
    }
+   constexpr int cpuPort = 0; // every chip has one, of the same name
+   names.push_back( runtime.portName( runtime.units().front(), cpuPort ) );
    return names;
 }
 

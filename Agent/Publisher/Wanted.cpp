@@ -66,7 +66,8 @@ class Deriver {
    }
 
    int portNumber( const std::string& name ) const {
-      return configuration_.ports.at( name ).chipPort;
+      constexpr int cpuPort = 0;
+      return name == cpuDestination ? cpuPort : configuration_.ports.at( name ).chipPort;
    }
 
    void target() {

@@ -1,5 +1,6 @@
 #include <cstdio>
 
+#include "Agent/Configuration/Names.h"
 #include "Agent/Reports/Explainer.h"
 
 namespace Agent {
@@ -17,8 +18,8 @@ std::string seconds( uint64_t ns ) {
 }
 
 std::string entryTitle( const EntryVerdict& entry ) {
-   return "entry " + std::to_string( entry.entry ) + " '" + entry.name + "' (priority " +
-         std::to_string( entry.priority ) + ")";
+   return "entry " + std::to_string( entry.entry ) + " '" + printable( entry.name ) +
+         "' (priority " + std::to_string( entry.priority ) + ")";
 }
 
 std::string entryLine( const EntryVerdict& entry ) {

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "Agent/Configuration/Names.h"
 #include "Agent/Reports/Report.h"
 
 namespace Agent {
@@ -12,7 +13,7 @@ bool isNumber( const Cell& cell ) { return std::holds_alternative< int64_t >( ce
 
 std::string textOf( const Cell& cell ) {
    return isNumber( cell ) ? std::to_string( std::get< int64_t >( cell ) )
-                           : std::get< std::string >( cell );
+                           : printable( std::get< std::string >( cell ) );
 }
 
 // Cells of one line, without white space at its end.

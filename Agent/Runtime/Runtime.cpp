@@ -98,15 +98,21 @@ void Runtime::State::makeStore() {
 // --- Configuration ------------------------------------------------------------------------
 
 LoadResult Runtime::start( const std::string& configPath ) {
-   Zol::ActivityLockHolder lock;
-   state_->configPath = configPath;
    LoadResult result = state_->source.load( configPath );
    if ( result.errors.empty() ) {
-      state_->configuration = result.configuration;
-      state_->makeSlices();
-      state_->apply( result.configuration );
+      start( configPath, std::move( state_->source ), result.configuration );
    }
    return result;
+}
+
+void Runtime::start(
+      const std::string& configPath, ConfigSource source, const Configuration& configuration ) {
+   Zol::ActivityLockHolder lock;
+   state_->configPath = configPath;
+   state_->source = std::move( source );
+   state_->configuration = configuration;
+   state_->makeSlices();
+   state_->apply( configuration );
 }
 
 void Runtime::State::makeSlices() {

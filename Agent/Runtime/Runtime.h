@@ -75,6 +75,9 @@ class Runtime {
    // --- Configuration -----------------------------------------------------------------------
    // Reads the file and, without errors, brings everything up. Once.
    LoadResult start( const std::string& configPath );
+   // The same with what has been read of the file, without an error, by this source.
+   void start( const std::string& configPath, ConfigSource source,
+         const Configuration& configuration );
    // One entry, as in a script. With errors nothing has changed. The CHIP table cannot be
    // changed while the agent runs.
    LoadResult set(

@@ -139,6 +139,14 @@ bool toggle( std::string_view file, std::string_view name, bool byDefault ) {
    return at == toggles.end() ? byDefault : at->second;
 }
 
+std::vector< std::string > togglesIn( const std::string& path ) {
+   std::vector< std::string > names;
+   for ( const auto& [ name, isOn ] : readToggles( path ) ) {
+      names.push_back( name );
+   }
+   return names;
+}
+
 std::optional< std::string > checkToggleFile( const std::string& path ) {
    try {
       readToggles( path );

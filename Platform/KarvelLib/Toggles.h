@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace KarvelLib {
 
@@ -20,6 +21,9 @@ std::string toggleDirectory();
 // One toggle of one file. Reads the file at every call: callers keep the answer. A malformed
 // file throws std::runtime_error with the line that checkToggleFile gives.
 bool toggle( std::string_view file, std::string_view name, bool byDefault );
+
+// The names in a toggle file, whoever they are for; none if it is missing. Malformed as above.
+std::vector< std::string > togglesIn( const std::string& path );
 
 // What is wrong with a toggle file, as "FILE:LINE: ...; allowed: ..."; none if it is well
 // formed or missing. An agent refuses a malformed file when it starts.

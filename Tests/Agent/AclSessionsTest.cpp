@@ -68,6 +68,9 @@ TEST_F( AclSessionsTest, RulesStandByPriorityAndShieldWhatIsBelow ) {
          rule( "T|top", 100, mirrors( "m" ) ) +
          rule( "T|forwards", 50, R"("PACKET_ACTION": "FORWARD")" ) +
          rule( "T|last", 0, R"("PACKET_ACTION": "DROP", "MIRROR_INGRESS_ACTION": "m")" ) ) );
+   EXPECT_EQ( warnings_,
+         "13: ACL_RULE|T|last: PACKET_ACTION: DROP filters no traffic here: this agent mirrors "
+         "only\n" );
    const SessionConfig& session = config.sessions.at( "m" );
    EXPECT_EQ( shown( session ), "T[E0](+top -forwards +low +last)" );
    EXPECT_EQ( session.acls[ 0 ].key, Ixo::AclKey( "T", Acl::ip() ) );
@@ -75,7 +78,6 @@ TEST_F( AclSessionsTest, RulesStandByPriorityAndShieldWhatIsBelow ) {
    EXPECT_EQ( session.direction, SessionDirection::rx ) << "it takes one destination";
    EXPECT_FALSE( session.mirrorsSources );
    EXPECT_EQ( session.refused, std::nullopt );
-   EXPECT_EQ( warnings_, "" );
 
    const Configuration same = good( fed( tableT + rule( "T|r10", 7, mirrors( "m" ) ) +
          rule( "T|r9", 7, mirrors( "m" ) ) + rule( "T|r8", 7, "" ) ) );
@@ -83,6 +85,19 @@ TEST_F( AclSessionsTest, RulesStandByPriorityAndShieldWhatIsBelow ) {
    EXPECT_EQ( warnings_,
          "11: ACL_RULE|T|r9: PRIORITY: 7 is that of r8, too; rules of the same priority are "
          "tried in the order of their names\n" );
+}
+
+TEST_F( AclSessionsTest, RefusedRulesShieldNothingAndOtherFramesHaveAnAclOfTheirOwn ) {
+   const std::string text = tableT +
+         rule( "T|arp", 3, mirrors( "m" ) + R"(, "IP_TYPE": "ARP")" ) +
+         rule( "T|shield", 2, R"("TC": "1")" ) + rule( "T|low", 1, mirrors( "m" ) ) +
+         R"(, "ACL_TABLE|D": {"type": "MIRROR_DSCP", "ports": "E4"})" +
+         rule( "D|d", 1, mirrors( "m" ) + R"(, "DSCP": "8")" );
+   EXPECT_EQ( shown( good( fed( text ) ).sessions.at( "m" ) ),
+         "D[E4](+d) D:ipv6[E4](+d) T[E0](+low) T:mac[E0](+arp)" );
+   EXPECT_TRUE( warnings_.starts_with(
+         "8: MIRROR_SESSION|m: may copy more than it says: ACL_RULE|T|shield" ) )
+         << warnings_;
 }
 
 TEST_F( AclSessionsTest, SessionsOfOneTableHaveAnAclEach ) {
@@ -205,7 +220,7 @@ TEST_F( AclSessionsTest, WhatThisChipHasNotIsRefusedSessionBySession ) {
 $M}, "ACL_TABLE|T": {"type": "L3"}, $R} => fed by ACL rules only (it has no src_port), and no rule of a table with ports mirrors to it
 $M}, "ACL_TABLE|T": {"type": "MIRROR", "stage": "EGRESS", "ports": "E4"}, $R} => mirroring on ACL egress, which ACL_RULE|T|r asks for, is beyond this chip
 $M, "src_port": "E4"}, $T, "ACL_RULE|T|r": {"PRIORITY": 1, "MIRROR_EGRESS_ACTION": "m"} => mirroring on ACL egress, which ACL_RULE|T|r asks for, is beyond this chip
-$M}, "ACL_TABLE|T": {"type": "L2", "ports": "E0"}, "ACL_RULE|T|shield": {"PRIORITY": 2, "DEI": "1"}, $R} => ACL_RULE|T|shield matches on DEI, which is beyond this chip
+$M}, $T, $R, "DEI": "1"} => fed by ACL rules only (it has no src_port), and no rule of a table with ports mirrors to it
 $F, "acl": "T", "direction": "BOTH"}, $T => acl and match filter what arrives (direction RX); mirroring on ACL egress is beyond this chip
 $F, "acl": "T"}, "ACL_TABLE|T": {"type": "L3V4V6"} => tables of type L3V4V6 like T are beyond this chip
 $F, "acl": "T"}, "ACL_TABLE|T": {"type": "L3", "stage": "egress"} => T is for egress, and mirroring on ACL egress is beyond this chip
@@ -224,13 +239,13 @@ TEST_F( AclSessionsTest, TablesOfOtherTypesAreLeftAloneWithAWordOfWhatIsNotMirro
       "ACL_TABLE|A": {"type": "OURS", "ports": "E99"}, "ACL_RULE|A|r": {"X": "1"},
       "ACL_RULE|A|r": {"MIRROR_ACTION": "m"}, "ACL_TABLE|S": {"type": "CTRLPLANE"},
       "ACL_RULE|S|r": {"FIELD": 1},
-      "ACL_TABLE|B": {"ttl": 1, "type": "hash", "value": {"type": "MIRROR_DSCP"}},
+      "ACL_TABLE|B": {"ttl": 1, "type": "hash", "value": {"type": "L3V4V6"}},
       "ACL_RULE|B|r": {"MIRROR_INGRESS_ACTION": "m"}, )" +
          tableT + rule( "T|a", 1, mirrors( "m" ) ) ) );
    // The one of A stands twice, the first does not mirror.
    EXPECT_EQ( warnings_,
          "13: ACL_TABLE|B: type: its rules do not mirror to m, since this agent leaves tables "
-         "of type MIRROR_DSCP alone\n" );
+         "of type L3V4V6 alone\n" );
    good( fed( R"("ACL_TABLE|T": {"type": "L3"})" + rule( "T|a", 1, mirrors( "m" ) ) ) );
    EXPECT_TRUE( warnings_.starts_with( "8: MIRROR_SESSION|m: refused: " ) ) << warnings_;
    EXPECT_NE( warnings_.find( "9: ACL_TABLE|T: ports: none, so its rules mirror nothing to m" ),
@@ -303,8 +318,8 @@ TEST_F( AclSessionsTest, RulesThatStayAreTheSameListAfterAStep ) {
    EXPECT_EQ( list( ports.configuration, 1 ), list( back.configuration, 1 ) );
 
    const std::pair< LoadResult, std::string > refused[] = {
-      { source_.del( "ACL_TABLE|T", step ), "ACL_TABLE|T: is still needed: " },
-      { source_.del( "MIRROR_SESSION|m", step ), "MIRROR_SESSION|m: is still needed: " },
+      { source_.del( "ACL_TABLE|T", step ), "ACL_TABLE|T: is still needed by ACL_RULE|T|a (" },
+      { source_.del( "MIRROR_SESSION|m", step ), "MIRROR_SESSION|m: is still needed by " },
       { source_.set( "ACL_RULE|T|a", R"({"PRIORITY": "x"})", step ), "ACL_RULE|T|a: PRIORITY" },
       { source_.set( "ACL_RULE|U|a", "{}", step ), "ACL_RULE|U|a: there is no table U" },
    };

@@ -87,6 +87,7 @@ TEST_F( ConfigurationTest, SaysWhyAFileCannotBeRead ) {
       { "{\"a\": " + std::string( 1'000'000, '[' ), "1: nested too deeply; allowed: up to 64" },
       { "{\"VLAN\": [\n]}", "1: VLAN: an array; allowed: an object of entries" },
       { "{\"VLAN\": {\n\"Vlan10\": 7}}", "2: VLAN|Vlan10: a number; allowed: an object" },
+      { std::string( "{}\0{}", 5 ), "1: a NUL byte; allowed: JSON" },
       { "{\"VLAN|Vlan10\": {\"mtu\": {\n}}}", "1: VLAN|Vlan10: mtu: an object; allowed: text" },
       { "{\"VLAN|Vlan10\": {\"mtu\": [\n[]]}}", "2: VLAN|Vlan10: mtu: an array in the array" },
       { "{\"VLAN\": {\n\"Vlan10\": {},\n\"Vlan10\": {}}}",
@@ -110,6 +111,9 @@ TEST_F( ConfigurationTest, SaysWhyAFileCannotBeRead ) {
 TEST_F( ConfigurationTest, ChecksNamesRangesAndReferences ) {
    good( with( "" ) );
    expectErrors( pairs( R"(
+"PORT|E24": {"colour": "red"} => colour: unknown; allowed: admin_status, alias,
+"MIRROR_SESSION|m": {"dst_prot": "E16", "src_port": "E0"} => the nearest known name is dst_port
+"VLAN|Vlan0": {}, "VLAN_MEMBER|Vlan0|E4": {} => VLAN|Vlan0: not a VLAN's name
 "PORT|E24": {"admin_statsu": "up"} => admin_statsu: unknown; allowed: the nearest known name is admin_status
 "PORTCHANNEL_MEMBER|PortChannel1|E16": {"x": "1"} => x: unknown; allowed: no fields
 "PORT|E24": {"chip_port": "129"} => 129 is not on chip 0; allowed: 1 to 128 (trident3)
@@ -119,24 +123,30 @@ TEST_F( ConfigurationTest, ChecksNamesRangesAndReferences ) {
 "PORT|PortChannel9": {} => not a port's name
 "PORT|E24": {"lanes": "1,two"} => lanes: '1,two'; allowed: numbers
 "PORTCHANNEL|PortChannel12345": {} => allowed: PortChannel and 1 to 4 digits
-"PORTCHANNEL_MEMBER|PortChannel1|E5": {} => there is no port 'E5'
-"PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|E8": {} => E8 is in PortChannel1, too
+"PORTCHANNEL_MEMBER|PortChannel1|E5": {} => refused: there is no port E5
+"PORTCHANNEL_MEMBER|PortChannel9|E4": {} => refused: there is no PortChannel9
+"PORTCHANNEL_MEMBER|PortChannel1": {} => not a member's key
+"PORTCHANNEL|PortChannel2": {}, "PORTCHANNEL_MEMBER|PortChannel2|E8": {} => refused: E8 is in PortChannel1, too
 "VLAN|Vlan4095": {} => allowed: Vlan2 to Vlan4094
 "VLAN|Vlan30": {"vlanid": "31"} => vlanid: 31 is not the number in the name; allowed: 30
-"VLAN_MEMBER|Vlan30|E0": {} => there is no Vlan30
-"VLAN_MEMBER|Vlan10": {} => there is no port without a name
-"VLAN_MEMBER|Vlan20|E0": {} => E0 is untagged in Vlan10, too
-"VLAN_MEMBER|Vlan20|E8": {} => E8 is a member of PortChannel1
+"VLAN_MEMBER|Vlan30|E0": {} => refused: there is no Vlan30
+"VLAN_MEMBER|Vlan10|E5": {} => refused: there is no E5
+"VLAN_MEMBER|Vlan10": {} => the key names no port
+"INTERFACE|E0|10.0.0.1/24": {} => refused: E0 is in Vlan10
+"INTERFACE|E8": {} => refused: E8 is a member of PortChannel1
+"VLAN_MEMBER|Vlan20|E0": {} => refused: E0 is untagged in Vlan10, too
+"VLAN_MEMBER|Vlan20|E8": {} => refused: E8 is a member of PortChannel1
 "FDB|Vlan10|03:00:00:00:00:0a": {"port": "E0"} => allowed: a unicast MAC address
 "FDB|Vlan10|00:00:00:00:00:00": {"port": "E0"} => allowed: a unicast MAC address
 "FDB|Vlan10|02:00:00:00:00": {"port": "E0"} => allowed: a unicast MAC address
 "FDB|Vlan10|02:00:00:00:00:0a": {} => port: missing
-"FDB|Vlan10|02:00:00:00:00:0a": {"port": "E4"} => E4 is not in Vlan10
+"FDB|Vlan10|02:00:00:00:00:0a": {"port": "E4"} => refused: port: E4 is not in Vlan10
+"FDB|Vlan30|02:00:00:00:00:0a": {"port": "E4"} => refused: there is no Vlan30
 "CHIP|8": {} => not a unit; allowed: 0 to 7
 "CHIP|0": {"profile": "abacus"} => profile: unknown; allowed: trident3, trident2,
 "CHIP|0": {"ports": "E5"} => ports: E5 is not in PORT
 "CHIP|0": {"ports": "E4"}, "CHIP|1": {"ports": "E4"} => E4 is repeated, before on chip 0
-"CHIP|0": {}, "CHIP|1": {"ports": "E12"} => PORTCHANNEL_MEMBER|PortChannel1|E12: E12 is on chip 1, E8 of the same port channel on chip 0)" ) );
+"CHIP|0": {}, "CHIP|1": {"ports": "E12"} => refused: E12 is on chip 1, E8 of the same port channel on chip 0)" ) );
 }
 
 TEST_F( ConfigurationTest, ChecksMirrorSessions ) {
@@ -175,7 +185,6 @@ TEST_F( ConfigurationTest, SaysAllErrorsInTheOrderOfTheirLines ) {
          said( load( "{\"VLAN_MEMBER\": {\n\"Vlan9|E\": {}},\n\"VLAN\": {\n\"Vlan0\": {},\n"
                      "\"Vlan8\": 1},\n\"PORT\": {\n\"E\": {\"mtuu\": 1}}}" )
                      .errors ),
-         "2: VLAN_MEMBER|Vlan9|E: there is no Vlan9; allowed: a VLAN of VLAN\n"
          "4: VLAN|Vlan0: not a VLAN's name; allowed: Vlan2 to Vlan4094\n"
          "5: VLAN|Vlan8: a number; allowed: an object of fields, {} if there are none\n"
          "7: PORT|E: mtuu: unknown; allowed: the nearest known name is mtu\n" );
@@ -194,7 +203,10 @@ TEST_F( ConfigurationTest, WarnsOfWhatIsServedInAnotherWay ) {
    for ( const auto& [ more, expected ] : pairs( R"(
 "VLAN_MEMBER|Vlan10|E4": {"tagging_mode": "priority_tagged"} => 8: VLAN_MEMBER|Vlan10|E4: tagging_mode: priority_tagged is served as
 "PORTCHANNEL|PortChannel2": {"members": ["E4"]} => 8: PORTCHANNEL|PortChannel2: members: E4 is not in PORTCHANNEL_MEMBER
-"VLAN|Vlan30": {"members": ["E4"]} => 8: VLAN|Vlan30: members: E4 is not in VLAN_MEMBER)" ) ) {
+"VLAN|Vlan30": {"members": ["E4"]} => 8: VLAN|Vlan30: members: E4 is not in VLAN_MEMBER
+"ACL_TABLE|T": {"type": "L2"}, "ACL_RULE|T|r": {"PRIORITY": 1, "PCP": "4/0"} => 8: ACL_RULE|T|r: PCP: '4/0': the mask is 0
+"ACL_TABLE|T": {"type": "L2"}, "ACL_RULE|T|r": {"PRIORITY": 1, "PCP": "7/6"} => 8: ACL_RULE|T|r: PCP: '7/6': bits outside of the mask
+"VLAN_MEMBR": {} => 8: VLAN_MEMBR: unknown table, ignored; did you mean VLAN_MEMBER?)" ) ) {
       good( with( more ) );
       EXPECT_EQ( std::count( warnings_.begin(), warnings_.end(), '\n' ), 1 );
       EXPECT_TRUE( warnings_.starts_with( expected ) ) << warnings_;
@@ -272,9 +284,9 @@ TEST_F( ConfigurationTest, KeepsToTheSizeOfTheChip ) {
    for ( int i = 1; i <= 9; ++i ) {
       members += ",\n\"PORTCHANNEL_MEMBER|PortChannel1|E" + std::to_string( i ) + "\": {}";
    }
-   EXPECT_EQ( said( load( members + "}", "helix4" ).errors ),
-         "19: PORTCHANNEL_MEMBER|PortChannel1|E9: PortChannel1 has too many members; allowed: "
-         "up to 8\n" );
+   EXPECT_EQ( said( load( members + "}", "helix4" ).warnings ),
+         "19: PORTCHANNEL_MEMBER|PortChannel1|E9: refused: PortChannel1 has no place left for "
+         "it; allowed: up to 8 members\n" );
 }
 
 TEST_F( ConfigurationTest, SetsAndDeletesSingleEntries ) {
@@ -296,8 +308,10 @@ TEST_F( ConfigurationTest, SetsAndDeletesSingleEntries ) {
             "3: VLAN_MEMBER|Vlan20|E16: does not go with " + write( "" ) +
                   ":8: MIRROR_SESSION|m: dst_port: E16 is in Vlan20" },
       { source_.del( "PORT|E16", step ),
-            "3: PORT|E16: is still needed: " + write( "" ) +
-                  ":8: MIRROR_SESSION|m: dst_port: there is no E16" },
+            "3: PORT|E16: is still needed by MIRROR_SESSION|m (" + write( "" ) + ":8)\n" },
+      { set( "VLAN_MEMBER|Vlan10|E5", "{}" ), "3: VLAN_MEMBER|Vlan10|E5: there is no E5" },
+      { source_.del( "VLAN|Vlan20", step ),
+            "3: VLAN|Vlan20: is still needed by VLAN_MEMBER|Vlan20|PortChannel1 (" },
       { source_.del( "PORT|E5", step ), "3: PORT|E5: there is no such entry" },
       // A command of a running agent has no line.
       { source_.set( "PORT|E0", R"({"mtu": "1"})", { "command", 0 } ),

@@ -132,12 +132,15 @@ TEST_F( TunnelFieldsTest, PolicersBeyondTheChipRefuseTheSession ) {
    expectErrors( pairs( R"(
 "POLICER|p": {"mode": "sr_tcm"} => meter_type: missing; allowed: bytes, packets
 "POLICER|p": {"meter_type": "bytes"} => mode: missing; allowed: sr_tcm, tr_tcm, storm
-"POLICER|p": {"meter_type": "bytes", "mode": "sr_tcm", "cir": "9", "cbs": "8"} => cbs: 8 is below cir)" ) );
+"POLICER|p": {"meter_type": "bytes", "mode": "sr_tcm", "cir": "9", "cbs": "8"} => cbs: 8 is below cir
+"POLICER|p": {"meter_type": "bytes", "mode": "tr_tcm", "cir": "9", "pir": "8"} => pir: 8 is below cir
+"POLICER|p": {"meter_type": "bytes", "mode": "sr_tcm", "cbs": "9", "pbs": "8"} => pbs: 8 is below cbs)" ) );
 }
 
 TEST_F( TunnelFieldsTest, RoutesAreReadAsTheConventionWritesThem ) {
-   const LoadResult result = load( with( R"("INTERFACE": {"E16": {}, "E16|10.0.0.1/24": {}},
-      "PORTCHANNEL_INTERFACE|PortChannel1|FC00::71/126": {"scope": "global"},
+   const LoadResult result = load( with(
+         R"("PORTCHANNEL|PortChannel2": {}, "INTERFACE": {"E16": {}, "E16|10.0.0.1/24": {}},
+      "PORTCHANNEL_INTERFACE|PortChannel2|FC00::71/126": {"scope": "global"},
       "VLAN_INTERFACE|Vlan10|10.1.0.1/16": {}, "LOOPBACK_INTERFACE|Loopback0|10.9.9.9/32": {},
       "STATIC_ROUTE|default|10.2.1.1/16": {"nexthop": "10.0.0.9,0.0.0.0", "ifname": ",Vlan10",
          "distance": "0,0", "blackhole": "false,False", "nexthop-vrf": ",default"},
@@ -145,7 +148,7 @@ TEST_F( TunnelFieldsTest, RoutesAreReadAsTheConventionWritesThem ) {
          "blackhole": "false,false,true"},
       "STATIC_ROUTE|::/0": {"nexthop": "", "ifname": "", "blackhole": "true", "distance": "0"},
       "NEIGH|E16|10.0.0.9": {"neigh": "02:00:00:00:00:09", "family": "ipv4"},
-      "NEIGH|PortChannel1|fc00::72": {"neigh": "02-00-00-00-00-72"},
+      "NEIGH|PortChannel2|fc00::72": {"neigh": "02-00-00-00-00-72"},
       "NEIGH|Vlan10|10.1.0.2": {"family": "IPv4"},
       "DEVICE_METADATA|localhost": {"mac": "02:00:00:00:01:00", "hwsku": {},
          "hwsku": "of no matter"},
@@ -169,7 +172,7 @@ TEST_F( TunnelFieldsTest, RoutesAreReadAsTheConventionWritesThem ) {
             own.subnet.toString() + "; ";
    }
    EXPECT_EQ( addresses,
-         "E16 10.0.0.1 in 10.0.0.0/24; PortChannel1 fc00::71 in fc00::70/126; "
+         "E16 10.0.0.1 in 10.0.0.0/24; PortChannel2 fc00::71 in fc00::70/126; "
          "Vlan10 10.1.0.1 in 10.1.0.0/16; " );
    EXPECT_EQ( result.configuration.routing.neighbours.size(), 2u );
    EXPECT_EQ( result.configuration.routing.routerMac, Plix::EthAddr( { 2, 0, 0, 0, 1, 0 } ) );
@@ -199,8 +202,8 @@ TEST_F( TunnelFieldsTest, OtherVrfsAreLeftAlone ) {
 
 TEST_F( TunnelFieldsTest, SaysWhatIsWrongWithRoutes ) {
    expectErrors( pairs( R"(
-"INTERFACE|E5|10.0.0.1/24": {} => INTERFACE|E5|10.0.0.1/24: there is no E5
-"VLAN_INTERFACE|Vlan11": {} => there is no Vlan11
+"INTERFACE|E5|10.0.0.1/24": {} => refused: there is no E5
+"VLAN_INTERFACE|Vlan11": {} => refused: there is no Vlan11
 "INTERFACE|E16|10.0.0.1/33": {} => '10.0.0.1/33' is not an interface's address
 "INTERFACE|E16|224.0.0.1/24": {} => is not an interface's address
 "STATIC_ROUTE|default|10.2.0.0.0/16": {"ifname": "E16"} => is not a prefix
@@ -209,8 +212,8 @@ TEST_F( TunnelFieldsTest, SaysWhatIsWrongWithRoutes ) {
 "STATIC_ROUTE|10.2.0.0/16": {"ifname": "E16", "distance": "1,2"} => distance: there are 2 for 1 next hops; allowed: as many, or one
 "STATIC_ROUTE|10.2.0.0/16": {"nexthop": "0.0.0.0"} => leads nowhere; allowed: a nexthop, an ifname or blackhole true
 "STATIC_ROUTE|10.2.0.0/16": {"nexthop": "fc00::1"} => of the prefix's family
-"STATIC_ROUTE|10.2.0.0/16": {"ifname": "E5"} => there is no E5
-"NEIGH|E5|10.0.0.9": {"neigh": "02:00:00:00:00:09"} => there is no E5
+"STATIC_ROUTE|10.2.0.0/16": {"ifname": "E5"} => refused: there is no E5
+"NEIGH|E5|10.0.0.9": {"neigh": "02:00:00:00:00:09"} => refused: there is no E5
 "NEIGH|E16|10.0.0": {} => '10.0.0' is not a neighbour's address
 "NEIGH|E16|10.0.0.9": {"neigh": "03:00:00:00:00:09"} => a unicast MAC address
 "NEIGH|E16|10.0.0.9": {"family": "IPv6"} => family: 'IPv6'; allowed: that of

@@ -86,6 +86,29 @@ TEST( AclMirroring, CopiesWhatIsPermittedInOrderAndDropsNothing ) {
    EXPECT_TRUE( isCopied( rig, { .src = ip( "10.1.1.2" ) } ) );
 }
 
+// What is refused copies nothing; frames that are not the table's IP are told by their EtherType.
+TEST( MirrorTables, CopyExactlyWhatTheirRulesName ) {
+   Rig rig( network( fed( "s", "Ethernet20" ) + "," + fed( "cpu", "CPU" ),
+         acls( table( "T", "MIRROR", "Ethernet0" ) + "," +
+                     table( "D", "MIRROR_DSCP", "Ethernet4" ),
+               { { "T|host", 5, R"("SRC_IP": "10.1.1.1/32")" },
+                     { "T|arp", 4, R"("IP_TYPE": "ARP")" },
+                     { "T|none", 3, R"("L4_DST_PORT": "80", "IP_PROTOCOL": "127")" },
+                     { "T|class", 2, R"("TC": "1")" },
+                     { "D|d", 1, R"("DSCP": "8")", "cpu" } } ) ) );
+   EXPECT_TRUE( isCopied( rig, { .src = ip( "10.1.1.1" ) } ) );
+   EXPECT_FALSE( isCopied( rig, { .src = ip( "10.1.1.2" ), .protocol = 127 } ) );
+   EXPECT_TRUE( isCopied( rig, { .type = 0x0806 } ) );
+   EXPECT_FALSE( isCopied( rig, { .type = 0x88cc } ) );
+   for ( const bool isIpv6 : { false, true } ) {
+      for ( const int dscp : { 8, 9 } ) {
+         const auto tos = static_cast< uint8_t >( dscp << 2 );
+         const Packet packet{ .isIpv6 = isIpv6, .tos = tos };
+         EXPECT_EQ( isCopied( rig, packet, "Ethernet4", "CPU" ), dscp == 8 );
+      }
+   }
+}
+
 TEST( Fragments, FollowThePermitThatTheyMayBelongTo ) {
    Rig rig( filtered( "L3",
          { { "T|web", 30,

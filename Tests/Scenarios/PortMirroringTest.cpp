@@ -298,12 +298,14 @@ class EveryChip : public ::testing::TestWithParam< std::string > {};
 
 TEST_P( EveryChip, MirrorsAlike ) {
    Rig rig( network( span( "in", "Ethernet0", "Ethernet20", "RX" ) + "," +
-                  span( "out", "Ethernet4,PortChannel1", "Ethernet24", "TX" ) ),
+                  span( "out", "Ethernet4,PortChannel1", "Ethernet24", "TX" ) + "," +
+                  span( "up", "Ethernet28", "CPU", "RX" ) ),
          GetParam() );
    // flooded: Ethernet4 and one member
    EXPECT_EQ( rig.copied( "Ethernet0", frame( 1, 2 ), "Ethernet20" ), 1U );
    EXPECT_EQ( rig.copyCount( "Ethernet24" ), 2U );
-   EXPECT_EQ( rig.entriesUsed(), 3 );
+   EXPECT_EQ( rig.copied( "Ethernet28", frame( 3, 2 ), "CPU" ), 1U );
+   EXPECT_EQ( rig.entriesUsed(), 4 );
 }
 
 INSTANTIATE_TEST_SUITE_P( Profiles, EveryChip,

@@ -96,7 +96,9 @@ class Rig {
    }
    // The mirror copies that left a port since they were last asked for, there or at any port.
    std::vector< Bytes > copies( const std::string& port ) {
-      const int number = runtime.configuration().ports.at( port ).chipPort;
+      const int number = port == Agent::cpuDestination
+            ? 0
+            : runtime.configuration().ports.at( port ).chipPort;
       std::vector< Bytes > taken;
       std::erase_if( collector_.all, [ & ]( Collector::Sent& one ) {
          if ( one.port != number || one.kind == ChipModel::CopyKind::forwarded ) {
