@@ -21,6 +21,7 @@ int serve( const Command& command ) {
    if ( sayUnserved( agent.runtime() ) && command.strictness == Strictness::strict ) {
       return 1;
    }
+   Duolog::flush(); // what the start traced is seen before the first command
    Reply stopped;
    {
       Server server( agent, socket, signals );

@@ -354,7 +354,7 @@ bool CentralPublisher::isFailed( Mtp mtp ) const {
    return aclProblem( mtp ).has_value();
 }
 
-std::optional< std::string > CentralPublisher::aclProblem( Mtp mtp ) const {
+std::optional< SessionOutcome > CentralPublisher::aclProblem( Mtp mtp ) const {
    const auto at = published_.find( mtp );
    if ( at != published_.end() ) {
       for ( const SessionAcl& acl : at->second.acls ) {
@@ -405,14 +405,14 @@ void CentralPublisher::retryFailed() {
    }
 }
 
-std::optional< std::string > CentralPublisher::refusal( const std::string& session ) const {
+std::optional< SessionOutcome > CentralPublisher::refusal( const std::string& session ) const {
    auto at = refusals_.find( session );
    return at == refusals_.end() ? std::nullopt : std::optional( at->second );
 }
 
 std::optional< std::string > CentralPublisher::problem( Mtp mtp ) const {
    auto at = problems_.find( mtp );
-   return at == problems_.end() ? aclProblem( mtp ) : std::optional( at->second );
+   return at == problems_.end() ? std::nullopt : std::optional( at->second );
 }
 
 } // namespace Agent

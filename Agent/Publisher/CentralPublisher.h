@@ -49,9 +49,11 @@ class CentralPublisher {
    // Who uses which destination.
    const std::map< Mtp, Use >& uses() const { return uses_; }
    // Why a session of this chip has no destination; none if it has.
-   std::optional< std::string > refusal( const std::string& session ) const;
-   // Why a destination, or one of its ACLs, could not be set up in the chip; none if it was.
+   std::optional< SessionOutcome > refusal( const std::string& session ) const;
+   // Why a destination could not be set up in the chip; none if it was.
    std::optional< std::string > problem( Mtp mtp ) const;
+   // Why one of its ACLs could not be; none if all were.
+   std::optional< SessionOutcome > aclProblem( Mtp mtp ) const;
    // Whether tunnels have their GRE keys; not with the toggle off on a chip that needs it.
    bool sendsKeys() const { return sendsKeys_; }
    // What is wanted of a destination in use.
@@ -71,7 +73,6 @@ class CentralPublisher {
    bool targetDel( Mtp mtp );
    bool isFailed( Mtp mtp ) const;
    bool retryEgress( Mtp mtp );
-   std::optional< std::string > aclProblem( Mtp mtp ) const;
    void armRetry();
 
    const SliceHost& slice_;
@@ -86,7 +87,7 @@ class CentralPublisher {
    std::map< Mtp, WantedMtp > wanted_;                // of every use
    std::map< Mtp, WantedMtp > published_;             // as the slice knows it
    std::map< Mtp, Shim::MirrorDestination > targets_; // as the chip knows it
-   std::map< std::string, std::string > refusals_;
+   std::map< std::string, SessionOutcome > refusals_;
    std::map< Mtp, std::string > problems_;
    Zol::Clock publishClock_;
    Zol::Clock retryClock_;

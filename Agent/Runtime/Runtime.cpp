@@ -257,6 +257,7 @@ std::vector< SessionState > Runtime::sessions() const {
       SessionState& state = all.emplace_back( sessionState( session, slice, state_->chips ) );
       const bool isNamed = state_->configuration.ports.contains( session.destination );
       if ( state.reason.empty() && isNamed && !isUp( session.destination ) ) {
+         state.cause = SessionCause::link;
          state.reason = session.destination + " is down: its copies are dropped";
       }
    }

@@ -4,21 +4,6 @@
 
 namespace Agent {
 
-const char* phaseName( SessionPhase phase ) {
-   switch ( phase ) {
-   case SessionPhase::active:
-      return "active";
-   case SessionPhase::inactive:
-      return "inactive";
-   case SessionPhase::refused:
-      return "refused";
-   case SessionPhase::failed:
-      return "failed";
-   default:
-      return "pending";
-   }
-}
-
 namespace {
 
 // The worse of what the two halves of the slice say; none has nothing to say.
@@ -32,22 +17,31 @@ KarvelMirror::ProgramStatus combined( const SliceHost& slice, KarvelMirror::Mtp 
    return ports == KarvelMirror::ProgramStatus::success ? filtered : ports;
 }
 
-// Why copies are not limited as they should be; none if they are.
-std::optional< std::string > rateProblem( const Slice& slice, const WantedMtp& wanted ) {
+bool isFailure( KarvelMirror::ProgramStatus status ) {
    using KarvelMirror::ProgramStatus;
+   return status == ProgramStatus::failed || status == ProgramStatus::resourceExhaustion;
+}
+
+// A status that says failure, with what the chip refused then. The status alone cannot tell a full
+// chip from one that refused a call.
+SessionOutcome failureOf(
+      KarvelMirror::ProgramStatus status, const AgentServices::LastRefusal& refusal ) {
+   const bool isFull = status == KarvelMirror::ProgramStatus::resourceExhaustion;
+   return failedBecause( refusal, isFull ? SessionCause::entries : SessionCause::refusedCall );
+}
+
+// Why copies are not limited as they should be; none if they are.
+std::optional< SessionOutcome > rateProblem( const Slice& slice, const WantedMtp& wanted ) {
    const auto rules = wanted.egressRules();
-   const ProgramStatus status = rules ? slice.host.programStatus()->efpProgramStatus( *rules )
-                                      : ProgramStatus::success;
-   const std::string what =
-         wanted.isLimited() ? "its rate is not limited: " : "its copies have no source tag: ";
-   switch ( status ) {
-   case ProgramStatus::resourceExhaustion:
-      return what + "the chip has no TCAM entries left for it";
-   case ProgramStatus::failed:
-      return what + "the chip refused its TCAM entries or policers";
-   default:
+   if ( !rules || !isFailure( slice.host.programStatus()->efpProgramStatus( *rules ) ) ) {
       return {};
    }
+   SessionOutcome result = failureOf( slice.host.programStatus()->efpProgramStatus( *rules ),
+         slice.host.egressRefusal( *rules ) );
+   result.reason = ( wanted.isLimited() ? "its rate is not limited: "
+                                        : "its copies have no source tag: " ) +
+         result.reason;
+   return result;
 }
 
 // Adds what there is to say of one destination.
@@ -57,20 +51,20 @@ void judge(
    const ProgramStatus programmed = combined( slice.host, mtp );
    const WantedMtp& wanted = slice.publisher.wanted( mtp );
    state.held.push_back( { slice.host.unit(), mtp, use.direction, programmed, wanted.route } );
-   auto failed = [ & ]( const std::string& reason ) {
-      state.phase = SessionPhase::failed;
-      state.reason = reason;
-   };
+   SessionOutcome& outcome = state;
+   const bool portsFailed = isFailure( slice.host.portStatus( mtp ) );
    if ( auto problem = slice.publisher.problem( mtp ) ) {
-      failed( *problem );
-   } else if ( programmed == ProgramStatus::resourceExhaustion ) {
-      failed( "the chip has no TCAM entries left for it" );
-   } else if ( programmed == ProgramStatus::failed ) {
-      failed( "the chip refused its TCAM entries" );
+      outcome = { SessionPhase::failed, SessionCause::destination, *problem, {} };
+   } else if ( auto aclProblem = slice.publisher.aclProblem( mtp ) ) {
+      outcome = *aclProblem;
+   } else if ( isFailure( programmed ) ) {
+      outcome = failureOf( programmed,
+            portsFailed ? slice.host.portRefusal( mtp ) : slice.host.filterRefusal( mtp ) );
    } else if ( auto unlimited = rateProblem( slice, wanted ) ) {
-      failed( *unlimited );
+      outcome = *unlimited;
    } else if ( !wanted.target && state.phase != SessionPhase::failed ) {
       state.phase = SessionPhase::inactive;
+      state.cause = SessionCause::route;
       state.reason = wanted.route;
    } else if ( programmed == ProgramStatus::unknown && state.phase == SessionPhase::active ) {
       state.phase = SessionPhase::pending;
@@ -111,11 +105,13 @@ SessionState sessionState(
    result.config = &session;
    result.phase = SessionPhase::refused;
    if ( session.refused || !slice ) {
+      result.cause = SessionCause::configuration;
       result.reason = session.refused.value_or( "its destination is on no chip" );
       return result;
    }
    if ( auto refusal = slice->publisher.refusal( session.name ) ) {
-      result.reason = *refusal;
+      result.cause = refusal->cause;
+      result.reason = refusal->reason;
       return result;
    }
    result.phase = SessionPhase::active;
@@ -125,7 +121,10 @@ SessionState sessionState(
       }
    }
    if ( result.reason.empty() ) {
-      result.reason = keyProblem( session, *slice, chips ).value_or( "" );
+      if ( auto unkeyed = keyProblem( session, *slice, chips ) ) {
+         result.cause = SessionCause::unkeyed;
+         result.reason = std::move( *unkeyed );
+      }
    }
    return result;
 }
