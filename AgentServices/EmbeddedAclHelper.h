@@ -63,11 +63,11 @@ class EmbeddedAclHelper : public Karvel::AclHelper {
    // --- For reports ----------------------------------------------------------------------
    // The last error of an ACL of this name, until one is committed or made anew. Withdrawing
    // does not clear it, since a machine that meets an error takes the rest back.
-   Ixo::AclCreateError problem( uint32_t unit, Karvel::KarvelAclFeature feature,
-         const Ixo::AclKey& aclKey ) const;
+   Ixo::AclCreateError problem(
+         uint32_t unit, Karvel::KarvelAclFeature feature, const Ixo::AclKey& aclKey ) const;
    // What the chip refused then; none if the error came from elsewhere.
-   LastRefusal refusal( uint32_t unit, Karvel::KarvelAclFeature feature,
-         const Ixo::AclKey& aclKey ) const;
+   LastRefusal refusal(
+         uint32_t unit, Karvel::KarvelAclFeature feature, const Ixo::AclKey& aclKey ) const;
    // The ACLs that somebody holds, in the order in which they were made.
    std::vector< Zol::Ptr< const Karvel::KarvelAclData > > acls() const;
 

@@ -5,7 +5,8 @@
 //
 // What an ACL needs in the chip is in groups of the ACL's own (see ChipAcl.h). So in the manager of
 // a feature, which hands out entries for ACLs beside those for plain rules, an ACL gets a number
-// only: an entry for it would never be installed, but hold a slot and a hardware group.
+// only: an entry for it would never be installed, but hold a slot and a hardware group. Such a
+// number can be released; for all else there is no such entry.
 //
 // Every operation is O( 1 ) in the number of entries. `unit` is always the manager's own:
 // another one is a broken invariant.
@@ -23,8 +24,8 @@ class TcamEntryManager : public Karvel::KarvelUnboundedTcamEntryManager {
    ZOL_ENTITY( AgentServices, TcamEntryManager, Karvel::KarvelUnboundedTcamEntryManager );
 
  public:
-   explicit TcamEntryManager( Zol::Ptr< TcamGroup > group,
-         EntriesOfAcls ofAcls = EntriesOfAcls::entries );
+   explicit TcamEntryManager(
+         Zol::Ptr< TcamGroup > group, EntriesOfAcls ofAcls = EntriesOfAcls::entries );
 
    Karvel::TcamEntryResult getEntry(
          uint32_t unit, const Zol::String& name, const Karvel::TcamRequestKey& key ) override;
@@ -38,7 +39,6 @@ class TcamEntryManager : public Karvel::KarvelUnboundedTcamEntryManager {
          const Shim::PortBitmap& ports, const Shim::PortBitmap& mask ) override;
    Shim::Rc installEntry( uint32_t unit, Karvel::EntryId entryId ) override;
    Shim::Rc uninstallEntry( uint32_t unit, Karvel::EntryId entryId ) override;
-   // Calls for a number go to no entry: E_NOT_FOUND above, and nothing is to be done here.
    // Releases the entry even if the chip refuses to destroy it: the group then sees to it.
    Shim::Rc releaseEntry( uint32_t unit, Karvel::EntryId entryId ) override;
 

@@ -55,6 +55,7 @@ struct PortChannelConfig {
    int unit = 0;
    int trunk = 0; // the number in its name, or the next free one below the chip's limit
    bool adminUp = true;
+   int minLinks = 0;                   // with fewer members up it is down
    std::vector< std::string > members; // port names, in natural order
    Place place;
    bool operator==( const PortChannelConfig& ) const = default;

@@ -36,6 +36,7 @@ void readPortChannel( Draft& draft, const std::string& name, const Entry& entry 
    channel.place = entry.place;
    channel.unit = draft.configuration.chips.begin()->first;
    channel.adminUp = reader.read( schema().portChannel.adminStatus );
+   channel.minLinks = reader.read( schema().portChannel.minLinks );
    draft.configuration.portChannels[ name ] = channel;
 }
 

@@ -44,6 +44,13 @@ bool isInDefaultVrf(
    return at == entries.end() || isDefaultVrf( at->second.text( fields.vrfName ) );
 }
 
+bool isInDefaultVrf( const Draft& draft, const std::string& name ) {
+   const Schema& all = schema();
+   return isInDefaultVrf( draft, all.interface, name ) &&
+         isInDefaultVrf( draft, all.portChannelInterface, name ) &&
+         isInDefaultVrf( draft, all.vlanInterface, name );
+}
+
 void readInterface( Draft& draft, const InterfaceFields& fields, const std::string& key,
       const Entry& entry ) {
    EntryReader reader( fields, key, entry, draft.findings );
@@ -162,7 +169,7 @@ class RouteReader {
       }
    }
 
-   // False if it was wrong. The zero address is that of an interface route.
+   // False if it is not to be used. The zero address is that of an interface route.
    bool readNextHop( size_t i, NextHop& hop ) {
       const std::string text = at( addresses_, i );
       const auto address = Plix::IpGenAddr::fromString( text );
@@ -184,7 +191,15 @@ class RouteReader {
          reader_.error( "leads nowhere; allowed: a nexthop, an ifname or blackhole true" );
          return false;
       }
-      return hop.interface.empty() || checkInterface( draft_, reader_, hop.interface );
+      if ( !hop.interface.empty() && !checkInterface( draft_, reader_, hop.interface ) ) {
+         return false;
+      }
+      if ( !isInDefaultVrf( draft_, hop.interface ) ) {
+         reader_.warning( fields_.ifName,
+               hop.interface + " ignored: tunnels are routed in the VRF default" );
+         return false;
+      }
+      return true;
    }
 
    Draft& draft_;

@@ -64,10 +64,12 @@ struct PortFields : TableSchema {
 
 struct PortChannelFields : TableSchema {
    PortChannelFields() : TableSchema( "PORTCHANNEL" ) {
-      others = { "min_links", "mtu", "tpid", "description", "lacp_key", "fallback", "fast_rate",
-         "mode", "system_mac", "learn_mode", "static", "retry_count" };
+      others = { "mtu", "tpid", "description", "lacp_key", "fallback", "fast_rate", "mode",
+         "system_mac", "learn_mode", "static", "retry_count" };
    }
    DefaultedField< bool > adminStatus{ *this, "admin_status", upOrDown(), "up", "" };
+   DefaultedField< int > minLinks{ *this, "min_links", NumberRange{ 0, 1024 }, "0",
+      ": with fewer members up the port channel is down" };
    TextField members{ *this, "members", "absent",
       "list of ports, as older files have it; no effect, with a warning for each that is not "
       "in "

@@ -1,7 +1,6 @@
 #include "Agent/Publisher/CentralPublisher.h"
 
-#include "ChipModel/Tables/GreFormats.h"
-#include "Platform/Karvel/SdkCall.h"
+#include "Agent/Configuration/Names.h"
 #include "Platform/KarvelLib/Toggles.h"
 
 namespace Agent {
@@ -12,9 +11,6 @@ using KarvelMirror::SourcePort;
 
 namespace {
 
-Duolog::Handle trace( "CentralPublisher" );
-
-constexpr Zol::Seconds retryInterval = 10;
 constexpr const char* toggleFile = "KarvelLib.json";
 
 // Makes a set attribute of an entity equal to what is wanted, by the differences.
@@ -37,6 +33,41 @@ KarvelMirror::AclKey programKey( const Ixo::AclKey& key ) {
    return result;
 }
 
+// What rates the policers of a chip are used for. Sessions of one rate share one, but those with
+// tunnels only among themselves.
+class PolicerPool {
+ public:
+   explicit PolicerPool( int policers ) : policers_( static_cast< size_t >( policers ) ) {}
+
+   // No policer is left, and none has the session's rate.
+   bool isFull( const SessionConfig& session ) const {
+      return session.rateIsEnforced() && !holders_.contains( rateOf( session ) ) &&
+            holders_.size() >= policers_;
+   }
+   void add( const SessionConfig& session ) {
+      if ( session.rateIsEnforced() ) {
+         holders_.try_emplace( rateOf( session ), session.name );
+      }
+   }
+   // One session of each rate.
+   std::vector< std::string > holders() const {
+      std::vector< std::string > names;
+      for ( const auto& [ rate, name ] : holders_ ) {
+         names.push_back( name );
+      }
+      return names;
+   }
+
+ private:
+   using Rate = std::pair< bool, uint64_t >; // in a tunnel, kbit/s
+   static Rate rateOf( const SessionConfig& session ) {
+      return { session.tunnel.has_value(), session.rateKbps };
+   }
+
+   size_t policers_;
+   std::map< Rate, std::string > holders_;
+};
+
 // Whether mirroring can work at all on a chip; why not, if it cannot.
 std::optional< std::string > chipRefusal( const ChipModel::Profile& profile ) {
    const std::string chip = "chip profile " + std::string( profile.name );
@@ -50,29 +81,33 @@ std::optional< std::string > chipRefusal( const ChipModel::Profile& profile ) {
 
 CentralPublisher::CentralPublisher( const SliceHost& slice,
       Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
-      Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions )
-      : slice_( slice ), programInfo_( programInfo ), aclInput_( aclInput ),
+      Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions,
+      ChipReconciler& chip )
+      : slice_( slice ), chip_( chip ), programInfo_( programInfo ), aclInput_( aclInput ),
         sessions_( sessions ),
         insertsHeaders_( !slice.profile().logicalTables ||
               KarvelLib::toggle( toggleFile, "KarvelMirrorT4Gre", true ) ),
-        sendsKeys_( ChipModel::greEditor( slice.profile().greKeys ) == nullptr ||
-              KarvelLib::toggle( toggleFile, "KarvelMirrorGreKey", true ) ),
-        publishClock_( [ this ] {
+        sendsKeys_( KarvelLib::toggle( toggleFile, "KarvelMirrorGreKey", true ) ),
+        policers_( slice.profile().policers ), publishClock_( [ this ] {
            publishClock_.timeMinIs( Zol::never );
            publish();
         } ),
         retryClock_( [ this ] {
-           retryClock_.timeMinIs( Zol::never );
-           retryFailed();
-        } ) {}
+           if ( retryFailed() ) {
+              retryClock_.stillRefused();
+           } else {
+              retryClock_.startAfresh();
+              armRetry();
+           }
+        } ) {
+   chip_.lateChangeHandlerIs(
+         [ this ] { publishClock_.timeMinIs( Zol::activityManager().now() ); } );
+}
 
 CentralPublisher::~CentralPublisher() {
+   chip_.lateChangeHandlerIs( {} );
    uses_.clear();
-   std::vector< Mtp > all;
-   for ( const auto& [ mtp, target ] : targets_ ) {
-      all.push_back( mtp );
-   }
-   for ( Mtp mtp : all ) {
+   for ( const auto& [ mtp, holder ] : holders_ ) {
       withdraw( mtp );
    }
    sessions_.settle( slice_.unit(), {} );
@@ -85,19 +120,26 @@ void CentralPublisher::configurationIs(
       const Configuration& configuration, const PortStates& states ) {
    const Resolver resolver( configuration, states );
    const std::map< Mtp, Use > before = uses_;
+   const std::map< Mtp, WantedMtp > wantedBefore = std::move( wanted_ );
    choose( configuration );
    wanted_.clear();
+   const auto stays = [ & ]( Mtp mtp ) {
+      const auto was = before.find( mtp );
+      const auto is = uses_.find( mtp );
+      return was != before.end() && is != uses_.end() && was->second == is->second;
+   };
    for ( const auto& [ mtp, use ] : uses_ ) {
       wanted_[ mtp ] = wantedMtp( configuration, resolver, mtp, use,
-            sendsKeys_ ? GreKeyUse::sent : GreKeyUse::leftOut );
+            sendsKeys_ ? GreKeyUse::sent : GreKeyUse::leftOut,
+            stays( mtp ) ? wantedBefore.at( mtp ).hop : std::nullopt );
    }
    for ( const auto& [ mtp, use ] : before ) {
-      auto at = uses_.find( mtp );
       const auto known = published_.find( mtp );
-      const bool stays = at != uses_.end() && at->second == use;
-      if ( !stays ||
-            ( known != published_.end() && wanted_.at( mtp ).editsAclOf( known->second ) ) ) {
+      if ( !stays( mtp ) ) {
          withdraw( mtp );
+      } else if ( known != published_.end() &&
+            wanted_.at( mtp ).startsAfresh( known->second ) ) {
+         withdrawRules( mtp );
       }
    }
    keys_.clear();
@@ -107,6 +149,7 @@ void CentralPublisher::configurationIs(
    }
    sessions_.announce( slice_.unit(), keys_ );
    publishClock_.timeMinIs( Zol::activityManager().now() );
+   retryClock_.startAfresh();
    retryFailed();
 }
 
@@ -119,6 +162,7 @@ void CentralPublisher::choose( const Configuration& configuration ) {
    std::vector< std::pair< std::string, int > > granted;
    std::set< Use > wanted;
    int taken = 0;
+   PolicerPool rates( policers_ );
    for ( const auto& [ name, session ] : configuration.sessions ) {
       if ( session.refused || session.unit != slice_.unit() ) {
          continue;
@@ -126,15 +170,24 @@ void CentralPublisher::choose( const Configuration& configuration ) {
       const auto directions = directionsOf( session );
       const int needs = static_cast< int >( directions.size() );
       if ( chipCannot ) {
-         refusals_[ name ] = *chipCannot;
+         refuse( name, SessionCause::chip, *chipCannot );
       } else if ( session.tunnel && !insertsHeaders_ ) {
-         refusals_[ name ] = "the chip inserts no headers: the toggle KarvelMirrorT4Gre is off";
+         refuse( name, SessionCause::chip,
+               "the chip inserts no headers: the toggle KarvelMirrorT4Gre is off" );
       } else if ( taken + needs > capacity ) {
-         refusals_[ name ] = "needs " + std::to_string( needs ) + " of the chip's " +
-               std::to_string( capacity ) + " mirror destinations; " +
-               std::to_string( capacity - taken ) + " free, held by " + holders( granted );
+         refuse( name, SessionCause::destinations,
+               "needs " + std::to_string( needs ) + " of the chip's " +
+                     std::to_string( capacity ) + " mirror destinations; " +
+                     std::to_string( capacity - taken ) + " free, held by " +
+                     holders( granted ) );
+      } else if ( rates.isFull( session ) ) {
+         refuse( name, SessionCause::policerPool,
+               "needs a policer for " + std::to_string( session.rateKbps ) +
+                     " kbit/s; the chip has " + std::to_string( policers_ ) +
+                     ", all used for the rates of " + joined( rates.holders() ) );
       } else {
          taken += needs;
+         rates.add( session );
          granted.emplace_back( name, needs );
          for ( Direction direction : directions ) {
             wanted.insert( { name, direction } );
@@ -145,13 +198,31 @@ void CentralPublisher::choose( const Configuration& configuration ) {
    for ( const auto& [ mtp, use ] : uses_ ) {
       wanted.erase( use );
    }
-   uint8_t number = 0;
    for ( const Use& use : wanted ) {
-      while ( uses_.contains( Mtp( number ) ) ) {
-         ++number;
-      }
-      uses_[ Mtp( number ) ] = use;
+      uses_[ freeNumber( use ) ] = use;
    }
+}
+
+// The lowest; one that the chip does not give back only if there is no other.
+CentralPublisher::Mtp CentralPublisher::freeNumber( const Use& use ) const {
+   std::optional< Mtp > stuck;
+   for ( uint8_t number = 0; number < slice_.profile().mirrorDestinations; ++number ) {
+      const Mtp mtp( number );
+      if ( uses_.contains( mtp ) ) {
+         continue;
+      }
+      if ( !isHeldByAnother( mtp, use ) || !chip_.destinationRefusal( mtp ) ) {
+         return mtp;
+      }
+      stuck = stuck.value_or( mtp );
+   }
+   ZOL_ASSERT( stuck && "no more is granted than the chip has" );
+   return *stuck;
+}
+
+void CentralPublisher::refuse(
+      const std::string& session, SessionCause cause, const std::string& reason ) {
+   refusals_[ session ] = { SessionPhase::refused, cause, reason, {} };
 }
 
 std::string CentralPublisher::holders(
@@ -166,57 +237,67 @@ std::string CentralPublisher::holders(
    return text.empty() ? "nobody" : text;
 }
 
-void CentralPublisher::withdraw( Mtp mtp ) {
+void CentralPublisher::withdrawRules( Mtp mtp ) {
    if ( auto info = programInfo_->lfMtpProgramInfo( slice_.logicalFap() ) ) {
       info->mtpProgramInfoDel( mtp );
       info->tunnelDel( tunnelOf( mtp ) );
    }
    published_.erase( mtp );
-   problems_.erase( mtp );
-   if ( targets_.erase( mtp ) ) {
-      const int unit = slice_.unit();
-      const int destination = mtp.value();
-      KARVEL_SDK_CALL( trace, bcm_mirror_destination_destroy, ( unit, destination ) );
-   }
+}
+
+// Rules first: the chip keeps a destination that an entry names.
+void CentralPublisher::withdraw( Mtp mtp ) {
+   withdrawRules( mtp );
+   chip_.targetDel( mtp );
 }
 
 void CentralPublisher::publish() {
    // One batch: a destination appears with all that is known of it.
    Zol::Batch batch;
-   auto info = programInfo_->lfMtpProgramInfoIs( slice_.logicalFap() );
    for ( const auto& [ mtp, use ] : uses_ ) {
       const WantedMtp& wanted = wanted_.at( mtp );
-      auto present = published_.find( mtp );
-      if ( ( present != published_.end() && present->second == wanted ) ||
-            !targetIs( mtp, wanted ) ) {
+      const auto present = published_.find( mtp );
+      if ( present != published_.end() && present->second == wanted ) {
          continue;
       }
-      publishRules( wanted );
-      publishTunnel( *info, mtp, wanted );
-      auto program = info->mtpProgramInfoIs( mtp );
-      program->sessionIs( use.session );
-      program->directionIs( use.direction );
-      program->aclPortMirroringIs( !wanted.sources.empty() );
-      becomes(
-            wanted.sources, program->srcPort(),
-            [ & ]( const SourcePort& port ) { program->srcPortIs( port ); },
-            [ & ]( const SourcePort& port ) { program->srcPortDel( port ); } );
-      becomes(
-            wanted.dstPorts, program->dstPort(),
-            [ & ]( const DstPort& port ) { program->dstPortIs( port ); },
-            [ & ]( const DstPort& port ) { program->dstPortDel( port ); } );
-      publishFilters( *program, wanted );
+      if ( !wanted.target ) {
+         // A tunnel without a route must not send its copies along the old one.
+         withdraw( mtp );
+      } else if ( targetIs( mtp, use, *wanted.target ) ) {
+         publishProgram( mtp, use, wanted );
+      } else {
+         continue;
+      }
       published_[ mtp ] = wanted;
    }
    std::set< std::string > unsettled;
-   for ( const auto& [ mtp, problem ] : problems_ ) {
-      if ( const auto use = uses_.find( mtp ); use != uses_.end() ) {
-         unsettled.insert( use->second.session );
+   for ( const auto& [ mtp, use ] : uses_ ) {
+      if ( chip_.destinationRefusal( mtp ) ) {
+         unsettled.insert( use.session );
       }
    }
    sessions_.settle( slice_.unit(), keys_, unsettled );
    dropUnusedAcls();
    armRetry();
+}
+
+void CentralPublisher::publishProgram( Mtp mtp, const Use& use, const WantedMtp& wanted ) {
+   publishRules( wanted );
+   auto info = programInfo_->lfMtpProgramInfoIs( slice_.logicalFap() );
+   publishTunnel( *info, mtp, wanted );
+   auto program = info->mtpProgramInfoIs( mtp );
+   program->sessionIs( use.session );
+   program->directionIs( use.direction );
+   program->aclPortMirroringIs( !wanted.sources.empty() );
+   becomes(
+         wanted.sources, program->srcPort(),
+         [ & ]( const SourcePort& port ) { program->srcPortIs( port ); },
+         [ & ]( const SourcePort& port ) { program->srcPortDel( port ); } );
+   becomes(
+         wanted.dstPorts, program->dstPort(),
+         [ & ]( const DstPort& port ) { program->dstPortIs( port ); },
+         [ & ]( const DstPort& port ) { program->dstPortDel( port ); } );
+   publishFilters( *program, wanted );
 }
 
 void CentralPublisher::publishTunnel(
@@ -225,7 +306,7 @@ void CentralPublisher::publishTunnel(
       auto tunnel = info.tunnelIs( tunnelOf( mtp ) );
       tunnel->parametersIs( *wanted.tunnel );
       tunnel->headerSizeIs( wanted.headerSize );
-      tunnel->activeIs( wanted.target.has_value() );
+      tunnel->activeIs( true );
    } else {
       info.tunnelDel( tunnelOf( mtp ) );
    }
@@ -294,48 +375,24 @@ void CentralPublisher::dropUnusedAcls() {
    } );
 }
 
-bool CentralPublisher::targetIs( Mtp mtp, const WantedMtp& wanted ) {
-   auto present = targets_.find( mtp );
-   const int unit = slice_.unit();
-   const int destination = mtp.value();
-   if ( !wanted.target ) {
-      return present == targets_.end() || targetDel( mtp );
-   }
-   if ( present != targets_.end() && present->second == *wanted.target ) {
-      return true;
-   }
-   const Shim::MirrorDestination target = *wanted.target;
-   Shim::Rc rc =
-         KARVEL_SDK_CALL( trace, bcm_mirror_destination_set, ( unit, destination, target ) );
-   if ( rc != Shim::Sdk::QX_BCM_E_NONE() ) {
-      problems_[ mtp ] = std::string( "mirror destination could not be set: " ) +
-            Shim::Sdk::bcm_errmsg( rc );
-      return false;
-   }
-   problems_.erase( mtp );
-   targets_[ mtp ] = target;
-   return true;
+// Copies that entries of somebody else's may still make.
+bool CentralPublisher::isHeldByAnother( Mtp mtp, const Use& use ) const {
+   const auto holder = holders_.find( mtp );
+   return chip_.isLeaving( mtp ) && holder != holders_.end() && holder->second != use;
 }
 
-// A tunnel without a route must not send its copies along the old one.
-bool CentralPublisher::targetDel( Mtp mtp ) {
-   const int unit = slice_.unit();
-   const int destination = mtp.value();
-   const Shim::Rc rc =
-         KARVEL_SDK_CALL( trace, bcm_mirror_destination_destroy, ( unit, destination ) );
-   if ( rc != Shim::Sdk::QX_BCM_E_NONE() && rc != Shim::Sdk::QX_BCM_E_NOT_FOUND() ) {
-      problems_[ mtp ] = std::string( "mirror destination could not be taken back: " ) +
-            Shim::Sdk::bcm_errmsg( rc );
+bool CentralPublisher::targetIs(
+      Mtp mtp, const Use& use, const Shim::MirrorDestination& target ) {
+   if ( isHeldByAnother( mtp, use ) ) {
       return false;
    }
-   problems_.erase( mtp );
-   targets_.erase( mtp );
-   return true;
+   holders_[ mtp ] = use;
+   return chip_.targetIs( mtp, target );
 }
 
 void CentralPublisher::armRetry() {
-   if ( retryClock_.timeMin() == Zol::never && !uses_.empty() ) {
-      retryClock_.timeMinIs( Zol::activityManager().now() + retryInterval );
+   if ( !uses_.empty() ) {
+      retryClock_.arm();
    }
 }
 
@@ -387,22 +444,21 @@ bool CentralPublisher::retryEgress( Mtp mtp ) {
    return true;
 }
 
-void CentralPublisher::retryFailed() {
+bool CentralPublisher::retryFailed() {
    slice_.retryRequests();
    bool failedSome = false;
    for ( const auto& [ mtp, use ] : uses_ ) {
       const bool failed = isFailed( mtp );
       if ( failed ) {
-         withdraw( mtp );
+         withdrawRules( mtp );
       }
       const bool egressFailed = !failed && retryEgress( mtp );
-      failedSome = failedSome || failed || egressFailed || problems_.contains( mtp );
+      failedSome = failedSome || failed || egressFailed;
    }
    if ( failedSome ) {
       publishClock_.timeMinIs( Zol::activityManager().now() );
-   } else {
-      armRetry();
    }
+   return failedSome;
 }
 
 std::optional< SessionOutcome > CentralPublisher::refusal( const std::string& session ) const {
@@ -411,8 +467,8 @@ std::optional< SessionOutcome > CentralPublisher::refusal( const std::string& se
 }
 
 std::optional< std::string > CentralPublisher::problem( Mtp mtp ) const {
-   auto at = problems_.find( mtp );
-   return at == problems_.end() ? std::nullopt : std::optional( at->second );
+   const std::optional< Refusal > refusal = chip_.destinationRefusal( mtp );
+   return refusal ? std::optional( refusal->toString() ) : std::nullopt;
 }
 
 } // namespace Agent

@@ -9,7 +9,8 @@
 // the names of those that hold them. A session that stays keeps its numbers. A session without a
 // route keeps its numbers and starts mirroring when a route appears. A destination is withdrawn
 // and published again in a later turn of the event loop when its direction or user changes, when
-// one of its ACLs is edited, or when its programming failed.
+// one of its ACLs is edited or one of their ports gets another number, or when its programming
+// failed. Another user gets a number only when the chip has given it back.
 
 #include <map>
 #include <optional>
@@ -19,7 +20,9 @@
 
 #include "Agent/Publisher/MirroringSessions.h"
 #include "Agent/Publisher/Wanted.h"
+#include "Agent/Slices/ChipReconciler.h"
 #include "Agent/Slices/SliceHost.h"
+#include "AgentServices/RetryClock.h"
 #include "Platform/Acl/AclConfig.h"
 #include "Platform/Zol/Clock.h"
 
@@ -34,7 +37,8 @@ class CentralPublisher {
 
    CentralPublisher( const SliceHost& slice,
          Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
-         Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions );
+         Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions,
+         ChipReconciler& chip );
    // Withdraws what it published.
    ~CentralPublisher();
    CentralPublisher( const CentralPublisher& ) = delete;
@@ -43,8 +47,8 @@ class CentralPublisher {
    // Follows a configuration. What leaves is withdrawn at once; what comes or changes is
    // published in the next turn of the event loop.
    void configurationIs( const Configuration& configuration, const PortStates& states );
-   // Starts the destinations afresh whose programming failed.
-   void retryFailed();
+   // The chip has this many policers; counts from the next configuration on.
+   void policersAre( int count ) { policers_ = count; }
 
    // Who uses which destination.
    const std::map< Mtp, Use >& uses() const { return uses_; }
@@ -54,28 +58,35 @@ class CentralPublisher {
    std::optional< std::string > problem( Mtp mtp ) const;
    // Why one of its ACLs could not be; none if all were.
    std::optional< SessionOutcome > aclProblem( Mtp mtp ) const;
-   // Whether tunnels have their GRE keys; not with the toggle off on a chip that needs it.
+   // Whether tunnels have their GRE keys; not with the toggle off.
    bool sendsKeys() const { return sendsKeys_; }
    // What is wanted of a destination in use.
    const WantedMtp& wanted( Mtp mtp ) const { return wanted_.at( mtp ); }
 
  private:
    void choose( const Configuration& configuration );
+   void refuse( const std::string& session, SessionCause cause, const std::string& reason );
+   Mtp freeNumber( const Use& use ) const;
    std::string holders( const std::vector< std::pair< std::string, int > >& granted ) const;
+   void withdrawRules( Mtp mtp );
    void withdraw( Mtp mtp );
    void publish();
+   void publishProgram( Mtp mtp, const Use& use, const WantedMtp& wanted );
    void publishTunnel(
          KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp, const WantedMtp& wanted );
    void publishFilters( KarvelMirror::MtpProgramInfo& program, const WantedMtp& wanted );
    void publishRules( const WantedMtp& wanted );
    void dropUnusedAcls();
-   bool targetIs( Mtp mtp, const WantedMtp& wanted );
-   bool targetDel( Mtp mtp );
+   bool targetIs( Mtp mtp, const Use& use, const Shim::MirrorDestination& target );
+   bool isHeldByAnother( Mtp mtp, const Use& use ) const;
    bool isFailed( Mtp mtp ) const;
+   // Starts the destinations afresh whose programming failed; true if there were any.
+   bool retryFailed();
    bool retryEgress( Mtp mtp );
    void armRetry();
 
    const SliceHost& slice_;
+   ChipReconciler& chip_;
    Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo_;
    std::map< Mtp, Use > uses_;
    Zol::Ptr< Acl::Input::Config > aclInput_;
@@ -84,13 +95,13 @@ class CentralPublisher {
    MirroringSessions::Keys keys_; // of the sessions that have destinations
    const bool insertsHeaders_;    // in front of copies in tunnels
    const bool sendsKeys_;
-   std::map< Mtp, WantedMtp > wanted_;                // of every use
-   std::map< Mtp, WantedMtp > published_;             // as the slice knows it
-   std::map< Mtp, Shim::MirrorDestination > targets_; // as the chip knows it
+   std::map< Mtp, WantedMtp > wanted_;    // of every use
+   std::map< Mtp, WantedMtp > published_; // as the slice knows it
+   std::map< Mtp, Use > holders_;         // whose copies the chip may send to a destination
    std::map< std::string, SessionOutcome > refusals_;
-   std::map< Mtp, std::string > problems_;
+   int policers_; // of the chip, for all sessions together
    Zol::Clock publishClock_;
-   Zol::Clock retryClock_;
+   AgentServices::RetryClock retryClock_;
 };
 
 } // namespace Agent

@@ -24,23 +24,31 @@ void Resolver::add( const Route& route ) {
    same.insert( std::upper_bound( same.begin(), same.end(), route, order ), route );
 }
 
-Resolution Resolver::routeTo( int unit, const Plix::IpGenAddr& destination ) const {
+Resolution Resolver::routeTo( int unit, const Plix::IpGenAddr& destination,
+      const std::optional< NextHop >& keptHop ) const {
    const auto own = interfaceByOwn_.find( destination );
    if ( own != interfaceByOwn_.end() ) {
       return destination.toString() + " is an address of this switch (" + own->second + ")";
    }
-   std::string down; // the best route, which does not count because of this
+   std::string why; // of the best route, which does not count because of this
    for ( const auto& [ length, routes ] : byLength_ ) {
       for ( const Route& route : routesTo( destination, length, routes ) ) {
-         if ( isUsable( route ) ) {
-            return follow( route, unit, destination );
+         Resolution found = isUsable( route ) ? follow( route, unit, destination, keptHop )
+                                              : downText( route );
+         if ( std::holds_alternative< TunnelRoute >( found ) || decides( route ) ) {
+            return found;
          }
-         if ( down.empty() ) {
-            down = downText( route );
+         if ( why.empty() ) {
+            why = std::get< std::string >( found );
          }
       }
    }
-   return down.empty() ? "no route to " + destination.toString() : down;
+   return why.empty() ? "no route to " + destination.toString() : why;
+}
+
+// Whether no other route is asked: frames for a subnet that is up go nowhere else.
+bool Resolver::decides( const Route& route ) const {
+   return route.isBlackhole || ( route.isConnected && isUsable( route ) );
 }
 
 std::span< const Resolver::Route > Resolver::routesTo(
@@ -58,12 +66,11 @@ std::string Resolver::interfaceOf( const NextHop& hop ) const {
 }
 
 std::string Resolver::downText( const Route& route ) const {
-   std::string names;
+   std::string text;
    for ( const NextHop& hop : route.nextHops ) {
-      names += ( names.empty() ? "" : ", " ) + interfaceOf( hop );
+      text += ( text.empty() ? "" : ", " ) + whyDown( interfaceOf( hop ) ).value_or( "" );
    }
-   const bool isOne = route.nextHops.size() == 1;
-   return names + ( isOne ? " is" : " are" ) + " down (" + route.prefix.toString() + ")";
+   return text + " (" + route.prefix.toString() + ")";
 }
 
 bool Resolver::isUsable( const Route& route ) const {
@@ -71,25 +78,23 @@ bool Resolver::isUsable( const Route& route ) const {
          std::any_of(
                route.nextHops.begin(), route.nextHops.end(), [ & ]( const NextHop& hop ) {
                   const std::string interface = interfaceOf( hop );
-                  return interface.empty() || isUp( interface );
+                  return interface.empty() || !whyDown( interface );
                } );
 }
 
-bool Resolver::isUp( const std::string& interface ) const {
-   auto memberIsUp = [ & ]( const std::string& port ) {
-      return states_.isUp( configuration_, port );
-   };
-   const auto channel = configuration_.portChannels.find( interface );
-   if ( channel != configuration_.portChannels.end() ) {
-      return channel->second.adminUp &&
-            std::any_of(
-                  channel->second.members.begin(), channel->second.members.end(), memberIsUp );
+std::optional< std::string > Resolver::whyDown( const std::string& interface ) const {
+   const VlanConfig* vlan = configuration_.vlanNamed( interface );
+   if ( !vlan ) {
+      return states_.whyDown( configuration_, interface );
    }
-   if ( const VlanConfig* vlan = configuration_.vlanNamed( interface ) ) {
-      return std::any_of( vlan->members.begin(), vlan->members.end(),
-            [ & ]( const VlanMemberConfig& member ) { return isUp( member.interface ); } );
-   }
-   return memberIsUp( interface );
+   const bool someUp =
+         std::ranges::any_of( vlan->members, [ & ]( const VlanMemberConfig& member ) {
+            return states_.isUp( configuration_, member.interface );
+         } );
+   return someUp
+         ? std::nullopt
+         : std::optional( vlan->members.empty() ? interface + " has no members"
+                                                : "all members of " + interface + " are down" );
 }
 
 // Of one network, connected routes are in front.
@@ -103,13 +108,17 @@ std::string Resolver::connectedTo( const Plix::IpGenAddr& address ) const {
    return "";
 }
 
-Resolution Resolver::follow(
-      const Route& route, int unit, const Plix::IpGenAddr& destination ) const {
+Resolution Resolver::follow( const Route& route, int unit, const Plix::IpGenAddr& destination,
+      const std::optional< NextHop >& keptHop ) const {
    if ( route.isBlackhole ) {
       return route.prefix.toString() + " is a blackhole route";
    }
+   std::vector< NextHop > hops = route.nextHops;
+   std::ranges::stable_partition( hops, [ & ]( const NextHop& hop ) {
+      return keptHop == NextHop{ hop.address, interfaceOf( hop ) };
+   } );
    std::string why;
-   for ( const NextHop& hop : route.nextHops ) {
+   for ( const NextHop& hop : hops ) {
       Resolution resolution = reach( hop, unit, destination );
       if ( auto* found = std::get_if< TunnelRoute >( &resolution ) ) {
          found->text = route.prefix.toString() + hopText( hop, *found );
@@ -142,6 +151,7 @@ Resolution Resolver::reach(
       return "no neighbour entry for " + what + " on " + interface;
    }
    TunnelRoute found;
+   found.hop = { hop.address, interface };
    found.nextHop = neighbour->second;
    const std::string why = leaveBy( interface, unit, found );
    if ( !why.empty() ) {
@@ -155,8 +165,8 @@ std::string Resolver::leaveBy(
    if ( const VlanConfig* vlan = configuration_.vlanNamed( interface ) ) {
       return leaveByVlan( *vlan, unit, found );
    }
-   if ( !isUp( interface ) ) {
-      return interface + " is down";
+   if ( const std::optional< std::string > why = whyDown( interface ) ) {
+      return *why;
    }
    const int itsUnit = configuration_.unitOf( interface );
    if ( itsUnit != unit ) {

@@ -31,10 +31,10 @@ uint32_t headerBytes( const Shim::MirrorTunnel& tunnel ) {
 class Deriver {
  public:
    Deriver( const Configuration& configuration, const Resolver& resolver, KarvelMirror::Mtp mtp,
-         const MtpUse& use, GreKeyUse keys )
+         const MtpUse& use, GreKeyUse keys, const std::optional< NextHop >& keptHop )
          : configuration_( configuration ), resolver_( resolver ),
            session_( configuration.sessions.at( use.session ) ), mtp_( mtp ),
-           direction_( use.direction ), keys_( keys ) {}
+           direction_( use.direction ), keys_( keys ), keptHop_( keptHop ) {}
 
    WantedMtp derive() {
       if ( session_.tunnel ) {
@@ -48,6 +48,7 @@ class Deriver {
       if ( direction_ == Direction::ingress ) {
          wanted_.acls = session_.acls;
          matches();
+         filteredPorts();
       }
       if ( wanted_.target ) {
          wanted_.target->queue = session_.queue;
@@ -88,13 +89,14 @@ class Deriver {
       parameters.dscpIs( tunnel.dscp );
       parameters.ttlIs( tunnel.ttl );
       wanted_.tunnel = parameters;
-      Resolution found = resolver_.routeTo( session_.unit, tunnel.dstIp );
+      Resolution found = resolver_.routeTo( session_.unit, tunnel.dstIp, keptHop_ );
       if ( const std::string* why = std::get_if< std::string >( &found ) ) {
          wanted_.route = *why;
          return;
       }
       const TunnelRoute& route = std::get< TunnelRoute >( found );
       wanted_.route = route.text + ", " + route.interface;
+      wanted_.hop = route.hop;
       wanted_.target = { route.kind, route.id, headers( tunnel, route ), {} };
       wanted_.headerSize = headerBytes( *wanted_.target->tunnel );
       addDstPorts( route.ports );
@@ -176,19 +178,36 @@ class Deriver {
       }
    }
 
+   void filteredPorts() {
+      const auto add = [ & ]( const Plix::IntfId& interface ) {
+         wanted_.filteredPorts[ interface.port() ] = portNumber( interface.port() );
+      };
+      for ( const SessionAcl& acl : wanted_.acls ) {
+         std::ranges::for_each( acl.interfaces, add );
+      }
+      for ( const Plix::IntfId& interface : wanted_.matchInterfaces ) {
+         add( interface );
+      }
+   }
+
    const Configuration& configuration_;
    const Resolver& resolver_;
    const SessionConfig& session_;
    const KarvelMirror::Mtp mtp_;
    const Direction direction_;
    const GreKeyUse keys_;
+   const std::optional< NextHop >& keptHop_;
    WantedMtp wanted_;
 };
 
 } // namespace
 
-bool WantedMtp::editsAclOf( const WantedMtp& before ) const {
-   return std::any_of( acls.begin(), acls.end(), [ & ]( const SessionAcl& acl ) {
+bool WantedMtp::startsAfresh( const WantedMtp& before ) const {
+   const bool portMoved = std::ranges::any_of( filteredPorts, [ & ]( const auto& port ) {
+      const auto old = before.filteredPorts.find( port.first );
+      return old != before.filteredPorts.end() && old->second != port.second;
+   } );
+   return portMoved || std::any_of( acls.begin(), acls.end(), [ & ]( const SessionAcl& acl ) {
       return std::any_of(
             before.acls.begin(), before.acls.end(), [ & ]( const SessionAcl& old ) {
                return old.key == acl.key && !( old.rules == acl.rules ) && !( old == acl );
@@ -208,8 +227,9 @@ KarvelMirror::TunnelId tunnelOf( KarvelMirror::Mtp mtp ) {
 }
 
 WantedMtp wantedMtp( const Configuration& configuration, const Resolver& resolver,
-      KarvelMirror::Mtp mtp, const MtpUse& use, GreKeyUse keys ) {
-   return Deriver( configuration, resolver, mtp, use, keys ).derive();
+      KarvelMirror::Mtp mtp, const MtpUse& use, GreKeyUse keys,
+      const std::optional< NextHop >& keptHop ) {
+   return Deriver( configuration, resolver, mtp, use, keys, keptHop ).derive();
 }
 
 std::vector< Direction > directionsOf( const SessionConfig& session ) {

@@ -17,8 +17,7 @@ std::vector< Cell > entryRow(
       int64_t( entry.priority ), entry.name, matchText( runtime, chip, entry ),
       entry.installed ? actionsText( runtime, chip, entry.actions )
                       : "none: holds its slot, is not installed",
-      static_cast< int64_t >( entry.packets ),
-      static_cast< int64_t >( entry.bytes ) };
+      static_cast< int64_t >( entry.packets ), static_cast< int64_t >( entry.bytes ) };
 }
 
 } // namespace

@@ -5,7 +5,7 @@
 
 #include "Agent/Runtime/PluginLibrary.h"
 #include "Agent/Runtime/SessionStates.h"
-#include "Agent/Slices/ChipSetup.h"
+#include "Agent/Slices/ChipReconciler.h"
 #include "AgentServices/TcamGroupManager.h"
 #include "Platform/Acl/AclConfig.h"
 #include "Platform/Karvel/SdkCall.h"
@@ -50,9 +50,8 @@ struct Runtime::State {
    Zol::Ptr< AgentServices::TcamGroupManager > groupManager;
    Zol::Ptr< KarvelCentral::CpuRecircStatus > cpuRecircStatus;
    std::optional< MirroringSessions > mirroringSessions;
-   std::map< int, ChipSetup > setups; // by unit, as the slices
+   std::map< int, ChipReconciler > reconcilers; // by unit, as the slices
    std::map< int, Slice > slices;
-   std::vector< std::string > problems; // what the chips refused of the last configuration
    std::map< std::pair< int, int >, std::string > portNames;
 };
 
@@ -125,9 +124,9 @@ void Runtime::State::makeSlices() {
       groupManager->unitIs( static_cast< uint32_t >( unit ),
             { profile.aclGroup, profile.portClassBits,
                   profile.policers > 0 ? egressEntriesPerFeature : 0 } );
-      setups.try_emplace( unit, unit );
+      ChipReconciler& reconciler = reconcilers.try_emplace( unit, unit ).first->second;
       Slice& slice = slices.try_emplace( unit, unit, profile, store, chipTable, groupManager,
-                                 programInfo, aclInput, *mirroringSessions )
+                                 programInfo, aclInput, *mirroringSessions, reconciler )
                            .first->second;
       slice.host.configurationIs( configuration );
       // The agent has one loopback interface; by now the slice knows the chip's module.
@@ -146,12 +145,9 @@ void Runtime::State::apply( const Configuration& wanted ) {
    for ( const auto& [ name, port ] : configuration.ports ) {
       portNames[ { port.unit, port.chipPort } ] = name;
    }
-   problems.clear();
+   portStates.configurationIs( configuration );
    for ( auto& [ unit, slice ] : slices ) {
-      for ( std::string& problem :
-            setups.at( unit ).configurationIs( configuration, portStates ) ) {
-         problems.push_back( std::move( problem ) );
-      }
+      reconcilers.at( unit ).configurationIs( configuration, portStates );
       slice.host.configurationIs( configuration );
       slice.publisher.configurationIs( configuration, portStates );
    }
@@ -216,8 +212,8 @@ void Runtime::withdraw() {
    state_->slices.clear();
    Zol::activityManager().runUntilIdle();
    state_->groupManager = nullptr; // tries once more what the chips refused
-   for ( auto& [ unit, setup ] : state_->setups ) {
-      (void)setup.configurationIs( Configuration(), state_->portStates );
+   for ( auto& [ unit, reconciler ] : state_->reconcilers ) {
+      reconciler.withdraw();
    }
 }
 
@@ -255,16 +251,24 @@ std::vector< SessionState > Runtime::sessions() const {
    for ( const auto& [ name, session ] : state_->configuration.sessions ) {
       const Slice* slice = state_->sliceOf( session );
       SessionState& state = all.emplace_back( sessionState( session, slice, state_->chips ) );
-      const bool isNamed = state_->configuration.ports.contains( session.destination );
-      if ( state.reason.empty() && isNamed && !isUp( session.destination ) ) {
-         state.cause = SessionCause::link;
-         state.reason = session.destination + " is down: its copies are dropped";
+      if ( state.phase == SessionPhase::active || state.phase == SessionPhase::pending ) {
+         const Forwarding forwarding{ state_->configuration, state_->portStates,
+            state_->reconcilers.at( session.unit ) };
+         if ( auto trouble = forwardingTrouble( session, state, forwarding ) ) {
+            static_cast< SessionOutcome& >( state ) = *trouble;
+         }
       }
    }
    return all;
 }
 
-std::vector< std::string > Runtime::problems() const { return state_->problems; }
+std::vector< std::string > Runtime::problems() const {
+   std::vector< std::string > all;
+   for ( const auto& [ unit, reconciler ] : state_->reconcilers ) {
+      std::ranges::copy( reconciler.problems(), std::back_inserter( all ) );
+   }
+   return all;
+}
 
 ChipModel::Switch& Runtime::chips() { return state_->chips; }
 
@@ -392,10 +396,12 @@ std::optional< std::string > Runtime::capacity( std::string_view what, int value
       }
    }
    Zol::ActivityLockHolder lock;
-   for ( auto& [ unit, slice ] : state_->slices ) {
-      slice.publisher.retryFailed();
+   if ( what == "policers" ) {
+      for ( auto& [ unit, slice ] : state_->slices ) {
+         slice.publisher.policersAre( value );
+      }
    }
-   Zol::activityManager().runUntilIdle();
+   state_->apply( Configuration( state_->configuration ) ); // tries again what failed
    return {};
 }
 

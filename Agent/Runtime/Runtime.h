@@ -87,7 +87,7 @@ class Runtime {
 
    // --- Looking in --------------------------------------------------------------------------
    std::vector< SessionState > sessions() const; // by name
-   // What the chips refused of the last configuration besides mirroring, in one line each.
+   // What the chips refuse at present besides mirroring, in one line each.
    std::vector< std::string > problems() const;
    ChipModel::Switch& chips();
    const ChipModel::Profile& profile( int unit ) const;

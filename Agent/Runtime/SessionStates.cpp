@@ -1,5 +1,7 @@
 #include "Agent/Runtime/SessionStates.h"
 
+#include <algorithm>
+
 #include "ChipModel/Tables/GreFormats.h"
 
 namespace Agent {
@@ -71,33 +73,130 @@ void judge(
    }
 }
 
-// Whether the chip has been set to put the tunnel's key into GRE headers.
-bool sendsKey( const Slice& slice, const TunnelConfig& tunnel, ChipModel::Switch& chips ) {
+// What the headers of a tunnel with a key are like, by what the chip holds.
+enum class KeyedHeaders : uint8_t { keyed, plain, broken };
+
+KeyedHeaders keyedHeaders(
+      const Slice& slice, const TunnelConfig& tunnel, ChipModel::Switch& chips ) {
    const ChipModel::GreEditor* editor = ChipModel::greEditor( slice.host.profile().greKeys );
    if ( !editor ) {
-      return true;
+      return KeyedHeaders::keyed;
    }
    const bool isIp4 = tunnel.dstIp.family() == Plix::AddressFamily::ipv4;
    const ChipModel::GreEditorPlaces& places = isIp4 ? editor->ip4 : editor->ip6;
-   return chips.chip( slice.host.unit() )->tables().memories.value( places.keySelect ) != 0;
+   const ChipModel::Memories& memories = chips.chip( slice.host.unit() )->tables().memories;
+   int changed = 0; // of the four places that only together make a header with a key
+   for ( const ChipModel::FieldPlace& place :
+         { places.headerBytes, places.keySelect, places.flags, places.lengthAdjust } ) {
+      changed += memories.value( place ) != resetValue( slice.host.profile(), place ) ? 1 : 0;
+   }
+   if ( changed == 4 ) {
+      return KeyedHeaders::keyed;
+   }
+   // A header-insertion profile counts the key's bytes.
+   return changed == 0 && !slice.host.profile().logicalTables ? KeyedHeaders::plain
+                                                              : KeyedHeaders::broken;
 }
 
-// Why the copies of a session with a key have none.
-std::optional< std::string > keyProblem(
+// What is wrong with the copies of a session with a key.
+std::optional< SessionOutcome > keyProblem(
       const SessionConfig& session, const Slice& slice, ChipModel::Switch& chips ) {
    if ( !session.tunnel || !session.tunnel->greKey ) {
       return {};
    }
+   auto unkeyed = []( const char* why ) {
+      return SessionOutcome{ SessionPhase::active, SessionCause::unkeyed,
+         std::string( rowOf( SessionCause::unkeyed ).text ) + ": " + why, {} };
+   };
    if ( !slice.publisher.sendsKeys() ) {
-      return "its copies have no GRE key: the toggle KarvelMirrorGreKey is off";
+      return unkeyed( "the toggle KarvelMirrorGreKey is off" );
    }
-   if ( !sendsKey( slice, *session.tunnel, chips ) ) {
-      return "its copies have no GRE key: the chip refused to be set for keys";
+   switch ( keyedHeaders( slice, *session.tunnel, chips ) ) {
+   case KeyedHeaders::keyed:
+      return {};
+   case KeyedHeaders::plain:
+      return unkeyed( "the chip refused to be set for keys" );
+   default:
+      return SessionOutcome{ SessionPhase::failed, SessionCause::headers,
+         rowOf( SessionCause::headers ).text, {} };
+   }
+}
+
+// "Ethernet4" of the sub-interface "Ethernet4.10".
+std::string portOf( const std::string& source ) {
+   return source.substr( 0, source.find( '.' ) );
+}
+
+// What the chip refused of an interface: itself, its members, or a VLAN of theirs.
+std::optional< Refusal > refusalOf( const std::string& interface, const Forwarding& of ) {
+   const auto channel = of.configuration.portChannels.find( interface );
+   std::vector< std::string > ports{ interface };
+   if ( channel != of.configuration.portChannels.end() ) {
+      if ( auto refusal = of.chip.trunkRefusal( channel->second.trunk ) ) {
+         return refusal;
+      }
+      ports = channel->second.members;
+   }
+   for ( const auto& [ vid, vlan ] : of.configuration.vlans ) {
+      const bool isMember = std::any_of( vlan.members.begin(), vlan.members.end(),
+            [ & ]( const VlanMemberConfig& member ) { return member.interface == interface; } );
+      if ( auto refusal = isMember ? of.chip.vlanRefusal( vid ) : std::nullopt ) {
+         return refusal;
+      }
+   }
+   for ( const std::string& name : ports ) {
+      const auto port = of.configuration.ports.find( name );
+      if ( port == of.configuration.ports.end() ) {
+         continue;
+      }
+      if ( auto refusal = of.chip.portRefusal( port->second.chipPort ) ) {
+         return refusal;
+      }
    }
    return {};
 }
 
+SessionOutcome outcomeOf( const Refusal& refusal ) {
+   return { SessionPhase::failed, SessionCause::forwarding, refusal.toString(),
+      Karvel::SdkRefusal{ refusal.call, refusal.code } };
+}
+
 } // namespace
+
+std::optional< SessionOutcome > forwardingTrouble(
+      const SessionConfig& session, const SessionState& state, const Forwarding& of ) {
+   std::vector< std::string > needed;
+   for ( const std::string& source : session.sources ) {
+      needed.push_back( portOf( source ) );
+   }
+   if ( !session.tunnel ) {
+      needed.push_back( session.destination );
+   }
+   for ( const std::string& interface : needed ) {
+      if ( auto refusal = refusalOf( interface, of ) ) {
+         return outcomeOf( *refusal );
+      }
+   }
+   if ( !session.tunnel ) {
+      if ( auto why = of.states.whyDown( of.configuration, session.destination ) ) {
+         return SessionOutcome{ SessionPhase::inactive, SessionCause::link,
+            *why + ": its copies are dropped", {} };
+      }
+   }
+   std::optional< std::string > firstWhy;
+   for ( const std::string& source : session.sources ) {
+      auto why = of.states.whyDown( of.configuration, portOf( source ) );
+      if ( !why ) {
+         return {}; // a source that works is mirrored
+      }
+      firstWhy = firstWhy ? firstWhy : why;
+   }
+   if ( !firstWhy || !state.reason.empty() ) {
+      return {};
+   }
+   return SessionOutcome{ SessionPhase::inactive, SessionCause::link,
+      *firstWhy + ": there is nothing to copy", {} };
+}
 
 SessionState sessionState(
       const SessionConfig& session, const Slice* slice, ChipModel::Switch& chips ) {
@@ -120,10 +219,9 @@ SessionState sessionState(
          judge( *slice, mtp, use, result );
       }
    }
-   if ( result.reason.empty() ) {
-      if ( auto unkeyed = keyProblem( session, *slice, chips ) ) {
-         result.cause = SessionCause::unkeyed;
-         result.reason = std::move( *unkeyed );
+   if ( result.phase == SessionPhase::active && result.reason.empty() ) {
+      if ( auto trouble = keyProblem( session, *slice, chips ) ) {
+         static_cast< SessionOutcome& >( result ) = *trouble;
       }
    }
    return result;

@@ -13,9 +13,10 @@ struct Slice {
          Zol::Ptr< KarvelCentral::ChipTable > chipTable,
          Zol::Ptr< AgentServices::TcamGroupManager > groupManager,
          Zol::Ptr< KarvelMirror::LogicalFapMtpProgramInfoColl > programInfo,
-         Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions )
+         Zol::Ptr< Acl::Input::Config > aclInput, MirroringSessions& sessions,
+         ChipReconciler& chip )
          : host( unit, profile, store, chipTable, groupManager ),
-           publisher( host, programInfo, aclInput, sessions ) {}
+           publisher( host, programInfo, aclInput, sessions, chip ) {}
 
    SliceHost host;
    CentralPublisher publisher;

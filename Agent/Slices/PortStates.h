@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <set>
 #include <string>
 
@@ -11,12 +12,17 @@ namespace Agent {
 struct PortStates {
    std::set< std::string > down;
 
-   // Whether frames can leave by the port: it is there, and neither its administrator nor its
-   // link says down.
-   bool isUp( const Configuration& configuration, const std::string& port ) const {
-      const auto at = configuration.ports.find( port );
-      return at != configuration.ports.end() && at->second.adminUp && !down.contains( port );
+   // Why copies cannot leave by a port or port channel, and no traffic arrives at it: "link of
+   // Ethernet4 is down", "Ethernet4 is down by its administrator", "PortChannel1 has no members",
+   // "all members of PortChannel1 are down", "PortChannel1 has 1 member up, fewer than its
+   // min_links 2". None if they can.
+   std::optional< std::string > whyDown(
+         const Configuration& configuration, const std::string& interface ) const;
+   bool isUp( const Configuration& configuration, const std::string& interface ) const {
+      return !whyDown( configuration, interface );
    }
+   // Links of ports that are no longer configured are forgotten.
+   void configurationIs( const Configuration& configuration );
 };
 
 } // namespace Agent

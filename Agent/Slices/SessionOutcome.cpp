@@ -36,12 +36,17 @@ constexpr std::array causes{
    SessionCauseRow{ SessionCause::groups, "groups", "the chip has no TCAM groups left for it" },
    SessionCauseRow{
          SessionCause::entries, "entries", "the chip has no TCAM entries left for it" },
+   SessionCauseRow{ SessionCause::portClasses, "port-classes",
+         "the chip has no port classes left for it" },
    SessionCauseRow{
-         SessionCause::portClasses, "port-classes", "the chip has no port classes left for it" },
-   SessionCauseRow{ SessionCause::policers, "policers", "the chip has no policers left for it" },
+         SessionCause::policers, "policers", "the chip has no policers left for it" },
    SessionCauseRow{ SessionCause::refusedCall, "refused-call", "the chip refused" },
-   SessionCauseRow{ SessionCause::destination, "destination", "mirror destination could not be" },
+   SessionCauseRow{
+         SessionCause::destination, "destination", "mirror destination could not be" },
    SessionCauseRow{ SessionCause::unkeyed, "unkeyed", "its copies have no GRE key" },
+   SessionCauseRow{ SessionCause::headers, "headers",
+         "its copies cannot be read: the chip refused a part of what GRE keys need" },
+   SessionCauseRow{ SessionCause::forwarding, "forwarding", "" },
    SessionCauseRow{ SessionCause::link, "link", "" },
 };
 
@@ -77,9 +82,10 @@ SessionOutcome failedBecause(
    }
    result.reason = rowOf( result.cause ).text;
    if ( result.cause == SessionCause::refusedCall ) {
-      result.reason += refusal ? " " + refusal->what + ": " +
-                  Shim::Sdk::bcm_errmsg( refusal->rc ) + " (" + std::to_string( refusal->rc ) + ")"
-                               : " its TCAM entries";
+      result.reason += refusal
+            ? " " + refusal->what + ": " + Shim::Sdk::bcm_errmsg( refusal->rc ) + " (" +
+                  std::to_string( refusal->rc ) + ")"
+            : " its TCAM entries";
    }
    return result;
 }

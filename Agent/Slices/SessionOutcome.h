@@ -14,7 +14,7 @@ namespace Agent {
 
 enum class SessionPhase : uint8_t {
    active,   // in the chip
-   inactive, // its tunnel has no route now; see reason
+   inactive, // its tunnel has no route now, or a link is down; see reason
    refused,  // this agent or chip cannot serve it; see reason
    failed,   // programming failed; it is tried again when something changes, and by and by
    pending,  // published, no answer yet
@@ -37,7 +37,9 @@ enum class SessionCause : uint8_t {
    refusedCall,   // the chip refused a call for another reason
    destination,   // the chip refused the mirror destination
    unkeyed,       // copies have no GRE key
-   link,          // the destination is down
+   headers,       // the chip refused a part of what headers with a key need
+   forwarding,    // the chip refused a port or port channel that it needs
+   link,          // its destination, or all of its sources, cannot send
 };
 
 struct SessionCauseRow {

@@ -60,7 +60,8 @@ SliceHost::SliceHost( int unit, const ChipModel::Profile& profile, Hubdb::Store&
       Zol::Ptr< AgentServices::TcamGroupManager > groupManager )
       : unit_( unit ), profile_( profile ), name_( "slice" + std::to_string( unit ) ),
         store_( store ), entityManager_( store ),
-        scsd_( Zol::make< Karvel::KarvelCommonSmData >() ), groupManager_( groupManager ), shared_( Zol::make< Zol::Dir >() ) {
+        scsd_( Zol::make< Karvel::KarvelCommonSmData >() ), groupManager_( groupManager ),
+        shared_( Zol::make< Zol::Dir >() ) {
    const auto number = static_cast< uint16_t >( unit );
    scsd_->unitIs( number );
    scsd_->chipAttributesIs( attributesOf( profile ) );

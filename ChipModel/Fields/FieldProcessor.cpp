@@ -325,6 +325,19 @@ void FieldProcessor::capacityIs( FieldStage stage, int entries ) {
    state_->stage( stage ).capacity = entries;
 }
 
+bool FieldProcessor::namesDestination( int unit, int destination ) const {
+   const auto names = [ & ]( const ActionValue& action ) {
+      return mirrorsTo(
+            action, static_cast< uint32_t >( unit ), static_cast< uint32_t >( destination ) );
+   };
+   bool isNamed = false;
+   state_->entries.forEach( [ & ]( const FieldEntry& entry ) {
+      isNamed = isNamed ||
+            ( entry.installed() && std::ranges::any_of( entry.effective().actions, names ) );
+   } );
+   return isNamed;
+}
+
 int FieldProcessor::entriesUsed( FieldStage stage ) const {
    return state_->stage( stage ).used;
 }

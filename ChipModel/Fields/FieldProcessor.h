@@ -183,6 +183,8 @@ class FieldProcessor {
    int capacity( Shim::FieldStage ) const;
    void capacityIs( Shim::FieldStage, int entries ); // below what is used: no more are given
    int entriesUsed( Shim::FieldStage ) const;
+   // Whether an installed entry makes copies for the unit's mirror destination.
+   bool namesDestination( int unit, int destination ) const;
    int rangeCheckersUsed() const;
    int policerCapacity() const;
    void policerCapacityIs( int policers );      // likewise

@@ -70,4 +70,16 @@ bool isAction( const Profile& profile, FieldStage stage, const ActionValue& acti
    return false;
 }
 
+bool mirrorsTo( const ActionValue& action, uint32_t unit, uint32_t destination ) {
+   switch ( action.action ) {
+   case FieldAction::mirrorIngress:
+   case FieldAction::mirrorEgress:
+      return action.param0 == unit && action.param1 == destination;
+   case FieldAction::mirrorIngressTo:
+      return action.param0 == destination;
+   default:
+      return false;
+   }
+}
+
 } // namespace ChipModel

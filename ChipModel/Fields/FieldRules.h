@@ -17,4 +17,7 @@ Shim::QualifierSet stageQualifiers( const Profile& profile, Shim::FieldStage sta
 // Whether the stage has the action, and can do it with these parameters.
 bool isAction( const Profile& profile, Shim::FieldStage stage, const ActionValue& action );
 
+// Whether the action makes copies for the unit's mirror destination.
+bool mirrorsTo( const ActionValue& action, uint32_t unit, uint32_t destination );
+
 } // namespace ChipModel

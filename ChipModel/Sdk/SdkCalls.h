@@ -57,7 +57,9 @@
    CALL( bcm_trunk_destroy )                                                                   \
    CALL( bcm_trunk_members_set )                                                               \
    CALL( bcm_l2_addr_add )                                                                     \
-   CALL( bcm_l2_addr_delete )
+   CALL( bcm_l2_addr_delete )                                                                  \
+   CALL( bcm_l2_addr_delete_by_vlan_port )                                                     \
+   CALL( bcm_l2_addr_delete_by_vlan_trunk )
 
 namespace ChipModel {
 

@@ -144,7 +144,9 @@ Rc SdkModel::bcm_mirror_destination_set(
 
 Rc SdkModel::bcm_mirror_destination_destroy( int unit, int destination ) {
    return call( SdkCall::bcm_mirror_destination_destroy, unit, [ & ]( Chip& chip ) {
-      return chip.tables().mirrorDestinationDestroy( destination );
+      return chip.fields().namesDestination( unit, destination )
+            ? QX_BCM_E_BUSY()
+            : chip.tables().mirrorDestinationDestroy( destination );
    } );
 }
 
@@ -207,6 +209,18 @@ Rc SdkModel::bcm_l2_addr_add( int unit, const Shim::L2Addr& address ) {
 Rc SdkModel::bcm_l2_addr_delete( int unit, const Plix::EthAddr& mac, uint16_t vid ) {
    return call( SdkCall::bcm_l2_addr_delete, unit,
          [ & ]( Chip& chip ) { return chip.tables().l2AddrDelete( mac, vid ); } );
+}
+
+Rc SdkModel::bcm_l2_addr_delete_by_vlan_port( int unit, uint16_t vid, int port ) {
+   return call( SdkCall::bcm_l2_addr_delete_by_vlan_port, unit, [ & ]( Chip& chip ) {
+      return chip.tables().l2AddrForget( vid, { false, static_cast< int16_t >( port ) } );
+   } );
+}
+
+Rc SdkModel::bcm_l2_addr_delete_by_vlan_trunk( int unit, uint16_t vid, int trunk ) {
+   return call( SdkCall::bcm_l2_addr_delete_by_vlan_trunk, unit, [ & ]( Chip& chip ) {
+      return chip.tables().l2AddrForget( vid, { true, static_cast< int16_t >( trunk ) } );
+   } );
 }
 
 } // namespace ChipModel

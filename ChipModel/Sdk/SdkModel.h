@@ -123,6 +123,8 @@ class SdkModel final : public Shim::Sdk {
    Rc bcm_trunk_members_set( int unit, int trunk, const int* ports, int count ) override;
    Rc bcm_l2_addr_add( int unit, const Shim::L2Addr& address ) override;
    Rc bcm_l2_addr_delete( int unit, const Plix::EthAddr& mac, uint16_t vid ) override;
+   Rc bcm_l2_addr_delete_by_vlan_port( int unit, uint16_t vid, int port ) override;
+   Rc bcm_l2_addr_delete_by_vlan_trunk( int unit, uint16_t vid, int trunk ) override;
 
  private:
    // `operation( chip )` through the gate.

@@ -107,6 +107,17 @@ Rc ForwardingTables::l2AddrDelete( const Plix::EthAddr& mac, uint16_t vid ) {
    return l2.remove( mac, vid );
 }
 
+Rc ForwardingTables::l2AddrForget( uint16_t vid, L2Destination place ) {
+   if ( !VlanTable::isVid( vid ) ) {
+      return Sdk::QX_BCM_E_PARAM();
+   }
+   const Rc rc = checkPlace( place.isTrunk, place.id );
+   if ( rc == Sdk::QX_BCM_E_NONE() ) {
+      l2.forget( vid, place );
+   }
+   return rc;
+}
+
 Rc ForwardingTables::mirrorDestinationSet(
       int destination, const Shim::MirrorDestination& value ) {
    if ( !mirrors.has( destination ) ) {

@@ -37,6 +37,8 @@ struct ForwardingTables {
    // E_PORT or E_NOT_FOUND if the destination does not exist; E_PARAM for group addresses.
    Shim::Rc l2AddrAdd( const Shim::L2Addr& address );
    Shim::Rc l2AddrDelete( const Plix::EthAddr& mac, uint16_t vid );
+   // What was learned there; the port or trunk must exist.
+   Shim::Rc l2AddrForget( uint16_t vid, L2Destination place );
    // E_UNAVAIL for a tunnel with a key on a chip without keys. The key goes into the
    // encapsulation data.
    Shim::Rc mirrorDestinationSet( int destination, const Shim::MirrorDestination& value );

@@ -95,6 +95,12 @@ void L2Table::forget( uint16_t vid ) {
    forgetIf( [ = ]( const Slot& slot ) { return ( slot.key & 0xfff ) == vid; } );
 }
 
+void L2Table::forget( uint16_t vid, L2Destination destination ) {
+   forgetIf( [ = ]( const Slot& slot ) {
+      return ( slot.key & 0xfff ) == vid && slot.destination == destination;
+   } );
+}
+
 std::vector< Shim::L2Addr > L2Table::addresses() const {
    std::vector< Shim::L2Addr > result;
    result.reserve( size_ );

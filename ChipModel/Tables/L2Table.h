@@ -29,9 +29,10 @@ class L2Table {
    // A learned address is replaced; a static one is E_EXISTS. E_FULL: no room.
    Shim::Rc add( const Shim::L2Addr& address );
    Shim::Rc remove( const Plix::EthAddr& mac, uint16_t vid );
-   // Forgets the learned addresses of one destination, or of one VLAN.
+   // Forgets the learned addresses of one destination, of one VLAN, or of both.
    void forget( L2Destination destination );
    void forget( uint16_t vid );
+   void forget( uint16_t vid, L2Destination destination );
 
    size_t size() const { return size_; }
    std::vector< Shim::L2Addr > addresses() const; // by VLAN, then MAC

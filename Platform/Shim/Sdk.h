@@ -191,6 +191,7 @@ class Sdk {
    // A destination number is the index of the chip's mirror destination table (0 to 3).
    virtual Rc bcm_mirror_destination_set(
          int unit, int destination, const MirrorDestination& value ) = 0;
+   // E_BUSY while an installed entry names it.
    virtual Rc bcm_mirror_destination_destroy( int unit, int destination ) = 0;
 
    // --- Ports, VLANs, trunks, L2 table -------------------------------------------------
@@ -207,6 +208,9 @@ class Sdk {
    virtual Rc bcm_trunk_members_set( int unit, int trunk, const int* ports, int count ) = 0;
    virtual Rc bcm_l2_addr_add( int unit, const L2Addr& address ) = 0;
    virtual Rc bcm_l2_addr_delete( int unit, const Plix::EthAddr& mac, uint16_t vid ) = 0;
+   // What was learned on the port, or on the trunk, in the VLAN; static addresses stay.
+   virtual Rc bcm_l2_addr_delete_by_vlan_port( int unit, uint16_t vid, int port ) = 0;
+   virtual Rc bcm_l2_addr_delete_by_vlan_trunk( int unit, uint16_t vid, int trunk ) = 0;
 };
 
 // The process's SDK. Set once by the agent before any plug-in runs; never null after that.
