@@ -93,10 +93,8 @@ CentralPublisher::CentralPublisher( const SliceHost& slice,
            publish();
         } ),
         retryClock_( [ this ] {
-           if ( retryFailed() ) {
-              retryClock_.stillRefused();
-           } else {
-              retryClock_.startAfresh();
+           if ( !retryFailed() ) {
+              retryClock_.restart();
               armRetry();
            }
         } ) {
@@ -149,7 +147,7 @@ void CentralPublisher::configurationIs(
    }
    sessions_.announce( slice_.unit(), keys_ );
    publishClock_.timeMinIs( Zol::activityManager().now() );
-   retryClock_.startAfresh();
+   retryClock_.restart();
    retryFailed();
 }
 
@@ -391,9 +389,7 @@ bool CentralPublisher::targetIs(
 }
 
 void CentralPublisher::armRetry() {
-   if ( !uses_.empty() ) {
-      retryClock_.arm();
-   }
+   retryClock_.pendingIs( !uses_.empty() ); // a failure may be told later
 }
 
 bool CentralPublisher::isFailed( Mtp mtp ) const {

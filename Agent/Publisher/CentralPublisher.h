@@ -21,8 +21,8 @@
 #include "Agent/Publisher/MirroringSessions.h"
 #include "Agent/Publisher/Wanted.h"
 #include "Agent/Slices/ChipReconciler.h"
+#include "Agent/Slices/RetryClock.h"
 #include "Agent/Slices/SliceHost.h"
-#include "AgentServices/RetryClock.h"
 #include "Platform/Acl/AclConfig.h"
 #include "Platform/Zol/Clock.h"
 
@@ -101,7 +101,7 @@ class CentralPublisher {
    std::map< std::string, SessionOutcome > refusals_;
    int policers_; // of the chip, for all sessions together
    Zol::Clock publishClock_;
-   AgentServices::RetryClock retryClock_;
+   RetryClock retryClock_;
 };
 
 } // namespace Agent
