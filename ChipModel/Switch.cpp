@@ -1,5 +1,6 @@
 #include "ChipModel/Switch.h"
 
+#include "ChipModel/Capacity.h"
 #include "ChipModel/Sdk/SdkModel.h"
 #include "Platform/Zol/Assert.h"
 
@@ -13,7 +14,6 @@ Control::Error Control::unitError( int unit ) const {
 }
 
 Control::Error Control::capacityIs( int unit, std::string_view what, int value ) {
-   constexpr int most = 1'000'000;
    if ( Error error = unitError( unit ) ) {
       return error;
    }
@@ -22,9 +22,9 @@ Control::Error Control::capacityIs( int unit, std::string_view what, int value )
       return "capacity '" + std::string( what ) +
             "': unknown; allowed: ingress-entries, egress-entries, policers";
    }
-   if ( value < 0 || value > most ) {
+   if ( value < 0 || value > mostCapacity ) {
       return std::string( what ) + ": " + std::to_string( value ) + " is not within 0 to " +
-            std::to_string( most );
+            std::to_string( mostCapacity );
    }
    FieldProcessor& fields = chips_.at( unit )->fields();
    if ( isEntries ) {

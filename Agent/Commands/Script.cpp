@@ -10,6 +10,8 @@
 #include <iterator>
 #include <utility>
 
+#include "ChipModel/Capacity.h"
+
 namespace Agent {
 
 namespace {
@@ -195,7 +197,7 @@ StepAction parseCapacity( std::string_view body ) {
    step.what = takeNeeded( body, "WHAT" );
    std::string count = takeNeeded( body, "N" );
    expectEnd( body );
-   if ( !parseNumber( count, step.count ) ) {
+   if ( !parseNumber( count, step.count ) || step.count > ChipModel::mostCapacity ) {
       throw Wrong{ inQuotes( count ) + " is not valid" };
    }
    return step;
@@ -242,7 +244,7 @@ constexpr std::array verbs{
    Verb{ "wait", "wait SECONDS, from 0 to 1000000000, with at most nine decimals", parseWait },
    Verb{ "show", "show WHAT[,WHAT...]", parseShow },
    Verb{ "fail", "fail CALL N[..M], counted from 1, M not below N", parseFail },
-   Verb{ "capacity", "capacity WHAT N, N from 0 to 4294967295", parseCapacity },
+   Verb{ "capacity", "capacity WHAT N, N from 0 to 1000000", parseCapacity },
    Verb{ "port", "port PORT up, port PORT down", parsePort },
    Verb{ "plugin", "plugin UNIT TEXT", parsePlugin },
    Verb{ "reload", "reload", parseAlone< ReloadStep > },

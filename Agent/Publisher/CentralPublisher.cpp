@@ -201,7 +201,7 @@ void CentralPublisher::choose( const Configuration& configuration ) {
    }
 }
 
-// The lowest; one that the chip does not give back only if there is no other.
+// The lowest; one that the chip has not given back only if there is no other.
 CentralPublisher::Mtp CentralPublisher::freeNumber( const Use& use ) const {
    std::optional< Mtp > stuck;
    for ( uint8_t number = 0; number < slice_.profile().mirrorDestinations; ++number ) {
@@ -209,7 +209,7 @@ CentralPublisher::Mtp CentralPublisher::freeNumber( const Use& use ) const {
       if ( uses_.contains( mtp ) ) {
          continue;
       }
-      if ( !isHeldByAnother( mtp, use ) || !chip_.destinationRefusal( mtp ) ) {
+      if ( !isHeldByAnother( mtp, use ) ) {
          return mtp;
       }
       stuck = stuck.value_or( mtp );
@@ -252,6 +252,7 @@ void CentralPublisher::withdraw( Mtp mtp ) {
 void CentralPublisher::publish() {
    // One batch: a destination appears with all that is known of it.
    Zol::Batch batch;
+   auto info = programInfo_->lfMtpProgramInfoIs( slice_.logicalFap() );
    for ( const auto& [ mtp, use ] : uses_ ) {
       const WantedMtp& wanted = wanted_.at( mtp );
       const auto present = published_.find( mtp );
@@ -262,7 +263,7 @@ void CentralPublisher::publish() {
          // A tunnel without a route must not send its copies along the old one.
          withdraw( mtp );
       } else if ( targetIs( mtp, use, *wanted.target ) ) {
-         publishProgram( mtp, use, wanted );
+         publishProgram( *info, mtp, use, wanted );
       } else {
          continue;
       }
@@ -279,11 +280,11 @@ void CentralPublisher::publish() {
    armRetry();
 }
 
-void CentralPublisher::publishProgram( Mtp mtp, const Use& use, const WantedMtp& wanted ) {
+void CentralPublisher::publishProgram( KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp,
+      const Use& use, const WantedMtp& wanted ) {
    publishRules( wanted );
-   auto info = programInfo_->lfMtpProgramInfoIs( slice_.logicalFap() );
-   publishTunnel( *info, mtp, wanted );
-   auto program = info->mtpProgramInfoIs( mtp );
+   publishTunnel( info, mtp, wanted );
+   auto program = info.mtpProgramInfoIs( mtp );
    program->sessionIs( use.session );
    program->directionIs( use.direction );
    program->aclPortMirroringIs( !wanted.sources.empty() );

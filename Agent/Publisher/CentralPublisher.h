@@ -71,7 +71,8 @@ class CentralPublisher {
    void withdrawRules( Mtp mtp );
    void withdraw( Mtp mtp );
    void publish();
-   void publishProgram( Mtp mtp, const Use& use, const WantedMtp& wanted );
+   void publishProgram( KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp, const Use& use,
+         const WantedMtp& wanted );
    void publishTunnel(
          KarvelMirror::LogicalFapMtpProgramInfo& info, Mtp mtp, const WantedMtp& wanted );
    void publishFilters( KarvelMirror::MtpProgramInfo& program, const WantedMtp& wanted );

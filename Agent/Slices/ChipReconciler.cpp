@@ -1,7 +1,5 @@
 #include "Agent/Slices/ChipReconciler.h"
 
-#include <algorithm>
-
 namespace Agent {
 
 using Kind = ChipSubject::Kind;
@@ -19,7 +17,7 @@ constexpr int turnsToSettle = 16;
 ChipReconciler::ChipReconciler( int unit )
       : unit_( unit ), forwardingRefusals_( trace ), targetRefusals_( trace ),
         forwarding_( unit, forwardingRefusals_ ), targets_( unit, targetRefusals_ ),
-        takeBackClock_( [ this ] { takeBack(); } ), retryClock_( [ this ] { retry(); } ) {}
+        takeBackClock_( [ this ] { takeBack(); } ), retry_( [ this ] { tryAgain(); } ) {}
 
 void ChipReconciler::configurationIs(
       const Configuration& configuration, const PortStates& states ) {
@@ -27,8 +25,8 @@ void ChipReconciler::configurationIs(
    forward();
    targets_.forgetRefusedLeaving();
    settleTargets();
-   retryClock_.startAfresh();
-   arm();
+   retry_.restart();
+   awaitRetry();
 }
 
 void ChipReconciler::forward() {
@@ -46,14 +44,14 @@ void ChipReconciler::withdraw() {
       forward();
    }
    takeBackClock_.timeMinIs( Zol::never );
-   retryClock_.disarm();
+   retry_.restart();
 }
 
 // --- Mirror destinations ----------------------------------------------------------------------
 
 bool ChipReconciler::targetIs( Mtp mtp, const Shim::MirrorDestination& target ) {
    const bool isDone = targets_.targetIs( mtp, target );
-   arm();
+   awaitRetry();
    return isDone;
 }
 
@@ -80,7 +78,7 @@ void ChipReconciler::takeBack() {
    if ( someGone ) {
       changed();
    }
-   arm();
+   awaitRetry();
 }
 
 void ChipReconciler::changed() {
@@ -91,24 +89,19 @@ void ChipReconciler::changed() {
 
 // --- Trying again -------------------------------------------------------------------------------
 
-void ChipReconciler::retry() {
+void ChipReconciler::tryAgain() {
    forward();
    targets_.forgetRefusedLeaving();
    const bool someGone = targets_.takeBack( MirrorTargets::Busy::isRefusal );
    const bool someSet = targets_.setRefused();
-   retryClock_.stillRefused();
    if ( someGone || someSet ) {
       changed();
    }
-   arm();
+   awaitRetry();
 }
 
-void ChipReconciler::arm() {
-   if ( forwardingRefusals_.empty() && targetRefusals_.empty() ) {
-      retryClock_.startAfresh();
-   } else {
-      retryClock_.arm();
-   }
+void ChipReconciler::awaitRetry() {
+   retry_.pendingIs( !forwardingRefusals_.empty() || !targetRefusals_.empty() );
 }
 
 // --- What is refused ------------------------------------------------------------------------------

@@ -8,15 +8,14 @@
 //    chip.configurationIs( configuration, states );
 //    if ( !chip.targetIs( mtp, target ) ) ... chip.destinationRefusal( mtp )->toString() ...
 //
-// What the chip refuses is kept with its cause, and tried again: at every change, and by itself
-// after 10 seconds, then after twice that, up to 10 minutes. When it is mended the cause is gone.
+// What the chip refuses is kept with its cause, and tried again at every change, and by itself at
+// growing intervals. When it is mended the cause is gone.
 
 #include <functional>
 
 #include "Agent/Slices/ForwardingWriter.h"
 #include "Agent/Slices/MirrorTargets.h"
-#include "AgentServices/RetryClock.h"
-#include "Platform/Zol/Clock.h"
+#include "Agent/Slices/RetryClock.h"
 
 namespace Agent {
 
@@ -61,8 +60,8 @@ class ChipReconciler {
    void forward();
    void settleTargets();
    void takeBack();
-   void retry();
-   void arm();
+   void tryAgain();
+   void awaitRetry();
    void changed();
 
    const int unit_;
@@ -74,7 +73,7 @@ class ChipReconciler {
    std::function< void() > lateChange_;
    int turnsLeft_ = 0; // in which entries may still name a destination that leaves
    Zol::Clock takeBackClock_;
-   AgentServices::RetryClock retryClock_;
+   RetryClock retry_;
 };
 
 } // namespace Agent

@@ -29,6 +29,14 @@ void PortTabWriter::doInit() {
 }
 
 void PortTabWriter::handleRequest( const KarvelCentral::PortTabKey& key ) {
+   refused_.erase( key );
+   if ( !write( key ) ) {
+      refused_.insert( key );
+   }
+   retry_.pendingIs( !refused_.empty() );
+}
+
+bool PortTabWriter::write( const KarvelCentral::PortTabKey& key ) {
    const auto [ memory, field ] = placeOf( key.table() );
    const int index = static_cast< int >( key.index() );
    const uint32_t value = requests()->request( key );
@@ -37,9 +45,10 @@ void PortTabWriter::handleRequest( const KarvelCentral::PortTabKey& key ) {
    if ( requests()->requestHas( key ) &&
          KARVEL_SDK_CALL(
                trace, soc_mem_field32_set, ( unit(), memory, entry, field, value ) ) < 0 ) {
-      return;
+      return false;
    }
-   KARVEL_SDK_CALL( trace, soc_mem_write, ( unit(), memory, MEM_BLOCK_ALL, index, entry ) );
+   return KARVEL_SDK_CALL(
+                trace, soc_mem_write, ( unit(), memory, MEM_BLOCK_ALL, index, entry ) ) >= 0;
 }
 
 ZOL_DEFINE_ENTITY( PortTabWriter );

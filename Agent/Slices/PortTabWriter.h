@@ -2,7 +2,10 @@
 
 // The agent's port tables, as far as features ask for writes: follows the requests of one feature
 // and slice, and brings each into the chip's memories. A request that is taken back leaves its
-// entry as after reset.
+// entry as after reset. What the chip refuses is tried again.
+
+#include "Agent/Slices/RetryClock.h"
+#include <set>
 
 #include "Platform/KarvelCentral/Status.h"
 #include "Platform/Zol/Sm.h"
@@ -20,6 +23,13 @@ class PortTabWriter : public Zol::EntitySm {
  private:
    void doInit() override;
    void handleRequest( const KarvelCentral::PortTabKey& key );
+   bool write( const KarvelCentral::PortTabKey& key );
+
+   std::set< KarvelCentral::PortTabKey > refused_;
+   RetryClock retry_{ [ this ] {
+      std::erase_if( refused_, [ this ]( const auto& key ) { return write( key ); } );
+      retry_.pendingIs( !refused_.empty() );
+   } };
 };
 
 } // namespace Agent

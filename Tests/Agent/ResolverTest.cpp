@@ -76,7 +76,8 @@ TEST_F( ResolverTest, InVlansTheAddressTableKnowsThePortAndTheTag ) {
 10.10.0.5 => 10.10.0.0/16 attached to Vlan20, PortChannel1, 02:00:00:00:00:05, 20
 10.10.0.6 => no FDB entry for the next hop's 02:00:00:00:00:06 in Vlan20)" );
    states_.down = { "E4" };
-   EXPECT_EQ( found( "10.10.0.4" ), "E4 is down" ) << "the VLAN has another port that is up";
+   EXPECT_EQ( found( "10.10.0.4" ), "link of E4 is down" )
+         << "the VLAN has another port that is up";
 }
 
 TEST_F( ResolverTest, TheLongestPrefixWinsThenTheConnectedThenTheNearest ) {
@@ -86,6 +87,7 @@ TEST_F( ResolverTest, TheLongestPrefixWinsThenTheConnectedThenTheNearest ) {
    networkIs( route( "0.0.0.0/0", viaE16 ) + "," + route( "10.2.0.0/16", viaVlan ) + "," +
          route( "10.2.3.0/24", black ) + "," + route( "10.2.3.128/25", viaE16 ) + "," +
          route( "10.0.0.0/24", black ) + "," +
+         route( "10.2.4.0/24", R"("nexthop": "10.0.0.8")" ) + "," +
          route( "default|10.4.0.0/16", viaE16 + R"(, "distance": "9")" ) + "," +
          route( "10.4.0.0/16", viaVlan + R"(, "distance": "5")" ) + "," +
          route( "2001:db8:1::/48", R"("nexthop": "2001:db8::9")" ) + "," +
@@ -93,6 +95,7 @@ TEST_F( ResolverTest, TheLongestPrefixWinsThenTheConnectedThenTheNearest ) {
    expectRoutes( R"(
 192.0.2.1 => 0.0.0.0/0 via 10.0.0.9, E16, 02:00:00:00:00:09
 10.2.0.1 => 10.2.0.0/16 via 10.10.0.4, E4, 02:00:00:00:00:04
+10.2.4.1 => 10.2.0.0/16 via 10.10.0.4, E4, 02:00:00:00:00:04
 10.2.3.127 => 10.2.3.0/24 is a blackhole route
 10.2.3.128 => 10.2.3.128/25 via 10.0.0.9, E16, 02:00:00:00:00:09
 10.0.0.9 => 10.0.0.0/24 attached, E16, 02:00:00:00:00:09
@@ -128,13 +131,13 @@ TEST_F( ResolverTest, RoutesGoWithTheLinksThatTheyNeed ) {
    states_.down = { "E16" };
    expectRoutes( R"(
 10.2.0.1 => 10.2.0.0/16 via 10.10.0.4, E4, 02:00:00:00:00:04
-10.3.0.1 => E16 is down (10.3.0.0/16)
-10.0.0.9 => E16 is down (10.0.0.0/24))" );
+10.3.0.1 => link of E16 is down (10.3.0.0/16)
+10.0.0.9 => link of E16 is down (10.0.0.0/24))" );
    states_.down = {};
    EXPECT_EQ( found( "10.2.0.1" ), "10.2.0.0/16 via 10.0.0.9, E16, 02:00:00:00:00:09" );
    networkIs( R"("PORT|E24": {"admin_status": "down"},
       "INTERFACE|E24|10.24.0.1/24": {}, "NEIGH|E24|10.24.0.9": {"neigh": "02:00:00:00:00:24"})" );
-   EXPECT_EQ( found( "10.24.0.9" ), "E24 is down (10.24.0.0/24)" );
+   EXPECT_EQ( found( "10.24.0.9" ), "E24 is down by its administrator (10.24.0.0/24)" );
 }
 
 TEST_F( ResolverTest, APortChannelNeedsOneMemberThatIsUp ) {
@@ -149,10 +152,15 @@ TEST_F( ResolverTest, APortChannelNeedsOneMemberThatIsUp ) {
    EXPECT_EQ( trunk.id, configuration_.portChannels.at( "PortChannel1" ).trunk );
    EXPECT_EQ( trunk.ports, ( std::vector< std::string >{ "E8", "E12" } ) );
    states_.down = { "E8", "E12" };
-   EXPECT_EQ( found( "10.10.0.5" ), "PortChannel1 is down" );
-   states_.down = {};
+   EXPECT_EQ( found( "10.10.0.5" ), "all members of PortChannel1 are down" );
+   states_.down = { "E8" };
+   configuration_.portChannels.at( "PortChannel1" ).minLinks = 2;
+   EXPECT_EQ(
+         found( "10.10.0.5" ), "PortChannel1 has 1 member up, fewer than its min_links 2" );
    configuration_.portChannels.at( "PortChannel1" ).adminUp = false;
-   EXPECT_EQ( found( "10.10.0.5" ), "PortChannel1 is down" );
+   EXPECT_EQ( found( "10.10.0.5" ), "PortChannel1 is down by its administrator" );
+   configuration_.portChannels.at( "PortChannel1" ) = { .name = "PortChannel1" };
+   EXPECT_EQ( found( "10.10.0.5" ), "PortChannel1 has no members" );
 }
 
 } // namespace

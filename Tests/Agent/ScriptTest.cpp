@@ -127,6 +127,8 @@ TEST( ScriptTest, EveryMistakeIsToldWithItsPlaceAndWhatIsAllowed ) {
                { "fail x 4294967296", "\"4294967296\" does not say" },
                { "capacity x", "N is missing; allowed: capacity WHAT N" },
                { "capacity x -1", "\"-1\" is not valid" },
+               { "capacity x 1000001",
+                     "\"1000001\" is not valid; allowed: capacity WHAT N, N" },
                { "port", "PORT is missing; allowed: port PORT up, port PORT down" },
                { "port x UP", "\"UP\" is not a link state" },
          } ) {

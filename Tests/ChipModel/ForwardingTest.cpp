@@ -23,6 +23,10 @@ TEST_F( ForwardingTest, StationsAreLearnedPerVlanAndMove ) {
    EXPECT_EQ( leaves( 1, frame( b, a, tag( 20 ) ) ), "2 3 4" );
    receive( 3, frame( broadcast, b, tag( 10 ) ) );
    EXPECT_EQ( leaves( 1, frame( b, a, tag( 10 ) ) ), "3" );
+   receive( 3, frame( broadcast, b, tag( 20 ) ) );
+   ok( sdk().bcm_l2_addr_delete_by_vlan_port( 0, 20, 3 ) );
+   EXPECT_EQ( leaves( 1, frame( b, a, tag( 20 ) ) ), "2 3 4" );
+   EXPECT_EQ( leaves( 1, frame( b, a, tag( 10 ) ) ), "3" );
    // What is learned on a port goes when it is disabled.
    ok( sdk().bcm_port_enable_set( 0, 3, false ) );
    EXPECT_EQ( leaves( 1, frame( b, a, tag( 10 ) ) ), "2 4" );

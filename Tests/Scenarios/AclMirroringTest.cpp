@@ -294,6 +294,26 @@ TEST( ManyRules, CostWorkForTheirOwnSessionOnly ) {
 
 // Every call that can be refused while a session comes and goes: the agent stays up, nothing
 // keeps mirroring after its session has gone, and in the end the chip is empty.
+TEST( MovedPort, IsFollowedByEveryFilter ) {
+   const std::string rules = acls( table( "T", "L3", "Ethernet0" ),
+         { { "T|r", 10, R"("DST_IP": "10.0.0.2/32", "PACKET_ACTION": "FORWARD")", "-" } } );
+   for ( const char* profile : { "trident3", "trident2", "tomahawk3" } ) {
+      for ( const char* filter : { R"("match": "any>10.0.0.2")", R"("acl": "T")" } ) {
+         SCOPED_TRACE( std::string( profile ) + filter );
+         Rig rig( network( R"("s": { "type": "SPAN", "dst_port": "Ethernet20",
+            "src_port": "Ethernet0", "direction": "RX", )" +
+                              std::string( filter ) + " }",
+                        rules ),
+               profile );
+         rig.set( "PORT|Ethernet0", R"({ "chip_port": "20" })" );
+         EXPECT_TRUE( isCopied( rig, {} ) );
+         rig.set( "PORT|Ethernet4", R"({ "chip_port": "1" })" );
+         EXPECT_FALSE( isCopied( rig, {}, "Ethernet4" ) ) << "it has the old number";
+         EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
+      }
+   }
+}
+
 TEST( RefusedCalls, LeaveNothingBehind ) {
    const std::string accessList = acls( table( "T", "L3", "" ),
          { { "T|r", 10, R"("DST_IP": "10.0.0.2/32", "PACKET_ACTION": "FORWARD")", "-" } } );

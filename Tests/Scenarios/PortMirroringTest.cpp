@@ -3,6 +3,7 @@
 
 #include <ostream>
 
+#include "Tests/EveryRefusal.h"
 #include "Tests/Scenarios/Scenario.h"
 
 namespace Scenario {
@@ -273,6 +274,46 @@ PORT_SCENARIO( RefusedCall, FailsItsSessionWhichIsTriedAgain ) {
       EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::active );
       EXPECT_EQ( rig.copied( "Ethernet4", frame( 2, 1 ), "Ethernet24" ), 1U );
    }
+}
+
+PORT_SCENARIO( Destination, ThatTheChipKeepsIsNobodyElsesUntilItIsGivenBack ) {
+   Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
+   ASSERT_FALSE( rig.runtime.fail( "bcm_mirror_destination_destroy", 1, 2 ) );
+   rig.del( "MIRROR_SESSION|a" );
+   rig.setSpan( "b", "Ethernet4", "Ethernet24", "RX" );
+   EXPECT_EQ( rig.session( "b" ).held.at( 0 ).mtp, KarvelMirror::Mtp( 1 ) );
+   EXPECT_EQ( rig.runtime.problems().size(), 1U );
+   rig.runtime.advance( 10 );
+   EXPECT_EQ( rig.runtime.problems(), Transcript() );
+   EXPECT_FALSE( rig.chip().mirrorDestinations.at( 0 ).value );
+}
+
+TEST( RefusedForwarding, IsMendedWhateverTheChipHasDone ) {
+   std::optional< Rig > rig;
+   std::optional< ChipModel::ChipState > mended;
+   EveryRefusal every;
+   every.setUp = [ & ] { return &rig.emplace( network( "" ) ).gate(); };
+   every.act = [ & ]( const auto& ) {
+      rig->set( "PORTCHANNEL|PortChannel2", "{}" );
+      rig->del( "PORTCHANNEL_MEMBER|PortChannel1|Ethernet16" );
+      rig->set( "PORTCHANNEL_MEMBER|PortChannel2|Ethernet16", "{}" );
+      rig->set( "VLAN|Vlan30", "{}" );
+      rig->set( "VLAN_MEMBER|Vlan30|PortChannel2", "{}" );
+      rig->set( "VLAN_MEMBER|Vlan30|Ethernet8", R"({ "tagging_mode": "tagged" })" );
+      rig->set( "FDB|Vlan30|02:00:00:00:00:01", R"({ "port": "Ethernet8" })" );
+      rig->set( "FDB|Vlan30|02:00:00:00:00:01", R"({ "port": "PortChannel2" })" );
+      rig->del( "VLAN_MEMBER|Vlan30|Ethernet8" );
+      rig->del( "VLAN_MEMBER|Vlan20|Ethernet8" );
+      rig->del( "VLAN_MEMBER|Vlan20|Ethernet0" );
+      rig->del( "VLAN|Vlan20" );
+      rig->set( "PORT|Ethernet8", R"({ "admin_status": "down" })" );
+      rig->runtime.advance( 10 );
+      EXPECT_EQ( rig->runtime.problems(), Transcript() );
+      mended = mended.value_or( rig->chip() );
+      EXPECT_EQ( ChipModel::differences( *mended, rig->chip() ), Transcript() );
+   };
+   every.left = [] { return Transcript(); };
+   EXPECT_GT( every.ofItsCalls(), 15U );
 }
 
 // --- Chips --------------------------------------------------------------------------------
