@@ -38,6 +38,10 @@ BoundedEntryManager::Unit& BoundedEntryManager::unitOf( uint32_t unit ) {
    return known->second;
 }
 
+const LastRefusal& BoundedEntryManager::lastRefusal( uint32_t unit ) {
+   return unitOf( unit ).group->lastRefusal();
+}
+
 BoundedEntryManager::Held* BoundedEntryManager::find( Unit& of, EntryId entryId ) {
    const auto at = of.entries.find( entryId );
    return at == of.entries.end() ? nullptr : &at->second;
@@ -46,6 +50,7 @@ BoundedEntryManager::Held* BoundedEntryManager::find( Unit& of, EntryId entryId 
 EntryId BoundedEntryManager::getEntryWithStats(
       uint32_t unit, const Zol::String& name, Shim::FieldStat counters ) {
    Unit& of = unitOf( unit );
+   const RefusalNote note( of.group->lastRefusal() );
    if ( of.entries.size() >= of.bound ) {
       return 0;
    }
@@ -67,6 +72,7 @@ EntryId BoundedEntryManager::getEntryWithStats(
 Rc BoundedEntryManager::attachPolicer(
       uint32_t unit, EntryId entryId, uint32_t policerId, Karvel::PolicerAttach ) {
    Unit& of = unitOf( unit );
+   const RefusalNote note( of.group->lastRefusal() );
    Held* const held = find( of, entryId );
    if ( !held ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
@@ -123,6 +129,7 @@ Rc BoundedEntryManager::detach( Unit& of, Held& held ) {
 
 Rc BoundedEntryManager::installEntry( uint32_t unit, EntryId entryId ) {
    Unit& of = unitOf( unit );
+   const RefusalNote note( of.group->lastRefusal() );
    Held* const held = find( of, entryId );
    if ( !held ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
@@ -143,6 +150,7 @@ Rc BoundedEntryManager::installEntry( uint32_t unit, EntryId entryId ) {
 
 Rc BoundedEntryManager::releaseEntry( uint32_t unit, EntryId entryId ) {
    Unit& of = unitOf( unit );
+   const RefusalNote note( of.group->lastRefusal() );
    const auto at = of.entries.find( entryId );
    if ( at == of.entries.end() ) {
       return Sdk::QX_BCM_E_NOT_FOUND();

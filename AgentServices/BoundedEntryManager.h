@@ -23,7 +23,8 @@ class BoundedEntryManager : public Karvel::KarvelBoundedTcamEntryManager {
    void unitIs( uint32_t unit, const GroupPurpose& purpose, size_t bound,
          Zol::Ptr< PolicerManager > policers );
 
-   // The unit must be known, here and below.
+   // What the chip refused last to the feature. The unit must be known, here and below.
+   const LastRefusal& lastRefusal( uint32_t unit );
    Karvel::EntryId getEntryWithStats(
          uint32_t unit, const Zol::String& name, Shim::FieldStat counters ) override;
    Shim::Rc attachPolicer( uint32_t unit, Karvel::EntryId entryId, uint32_t policerId,

@@ -127,8 +127,10 @@ ChipAcl& EmbeddedAclHelper::onChip( LiveAcl& acl, uint32_t unit ) {
 
 AclCreateError EmbeddedAclHelper::noted(
       const LiveAcl& acl, uint32_t unit, AclCreateError error ) {
+   // Taken also after a success: what is refused from here on belongs to what comes next.
+   LastRefusal refusal = Karvel::takeSdkRefusal();
    if ( error != Ixo::aclCreateErrorNone() ) {
-      problems_[ { acl.feature(), acl.aclKey(), unit } ] = error;
+      problems_[ { acl.feature(), acl.aclKey(), unit } ] = { error, std::move( refusal ) };
    }
    return error;
 }
@@ -136,7 +138,13 @@ AclCreateError EmbeddedAclHelper::noted(
 AclCreateError EmbeddedAclHelper::problem(
       uint32_t unit, KarvelAclFeature feature, const Ixo::AclKey& aclKey ) const {
    const auto at = problems_.find( { feature, aclKey, unit } );
-   return at == problems_.end() ? Ixo::aclCreateErrorNone() : at->second;
+   return at == problems_.end() ? Ixo::aclCreateErrorNone() : at->second.error;
+}
+
+LastRefusal EmbeddedAclHelper::refusal(
+      uint32_t unit, KarvelAclFeature feature, const Ixo::AclKey& aclKey ) const {
+   const auto at = problems_.find( { feature, aclKey, unit } );
+   return at == problems_.end() ? LastRefusal() : at->second.refusal;
 }
 
 std::vector< Zol::Ptr< const KarvelAclData > > EmbeddedAclHelper::acls() const {

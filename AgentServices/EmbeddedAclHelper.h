@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "AgentServices/LiveAcl.h"
+#include "AgentServices/RefusalNote.h"
 #include "AgentServices/TcamGroupManager.h"
 #include "Platform/Karvel/AclHelper.h"
 
@@ -64,6 +65,9 @@ class EmbeddedAclHelper : public Karvel::AclHelper {
    // does not clear it, since a machine that meets an error takes the rest back.
    Ixo::AclCreateError problem(
          uint32_t unit, Karvel::KarvelAclFeature feature, const Ixo::AclKey& aclKey ) const;
+   // What the chip refused then; none if the error came from elsewhere.
+   LastRefusal refusal(
+         uint32_t unit, Karvel::KarvelAclFeature feature, const Ixo::AclKey& aclKey ) const;
    // The ACLs that somebody holds, in the order in which they were made.
    std::vector< Zol::Ptr< const Karvel::KarvelAclData > > acls() const;
 
@@ -71,6 +75,11 @@ class EmbeddedAclHelper : public Karvel::AclHelper {
    using Builder = std::tuple< Acl::AclType, Acl::AclDirection, Karvel::KarvelAclFeature,
          const Zol::EntitySm* >;
    using ProblemKey = std::tuple< Karvel::KarvelAclFeature, Ixo::AclKey, uint32_t >;
+
+   struct Problem {
+      Ixo::AclCreateError error = Ixo::aclCreateErrorNone();
+      LastRefusal refusal;
+   };
 
    LiveAcl& live( Karvel::KarvelAclData& acl ) const;
    ChipAcl& onChip( LiveAcl& acl, uint32_t unit );
@@ -80,7 +89,7 @@ class EmbeddedAclHelper : public Karvel::AclHelper {
    std::map< uint32_t, Zol::Ptr< AclResources > > units_;
    Zol::Ptr< LiveAcls > acls_ = Zol::make< LiveAcls >();
    std::set< Builder > builders_;
-   std::map< ProblemKey, Ixo::AclCreateError > problems_;
+   std::map< ProblemKey, Problem > problems_;
 };
 
 } // namespace AgentServices

@@ -3,6 +3,7 @@
 #include <bit>
 
 #include "Platform/Karvel/SdkCall.h"
+#include "Platform/Karvel/SdkRefusals.h"
 #include "Platform/Zol/Assert.h"
 
 namespace AgentServices {
@@ -43,6 +44,7 @@ PortClass PortClassManager::acquire( const Shim::PortBitmap& ports, ClassSharing
       }
    }
    if ( free == classes_.size() ) {
+      Karvel::sdkRefusalIs( { portClassShortage, Sdk::QX_BCM_E_RESOURCE() } );
       return { Sdk::QX_BCM_E_RESOURCE(), 0 };
    }
    const uint32_t bit = 1U << free;

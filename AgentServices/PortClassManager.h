@@ -28,6 +28,9 @@
 
 namespace AgentServices {
 
+// What the last refusal names when all classes are taken: no call fails then.
+constexpr const char* portClassShortage = "port classes";
+
 // A set's bit; 0 unless rc is E_NONE.
 struct PortClass {
    Shim::Rc rc = Shim::Sdk::QX_BCM_E_FAIL();

@@ -16,25 +16,39 @@ namespace {
 
 Duolog::Handle trace( "TcamEntryManager" );
 
+// The chip's ids are positive as its SDK's integers; numbers that stand for no entry follow.
+constexpr EntryId firstNumber = 1U << 31;
+
+bool isNumber( EntryId id ) { return id >= firstNumber; }
+
 } // namespace
 
-TcamEntryManager::TcamEntryManager( Zol::Ptr< TcamGroup > group )
-      : group_( std::move( group ) ) {
+TcamEntryManager::TcamEntryManager( Zol::Ptr< TcamGroup > group, EntriesOfAcls ofAcls )
+      : group_( std::move( group ) ), ofAcls_( ofAcls ), nextNumber_( firstNumber ) {
    group_->managerArrived( *this );
 }
 
 Karvel::TcamEntryResult TcamEntryManager::getEntry(
       uint32_t unit, const Zol::String& name, const Karvel::TcamRequestKey& key ) {
    ZOL_ASSERT( unit == group_->unit() );
+   const RefusalNote note( group_->lastRefusal() );
    TcamEntryTable::Key kept = entries_.keep( key );
    if ( const TcamEntry* held = entries_.find( kept ) ) {
       return { TcamStatus::success, held->id };
    }
-   const Karvel::TcamEntryResult result = group_->entryNew( name );
+   const bool isOfAcl = !key.aclName().empty() && ofAcls_ == EntriesOfAcls::numbers;
+   const Karvel::TcamEntryResult result = isOfAcl
+         ? Karvel::TcamEntryResult{ TcamStatus::success, nextNumber_++ }
+         : group_->entryNew( name );
    if ( result.status == TcamStatus::success ) {
       entries_.insert( std::move( kept ), { .id = result.entryId } );
    }
    return result;
+}
+
+// Null if there is no such entry in the chip.
+TcamEntry* TcamEntryManager::find( EntryId entryId ) {
+   return isNumber( entryId ) ? nullptr : entries_.find( entryId );
 }
 
 bool TcamEntryManager::supportsAclGroup() const { return group_->classes() != nullptr; }
@@ -42,7 +56,8 @@ bool TcamEntryManager::supportsAclGroup() const { return group_->classes() != nu
 Rc TcamEntryManager::qualifyPortsClassId( uint32_t unit, EntryId entryId,
       const Shim::PortBitmap& ports, Karvel::ClassSharing sharing ) {
    ZOL_ASSERT( unit == group_->unit() );
-   TcamEntry* const found = entries_.find( entryId );
+   const RefusalNote note( group_->lastRefusal() );
+   TcamEntry* const found = find( entryId );
    if ( !found ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
@@ -73,7 +88,8 @@ Rc TcamEntryManager::qualifyPortsClassId( uint32_t unit, EntryId entryId,
 Rc TcamEntryManager::addInPortsForEntry( uint32_t ofUnit, EntryId id,
       const Shim::PortBitmap& pbmp, const Shim::PortBitmap& mask ) {
    ZOL_ASSERT( ofUnit == group_->unit() );
-   const TcamEntry* const found = entries_.find( id );
+   const RefusalNote note( group_->lastRefusal() );
+   const TcamEntry* const found = find( id );
    if ( !found ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
@@ -83,7 +99,8 @@ Rc TcamEntryManager::addInPortsForEntry( uint32_t ofUnit, EntryId id,
 
 Rc TcamEntryManager::installEntry( uint32_t unit, EntryId entryId ) {
    ZOL_ASSERT( unit == group_->unit() );
-   TcamEntry* const found = entries_.find( entryId );
+   const RefusalNote note( group_->lastRefusal() );
+   TcamEntry* const found = find( entryId );
    if ( !found ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
@@ -100,7 +117,7 @@ Rc TcamEntryManager::installEntry( uint32_t unit, EntryId entryId ) {
 
 Rc TcamEntryManager::uninstallEntry( uint32_t unit, EntryId entryId ) {
    ZOL_ASSERT( unit == group_->unit() );
-   TcamEntry* const found = entries_.find( entryId );
+   TcamEntry* const found = find( entryId );
    if ( !found ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
@@ -119,12 +136,16 @@ Rc TcamEntryManager::uninstallEntry( uint32_t unit, EntryId entryId ) {
 
 Rc TcamEntryManager::releaseEntry( uint32_t unit, EntryId entryId ) {
    ZOL_ASSERT( unit == group_->unit() );
+   const RefusalNote note( group_->lastRefusal() );
    const TcamEntry* const found = entries_.find( entryId );
    if ( !found ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
    const TcamEntry released = *found;
    entries_.erase( entryId );
+   if ( isNumber( entryId ) ) {
+      return Sdk::QX_BCM_E_NONE();
+   }
    const Rc rc = group_->entryDel( released );
    if ( rc != Sdk::QX_BCM_E_NONE() ) {
       group_->leftoverIs( released );
@@ -134,7 +155,7 @@ Rc TcamEntryManager::releaseEntry( uint32_t unit, EntryId entryId ) {
 
 void TcamEntryManager::lastRelease() {
    entries_.forEach( [ this ]( const TcamEntry& held ) {
-      if ( group_->entryDel( held ) != Sdk::QX_BCM_E_NONE() ) {
+      if ( !isNumber( held.id ) && group_->entryDel( held ) != Sdk::QX_BCM_E_NONE() ) {
          group_->leftoverIs( held );
       }
    } );

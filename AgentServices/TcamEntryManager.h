@@ -3,6 +3,11 @@
 // The entries of one group, by key and by id. See
 // Karvel::KarvelUnboundedTcamEntryManager for what the operations promise.
 //
+// What an ACL needs in the chip is in groups of the ACL's own (see ChipAcl.h). So in the manager of
+// a feature, which hands out entries for ACLs beside those for plain rules, an ACL gets a number
+// only: an entry for it would never be installed, but hold a slot and a hardware group. Such a
+// number can be released; for all else there is no such entry.
+//
 // Every operation is O( 1 ) in the number of entries. `unit` is always the manager's own:
 // another one is a broken invariant.
 
@@ -12,11 +17,15 @@
 
 namespace AgentServices {
 
+// What getEntry() hands out under the name of an ACL.
+enum class EntriesOfAcls : uint8_t { entries, numbers };
+
 class TcamEntryManager : public Karvel::KarvelUnboundedTcamEntryManager {
    ZOL_ENTITY( AgentServices, TcamEntryManager, Karvel::KarvelUnboundedTcamEntryManager );
 
  public:
-   explicit TcamEntryManager( Zol::Ptr< TcamGroup > group );
+   explicit TcamEntryManager(
+         Zol::Ptr< TcamGroup > group, EntriesOfAcls ofAcls = EntriesOfAcls::entries );
 
    Karvel::TcamEntryResult getEntry(
          uint32_t unit, const Zol::String& name, const Karvel::TcamRequestKey& key ) override;
@@ -38,9 +47,12 @@ class TcamEntryManager : public Karvel::KarvelUnboundedTcamEntryManager {
 
  private:
    int unit() const { return group_->sdkUnit(); }
+   TcamEntry* find( Karvel::EntryId entryId );
    void lastRelease() override;
 
    Zol::Ptr< TcamGroup > group_;
+   const EntriesOfAcls ofAcls_;
+   Karvel::EntryId nextNumber_;
    TcamEntryTable entries_;
 };
 

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "AgentServices/PortClassManager.h"
+#include "AgentServices/RefusalNote.h"
 #include "Platform/Karvel/TcamServices.h"
 #include "Platform/Zol/Clock.h"
 #include "Platform/Zol/Ptr.h"
@@ -69,6 +70,10 @@ class TcamGroup : public Zol::RefCounted {
    // Null on a chip without port classes.
    PortClassManager* classes() const { return classes_.get(); }
 
+   // What the chip refused last to whoever has entries here. It stays when all is well again: it
+   // tells why something failed, not whether.
+   LastRefusal& lastRefusal() { return lastRefusal_; }
+
    // --- The group ------------------------------------------------------------------------
    // Whether it may have entries: renew() has succeeded, and it was not taken away since.
    bool isWanted() const { return isWanted_; }
@@ -113,6 +118,7 @@ class TcamGroup : public Zol::RefCounted {
    int hardwareGroup_ = 0; // 0: none
    size_t entries_ = 0;    // without the leftovers
    std::vector< TcamEntry > leftovers_;
+   LastRefusal lastRefusal_;
    Zol::Clock tidyClock_;
 };
 

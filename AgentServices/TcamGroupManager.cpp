@@ -67,6 +67,7 @@ Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > TcamGroupManager::mirroringE
 TcamStatus TcamGroupManager::groupMirroringAclDataIs(
       uint32_t unit, const Karvel::MirroringAclGroup& contents ) {
    Destination& at = destination( unit, contents.mtp );
+   const RefusalNote note( at.group->lastRefusal() );
    if ( contents.type < 0 ) {
       return tcamStatus( at.group->takeAway() );
    }
@@ -99,7 +100,7 @@ Zol::Ptr< Karvel::KarvelUnboundedTcamEntryManager > TcamGroupManager::mirroringA
    if ( TcamEntryManager* present = group.manager() ) {
       return present;
    }
-   return Zol::make< TcamEntryManager >( &group );
+   return Zol::make< TcamEntryManager >( &group, EntriesOfAcls::numbers );
 }
 
 TcamStatus TcamGroupManager::groupMirroringAclDataIs(
@@ -150,6 +151,21 @@ bool TcamGroupManager::createPolicer(
 
 Shim::Rc TcamGroupManager::removePolicer( uint32_t unit, uint32_t policerId ) {
    return unitOf( unit ).policers->remove( policerId );
+}
+
+// --- For reports -----------------------------------------------------------------------------
+
+LastRefusal TcamGroupManager::lastRefusal( uint32_t unit, KarvelMirror::Mtp mtp ) {
+   return destination( unit, mtp ).group->lastRefusal();
+}
+
+LastRefusal TcamGroupManager::lastRefusal( uint32_t unit, Karvel::KarvelAclFeature feature ) {
+   return featureGroup( unit, feature ).lastRefusal();
+}
+
+LastRefusal TcamGroupManager::lastRefusal( uint32_t unit, Karvel::KarvelTcamFeature feature ) {
+   const auto at = bounded_.find( feature );
+   return at == bounded_.end() ? LastRefusal() : at->second->lastRefusal( unit );
 }
 
 ZOL_DEFINE_ENTITY( TcamGroupManager );

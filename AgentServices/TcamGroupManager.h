@@ -62,6 +62,13 @@ class TcamGroupManager : public Karvel::KarvelTcamGroupManager {
          uint32_t* policerId ) override;
    Shim::Rc removePolicer( uint32_t unit, uint32_t policerId ) override;
 
+   // --- For reports ----------------------------------------------------------------------
+   // What the chip refused last to a destination, a feature, or a feature of the egress stage;
+   // none if it refused nothing.
+   LastRefusal lastRefusal( uint32_t unit, KarvelMirror::Mtp mtp );
+   LastRefusal lastRefusal( uint32_t unit, Karvel::KarvelAclFeature feature );
+   LastRefusal lastRefusal( uint32_t unit, Karvel::KarvelTcamFeature feature );
+
  private:
    struct Destination {
       Zol::Ptr< TcamGroup > group;

@@ -20,6 +20,7 @@ int serve( const Command& command ) {
    if ( !sayUnserved( agent.runtime(), command.strictness ) ) {
       return 1;
    }
+   Duolog::flush(); // what the start traced is seen before the first command
    Reply stopped;
    {
       Server server( agent, socket, signals );

@@ -1,6 +1,6 @@
 #include "Agent/Publisher/CentralPublisher.h"
 
-#include "ChipModel/Tables/GreFormats.h"
+#include "Agent/Configuration/Names.h"
 #include "Platform/KarvelLib/Toggles.h"
 
 namespace Agent {
@@ -11,7 +11,6 @@ using KarvelMirror::SourcePort;
 
 namespace {
 
-constexpr Zol::Seconds retryInterval = 10;
 constexpr const char* toggleFile = "KarvelLib.json";
 
 // Makes a set attribute of an entity equal to what is wanted, by the differences.
@@ -34,6 +33,41 @@ KarvelMirror::AclKey programKey( const Ixo::AclKey& key ) {
    return result;
 }
 
+// What rates the policers of a chip are used for. Sessions of one rate share one, but those with
+// tunnels only among themselves.
+class PolicerPool {
+ public:
+   explicit PolicerPool( int policers ) : policers_( static_cast< size_t >( policers ) ) {}
+
+   // No policer is left, and none has the session's rate.
+   bool isFull( const SessionConfig& session ) const {
+      return session.rateIsEnforced() && !holders_.contains( rateOf( session ) ) &&
+            holders_.size() >= policers_;
+   }
+   void add( const SessionConfig& session ) {
+      if ( session.rateIsEnforced() ) {
+         holders_.try_emplace( rateOf( session ), session.name );
+      }
+   }
+   // One session of each rate.
+   std::vector< std::string > holders() const {
+      std::vector< std::string > names;
+      for ( const auto& [ rate, name ] : holders_ ) {
+         names.push_back( name );
+      }
+      return names;
+   }
+
+ private:
+   using Rate = std::pair< bool, uint64_t >; // in a tunnel, kbit/s
+   static Rate rateOf( const SessionConfig& session ) {
+      return { session.tunnel.has_value(), session.rateKbps };
+   }
+
+   size_t policers_;
+   std::map< Rate, std::string > holders_;
+};
+
 // Whether mirroring can work at all on a chip; why not, if it cannot.
 std::optional< std::string > chipRefusal( const ChipModel::Profile& profile ) {
    const std::string chip = "chip profile " + std::string( profile.name );
@@ -53,15 +87,16 @@ CentralPublisher::CentralPublisher( const SliceHost& slice,
         sessions_( sessions ),
         insertsHeaders_( !slice.profile().logicalTables ||
               KarvelLib::toggle( toggleFile, "KarvelMirrorT4Gre", true ) ),
-        sendsKeys_( ChipModel::greEditor( slice.profile().greKeys ) == nullptr ||
-              KarvelLib::toggle( toggleFile, "KarvelMirrorGreKey", true ) ),
-        publishClock_( [ this ] {
+        sendsKeys_( KarvelLib::toggle( toggleFile, "KarvelMirrorGreKey", true ) ),
+        policers_( slice.profile().policers ), publishClock_( [ this ] {
            publishClock_.timeMinIs( Zol::never );
            publish();
         } ),
         retryClock_( [ this ] {
-           retryClock_.timeMinIs( Zol::never );
-           retryFailed();
+           if ( !retryFailed() ) {
+              retryClock_.restart();
+              armRetry();
+           }
         } ) {
    chip_.lateChangeHandlerIs(
          [ this ] { publishClock_.timeMinIs( Zol::activityManager().now() ); } );
@@ -112,6 +147,7 @@ void CentralPublisher::configurationIs(
    }
    sessions_.announce( slice_.unit(), keys_ );
    publishClock_.timeMinIs( Zol::activityManager().now() );
+   retryClock_.restart();
    retryFailed();
 }
 
@@ -124,6 +160,7 @@ void CentralPublisher::choose( const Configuration& configuration ) {
    std::vector< std::pair< std::string, int > > granted;
    std::set< Use > wanted;
    int taken = 0;
+   PolicerPool rates( policers_ );
    for ( const auto& [ name, session ] : configuration.sessions ) {
       if ( session.refused || session.unit != slice_.unit() ) {
          continue;
@@ -131,15 +168,24 @@ void CentralPublisher::choose( const Configuration& configuration ) {
       const auto directions = directionsOf( session );
       const int needs = static_cast< int >( directions.size() );
       if ( chipCannot ) {
-         refusals_[ name ] = *chipCannot;
+         refuse( name, SessionCause::chip, *chipCannot );
       } else if ( session.tunnel && !insertsHeaders_ ) {
-         refusals_[ name ] = "the chip inserts no headers: the toggle KarvelMirrorT4Gre is off";
+         refuse( name, SessionCause::chip,
+               "the chip inserts no headers: the toggle KarvelMirrorT4Gre is off" );
       } else if ( taken + needs > capacity ) {
-         refusals_[ name ] = "needs " + std::to_string( needs ) + " of the chip's " +
-               std::to_string( capacity ) + " mirror destinations; " +
-               std::to_string( capacity - taken ) + " free, held by " + holders( granted );
+         refuse( name, SessionCause::destinations,
+               "needs " + std::to_string( needs ) + " of the chip's " +
+                     std::to_string( capacity ) + " mirror destinations; " +
+                     std::to_string( capacity - taken ) + " free, held by " +
+                     holders( granted ) );
+      } else if ( rates.isFull( session ) ) {
+         refuse( name, SessionCause::policerPool,
+               "needs a policer for " + std::to_string( session.rateKbps ) +
+                     " kbit/s; the chip has " + std::to_string( policers_ ) +
+                     ", all used for the rates of " + joined( rates.holders() ) );
       } else {
          taken += needs;
+         rates.add( session );
          granted.emplace_back( name, needs );
          for ( Direction direction : directions ) {
             wanted.insert( { name, direction } );
@@ -170,6 +216,11 @@ CentralPublisher::Mtp CentralPublisher::freeNumber( const Use& use ) const {
    }
    ZOL_ASSERT( stuck && "no more is granted than the chip has" );
    return *stuck;
+}
+
+void CentralPublisher::refuse(
+      const std::string& session, SessionCause cause, const std::string& reason ) {
+   refusals_[ session ] = { SessionPhase::refused, cause, reason, {} };
 }
 
 std::string CentralPublisher::holders(
@@ -339,9 +390,7 @@ bool CentralPublisher::targetIs(
 }
 
 void CentralPublisher::armRetry() {
-   if ( retryClock_.timeMin() == Zol::never && !uses_.empty() ) {
-      retryClock_.timeMinIs( Zol::activityManager().now() + retryInterval );
-   }
+   retryClock_.pendingIs( !uses_.empty() ); // a failure may be told later
 }
 
 bool CentralPublisher::isFailed( Mtp mtp ) const {
@@ -359,7 +408,7 @@ bool CentralPublisher::isFailed( Mtp mtp ) const {
    return aclProblem( mtp ).has_value();
 }
 
-std::optional< std::string > CentralPublisher::aclProblem( Mtp mtp ) const {
+std::optional< SessionOutcome > CentralPublisher::aclProblem( Mtp mtp ) const {
    const auto at = published_.find( mtp );
    if ( at != published_.end() ) {
       for ( const SessionAcl& acl : at->second.acls ) {
@@ -392,7 +441,7 @@ bool CentralPublisher::retryEgress( Mtp mtp ) {
    return true;
 }
 
-void CentralPublisher::retryFailed() {
+bool CentralPublisher::retryFailed() {
    slice_.retryRequests();
    bool failedSome = false;
    for ( const auto& [ mtp, use ] : uses_ ) {
@@ -405,19 +454,18 @@ void CentralPublisher::retryFailed() {
    }
    if ( failedSome ) {
       publishClock_.timeMinIs( Zol::activityManager().now() );
-   } else {
-      armRetry();
    }
+   return failedSome;
 }
 
-std::optional< std::string > CentralPublisher::refusal( const std::string& session ) const {
+std::optional< SessionOutcome > CentralPublisher::refusal( const std::string& session ) const {
    auto at = refusals_.find( session );
    return at == refusals_.end() ? std::nullopt : std::optional( at->second );
 }
 
 std::optional< std::string > CentralPublisher::problem( Mtp mtp ) const {
    const std::optional< Refusal > refusal = chip_.destinationRefusal( mtp );
-   return refusal ? refusal->toString() : aclProblem( mtp );
+   return refusal ? std::optional( refusal->toString() ) : std::nullopt;
 }
 
 } // namespace Agent

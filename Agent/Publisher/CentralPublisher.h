@@ -21,6 +21,7 @@
 #include "Agent/Publisher/MirroringSessions.h"
 #include "Agent/Publisher/Wanted.h"
 #include "Agent/Slices/ChipReconciler.h"
+#include "Agent/Slices/RetryClock.h"
 #include "Agent/Slices/SliceHost.h"
 #include "Platform/Acl/AclConfig.h"
 #include "Platform/Zol/Clock.h"
@@ -46,22 +47,25 @@ class CentralPublisher {
    // Follows a configuration. What leaves is withdrawn at once; what comes or changes is
    // published in the next turn of the event loop.
    void configurationIs( const Configuration& configuration, const PortStates& states );
-   // Starts the destinations afresh whose programming failed.
-   void retryFailed();
+   // The chip has this many policers; counts from the next configuration on.
+   void policersAre( int count ) { policers_ = count; }
 
    // Who uses which destination.
    const std::map< Mtp, Use >& uses() const { return uses_; }
    // Why a session of this chip has no destination; none if it has.
-   std::optional< std::string > refusal( const std::string& session ) const;
-   // Why a destination, or one of its ACLs, could not be set up in the chip; none if it was.
+   std::optional< SessionOutcome > refusal( const std::string& session ) const;
+   // Why a destination could not be set up in the chip; none if it was.
    std::optional< std::string > problem( Mtp mtp ) const;
-   // Whether tunnels have their GRE keys; not with the toggle off on a chip that needs it.
+   // Why one of its ACLs could not be; none if all were.
+   std::optional< SessionOutcome > aclProblem( Mtp mtp ) const;
+   // Whether tunnels have their GRE keys; not with the toggle off.
    bool sendsKeys() const { return sendsKeys_; }
    // What is wanted of a destination in use.
    const WantedMtp& wanted( Mtp mtp ) const { return wanted_.at( mtp ); }
 
  private:
    void choose( const Configuration& configuration );
+   void refuse( const std::string& session, SessionCause cause, const std::string& reason );
    Mtp freeNumber( const Use& use ) const;
    std::string holders( const std::vector< std::pair< std::string, int > >& granted ) const;
    void withdrawRules( Mtp mtp );
@@ -77,8 +81,9 @@ class CentralPublisher {
    bool targetIs( Mtp mtp, const Use& use, const Shim::MirrorDestination& target );
    bool isHeldByAnother( Mtp mtp, const Use& use ) const;
    bool isFailed( Mtp mtp ) const;
+   // Starts the destinations afresh whose programming failed; true if there were any.
+   bool retryFailed();
    bool retryEgress( Mtp mtp );
-   std::optional< std::string > aclProblem( Mtp mtp ) const;
    void armRetry();
 
    const SliceHost& slice_;
@@ -94,9 +99,10 @@ class CentralPublisher {
    std::map< Mtp, WantedMtp > wanted_;    // of every use
    std::map< Mtp, WantedMtp > published_; // as the slice knows it
    std::map< Mtp, Use > holders_;         // whose copies the chip may send to a destination
-   std::map< std::string, std::string > refusals_;
+   std::map< std::string, SessionOutcome > refusals_;
+   int policers_; // of the chip, for all sessions together
    Zol::Clock publishClock_;
-   Zol::Clock retryClock_;
+   RetryClock retryClock_;
 };
 
 } // namespace Agent

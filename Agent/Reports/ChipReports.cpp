@@ -15,8 +15,9 @@ std::vector< Cell > entryRow(
       const Runtime& runtime, const ChipState& chip, const EntryView& entry ) {
    return { int64_t( chip.unit ), int64_t( entry.group ), int64_t( entry.id ),
       int64_t( entry.priority ), entry.name, matchText( runtime, chip, entry ),
-      actionsText( runtime, chip, entry.actions ), static_cast< int64_t >( entry.packets ),
-      static_cast< int64_t >( entry.bytes ) };
+      entry.installed ? actionsText( runtime, chip, entry.actions )
+                      : "none: holds its slot, is not installed",
+      static_cast< int64_t >( entry.packets ), static_cast< int64_t >( entry.bytes ) };
 }
 
 } // namespace
@@ -28,9 +29,7 @@ Report tcamReport( Runtime& runtime ) {
    for ( int unit : runtime.units() ) {
       const ChipState chip = runtime.chips().control().state( unit );
       for ( const EntryView& entry : chip.entries ) {
-         if ( entry.installed ) {
-            report.rows.push_back( entryRow( runtime, chip, entry ) );
-         }
+         report.rows.push_back( entryRow( runtime, chip, entry ) );
       }
    }
    return report;

@@ -257,9 +257,12 @@ std::vector< SessionState > Runtime::sessions() const {
    for ( const auto& [ name, session ] : state_->configuration.sessions ) {
       const Slice* slice = state_->sliceOf( session );
       SessionState& state = all.emplace_back( sessionState( session, slice, state_->chips ) );
-      const bool isNamed = state_->configuration.ports.contains( session.destination );
-      if ( state.reason.empty() && isNamed && !isUp( session.destination ) ) {
-         state.reason = session.destination + " is down: its copies are dropped";
+      if ( state.phase == SessionPhase::active || state.phase == SessionPhase::pending ) {
+         const Forwarding forwarding{ state_->configuration, state_->portStates,
+            state_->reconcilers.at( session.unit ) };
+         if ( auto trouble = forwardingTrouble( session, state, forwarding ) ) {
+            static_cast< SessionOutcome& >( state ) = *trouble;
+         }
       }
    }
    return all;
@@ -400,10 +403,12 @@ std::optional< std::string > Runtime::capacity( std::string_view what, int value
       }
    }
    Zol::ActivityLockHolder lock;
-   for ( auto& [ unit, slice ] : state_->slices ) {
-      slice.publisher.retryFailed();
+   if ( what == "policers" ) {
+      for ( auto& [ unit, slice ] : state_->slices ) {
+         slice.publisher.policersAre( value );
+      }
    }
-   Zol::activityManager().runUntilIdle();
+   state_->apply( Configuration( state_->configuration ) ); // tries again what failed
    return {};
 }
 

@@ -21,6 +21,7 @@
 
 #include "Agent/Configuration/Loader.h"
 #include "Agent/Rates/RateHistory.h"
+#include "Agent/Slices/SessionOutcome.h"
 #include "AgentServices/TcamRequestManager.h"
 #include "ChipModel/Switch.h"
 #include "Platform/Hubdb/Store.h"
@@ -35,18 +36,6 @@ struct RuntimeOptions {
    Zol::TimeSource time = Zol::TimeSource::virtualTime;
 };
 
-// What became of a session.
-enum class SessionPhase : uint8_t {
-   active,   // in the chip
-   inactive, // its tunnel has no route now; see reason
-   refused,  // this agent or chip cannot serve it; see reason
-   failed,   // programming failed; it is tried again when something changes, and every 10 s
-   pending,  // published, no answer yet
-};
-
-// "active", as people read it.
-const char* phaseName( SessionPhase phase );
-
 // One mirror destination that a session holds.
 struct HeldDestination {
    int unit = 0;
@@ -56,10 +45,8 @@ struct HeldDestination {
    std::string route;                    // of a tunnel, or why it has none
 };
 
-struct SessionState {
+struct SessionState : SessionOutcome {
    const SessionConfig* config = nullptr; // valid until the next change
-   SessionPhase phase{};
-   std::string reason; // what is wrong with it or its copies; else empty
    std::vector< HeldDestination > held;
 };
 

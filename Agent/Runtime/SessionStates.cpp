@@ -1,23 +1,10 @@
 #include "Agent/Runtime/SessionStates.h"
 
+#include <algorithm>
+
 #include "ChipModel/Tables/GreFormats.h"
 
 namespace Agent {
-
-const char* phaseName( SessionPhase phase ) {
-   switch ( phase ) {
-   case SessionPhase::active:
-      return "active";
-   case SessionPhase::inactive:
-      return "inactive";
-   case SessionPhase::refused:
-      return "refused";
-   case SessionPhase::failed:
-      return "failed";
-   default:
-      return "pending";
-   }
-}
 
 namespace {
 
@@ -32,22 +19,31 @@ KarvelMirror::ProgramStatus combined( const SliceHost& slice, KarvelMirror::Mtp 
    return ports == KarvelMirror::ProgramStatus::success ? filtered : ports;
 }
 
-// Why copies are not limited as they should be; none if they are.
-std::optional< std::string > rateProblem( const Slice& slice, const WantedMtp& wanted ) {
+bool isFailure( KarvelMirror::ProgramStatus status ) {
    using KarvelMirror::ProgramStatus;
+   return status == ProgramStatus::failed || status == ProgramStatus::resourceExhaustion;
+}
+
+// A status that says failure, with what the chip refused then. The status alone cannot tell a full
+// chip from one that refused a call.
+SessionOutcome failureOf(
+      KarvelMirror::ProgramStatus status, const AgentServices::LastRefusal& refusal ) {
+   const bool isFull = status == KarvelMirror::ProgramStatus::resourceExhaustion;
+   return failedBecause( refusal, isFull ? SessionCause::entries : SessionCause::refusedCall );
+}
+
+// Why copies are not limited as they should be; none if they are.
+std::optional< SessionOutcome > rateProblem( const Slice& slice, const WantedMtp& wanted ) {
    const auto rules = wanted.egressRules();
-   const ProgramStatus status = rules ? slice.host.programStatus()->efpProgramStatus( *rules )
-                                      : ProgramStatus::success;
-   const std::string what =
-         wanted.isLimited() ? "its rate is not limited: " : "its copies have no source tag: ";
-   switch ( status ) {
-   case ProgramStatus::resourceExhaustion:
-      return what + "the chip has no TCAM entries left for it";
-   case ProgramStatus::failed:
-      return what + "the chip refused its TCAM entries or policers";
-   default:
+   if ( !rules || !isFailure( slice.host.programStatus()->efpProgramStatus( *rules ) ) ) {
       return {};
    }
+   SessionOutcome result = failureOf( slice.host.programStatus()->efpProgramStatus( *rules ),
+         slice.host.egressRefusal( *rules ) );
+   result.reason = ( wanted.isLimited() ? "its rate is not limited: "
+                                        : "its copies have no source tag: " ) +
+         result.reason;
+   return result;
 }
 
 // Adds what there is to say of one destination.
@@ -57,53 +53,150 @@ void judge(
    const ProgramStatus programmed = combined( slice.host, mtp );
    const WantedMtp& wanted = slice.publisher.wanted( mtp );
    state.held.push_back( { slice.host.unit(), mtp, use.direction, programmed, wanted.route } );
-   auto failed = [ & ]( const std::string& reason ) {
-      state.phase = SessionPhase::failed;
-      state.reason = reason;
-   };
+   SessionOutcome& outcome = state;
+   const bool portsFailed = isFailure( slice.host.portStatus( mtp ) );
    if ( auto problem = slice.publisher.problem( mtp ) ) {
-      failed( *problem );
-   } else if ( programmed == ProgramStatus::resourceExhaustion ) {
-      failed( "the chip has no TCAM entries left for it" );
-   } else if ( programmed == ProgramStatus::failed ) {
-      failed( "the chip refused its TCAM entries" );
+      outcome = { SessionPhase::failed, SessionCause::destination, *problem, {} };
+   } else if ( auto aclProblem = slice.publisher.aclProblem( mtp ) ) {
+      outcome = *aclProblem;
+   } else if ( isFailure( programmed ) ) {
+      outcome = failureOf( programmed,
+            portsFailed ? slice.host.portRefusal( mtp ) : slice.host.filterRefusal( mtp ) );
    } else if ( auto unlimited = rateProblem( slice, wanted ) ) {
-      failed( *unlimited );
+      outcome = *unlimited;
    } else if ( !wanted.target && state.phase != SessionPhase::failed ) {
       state.phase = SessionPhase::inactive;
+      state.cause = SessionCause::route;
       state.reason = wanted.route;
    } else if ( programmed == ProgramStatus::unknown && state.phase == SessionPhase::active ) {
       state.phase = SessionPhase::pending;
    }
 }
 
-// Whether the chip has been set to put the tunnel's key into GRE headers.
-bool sendsKey( const Slice& slice, const TunnelConfig& tunnel, ChipModel::Switch& chips ) {
+// What the headers of a tunnel with a key are like, by what the chip holds.
+enum class KeyedHeaders : uint8_t { keyed, plain, broken };
+
+KeyedHeaders keyedHeaders(
+      const Slice& slice, const TunnelConfig& tunnel, ChipModel::Switch& chips ) {
    const ChipModel::GreEditor* editor = ChipModel::greEditor( slice.host.profile().greKeys );
    if ( !editor ) {
-      return true;
+      return KeyedHeaders::keyed;
    }
    const bool isIp4 = tunnel.dstIp.family() == Plix::AddressFamily::ipv4;
    const ChipModel::GreEditorPlaces& places = isIp4 ? editor->ip4 : editor->ip6;
-   return chips.chip( slice.host.unit() )->tables().memories.value( places.keySelect ) != 0;
+   const ChipModel::Memories& memories = chips.chip( slice.host.unit() )->tables().memories;
+   int changed = 0; // of the four places that only together make a header with a key
+   for ( const ChipModel::FieldPlace& place :
+         { places.headerBytes, places.keySelect, places.flags, places.lengthAdjust } ) {
+      changed += memories.value( place ) != resetValue( slice.host.profile(), place ) ? 1 : 0;
+   }
+   if ( changed == 4 ) {
+      return KeyedHeaders::keyed;
+   }
+   // A header-insertion profile counts the key's bytes.
+   return changed == 0 && !slice.host.profile().logicalTables ? KeyedHeaders::plain
+                                                              : KeyedHeaders::broken;
 }
 
-// Why the copies of a session with a key have none.
-std::optional< std::string > keyProblem(
+// What is wrong with the copies of a session with a key.
+std::optional< SessionOutcome > keyProblem(
       const SessionConfig& session, const Slice& slice, ChipModel::Switch& chips ) {
    if ( !session.tunnel || !session.tunnel->greKey ) {
       return {};
    }
+   auto unkeyed = []( const char* why ) {
+      return SessionOutcome{ SessionPhase::active, SessionCause::unkeyed,
+         std::string( rowOf( SessionCause::unkeyed ).text ) + ": " + why, {} };
+   };
    if ( !slice.publisher.sendsKeys() ) {
-      return "its copies have no GRE key: the toggle KarvelMirrorGreKey is off";
+      return unkeyed( "the toggle KarvelMirrorGreKey is off" );
    }
-   if ( !sendsKey( slice, *session.tunnel, chips ) ) {
-      return "its copies have no GRE key: the chip refused to be set for keys";
+   switch ( keyedHeaders( slice, *session.tunnel, chips ) ) {
+   case KeyedHeaders::keyed:
+      return {};
+   case KeyedHeaders::plain:
+      return unkeyed( "the chip refused to be set for keys" );
+   default:
+      return SessionOutcome{ SessionPhase::failed, SessionCause::headers,
+         rowOf( SessionCause::headers ).text, {} };
+   }
+}
+
+// "Ethernet4" of the sub-interface "Ethernet4.10".
+std::string portOf( const std::string& source ) {
+   return source.substr( 0, source.find( '.' ) );
+}
+
+// What the chip refused of an interface: itself, its members, or a VLAN of theirs.
+std::optional< Refusal > refusalOf( const std::string& interface, const Forwarding& of ) {
+   const auto channel = of.configuration.portChannels.find( interface );
+   std::vector< std::string > ports{ interface };
+   if ( channel != of.configuration.portChannels.end() ) {
+      if ( auto refusal = of.chip.trunkRefusal( channel->second.trunk ) ) {
+         return refusal;
+      }
+      ports = channel->second.members;
+   }
+   for ( const auto& [ vid, vlan ] : of.configuration.vlans ) {
+      const bool isMember = std::any_of( vlan.members.begin(), vlan.members.end(),
+            [ & ]( const VlanMemberConfig& member ) { return member.interface == interface; } );
+      if ( auto refusal = isMember ? of.chip.vlanRefusal( vid ) : std::nullopt ) {
+         return refusal;
+      }
+   }
+   for ( const std::string& name : ports ) {
+      const auto port = of.configuration.ports.find( name );
+      if ( port == of.configuration.ports.end() ) {
+         continue;
+      }
+      if ( auto refusal = of.chip.portRefusal( port->second.chipPort ) ) {
+         return refusal;
+      }
    }
    return {};
 }
 
+SessionOutcome outcomeOf( const Refusal& refusal ) {
+   return { SessionPhase::failed, SessionCause::forwarding, refusal.toString(),
+      Karvel::SdkRefusal{ refusal.call, refusal.code } };
+}
+
 } // namespace
+
+std::optional< SessionOutcome > forwardingTrouble(
+      const SessionConfig& session, const SessionState& state, const Forwarding& of ) {
+   std::vector< std::string > needed;
+   for ( const std::string& source : session.sources ) {
+      needed.push_back( portOf( source ) );
+   }
+   if ( !session.tunnel ) {
+      needed.push_back( session.destination );
+   }
+   for ( const std::string& interface : needed ) {
+      if ( auto refusal = refusalOf( interface, of ) ) {
+         return outcomeOf( *refusal );
+      }
+   }
+   if ( !session.tunnel ) {
+      if ( auto why = of.states.whyDown( of.configuration, session.destination ) ) {
+         return SessionOutcome{ SessionPhase::inactive, SessionCause::link,
+            *why + ": its copies are dropped", {} };
+      }
+   }
+   std::optional< std::string > firstWhy;
+   for ( const std::string& source : session.sources ) {
+      auto why = of.states.whyDown( of.configuration, portOf( source ) );
+      if ( !why ) {
+         return {}; // a source that works is mirrored
+      }
+      firstWhy = firstWhy ? firstWhy : why;
+   }
+   if ( !firstWhy || !state.reason.empty() ) {
+      return {};
+   }
+   return SessionOutcome{ SessionPhase::inactive, SessionCause::link,
+      *firstWhy + ": there is nothing to copy", {} };
+}
 
 SessionState sessionState(
       const SessionConfig& session, const Slice* slice, ChipModel::Switch& chips ) {
@@ -111,11 +204,13 @@ SessionState sessionState(
    result.config = &session;
    result.phase = SessionPhase::refused;
    if ( session.refused || !slice ) {
+      result.cause = SessionCause::configuration;
       result.reason = session.refused.value_or( "its destination is on no chip" );
       return result;
    }
    if ( auto refusal = slice->publisher.refusal( session.name ) ) {
-      result.reason = *refusal;
+      result.cause = refusal->cause;
+      result.reason = refusal->reason;
       return result;
    }
    result.phase = SessionPhase::active;
@@ -124,8 +219,10 @@ SessionState sessionState(
          judge( *slice, mtp, use, result );
       }
    }
-   if ( result.reason.empty() ) {
-      result.reason = keyProblem( session, *slice, chips ).value_or( "" );
+   if ( result.phase == SessionPhase::active && result.reason.empty() ) {
+      if ( auto trouble = keyProblem( session, *slice, chips ) ) {
+         static_cast< SessionOutcome& >( result ) = *trouble;
+      }
    }
    return result;
 }

@@ -60,7 +60,8 @@ SliceHost::SliceHost( int unit, const ChipModel::Profile& profile, Hubdb::Store&
       Zol::Ptr< AgentServices::TcamGroupManager > groupManager )
       : unit_( unit ), profile_( profile ), name_( "slice" + std::to_string( unit ) ),
         store_( store ), entityManager_( store ),
-        scsd_( Zol::make< Karvel::KarvelCommonSmData >() ), shared_( Zol::make< Zol::Dir >() ) {
+        scsd_( Zol::make< Karvel::KarvelCommonSmData >() ), groupManager_( groupManager ),
+        shared_( Zol::make< Zol::Dir >() ) {
    const auto number = static_cast< uint16_t >( unit );
    scsd_->unitIs( number );
    scsd_->chipAttributesIs( attributesOf( profile ) );
@@ -175,19 +176,36 @@ void SliceHost::retryRequests() const {
    }
 }
 
-std::optional< std::string > SliceHost::aclProblem(
+AgentServices::LastRefusal SliceHost::portRefusal( KarvelMirror::Mtp mtp ) const {
+   return groupManager_->lastRefusal( static_cast< uint32_t >( unit_ ), mtp );
+}
+
+AgentServices::LastRefusal SliceHost::filterRefusal( KarvelMirror::Mtp mtp ) const {
+   return groupManager_->lastRefusal(
+         static_cast< uint32_t >( unit_ ), KarvelMirror::aclFeature( mtp ) );
+}
+
+AgentServices::LastRefusal SliceHost::egressRefusal( KarvelMirror::RateLimitKind kind ) const {
+   return groupManager_->lastRefusal( static_cast< uint32_t >( unit_ ),
+         kind == KarvelMirror::RateLimitKind::gre ? KarvelMirror::greRateLimitFeature
+                                                  : KarvelMirror::portRateLimitFeature );
+}
+
+std::optional< SessionOutcome > SliceHost::aclProblem(
       KarvelMirror::Mtp mtp, const Ixo::AclKey& key ) const {
-   switch ( aclHelper_->problem(
-         static_cast< uint32_t >( unit_ ), KarvelMirror::aclFeature( mtp ), key ) ) {
-   case Ixo::AclCreateError::aclCreateErrorNone:
+   const auto unit = static_cast< uint32_t >( unit_ );
+   const Karvel::KarvelAclFeature feature = KarvelMirror::aclFeature( mtp );
+   const Ixo::AclCreateError error = aclHelper_->problem( unit, feature, key );
+   if ( error == Ixo::aclCreateErrorNone() ) {
       return {};
-   case Ixo::AclCreateError::aclCreateErrorTcamFull:
-      return "ACL " + key.aclName() + " is not applied: the chip has no room left for it";
-   case Ixo::AclCreateError::aclCreateErrorIncomplete:
-      return "ACL " + key.aclName() + " is applied in part: the chip refused some of it";
-   default:
-      return "ACL " + key.aclName() + " is not applied: the chip refused it";
    }
+   const bool isFull = error == Ixo::AclCreateError::aclCreateErrorTcamFull;
+   const bool isPartly = error == Ixo::AclCreateError::aclCreateErrorIncomplete;
+   SessionOutcome result = failedBecause( aclHelper_->refusal( unit, feature, key ),
+         isFull ? SessionCause::entries : SessionCause::refusedCall );
+   result.reason = "ACL " + key.aclName() +
+         ( isPartly ? " is applied in part: " : " is not applied: " ) + result.reason;
+   return result;
 }
 
 void SliceHost::configurationIs( const Configuration& configuration ) {

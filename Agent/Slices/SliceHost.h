@@ -9,6 +9,7 @@
 
 #include "Agent/Configuration/Configuration.h"
 #include "Agent/Slices/PortTabWriter.h"
+#include "Agent/Slices/SessionOutcome.h"
 #include "AgentServices/EmbeddedAclHelper.h"
 #include "AgentServices/TcamGroupManager.h"
 #include "AgentServices/TcamRequestManager.h"
@@ -55,8 +56,13 @@ class SliceHost {
    void retryRequests() const;
    // The ACLs that the slice has in the chip.
    const AgentServices::EmbeddedAclHelper& aclHelper() const { return *aclHelper_; }
+   // What the chip refused last to the port mirroring of a destination, to its filters, or to a
+   // kind of rules of the egress stage; none if it refused nothing.
+   AgentServices::LastRefusal portRefusal( KarvelMirror::Mtp mtp ) const;
+   AgentServices::LastRefusal filterRefusal( KarvelMirror::Mtp mtp ) const;
+   AgentServices::LastRefusal egressRefusal( KarvelMirror::RateLimitKind kind ) const;
    // Why an ACL of a destination could not be brought into the chip; none if it is there.
-   std::optional< std::string > aclProblem(
+   std::optional< SessionOutcome > aclProblem(
          KarvelMirror::Mtp mtp, const Ixo::AclKey& key ) const;
 
  private:
@@ -71,6 +77,7 @@ class SliceHost {
    Hubdb::Store& store_;
    Hubdb::EntityManager entityManager_;
    Zol::Ptr< Karvel::KarvelCommonSmData > scsd_;
+   Zol::Ptr< AgentServices::TcamGroupManager > groupManager_;
    Zol::Ptr< AgentServices::EmbeddedAclHelper > aclHelper_;
    Zol::Ptr< PortTabWriter > portTabWriter_;
    Zol::Ptr< AgentServices::TcamRequestManager > requestManager_;

@@ -5,6 +5,7 @@
 
 #include "Agent/Configuration/Fields.h"
 #include "Agent/Configuration/Schema.h"
+#include "Agent/Slices/SessionOutcome.h"
 #include "Tests/Agent/ConfigurationBed.h"
 
 namespace Agent {
@@ -127,4 +128,15 @@ TEST_F( SchemaTest, TheDocumentationHasARowForEveryFieldAndNoOther ) {
 }
 
 } // namespace
+TEST( SessionCauses, AreAllExplainedInTheDocumentation ) {
+   const std::string page = contentOf( KARVEL_SOURCE_DIR "/Docs/diagnostics.md" );
+   for ( const SessionCauseRow& row : sessionCauses() ) {
+      EXPECT_EQ( &rowOf( row.cause ), &row );
+      const size_t at = page.find( "| `" + std::string( row.name ) + "` | " );
+      ASSERT_NE( at, std::string::npos ) << row.name;
+      const std::string line = page.substr( at, page.find( '\n', at ) - at );
+      EXPECT_NE( line.find( row.text ), std::string::npos ) << line;
+   }
+}
+
 } // namespace Agent

@@ -38,8 +38,9 @@ class TheTcamServices : public ChipBed {
       EXPECT_EQ( registerGroup( mtp, 0 ), TcamStatus::success );
       return result;
    }
-   static Karvel::TcamEntryResult get( const Manager& from, uint32_t rule ) {
-      return from->getEntry( 0, "name", { KarvelMirror::Mtp( 0 ), "acl", 0, rule, 0 } );
+   static Karvel::TcamEntryResult get(
+         const Manager& from, uint32_t rule, const char* acl = "" ) {
+      return from->getEntry( 0, "name", { KarvelMirror::Mtp( 0 ), acl, 0, rule, 0 } );
    }
    static Rc qualify( const Manager& at, EntryId id, const Shim::PortBitmap& on ) {
       return at->qualifyPortsClassId( 0, id, on, ClassSharing::shared );
@@ -195,8 +196,15 @@ TEST_F( TheTcamServices, HaveAFeaturesGroupOnlyWhileItHasEntries ) {
       EXPECT_EQ( groups->groupMirroringAclDataIs( 0, feature, {} ), TcamStatus::success );
       EXPECT_TRUE( chip().groups.empty() );
    }
+   // An ACL gets a number, which takes nothing of the chip.
+   const EntryId number = get( entries, 1, "acl" ).entryId;
+   EXPECT_NE( number, get( entries, 2, "acl" ).entryId );
+   EXPECT_EQ( entries->installEntry( 0, number ), Sdk::QX_BCM_E_NOT_FOUND() );
+   EXPECT_EQ( entries->releaseEntry( 0, number ), ok );
+   EXPECT_EMPTY_CHIP();
    refuse( SdkCall::bcm_field_group_create );
    EXPECT_EQ( get( entries, 1 ).status, TcamStatus::failed );
+   EXPECT_EQ( groups->lastRefusal( 0, feature )->what, "bcm_field_group_create" );
    const EntryId first = get( entries, 1 ).entryId;
    install( entries, 2, ports( { 1, 2 } ) );
    EXPECT_EQ( groups->groupMirroringAclDataIs( 0, feature, {} ), TcamStatus::success );

@@ -271,7 +271,7 @@ TEST( AclEdit, ReachesTheChipAtOnceAndTouchesNoOtherSession ) {
 
 TEST( FullTcam, OfAnAclIsToldAndRetried ) {
    Rig rig( network( "" ) );
-   ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 3 ) );
+   ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 2 ) );
    rig.set( "MIRROR_SESSION|s", R"({ "type": "SPAN", "dst_port": "Ethernet20" })" );
    rig.set( "ACL_TABLE|T", R"({ "type": "L3", "ports": "Ethernet0" })" );
    rig.set( "ACL_RULE|T|a", ruleJson( { "", 30, R"("SRC_IP": "10.0.0.1/32")" } ) );
@@ -279,11 +279,31 @@ TEST( FullTcam, OfAnAclIsToldAndRetried ) {
    rig.set( "ACL_RULE|T|b", ruleJson( { "", 20, R"("SRC_IP": "10.0.0.2/32")" } ) );
    rig.set( "ACL_RULE|T|c", ruleJson( { "", 10, R"("SRC_IP": "10.0.0.3/32")" } ) );
    EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
-   EXPECT_FALSE( rig.session( "s" ).reason.empty() );
+   EXPECT_EQ( rig.session( "s" ).reason,
+         "ACL T is not applied: the chip has no TCAM entries left for it" );
    EXPECT_TRUE( rig.entries().empty() );
    ASSERT_FALSE( rig.runtime.capacity( "ingress-entries", 100 ) );
    EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
    EXPECT_TRUE( isCopied( rig, { .src = ip( "10.0.0.3" ) } ) );
+}
+
+// An ACL takes one hardware group, and no other; a chip with few of them has room for as many
+// destinations with both kinds of ACL as it has destinations.
+TEST( HardwareGroups, AreEnoughForBothKindsOfAclOfEverySession ) {
+   for ( const char* chip : { "trident2", "helix5" } ) {
+      Rig rig( network( "" ), chip );
+      for ( const std::string session : { "a", "b", "c", "d" } ) {
+         rig.set(
+               "MIRROR_SESSION|" + session, R"({ "type": "SPAN", "dst_port": "Ethernet20" })" );
+         for ( const std::string kind : { "L3", "L3V6" } ) {
+            rig.set( "ACL_TABLE|" + session + kind,
+                  R"({ "ports": "Ethernet0", "type": ")" + kind + "\" }" );
+            rig.set( "ACL_RULE|" + session + kind + "|r", ruleJson( { "", 10, "", session } ) );
+         }
+         EXPECT_EQ( rig.session( session ).reason, "" ) << chip;
+      }
+      EXPECT_EQ( rig.entriesUsed(), 8 ) << chip;
+   }
 }
 
 TEST( ManyRules, CostWorkForTheirOwnSessionOnly ) {

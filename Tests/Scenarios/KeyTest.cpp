@@ -85,8 +85,9 @@ TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
    if ( ChipModel::greEditor( rig.runtime.profile( 0 ).greKeys ) ) {
       EXPECT_FALSE( rig.runtime.fail( "soc_mem_write", 1, 100 ) );
       rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", key7 ) );
-      EXPECT_EQ( rig.session( "s" ).reason,
-            "its copies have no GRE key: the chip refused to be set for keys" );
+      EXPECT_EQ( rig.session( "s" ).cause,
+            rig.runtime.profile( 0 ).logicalTables ? Agent::SessionCause::headers
+                                                   : Agent::SessionCause::unkeyed );
       rig.gate().faultsDelAll();
       rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0" ) );
    }
@@ -157,7 +158,7 @@ TEST( Toggles, DecideWhoSetsTheChipUpAndWhetherKeysAreSent ) {
    } );
    with( "KarvelMirrorGreKey", [ & ] {
       for ( const std::string& chip : chipsWhere( []( auto& profile ) {
-               return profile.tcamHelpers && ChipModel::greEditor( profile.greKeys );
+               return profile.tcamHelpers && profile.greKeys != GreKeys::none;
             } ) ) {
          SCOPED_TRACE( chip );
          TunnelRig rig( keyed, ways(), chip );

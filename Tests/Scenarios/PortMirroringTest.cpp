@@ -226,6 +226,7 @@ PORT_SCENARIO( FullTcam, FailsTheDestinationWholeAndLetsOthersBe ) {
    rig.setSpan( "b", "Ethernet4,Ethernet8", "Ethernet24", "TX" );
    const Agent::SessionState failed = rig.session( "b" );
    EXPECT_EQ( failed.phase, SessionPhase::failed );
+   EXPECT_EQ( failed.cause, Agent::SessionCause::entries );
    ASSERT_EQ( failed.held.size(), 1U );
    EXPECT_EQ( failed.held[ 0 ].status, KarvelMirror::ProgramStatus::resourceExhaustion );
    EXPECT_EQ( rig.entries(), others );
@@ -240,12 +241,35 @@ PORT_SCENARIO( FullTcam, FailsTheDestinationWholeAndLetsOthersBe ) {
          << "flooded to both sources";
 }
 
+PORT_SCENARIO( Interfaces, ThatAreDownLeaveTheirSessionInactiveWithTheCause ) {
+   Rig rig( network( "" ) );
+   rig.set( "PORTCHANNEL|PortChannel7", "{}" );
+   rig.setSpan( "a", "Ethernet0", "PortChannel7", "RX" );
+   rig.setSpan( "b", "PortChannel7", "Ethernet20", "RX" );
+   EXPECT_EQ(
+         rig.session( "a" ).reason, "PortChannel7 has no members: its copies are dropped" );
+   EXPECT_EQ(
+         rig.session( "b" ).reason, "PortChannel7 has no members: there is nothing to copy" );
+   EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::inactive );
+   rig.set( "PORTCHANNEL_MEMBER|PortChannel7|Ethernet24", "{}" );
+   EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
+   ASSERT_FALSE( rig.runtime.linkIs( "Ethernet20", false ) );
+   EXPECT_EQ( rig.session( "b" ).reason, "link of Ethernet20 is down: its copies are dropped" );
+   EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
+}
+
 PORT_SCENARIO( RefusedCall, FailsItsSessionWhichIsTriedAgain ) {
-   for ( const char* call : { "bcm_field_entry_create", "bcm_mirror_destination_set" } ) {
+   using Agent::SessionCause;
+   for ( const auto& [ call, cause ] :
+         { std::pair( "bcm_field_entry_create", SessionCause::refusedCall ),
+               std::pair( "bcm_port_enable_set", SessionCause::forwarding ),
+               std::pair( "bcm_mirror_destination_set", SessionCause::destination ) } ) {
       Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
       ASSERT_FALSE( rig.runtime.fail( call, 1, 1 ) );
-      rig.setSpan( "b", "Ethernet4", "Ethernet24", "RX" );
+      rig.set( "PORT|Ethernet40", "{}" );
+      rig.setSpan( "b", "Ethernet4,Ethernet40", "Ethernet24", "RX" );
       EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::failed );
+      EXPECT_EQ( rig.session( "b" ).cause, cause ) << rig.session( "b" ).reason;
       rig.runtime.advance( 11 );
       EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::active );
       EXPECT_EQ( rig.copied( "Ethernet4", frame( 2, 1 ), "Ethernet24" ), 1U );

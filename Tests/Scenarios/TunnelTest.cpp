@@ -158,23 +158,32 @@ TEST( Tunnel, FollowsLinksRoutesAndNeighbours ) {
 }
 
 TEST( Limit, ThatTheChipHasNoRoomForIsSaidOnceAndComesWithRoom ) {
-   const std::string tcamFull = "KARVEL_MIRRORING_GRE_TCAM_RESOURCE_FULL";
-   const std::string rateFull = "KARVEL_MIRRORING_RATELIMIT_HW_RESOURCE_FULL";
-   for ( const auto& [ what, id ] :
-         { std::pair( "egress-entries", tcamFull ), std::pair( "policers", rateFull ) } ) {
-      TunnelRig rig( "" );
-      ASSERT_FALSE( rig.runtime.capacity( what, 0 ) );
-      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
-      EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::failed );
-      EXPECT_EQ( loggedIds(), std::vector< std::string >{ id } );
-      EXPECT_EQ( rig.egressEntries(), 0 );
-      EXPECT_TRUE( rig.chip().policers.empty() );
-      EXPECT_EQ( rig.one( "Ethernet0", "Ethernet20" ).size(), 1U ) << "it mirrors all the same";
-      ASSERT_FALSE( rig.runtime.capacity( what, 4 ) );
-      EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
-      EXPECT_EQ( rig.egressEntries(), 1 );
-      EXPECT_EQ( loggedIds().size(), 1U );
-   }
+   TunnelRig rig( "" );
+   ASSERT_FALSE( rig.runtime.capacity( "egress-entries", 0 ) );
+   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
+   EXPECT_EQ( rig.session( "s" ).cause, Agent::SessionCause::entries );
+   rig.runtime.advance( 3600 );
+   EXPECT_EQ(
+         loggedIds(), std::vector< std::string >{ "KARVEL_MIRRORING_GRE_TCAM_RESOURCE_FULL" } );
+   EXPECT_EQ( rig.egressEntries(), 0 );
+   EXPECT_TRUE( rig.chip().policers.empty() );
+   EXPECT_EQ( rig.one( "Ethernet0", "Ethernet20" ).size(), 1U ) << "it mirrors all the same";
+   ASSERT_FALSE( rig.runtime.capacity( "egress-entries", 4 ) );
+   EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
+   EXPECT_EQ( rig.egressEntries(), 1 );
+   EXPECT_EQ( loggedIds().size(), 1U );
+}
+
+TEST( Limit, BeyondTheChipsPolicersIsRefusedAndTakesNobodysAway ) {
+   TunnelRig rig( tunnel( "a", "Ethernet0", rate( 1000 ) ) );
+   ASSERT_FALSE( rig.runtime.capacity( "policers", 1 ) );
+   rig.set( "MIRROR_SESSION|b", tunnelJson( "Ethernet4", rate( 2000 ) ) );
+   EXPECT_EQ( rig.session( "b" ).reason,
+         "needs a policer for 2000 kbit/s; the chip has 1, all used for the rates of a" );
+   EXPECT_EQ( rig.session( "a" ).phase, SessionPhase::active );
+   EXPECT_EQ( rig.chip().policers.size(), 1U );
+   ASSERT_FALSE( rig.runtime.capacity( "policers", 2 ) );
+   EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::active );
 }
 
 TEST( SourceTag, ThatFindsNoRoomIsTriedAgainWithoutAnInterruption ) {
