@@ -16,7 +16,8 @@ die() {
 # Packages, each with the program that shows that it is installed; libraries have none.
 build_packages=( g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libpcap-dev
    libcli11-dev nlohmann-json3-dev libedit-dev )
-test_packages=( libgtest-dev clang-format-14:clang-format-14 )
+test_packages=( libgtest-dev clang-format-14:clang-format-14
+   python3-jsonschema )
 
 have_package() { # have_package PACKAGE[:PROGRAM]
    local package=${1%%:*} program=

@@ -88,6 +88,10 @@ void addConfig( CLI::App& verb, Command& command, bool& strict ) {
    verb.add_flag( "--strict", strict, "Sessions that cannot be served are errors" );
 }
 
+void addWide( CLI::App& verb, bool& wide ) {
+   verb.add_flag( "--wide", wide, "Tables as wide as what is in them, on a terminal too" );
+}
+
 } // namespace
 
 std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
@@ -95,6 +99,7 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
    std::vector< std::string > inputs;
    bool strict = false;
    bool json = false;
+   bool wide = false;
    bool realTime = false;
 
    CLI::App app{ "Chip agent with traffic mirroring, on a software model of the chip",
@@ -118,6 +123,7 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
          ->expected( 1 )
          ->take_all();
    run->add_flag( "--json", json, "Print reports as JSON" );
+   addWide( *run, wide );
    run->add_option( "--trace", command.trace, "Traces: NAME[/LEVELS],... with '*' in NAME" )
          ->option_text( "WHAT" );
    run->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
@@ -164,9 +170,11 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
    addConfig( *check, command, strict );
    CLI::App* chips = app.add_subcommand( "chips", "List the chip profiles" );
    chips->add_flag( "--json", json, "Print as JSON" );
+   addWide( *chips, wide );
    CLI::App* wiring = app.add_subcommand(
          "wiring", "List which change leads to which handler, and who owns which machine" );
    wiring->add_flag( "--json", json, "Print as JSON" );
+   addWide( *wiring, wide );
    wiring->add_option( "--plugin", command.plugin, "The mirroring plug-in" )
          ->option_text( "FILE" );
 
@@ -200,6 +208,7 @@ std::optional< Command > parseCommandLine( int argc, const char* const* argv ) {
       command.words += ( command.words.empty() ? "" : " " ) + word;
    }
    command.time = realTime ? Zol::TimeSource::realTime : Zol::TimeSource::virtualTime;
+   command.width = wide ? TableWidth::whole : TableWidth::terminal;
    command.format = json ? Format::json : Format::text;
    command.strictness = strict ? Strictness::strict : Strictness::lenient;
    checkValues( command, inputs );

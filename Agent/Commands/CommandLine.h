@@ -14,6 +14,8 @@ namespace Agent {
 
 enum class Verb : uint8_t { run, check, chips, wiring, explain, serve, ctl };
 enum class Format : uint8_t { text, json };
+// Tables as wide as the terminal, or as what is in them.
+enum class TableWidth : uint8_t { terminal, whole };
 enum class Strictness : uint8_t { lenient, strict };
 
 struct Command {
@@ -25,6 +27,7 @@ struct Command {
    std::string out;    // empty: no captures are written
    std::vector< std::string > show;
    Format format = Format::text;
+   TableWidth width = TableWidth::terminal;
    std::string trace; // a Duolog setting; empty: none
    Strictness strictness = Strictness::lenient;
    std::string plugin;  // empty: where it is found

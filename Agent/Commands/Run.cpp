@@ -4,6 +4,7 @@
 
 #include "Agent/Commands/ScriptRunner.h"
 #include "Agent/Commands/Startup.h"
+#include "Agent/Configuration/Names.h"
 #include "Agent/Packets/Replay.h"
 #include "Agent/Reports/AgentReports.h"
 #include "Agent/Reports/Explainer.h"
@@ -17,13 +18,14 @@ namespace {
 // Prints reports as they come, or keeps them for one JSON document at the end.
 class Printer {
  public:
-   explicit Printer( Format format ) : format_( format ) {}
+   explicit Printer( const Command& command )
+         : format_( command.format ), layout_( outputLayout( command.width ) ) {}
    void show( const std::vector< Report >& reports ) {
       for ( const Report& report : reports ) {
          if ( format_ == Format::json ) {
             kept_.push_back( report );
          } else {
-            std::cout << toText( report, outputStyle() );
+            std::cout << toText( report, layout_ );
          }
       }
    }
@@ -37,7 +39,8 @@ class Printer {
    }
 
  private:
-   Format format_;
+   const Format format_;
+   const Layout layout_;
    std::vector< Report > kept_;
 };
 
@@ -60,6 +63,12 @@ void checkInputs( const Command& command, const std::vector< Step >& steps,
                   command.script + ":" + std::to_string( step.line ) + ": " + error.what() );
          }
       }
+   }
+}
+
+void sayCut( const CutFrames& cut ) {
+   if ( cut.count > 0 ) {
+      sayWarning( cut.toString() );
    }
 }
 
@@ -91,8 +100,8 @@ int run( const Command& command ) {
    if ( !command.out.empty() ) {
       outlet = std::make_unique< Outlet >( runtime, command.out, inputFiles( command, steps ) );
    }
-   Printer printer( command.format );
-   replay( runtime, command.inputs );
+   Printer printer( command );
+   sayCut( replay( runtime, command.inputs ) );
    ScriptRunner(
          runtime, command.script, [ & ]( const auto& reports ) { printer.show( reports ); },
          []( const Diagnostic& warning ) { sayWarning( warning.toString() ); } )
@@ -130,6 +139,19 @@ int checkCommand( const Command& command ) {
    } );
 }
 
+// A frame that was asked for is missed; otherwise it is worth knowing.
+void sayNoFrames( const Command& command ) {
+   std::vector< std::string > files;
+   for ( const Input& input : command.inputs ) {
+      files.push_back( input.file );
+   }
+   const std::string text = joined( files ) + ": no frame in it, so nothing is to be explained";
+   if ( command.packet > 0 ) {
+      throw std::runtime_error( text );
+   }
+   sayWarning( text );
+}
+
 int explainCommand( const Command& command ) {
    const int code = guarded( [ & ] {
       checkToggles( command.config );
@@ -137,7 +159,7 @@ int explainCommand( const Command& command ) {
       checkInputs( command, {}, loaded.configuration );
       Runtime runtime( { pluginPath( command ), command.profile } );
       runtime.start( command.config );
-      Printer printer( command.format );
+      Printer printer( command );
       Explainer explainer( runtime, command.packet, [ & ]( const Explanation& frame ) {
          if ( command.format == Format::json ) {
             printer.show( explanationReports( frame ) );
@@ -145,8 +167,11 @@ int explainCommand( const Command& command ) {
             std::cout << explanationText( frame );
          }
       } );
-      replay( runtime, command.inputs, &explainer );
-      if ( command.packet > explainer.frames() ) {
+      sayCut( replay( runtime, command.inputs, &explainer ) );
+      if ( explainer.frames() == 0 ) {
+         sayNoFrames( command );
+      }
+      if ( explainer.frames() > 0 && command.packet > explainer.frames() ) {
          throw std::runtime_error( "--packet " + std::to_string( command.packet ) +
                ": no such frame; allowed: 1 to " + std::to_string( explainer.frames() ) );
       }
@@ -159,7 +184,7 @@ int explainCommand( const Command& command ) {
 
 int chipsCommand( const Command& command ) {
    return guarded( [ & ] {
-      Printer printer( command.format );
+      Printer printer( command );
       printer.show( { chipsReport() } );
       printer.finish();
       return 0;
@@ -169,7 +194,7 @@ int chipsCommand( const Command& command ) {
 int wiringCommand( const Command& command ) {
    return guarded( [ & ] {
       const PluginLibrary plugin( pluginPath( command ) );
-      Printer printer( command.format );
+      Printer printer( command );
       printer.show( wiringReports() );
       printer.finish();
       return 0;

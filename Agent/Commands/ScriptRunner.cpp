@@ -45,7 +45,10 @@ void ScriptRunner::step( const DelStep& del, unsigned line ) {
 
 void ScriptRunner::step( const InStep& in, unsigned line ) {
    try {
-      replay( runtime_, { { in.port, in.file } } );
+      const CutFrames cut = replay( runtime_, { { in.port, in.file } } );
+      if ( cut.count > 0 ) {
+         warn_( { { name_, static_cast< int >( line ) }, cut.toString() } );
+      }
    } catch ( const std::runtime_error& error ) {
       fail( line, error.what() );
    }

@@ -1,7 +1,9 @@
 #include "Agent/Commands/Startup.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -80,6 +82,17 @@ bool sayUnserved( const Runtime& runtime ) {
 Style outputStyle() {
    return isatty( STDOUT_FILENO ) && !std::getenv( "NO_COLOR" ) ? Style::terminal
                                                                 : Style::plain;
+}
+
+Layout outputLayout( TableWidth width ) {
+   constexpr size_t narrowest = 80;
+   Layout layout{ outputStyle(), 0 };
+   if ( width == TableWidth::terminal && isatty( STDOUT_FILENO ) ) {
+      winsize size{};
+      ::ioctl( STDOUT_FILENO, TIOCGWINSZ, &size ); // no size: the narrowest
+      layout.width = std::max< size_t >( size.ws_col, narrowest );
+   }
+   return layout;
 }
 
 void checkToggles( const std::string& config ) {

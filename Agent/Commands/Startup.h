@@ -33,6 +33,8 @@ bool sayUnserved( const Runtime& runtime );
 
 // Of standard output: colours on a terminal, unless NO_COLOR is set.
 Style outputStyle();
+// The same with the terminal's width, which is taken as 80 columns at least.
+Layout outputLayout( TableWidth width );
 
 // Feature toggles stand beside the configuration. std::runtime_error if they are malformed.
 void checkToggles( const std::string& config );

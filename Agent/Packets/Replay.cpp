@@ -93,7 +93,14 @@ void Outlet::writePlots() const {
    }
 }
 
-void replay( Runtime& runtime, const std::vector< Input >& inputs, ArrivalObserver* observer ) {
+std::string CutFrames::toString() const {
+   return std::to_string( count ) + ( count == 1 ? " frame was" : " frames were" ) +
+         " longer than the capture holds of it, the first in " + file +
+         ": what is missing is missing in copies, too";
+}
+
+CutFrames replay(
+      Runtime& runtime, const std::vector< Input >& inputs, ArrivalObserver* observer ) {
    struct Port {
       ChipModel::Pipeline* pipeline;
       int unit;
@@ -110,6 +117,7 @@ void replay( Runtime& runtime, const std::vector< Input >& inputs, ArrivalObserv
             at->second.chipPort } );
       merge.add( input.port, CaptureReader( input.file ) );
    }
+   CutFrames cut;
    std::optional< uint64_t > shift;
    uint64_t lastNs = 0;
    for ( Arrival arrival; merge.next( arrival ); ) {
@@ -121,6 +129,9 @@ void replay( Runtime& runtime, const std::vector< Input >& inputs, ArrivalObserv
       lastNs = std::min( frame.timeNs + *shift, lastStampNs );
       const ChipModel::FrameView view{ lastNs, frame.data, frame.length, frame.wireLength };
       runtime.sampleRates( lastNs );
+      if ( frame.wireLength > frame.length && cut.count++ == 0 ) {
+         cut.file = inputs[ arrival.input ].file;
+      }
       if ( observer ) {
          observer->arriving( merge.port( arrival.input ), port.unit, view );
       }
@@ -132,6 +143,7 @@ void replay( Runtime& runtime, const std::vector< Input >& inputs, ArrivalObserv
    if ( shift ) {
       runtime.sampleRatesAtEnd( lastNs );
    }
+   return cut;
 }
 
 } // namespace Agent

@@ -57,9 +57,17 @@ class ArrivalObserver {
    virtual void arrived() = 0;
 };
 
+// Frames that were longer than the snapshot length of the capture that they come from.
+struct CutFrames {
+   uint64_t count = 0;
+   std::string file; // of the first
+
+   std::string toString() const;
+};
+
 // All frames of the inputs, merged by time. The ports exist and the captures have been
 // validated; std::runtime_error, in one line, if not.
-void replay( Runtime& runtime, const std::vector< Input >& inputs,
+CutFrames replay( Runtime& runtime, const std::vector< Input >& inputs,
       ArrivalObserver* observer = nullptr );
 
 } // namespace Agent
