@@ -94,8 +94,8 @@ void Outlet::writePlots() const {
 }
 
 std::string CutFrames::toString() const {
-   return std::to_string( count ) + ( count == 1 ? " frame was" : " frames were" ) +
-         " longer than the capture holds of it, the first in " + file +
+   return std::to_string( count ) + ( count == 1 ? " frame is" : " frames are" ) +
+         " cut short by the capture, the first in " + file +
          ": what is missing is missing in copies, too";
 }
 
