@@ -15,6 +15,8 @@ namespace Agent {
 
 enum class Verb : uint8_t { run, check, chips, wiring, explain, serve, ctl, help };
 enum class Format : uint8_t { text, json };
+// Tables as wide as the terminal, or as what is in them.
+enum class TableWidth : uint8_t { terminal, whole };
 enum class Strictness : uint8_t { lenient, strict };
 enum class Detail : uint8_t { summary, full };
 enum class Manual : uint8_t { none, page, completion };
@@ -28,6 +30,7 @@ struct Command {
    std::string out;    // empty: no captures are written
    std::vector< std::string > show;
    Format format = Format::text;
+   TableWidth width = TableWidth::terminal;
    std::string trace; // a Duolog setting; empty: none
    size_t configLimitMb = defaultConfigLimitMb;
    Strictness strictness = Strictness::lenient;

@@ -22,13 +22,14 @@ namespace {
 // Prints reports as they come, or keeps them for one JSON document at the end.
 class Printer {
  public:
-   explicit Printer( Format format ) : format_( format ) {}
+   explicit Printer( const Command& command )
+         : format_( command.format ), layout_( outputLayout( command.width ) ) {}
    void show( const std::vector< Report >& reports ) {
       for ( const Report& report : reports ) {
          if ( format_ == Format::json ) {
             kept_.push_back( report );
          } else {
-            std::cout << toText( report, outputStyle() );
+            std::cout << toText( report, layout_ );
          }
       }
    }
@@ -40,7 +41,8 @@ class Printer {
    }
 
  private:
-   Format format_;
+   const Format format_;
+   const Layout layout_;
    std::vector< Report > kept_;
 };
 
@@ -129,7 +131,7 @@ int run( const Command& command ) {
       }
       progress.arrived( frames );
    };
-   Printer printer( command.format );
+   Printer printer( command );
    const std::vector< std::string > cuts = replay( runtime, command.inputs, pause );
    progress.clear();
    sayCuts( cuts );
@@ -159,13 +161,26 @@ int run( const Command& command ) {
    return sayUnserved( runtime, command.strictness ) ? 0 : 1;
 }
 
+// A frame that was asked for is missed; otherwise it is worth knowing.
+void sayNoFrames( const Command& command ) {
+   std::vector< std::string > files;
+   for ( const Input& input : command.inputs ) {
+      files.push_back( input.file );
+   }
+   const std::string text = joined( files ) + ": no frame in it, so nothing is to be explained";
+   if ( command.packet > 0 ) {
+      throw std::runtime_error( text );
+   }
+   sayWarning( text );
+}
+
 int explain( const Command& command ) {
    Loaded loaded = checkConfiguration( command );
    const Configuration& configuration = loaded.result.configuration;
    checkSources( command, sourcesOf( command, {} ), configuration );
    Runtime runtime( { pluginPath( command ), command.profile } );
    runtime.start( command.config, std::move( loaded.source ), configuration );
-   Printer printer( command.format );
+   Printer printer( command );
    Explainer explainer( runtime, command.packet, [ & ]( const Explanation& frame ) {
       if ( command.format == Format::json ) {
          printer.show( explanationReports( frame ) );
@@ -179,7 +194,10 @@ int explain( const Command& command ) {
       }
    };
    sayCuts( replay( runtime, command.inputs, pause, &explainer ) );
-   if ( command.packet > explainer.frames() ) {
+   if ( explainer.frames() == 0 ) {
+      sayNoFrames( command );
+   }
+   if ( explainer.frames() > 0 && command.packet > explainer.frames() ) {
       throw std::runtime_error( "--packet " + std::to_string( command.packet ) +
             ": no such frame; allowed: 1 to " + std::to_string( explainer.frames() ) );
    }
@@ -221,7 +239,7 @@ int explainCommand( const Command& command ) {
 
 int chipsCommand( const Command& command ) {
    return guarded( [ & ] {
-      Printer printer( command.format );
+      Printer printer( command );
       printer.show( { chipsReport() } );
       printer.finish();
       return 0;
@@ -231,7 +249,7 @@ int chipsCommand( const Command& command ) {
 int wiringCommand( const Command& command ) {
    return guarded( [ & ] {
       const PluginLibrary plugin( pluginPath( command ) );
-      Printer printer( command.format );
+      Printer printer( command );
       printer.show( wiringReports() );
       printer.finish();
       return 0;

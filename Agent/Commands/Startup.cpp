@@ -1,6 +1,7 @@
 #include "Agent/Commands/Startup.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -139,6 +140,17 @@ bool sayUnserved( const Runtime& runtime, Strictness strictness ) {
 Style outputStyle() {
    return isatty( STDOUT_FILENO ) && !std::getenv( "NO_COLOR" ) ? Style::terminal
                                                                 : Style::plain;
+}
+
+Layout outputLayout( TableWidth width ) {
+   constexpr size_t narrowest = 80;
+   Layout layout{ outputStyle(), 0 };
+   if ( width == TableWidth::terminal && isatty( STDOUT_FILENO ) ) {
+      winsize size{};
+      ::ioctl( STDOUT_FILENO, TIOCGWINSZ, &size ); // no size: the narrowest
+      layout.width = std::max< size_t >( size.ws_col, narrowest );
+   }
+   return layout;
 }
 
 std::string pluginPath( const Command& command ) {

@@ -44,6 +44,8 @@ bool sayUnserved( const Runtime& runtime, Strictness strictness );
 
 // Of standard output: colours on a terminal, unless NO_COLOR is set.
 Style outputStyle();
+// The same with the terminal's width, which is taken as 80 columns at least.
+Layout outputLayout( TableWidth width );
 
 // The plug-in that is named, or that is found. std::runtime_error if there is none.
 std::string pluginPath( const Command& command );

@@ -73,7 +73,7 @@ void LiveAgent::run( const StepAction& action, int answers, Reply& reply ) {
    ScriptRunner( runtime_, "command",
          { [ & ]( const std::vector< Report >& reports ) {
              for ( const Report& report : reports ) {
-                reply.text += toText( report, Style::plain );
+                reply.text += toText( report );
                 reply.reports.push_back( report );
              }
           },

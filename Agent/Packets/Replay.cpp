@@ -112,6 +112,22 @@ Plots Outlet::plots() const {
    return plots;
 }
 
+namespace {
+
+// Frames that were longer than the snapshot length of the capture that they come from.
+struct CutFrames {
+   uint64_t count = 0;
+   std::string file; // of the first
+
+   std::string toString() const {
+      return std::to_string( count ) + ( count == 1 ? " frame is" : " frames are" ) +
+            " cut short by the capture, the first in " + file +
+            ": what is missing is missing in copies, too";
+   }
+};
+
+} // namespace
+
 std::vector< std::string > replay( Runtime& runtime, const std::vector< Input >& inputs,
       const Pause& pause, ArrivalObserver* observer ) {
    struct Port {
@@ -130,6 +146,7 @@ std::vector< std::string > replay( Runtime& runtime, const std::vector< Input >&
             at->second.chipPort } );
       merge.add( input.port, CaptureReader( input.file ) );
    }
+   CutFrames cut;
    std::optional< uint64_t > shift;
    uint64_t lastNs = 0;
    uint64_t frames = 0;
@@ -142,6 +159,9 @@ std::vector< std::string > replay( Runtime& runtime, const std::vector< Input >&
       lastNs = std::min( frame.timeNs + *shift, lastStampNs );
       const ChipModel::FrameView view{ lastNs, frame.data, frame.length, frame.wireLength };
       runtime.sampleRates( lastNs );
+      if ( frame.wireLength > frame.length && cut.count++ == 0 ) {
+         cut.file = inputs[ arrival.input ].file;
+      }
       if ( observer ) {
          observer->arriving( merge.port( arrival.input ), port.unit, view );
       }
@@ -159,9 +179,12 @@ std::vector< std::string > replay( Runtime& runtime, const std::vector< Input >&
    }
    std::vector< std::string > cuts;
    for ( size_t input = 0; input < merge.inputs(); ++input ) {
-      if ( const std::string& cut = merge.reader( input ).cut(); !cut.empty() ) {
-         cuts.push_back( cut );
+      if ( const std::string& why = merge.reader( input ).cut(); !why.empty() ) {
+         cuts.push_back( why );
       }
+   }
+   if ( cut.count > 0 ) {
+      cuts.push_back( cut.toString() );
    }
    return cuts;
 }

@@ -68,7 +68,8 @@ class ArrivalObserver {
 // called last. What it throws ends the replay.
 using Pause = std::function< void( uint64_t frames ) >;
 
-// All frames of the inputs, merged by time. Says which of them were cut off, in one line each.
+// All frames of the inputs, merged by time. Says which of them were cut off,
+// and that frames were, in one line each.
 // The ports exist and the captures have been validated; std::runtime_error, in one line, if not.
 std::vector< std::string > replay( Runtime& runtime, const std::vector< Input >& inputs,
       const Pause& pause, ArrivalObserver* observer = nullptr );

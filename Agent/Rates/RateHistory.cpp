@@ -67,23 +67,27 @@ std::vector< RateInterval > RateHistory::intervals(
    }
    const uint64_t start = samples_[ first ].first;
    const uint64_t end = samples_[ last ].first;
-   const uint64_t step = roundStep( ( end - start ) / most + 1 );
+   const uint64_t step = roundStep( std::max( ( end - start ) / most + 1, stepNs_ ) );
    // A session that is made anew begins to count anew.
    auto since = []( const CopyCount& now, const CopyCount& before ) {
       return now.packets < before.packets
             ? now
             : CopyCount{ now.packets - before.packets, now.bytes - before.bytes };
    };
-   Totals before = totalsAt( first );
-   for ( uint64_t from = start; from < end; from += step ) {
-      const uint64_t to = std::min( from + step, end );
-      while ( first < last && samples_[ first + 1 ].first <= to ) {
+   // From sample to sample, so that each interval's copies are its own. What is left at the end
+   // belongs to the last one: over a short time a few copies look like a high rate.
+   while ( first < last ) {
+      const uint64_t from = samples_[ first ].first;
+      const Totals before = totalsAt( first );
+      while ( first < last && samples_[ first ].first < from + step ) {
          ++first;
       }
+      if ( samples_[ last ].first < samples_[ first ].first + step ) {
+         first = last;
+      }
       const Totals now = totalsAt( first );
-      result.push_back( { from - start, to - start, since( now.passed, before.passed ),
-            since( now.policed, before.policed ) } );
-      before = now;
+      result.push_back( { from - start, samples_[ first ].first - start,
+            since( now.passed, before.passed ), since( now.policed, before.policed ) } );
    }
    return result;
 }

@@ -52,7 +52,8 @@ class RateHistory {
 
    // The sessions that were sampled, by name.
    std::vector< std::string > sessions() const;
-   // Some `most` intervals of one round length, from the first copy to the last.
+   // At most `most` intervals, from the first copy to the last: none shorter than a round length
+   // that is no finer than the samples, and longer where nothing happened for a while.
    std::vector< RateInterval > intervals( const std::string& session, size_t most ) const;
 
  private:

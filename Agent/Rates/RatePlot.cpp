@@ -118,7 +118,8 @@ std::string ratePlot( const std::string& session, uint32_t limitKbps,
    chart.limit( limitKbps );
    chart.legend( 260, "#999", "offered" );
    chart.legend( 370, "#2980b9", "passed" );
-   chart.legend( 480, "#c0392b", "limit, " + std::to_string( limitKbps ) + " kbit/s" );
+   chart.legend(
+         480, "#c0392b", "limit, " + std::to_string( limitKbps ) + " kbit/s after its burst" );
    chart.text( left, 22, "start", "Mirror copies of session " + session );
    std::ostringstream out;
    out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << width << "\" height=\""

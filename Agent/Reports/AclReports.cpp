@@ -2,7 +2,6 @@
 
 #include <map>
 
-#include "Agent/Configuration/Names.h"
 #include "Agent/Reports/AgentReports.h"
 #include "Agent/Reports/FieldText.h"
 
@@ -41,12 +40,8 @@ class AclReporter {
  private:
    void addSession( const SessionConfig& session ) {
       for ( const SessionAcl& acl : session.acls ) {
-         std::vector< std::string > interfaces;
-         for ( const Plix::IntfId& interface : acl.interfaces ) {
-            interfaces.push_back( interface.name() );
-         }
          for ( const Acl::RuleConfig& rule : acl.rules->rules ) {
-            addRule( session, acl, rule, joined( interfaces ) );
+            addRule( session, acl, rule );
          }
       }
       if ( !session.matches.empty() ) {
@@ -54,28 +49,36 @@ class AclReporter {
       }
    }
 
-   void addRule( const SessionConfig& session, const SessionAcl& acl,
-         const Acl::RuleConfig& rule, const std::string& interfaces ) {
+   static std::vector< std::string > namesOf( const auto& interfaces ) {
+      std::vector< std::string > names;
+      for ( const Plix::IntfId& interface : interfaces ) {
+         names.push_back( interface.name() );
+      }
+      return names;
+   }
+
+   void addRule(
+         const SessionConfig& session, const SessionAcl& acl, const Acl::RuleConfig& rule ) {
       const auto [ first, last ] =
             entries_.equal_range( session.name + " " + acl.key.aclName() + "|" + rule.name() );
       const Sum sum = addEntries( session.name, acl.key.aclName(), rule.name(), first, last );
       acls_.rows.push_back(
-            { session.name, acl.key.aclName(), Zol::toString( acl.key.aclType() ), interfaces,
-                  rule.name(), int64_t( rule.ruleId() ),
+            { session.name, acl.key.aclName(), Zol::toString( acl.key.aclType() ),
+                  namesOf( acl.interfaces ), rule.name(), int64_t( rule.ruleId() ),
                   rule.action() == Acl::RuleAction::permit ? "mirror" : "leave alone",
                   sum.entries, sum.packets, sum.bytes } );
    }
 
    void addMatches( const SessionConfig& session ) {
-      std::vector< std::string > interfaces;
-      for ( const Plix::IntfId& interface : session.filteredInterfaces ) {
-         interfaces.push_back( interface.name() );
-      }
       const auto [ first, last ] = entries_.equal_range( session.name );
-      const Sum sum = addEntries( session.name, "(match)", "", first, last );
-      acls_.rows.push_back( { session.name, "(match)", "ip", joined( interfaces ), "",
-            int64_t( 0 ), "mirror", sum.entries, sum.packets, sum.bytes } );
+      const Sum sum = addEntries( session.name, plainMatch(), Cell(), first, last );
+      acls_.rows.push_back(
+            { session.name, plainMatch(), "ip", namesOf( session.filteredInterfaces ), Cell(),
+                  Cell(), "mirror", sum.entries, sum.packets, sum.bytes } );
    }
+
+   // In the place of an ACL's name.
+   static Cell plainMatch() { return { Value(), "(match)" }; }
 
    struct Sum {
       int64_t entries = 0;
@@ -83,7 +86,7 @@ class AclReporter {
       int64_t bytes = 0;
    };
 
-   Sum addEntries( const std::string& session, const std::string& acl, const std::string& rule,
+   Sum addEntries( const std::string& session, const Cell& acl, const Cell& rule,
          EntriesByName::const_iterator first, EntriesByName::const_iterator last ) {
       Sum sum;
       for ( auto at = first; at != last; ++at ) {
@@ -91,8 +94,8 @@ class AclReporter {
          const auto packets = static_cast< int64_t >( entry.packets );
          const auto bytes = static_cast< int64_t >( entry.bytes );
          hardware_.rows.push_back( { session, acl, rule, int64_t( entry.id ),
-               int64_t( entry.priority ), matchText( runtime_, chip_, entry ),
-               actionsText( runtime_, chip_, entry.actions ), packets, bytes } );
+               int64_t( entry.priority ), matchCell( runtime_, chip_, entry ),
+               actionsCell( runtime_, chip_, entry.actions ), packets, bytes } );
          ++sum.entries;
          sum.packets += packets;
          sum.bytes += bytes;

@@ -1,7 +1,6 @@
 #include "Agent/Reports/AgentReports.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <map>
 
@@ -42,8 +41,28 @@ std::string destinationOf( const SessionConfig& session ) {
                          : session.destination;
 }
 
-std::string limitOf( const SessionConfig& session ) {
-   return session.rateIsEnforced() ? std::to_string( session.rateKbps ) + " kbit/s" : "";
+Cell filtersCell( const SessionConfig& session ) {
+   Value::List acls;
+   for ( const SessionAcl& acl : session.acls ) {
+      acls.emplace_back( acl.key.aclName() );
+   }
+   return { Value::Object{ { "acls", acls },
+                  { "matches", static_cast< int64_t >( session.matches.size() ) } },
+      filtersOf( session ) };
+}
+
+Cell destinationCell( const SessionConfig& session ) {
+   const char* const key = session.tunnel ? "tunnel" : "port";
+   return { Value::Object{ { key,
+                  session.tunnel ? session.tunnel->dstIp.toString() : session.destination } },
+      destinationOf( session ) };
+}
+
+// Kilobits per second.
+Cell limitCell( const SessionConfig& session ) {
+   return session.rateIsEnforced()
+         ? Cell( session.rateKbps, std::to_string( session.rateKbps ) + " kbit/s" )
+         : Cell();
 }
 
 Report sessionsReport( Runtime& runtime ) {
@@ -52,16 +71,19 @@ Report sessionsReport( Runtime& runtime ) {
             "mirror", "reason" },
       {}, "no mirror sessions are configured" };
    for ( const SessionState& session : runtime.sessions() ) {
+      Value::List mirrors;
       std::vector< std::string > numbers;
       for ( const HeldDestination& held : session.held ) {
          numbers.push_back( held.mtp.toString() );
+         mirrors.emplace_back( int64_t( held.mtp.value() ) );
       }
       const int unit = session.config->unit;
       report.rows.push_back( { session.config->name, directionName( session.config->direction ),
-            joined( session.config->sources ), filtersOf( *session.config ),
-            destinationOf( *session.config ), limitOf( *session.config ),
-            phaseName( session.phase ), unit < 0 ? "" : std::to_string( unit ),
-            joined( numbers ), session.reason } );
+            session.config->sources, filtersCell( *session.config ),
+            destinationCell( *session.config ), limitCell( *session.config ),
+            phaseName( session.phase ),
+            unit < 0 ? Cell() : Cell( unit, std::to_string( unit ) ),
+            { mirrors, joined( numbers ) }, textOrNothing( session.reason ) } );
    }
    return report;
 }
@@ -90,7 +112,7 @@ std::vector< Report > statusReports( Runtime& runtime ) {
       const ChipModel::Profile& profile = runtime.profile( unit );
       const std::string name = "slice" + std::to_string( unit );
       slices.rows.push_back(
-            { name, std::string( profile.name ), profile.tcamHelpers ? "yes" : "no",
+            { name, std::string( profile.name ), yesOrNo( profile.tcamHelpers ),
                   profile.tcamInterface == ChipModel::TcamInterface::direct ? "direct"
                                                                             : "request" } );
       auto programmed = runtime.programStatus( unit );
@@ -105,11 +127,11 @@ std::vector< Report > statusReports( Runtime& runtime ) {
                }
             }
          }
-         status.rows.push_back( { name, int64_t( iter.key().value() ), user,
+         status.rows.push_back( { name, int64_t( iter.key().value() ), textOrNothing( user ),
                Zol::toString( runtime.portStatus( unit, iter.key() ) ),
                filters.contains( iter.key() )
                      ? Zol::toString( programmed->ifpProgramStatus( iter.key() ) )
-                     : "none" } );
+                     : Cell( Value(), "none" ) } );
       }
    }
    return { slices, status, ratesReport( runtime ) };
@@ -127,11 +149,15 @@ Report countersReport( Runtime& runtime ) {
             continue;
          }
          std::vector< std::string > drops;
+         Value::List reasons;
          for ( size_t i = 0; i < counters.drops.size(); ++i ) {
             if ( counters.drops[ i ] ) {
                const auto reason = static_cast< ChipModel::DropReason >( i );
-               drops.push_back( std::to_string( counters.drops[ i ] ) + " " +
-                     std::string( ChipModel::dropReasonName( reason ) ) );
+               const std::string name( ChipModel::dropReasonName( reason ) );
+               const auto frames = static_cast< int64_t >( counters.drops[ i ] );
+               drops.push_back( std::to_string( frames ) + " " + name );
+               reasons.emplace_back(
+                     Value::Object{ { "reason", name }, { "frames", frames } } );
             }
          }
          auto number = []( uint64_t value ) { return static_cast< int64_t >( value ); };
@@ -139,7 +165,7 @@ Report countersReport( Runtime& runtime ) {
                number( counters.rxFrames ), number( counters.rxBytes ),
                number( counters.txFrames ), number( counters.txBytes ),
                number( counters.txMirrorFrames ), number( counters.txMirrorBytes ),
-               joined( drops ) } );
+               { reasons, joined( drops ) } } );
       }
    }
    return report;
@@ -149,10 +175,8 @@ std::vector< Report > logReports() {
    Report report{ "log", { "time", "severity", "message", "text" }, {}, "nothing was logged" };
    std::map< std::string, const Flitlog::Record* > messages;
    for ( const Flitlog::Record& record : Flitlog::records() ) {
-      char time[ 32 ];
-      std::snprintf( time, sizeof time, "%.3f", record.time );
-      report.rows.push_back(
-            { std::string( time ), Zol::toString( record.severity ), record.id, record.text } );
+      report.rows.push_back( { secondsCell( record.time ), Zol::toString( record.severity ),
+            record.id, record.text } );
       messages.emplace( record.id, &record );
    }
    if ( messages.empty() ) {
@@ -229,17 +253,16 @@ Report chipsReport() {
             "L2 addresses", "port classes", "TCAM helpers", "TCAM interface", "Tomahawk",
             "GRE keys", "header insertion", "description" },
       {}, "" };
-   auto yesNo = []( bool yes ) { return std::string( yes ? "yes" : "no" ); };
    for ( const ChipModel::Profile& profile : ChipModel::chipProfiles() ) {
       report.rows.push_back( { std::string( profile.name ), int64_t( profile.ports ),
             int64_t( profile.ingressEntries ), int64_t( profile.egressEntries ),
             int64_t( profile.groupsPerStage ), int64_t( profile.mirrorDestinations ),
             int64_t( profile.trunks ), int64_t( profile.l2Addresses ),
-            int64_t( profile.portClassBits ), yesNo( profile.tcamHelpers ),
+            int64_t( profile.portClassBits ), yesOrNo( profile.tcamHelpers ),
             profile.tcamInterface == ChipModel::TcamInterface::direct ? "direct" : "request",
-            yesNo( profile.tomahawkFamily ),
-            yesNo( profile.greKeys != ChipModel::GreKeys::none ),
-            yesNo( profile.logicalTables ), std::string( profile.description ) } );
+            yesOrNo( profile.tomahawkFamily ),
+            yesOrNo( profile.greKeys != ChipModel::GreKeys::none ),
+            yesOrNo( profile.logicalTables ), std::string( profile.description ) } );
    }
    return report;
 }

@@ -11,12 +11,19 @@ namespace {
 using ChipModel::ChipState;
 using ChipModel::EntryView;
 
-std::vector< Cell > entryRow(
-      const Runtime& runtime, const ChipState& chip, const EntryView& entry ) {
-   return { int64_t( chip.unit ), int64_t( entry.group ), int64_t( entry.id ),
-      int64_t( entry.priority ), entry.name, matchText( runtime, chip, entry ),
-      entry.installed ? actionsText( runtime, chip, entry.actions )
-                      : "none: holds its slot, is not installed",
+const char* stageName( Shim::FieldStage stage ) {
+   return stage == Shim::FieldStage::ingress ? "ingress" : "egress";
+}
+
+std::vector< Cell > entryRow( const Runtime& runtime,
+      const std::vector< SessionState >& sessions, const ChipState& chip,
+      const EntryView& entry ) {
+   return { int64_t( chip.unit ), stageName( entry.stage ), int64_t( entry.group ),
+      int64_t( entry.id ), int64_t( entry.priority ),
+      textOrNothing( sessionOf( runtime, sessions, chip, entry ) ), entry.name,
+      matchCell( runtime, chip, entry ),
+      entry.installed ? actionsCell( runtime, chip, entry.actions )
+                      : Cell( Value(), "none: holds its slot, is not installed" ),
       static_cast< int64_t >( entry.packets ), static_cast< int64_t >( entry.bytes ) };
 }
 
@@ -24,12 +31,14 @@ std::vector< Cell > entryRow(
 
 Report tcamReport( Runtime& runtime ) {
    Report report{ "tcam",
-      { "chip", "group", "entry", "priority", "name", "matches", "action", "packets", "bytes" },
+      { "chip", "stage", "group", "entry", "priority", "session", "name", "matches", "action",
+            "packets", "bytes" },
       {}, "no TCAM entry is installed" };
+   const std::vector< SessionState > sessions = runtime.sessions();
    for ( int unit : runtime.units() ) {
       const ChipState chip = runtime.chips().control().state( unit );
       for ( const EntryView& entry : chip.entries ) {
-         report.rows.push_back( entryRow( runtime, chip, entry ) );
+         report.rows.push_back( entryRow( runtime, sessions, chip, entry ) );
       }
    }
    return report;
@@ -42,9 +51,8 @@ Report tcamCapacityReport( Runtime& runtime ) {
       for ( Shim::FieldStage stage : { Shim::FieldStage::ingress, Shim::FieldStage::egress } ) {
          const int64_t capacity = fields.capacity( stage );
          const int64_t used = fields.entriesUsed( stage );
-         report.rows.push_back(
-               { int64_t( unit ), stage == Shim::FieldStage::ingress ? "ingress" : "egress",
-                     capacity, used, std::max< int64_t >( 0, capacity - used ) } );
+         report.rows.push_back( { int64_t( unit ), stageName( stage ), capacity, used,
+               std::max< int64_t >( 0, capacity - used ) } );
       }
    }
    return report;
@@ -67,19 +75,19 @@ std::vector< Report > tableReports( Runtime& runtime ) {
             continue; // nobody configured it
          }
          ports.rows.push_back( { number, runtime.portName( unit, port.port ),
-               int64_t( port.port ), port.enabled ? "yes" : "no", int64_t( port.untaggedVlan ),
-               port.trunk < 0 ? "" : trunkName( runtime, unit, port.trunk ),
-               port.classBits ? hex( port.classBits ) : "" } );
+               int64_t( port.port ), yesOrNo( port.enabled ), int64_t( port.untaggedVlan ),
+               port.trunk < 0 ? Cell() : Cell( trunkName( runtime, unit, port.trunk ) ),
+               port.classBits ? Cell( port.classBits, hex( port.classBits ) ) : Cell() } );
       }
       for ( const ChipModel::VlanState& vlan : chip.vlans ) {
          vlans.rows.push_back( { number, int64_t( vlan.vid ),
-               portList( runtime, unit, vlan.members & ~vlan.untagged ),
-               portList( runtime, unit, vlan.untagged ) } );
+               portsCell( runtime, unit, vlan.members & ~vlan.untagged ),
+               portsCell( runtime, unit, vlan.untagged ) } );
       }
       for ( const ChipModel::TrunkState& trunk : chip.trunks ) {
-         std::string members;
+         std::vector< std::string > members;
          for ( int port : trunk.members ) {
-            members += ( members.empty() ? "" : ", " ) + runtime.portName( unit, port );
+            members.push_back( runtime.portName( unit, port ) );
          }
          trunks.rows.push_back( { number, int64_t( trunk.trunk ),
                trunkName( runtime, unit, trunk.trunk ), members } );
@@ -93,9 +101,10 @@ std::vector< Report > tableReports( Runtime& runtime ) {
       for ( const ChipModel::MirrorDestinationState& mirror : chip.mirrorDestinations ) {
          const auto index = static_cast< uint32_t >( mirror.destination );
          mirrors.rows.push_back( { number, int64_t( mirror.destination ),
-               mirrorTargetName( runtime, chip, index ), int64_t( mirror.counters.frames ),
-               int64_t( mirror.counters.bytes ), int64_t( mirror.counters.dropped ),
-               int64_t( mirror.counters.lost ) } );
+               { mirrorTarget( runtime, chip, index ),
+                     mirrorTargetName( runtime, chip, index ) },
+               int64_t( mirror.counters.frames ), int64_t( mirror.counters.bytes ),
+               int64_t( mirror.counters.dropped ), int64_t( mirror.counters.lost ) } );
       }
    }
    return { ports, vlans, trunks, addresses, mirrors };

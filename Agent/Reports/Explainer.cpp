@@ -11,8 +11,28 @@ namespace Agent {
 using ChipModel::FieldProcessor;
 using GroupChoice = FieldProcessor::GroupChoice;
 
+namespace {
+
+// The VLANs of a frame's tags.
+std::vector< int64_t > tagsOf( const ChipModel::FrameView& frame ) {
+   constexpr uint32_t firstTag = 12;
+   constexpr uint32_t tagBytes = 4;
+   auto word = [ & ]( uint32_t at ) { return frame.data[ at ] << 8 | frame.data[ at + 1 ]; };
+   std::vector< int64_t > tags;
+   for ( uint32_t at = firstTag; at + tagBytes <= frame.length; at += tagBytes ) {
+      if ( word( at ) != 0x8100 && word( at ) != 0x88a8 && word( at ) != 0x9100 ) {
+         break;
+      }
+      tags.push_back( word( at + 2 ) & 0xfff );
+   }
+   return tags;
+}
+
+} // namespace
+
 Explainer::Explainer( Runtime& runtime, uint64_t packet, Tell tell )
-      : runtime_( runtime ), packet_( packet ), tell_( std::move( tell ) ) {
+      : runtime_( runtime ), packet_( packet ), tell_( std::move( tell ) ),
+        sessions_( runtime.sessions() ) {
    for ( int unit : runtime_.units() ) {
       const ChipModel::ChipState& chip =
             chips_.emplace( unit, runtime_.chips().control().state( unit ) ).first->second;
@@ -40,6 +60,8 @@ void Explainer::arriving(
    explanation_.port = port;
    explanation_.timeNs = frame.timeNs;
    explanation_.bytes = std::max( frame.length, frame.wireLength );
+   explanation_.tags = tagsOf( frame );
+   interfaces_ = { port };
 }
 
 void Explainer::decided(
@@ -48,16 +70,25 @@ void Explainer::decided(
    if ( !isWanted() ) {
       return;
    }
-   std::string& text = explanation_.forwarding;
-   text = decision.vid ? "in VLAN " + std::to_string( decision.vid ) : "in no VLAN";
-   if ( decision.drop != ChipModel::DropReason::none ) {
-      text += ", dropped: " + std::string( ChipModel::dropReasonName( decision.drop ) );
-      return;
-   }
+   const bool isDropped = decision.drop != ChipModel::DropReason::none;
+   const std::string reason( ChipModel::dropReasonName( decision.drop ) );
    Shim::PortBitmap ports;
-   decision.egress.forEach( [ & ]( int port ) { ports.set( static_cast< size_t >( port ) ); } );
-   text +=
-         ( decision.flooded ? ", flooded to " : ", to " ) + portList( runtime_, unit_, ports );
+   if ( !isDropped ) {
+      decision.egress.forEach(
+            [ & ]( int port ) { ports.set( static_cast< size_t >( port ) ); } );
+   }
+   const std::vector< std::string > names = portNames( runtime_, unit_, ports );
+   interfaces_.insert( names.begin(), names.end() );
+   explanation_.forwarding = {
+      Value::Object{ { "vlan", decision.vid ? Value( int64_t( decision.vid ) ) : Value() },
+            { "dropped", isDropped ? Value( reason ) : Value() },
+            { "flooded", decision.flooded }, { "ports", names } },
+      ( decision.vid ? "in VLAN " + std::to_string( decision.vid ) : "in no VLAN" ) +
+            ( isDropped ? ", dropped: " + reason
+                        : decision.flooded
+                        ? ", flooded to " + portList( runtime_, unit_, ports )
+                        : ", to " + portList( runtime_, unit_, ports ) )
+   };
 }
 
 void Explainer::lookedUp(
@@ -123,6 +154,7 @@ void Explainer::addCopy( const ChipModel::SentFrame& frame, const std::string& o
    copy.outcome = outcome;
    copy.port = frame.port < 0 ? "no port" : runtime_.portName( frame.unit, frame.port );
    copy.mirror = frame.mirrorDestination;
+   copy.session = sessionAt( copy.mirror );
    switch ( frame.kind ) {
    case ChipModel::CopyKind::forwarded:
       copy.what = "forwarded";
@@ -144,14 +176,55 @@ void Explainer::arrived() {
    }
    if ( !decided_ ) {
       explanation_.headers = "not looked at";
-      explanation_.forwarding = "the port is down: the frame never came in";
+      explanation_.forwarding = { Value::Object{ { "vlan", {} }, { "dropped", "port down" },
+                                        { "flooded", false }, { "ports", Value::List() } },
+         "the port is down: the frame never came in" };
    } else if ( !lookups_.empty() ) {
-      explanation_.headers = headersText( lookups_.front().key );
+      const ChipModel::LookupKey& key = lookups_.front().key;
+      std::string text;
+      for ( int64_t tag : explanation_.tags ) {
+         text += "VLAN tag " + std::to_string( tag ) + ", ";
+      }
+      explanation_.headers = { headersValue( runtime_, chips_.at( unit_ ), key ),
+         text + headersText( key ) };
    }
+   addIdleSessions();
    for ( const Lookup& lookup : lookups_ ) {
       explainLookup( lookup );
    }
    tell_( explanation_ );
+}
+
+// What an operator looks for first, where a copy is missed: no route, a port that is down.
+void Explainer::addIdleSessions() {
+   const Configuration& configuration = runtime_.configuration();
+   for ( const SessionState& session : sessions_ ) {
+      const auto watches = [ & ]( const std::string& source ) {
+         return std::ranges::any_of( interfaces_, [ & ]( const std::string& port ) {
+            const PortChannelConfig* channel = configuration.channelOf( port );
+            return source == port || source.starts_with( port + "." ) ||
+                  ( channel && configuration.portChannels.contains( source ) &&
+                        &configuration.portChannels.at( source ) == channel );
+         } );
+      };
+      if ( session.phase != SessionPhase::active &&
+            std::ranges::any_of( session.config->sources, watches ) ) {
+         explanation_.idle.emplace_back( session.config->name,
+               phaseName( session.phase ) +
+                     ( session.reason.empty() ? "" : ": " + session.reason ) );
+      }
+   }
+}
+
+std::string Explainer::sessionAt( int mirror ) const {
+   for ( const SessionState& session : sessions_ ) {
+      for ( const HeldDestination& held : session.held ) {
+         if ( held.unit == unit_ && int( held.mtp.value() ) == mirror ) {
+            return session.config->name;
+         }
+      }
+   }
+   return "";
 }
 
 void Explainer::explainLookup( const Lookup& lookup ) {
@@ -172,25 +245,30 @@ void Explainer::explainGroup( const Lookup& lookup, int group, int winner ) {
    if ( winner != 0 ) {
       EntryVerdict won = verdict( winner, lookup );
       won.won = true;
-      won.does = actionsText( runtime_, chip, entryOf( winner ).actions );
+      won.does = actionsCell( runtime_, chip, entryOf( winner ).actions );
       if ( entryOf( winner ).policer != 0 ) {
          const bool isRed =
                std::find( lookup.red.begin(), lookup.red.end(), winner ) != lookup.red.end();
-         won.does += isRed ? "; its policer finds it red" : "; its policer finds it green";
+         won.color = isRed ? "red" : "green";
       }
       explanation_.entries.push_back( won );
    }
    const FieldProcessor& fields = runtime_.chips().chip( unit_ )->fields();
-   for ( const ChipModel::EntryMiss& miss : fields.misses( group, winner, lookup.key ) ) {
+   std::vector< ChipModel::EntryMiss > misses = fields.misses( group, winner, lookup.key );
+   if ( winner == 0 ) {
+      std::ranges::stable_sort( misses, {}, &ChipModel::EntryMiss::failures );
+   }
+   for ( const ChipModel::EntryMiss& miss : misses ) {
       EntryVerdict lost = verdict( miss.entry, lookup );
+      lost.failures = miss.failures;
       if ( miss.failed ) {
          const auto& qualifiers = entryOf( miss.entry ).qualifiers;
          const auto at = std::find_if( qualifiers.begin(), qualifiers.end(),
                [ & ]( const auto& value ) { return value.qualifier == *miss.failed; } );
          lost.failed = at == qualifiers.end()
-               ? std::string( ChipModel::qualifierName( *miss.failed ) )
-               : qualifierText( runtime_, chip, *at );
-         lost.frameHas = frameText( runtime_, chip, *miss.failed, lookup.key );
+               ? Cell( std::string( ChipModel::qualifierName( *miss.failed ) ) )
+               : qualifierCell( runtime_, chip, *at );
+         lost.frameHas = frameCell( runtime_, chip, *miss.failed, lookup.key );
       }
       explanation_.entries.push_back( lost );
    }
@@ -203,7 +281,8 @@ EntryVerdict Explainer::verdict( int entry, const Lookup& lookup ) const {
    result.entry = entry;
    result.priority = view.priority;
    result.name = view.name;
-   result.matches = matchText( runtime_, chips_.at( unit_ ), view );
+   result.session = sessionOf( runtime_, sessions_, chips_.at( unit_ ), view );
+   result.matches = matchCell( runtime_, chips_.at( unit_ ), view );
    result.copy = lookup.copy;
    return result;
 }

@@ -20,19 +20,23 @@ struct EntryVerdict {
    int group = 0;
    int entry = 0;
    int priority = 0;
-   std::string name;    // who made it: session, ACL and rule
+   std::string name;    // who made it, for the plug-in's developers
+   std::string session; // that it serves; empty: none that is known
    std::string copy;    // what was looked up: "the copy that Ethernet4 sends"; empty: the frame
    bool won = false;    // it decided for its group
-   std::string matches; // what it looks at
-   std::string does;    // if it won: its actions
-   std::string failed;  // the first qualifier that did not hold; empty: it matches
-   std::string frameHas; // what the frame has there
+   Cell matches;        // what it looks at
+   Cell does;           // if it won: its actions
+   std::string color;   // if it won and has a policer: what that found
+   Cell failed;         // the first qualifier that did not hold; empty: it matches
+   size_t failures = 0; // how many did not
+   Cell frameHas;       // what the frame has there
 };
 
 // One frame that left the chip.
 struct FrameCopy {
    std::string what; // "forwarded", "copied as received", "copied as sent"
    int mirror = -1;
+   std::string session; // whose copy it is
    std::string port;
    std::string of;      // copied as sent: the port whose sending was copied
    std::string outcome; // "sent", or why it was not
@@ -42,11 +46,15 @@ struct Explanation {
    uint64_t number = 0; // from 1
    std::string port;
    uint64_t timeNs = 0;
-   uint32_t bytes = 0; // on the wire
-   std::string headers;
-   std::string forwarding;
-   std::vector< EntryVerdict > entries; // by group; the winner first, then by priority
+   uint32_t bytes = 0;          // on the wire
+   std::vector< int64_t > tags; // VLANs, the outer first
+   Cell headers;
+   Cell forwarding;
+   // By group; the winner first. Below it by priority; if none won, the nearest miss first.
+   std::vector< EntryVerdict > entries;
    std::vector< FrameCopy > copies;
+   // Sessions with the frame's ports among their sources that copy nothing now, each with why.
+   std::vector< std::pair< std::string, std::string > > idle;
 };
 
 class Explainer final : public ArrivalObserver,
@@ -88,6 +96,8 @@ class Explainer final : public ArrivalObserver,
       std::vector< ChipModel::Match > matches{};
       std::vector< int > red{}; // entries whose policer found it red
    };
+   void addIdleSessions();
+   std::string sessionAt( int mirror ) const;
    void addCopy( const ChipModel::SentFrame& frame, const std::string& outcome );
    bool isWanted() const { return packet_ == 0 || packet_ == frames_; }
    void explainLookup( const Lookup& lookup );
@@ -103,7 +113,9 @@ class Explainer final : public ArrivalObserver,
    bool decided_ = false;
    std::map< int, ChipModel::ChipState > chips_; // as they are before the first frame
    std::map< int, std::map< int, const ChipModel::EntryView* > > entries_;
-   std::vector< Lookup > lookups_; // of the frame in hand
+   const std::vector< SessionState > sessions_;
+   std::set< std::string > interfaces_; // that the frame in hand came in or leaves by
+   std::vector< Lookup > lookups_;      // of the frame in hand
    Explanation explanation_;
 };
 

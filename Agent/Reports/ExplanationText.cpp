@@ -18,19 +18,27 @@ std::string seconds( uint64_t ns ) {
 }
 
 std::string entryTitle( const EntryVerdict& entry ) {
-   return "entry " + std::to_string( entry.entry ) + " '" + printable( entry.name ) +
-         "' (priority " + std::to_string( entry.priority ) + ")";
+   // A filter's entry is named by session, ACL and rule already; other names say nothing here.
+   const bool isNamed = entry.session.empty() || entry.name.starts_with( entry.session + " " );
+   return "entry " + std::to_string( entry.entry ) + " of '" +
+         printable( isNamed ? entry.name : entry.session ) + "' (priority " +
+         std::to_string( entry.priority ) + ")";
 }
 
 std::string entryLine( const EntryVerdict& entry ) {
    const std::string title = "      " + entryTitle( entry ) + ": ";
    if ( entry.won ) {
-      return title + "matches " + entry.matches + "; does " + entry.does + "\n";
+      return title + "matches " + entry.matches.text + "; does " + entry.does.text +
+            ( entry.color.empty() ? "" : "; its policer finds it " + entry.color ) + "\n";
    }
    return title +
-         ( entry.failed.empty()
-                     ? "matches, too, but comes later"
-                     : "no: " + entry.failed + ", the frame has " + entry.frameHas ) +
+         ( entry.failures == 0 ? "matches as well, but comes later"
+                               : "no: needs " + entry.failed.text +
+                           "; the frame: " + entry.frameHas.text +
+                           ( entry.failures > 1
+                                       ? " (and " + std::to_string( entry.failures - 1 ) +
+                                             " more that it does not meet)"
+                                       : "" ) ) +
          "\n";
 }
 
@@ -39,8 +47,8 @@ std::string entryLine( const EntryVerdict& entry ) {
 std::string explanationText( const Explanation& frame ) {
    std::string text = "frame " + std::to_string( frame.number ) + "  " + frame.port + "  " +
          seconds( frame.timeNs ) + " s  " + std::to_string( frame.bytes ) + " bytes\n";
-   text += "   parsed     " + frame.headers + "\n";
-   text += "   forwarding " + frame.forwarding + "\n";
+   text += "   parsed     " + frame.headers.text + "\n";
+   text += "   forwarding " + frame.forwarding.text + "\n";
    int group = 0;
    std::string copy;
    int misses = 0;
@@ -73,37 +81,53 @@ std::string explanationText( const Explanation& frame ) {
       }
       isMirrored = true;
       text += "   mirrored   " + out.what + ( out.of.empty() ? "" : " by " + out.of ) +
-            ", to mirror " + std::to_string( out.mirror ) + ", " +
+            ( out.session.empty() ? "" : ", for " + out.session ) + ", to mirror " +
+            std::to_string( out.mirror ) + ", " +
             ( out.outcome == "sent" ? "left by " + out.port : "not sent: " + out.outcome ) +
             "\n";
    }
-   return text + ( isMirrored ? "\n" : "   mirrored   no\n\n" );
+   text += isMirrored ? "" : "   mirrored   no\n";
+   for ( const auto& [ session, why ] : frame.idle ) {
+      text += "   session    " + session + " copies nothing now, it is " + why + "\n";
+   }
+   return text + "\n";
 }
 
 std::vector< Report > explanationReports( const Explanation& frame ) {
    const auto number = static_cast< int64_t >( frame.number );
-   Report frames{ "frames", { "frame", "port", "time", "bytes", "parsed", "forwarding" },
-      { { number, frame.port, seconds( frame.timeNs ), int64_t( frame.bytes ), frame.headers,
+   Report frames{ "frames",
+      { "frame", "port", "time ns", "bytes", "tags", "parsed", "forwarding" },
+      { { number, frame.port, static_cast< int64_t >( frame.timeNs ), int64_t( frame.bytes ),
+            { Value::List( frame.tags.begin(), frame.tags.end() ), "" }, frame.headers,
             frame.forwarding } },
       "" };
    Report entries{ "entries",
-      { "frame", "group", "copy", "entry", "name", "priority", "result", "matches", "does",
-            "failed", "frame has" },
+      { "frame", "group", "copy", "entry", "session", "name", "priority", "result", "matches",
+            "does", "policer", "failed", "failures", "frame has" },
       {}, "" };
    for ( const EntryVerdict& entry : frame.entries ) {
-      entries.rows.push_back( { number, int64_t( entry.group ), entry.copy,
-            int64_t( entry.entry ), entry.name, int64_t( entry.priority ),
-            entry.won                    ? "matched"
-                  : entry.failed.empty() ? "matched later"
-                                         : "not matched",
-            entry.matches, entry.does, entry.failed, entry.frameHas } );
+      entries.rows.push_back( { number, int64_t( entry.group ), textOrNothing( entry.copy ),
+            int64_t( entry.entry ), textOrNothing( entry.session ), entry.name,
+            int64_t( entry.priority ),
+            entry.won                   ? "matched"
+                  : entry.failures == 0 ? "matched later"
+                                        : "not matched",
+            entry.matches, entry.does, textOrNothing( entry.color ), entry.failed,
+            static_cast< int64_t >( entry.failures ), entry.frameHas } );
    }
-   Report copies{ "copies", { "frame", "what", "mirror", "port", "of", "outcome" }, {}, "" };
+   Report copies{ "copies", { "frame", "what", "mirror", "session", "port", "of", "outcome" },
+      {}, "" };
    for ( const FrameCopy& copy : frame.copies ) {
       copies.rows.push_back(
-            { number, copy.what, int64_t( copy.mirror ), copy.port, copy.of, copy.outcome } );
+            { number, copy.what, copy.mirror < 0 ? Cell() : Cell( int64_t( copy.mirror ) ),
+                  textOrNothing( copy.session ), copy.port, textOrNothing( copy.of ),
+                  copy.outcome } );
    }
-   return { frames, entries, copies };
+   Report idle{ "idle sessions", { "frame", "session", "why" }, {}, "" };
+   for ( const auto& [ session, why ] : frame.idle ) {
+      idle.rows.push_back( { number, session, why } );
+   }
+   return { frames, entries, copies, idle };
 }
 
 } // namespace Agent

@@ -5,10 +5,9 @@
 #include <cstdio>
 
 #include "Agent/Configuration/Names.h"
+#include "Agent/Reports/FieldWords.h"
 #include "ChipModel/Fields/FieldCatalogue.h"
 #include "ChipModel/Fields/FieldNames.h"
-#include "Platform/Plix/Ip6Addr.h"
-#include "Platform/Plix/IpAddr.h"
 
 namespace Agent {
 
@@ -22,30 +21,8 @@ using ChipModel::TextStyle;
 using Shim::Qualifier;
 namespace Key = ChipModel::Key;
 
-Shim::PortBitmap portsOfClass( const ChipState& chip, uint32_t data, uint32_t mask ) {
-   Shim::PortBitmap ports;
-   for ( const ChipModel::PortState& port : chip.ports ) {
-      if ( ( port.classBits & mask ) == ( data & mask ) ) {
-         ports.set( static_cast< size_t >( port.port ) );
-      }
-   }
-   return ports;
-}
-
-Plix::Ip6Addr ip6( const std::vector< uint32_t >& words ) {
-   std::array< uint8_t, 16 > bytes{};
-   for ( size_t i = 0; i < bytes.size(); ++i ) {
-      bytes[ i ] = static_cast< uint8_t >( words[ i / 4 ] >> ( 24 - i % 4 * 8 ) );
-   }
-   return Plix::Ip6Addr( bytes );
-}
-std::string mac( const std::vector< uint32_t >& words ) {
-   char text[ 24 ];
-   std::snprintf( text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", words[ 0 ] >> 8 & 0xff,
-         words[ 0 ] & 0xff, words[ 1 ] >> 24, words[ 1 ] >> 16 & 0xff, words[ 1 ] >> 8 & 0xff,
-         words[ 1 ] & 0xff );
-   return text;
-}
+using FieldWords::address;
+using FieldWords::portsOfClass;
 
 // "/16" for the mask of a prefix, "/MASK" for any other; nothing for a whole address.
 std::string maskText( const std::vector< uint32_t >& words ) {
@@ -59,9 +36,7 @@ std::string maskText( const std::vector< uint32_t >& words ) {
    if ( isPrefix ) {
       return ones == bits ? "" : "/" + std::to_string( ones );
    }
-   return "/" +
-         ( words.size() == 1 ? Plix::IpAddr( words[ 0 ] ).toString()
-                             : ip6( words ).toString() );
+   return "/" + address( words );
 }
 
 std::string number( const FieldRow& row, const QualifierValue& value ) {
@@ -71,6 +46,19 @@ std::string number( const FieldRow& row, const QualifierValue& value ) {
    const uint32_t whole = row.place.part[ 0 ].widest;
    const std::string result = text( value.data[ 0 ] );
    return ( value.mask[ 0 ] & whole ) == whole ? result : result + "/" + hex( value.mask[ 0 ] );
+}
+
+// The byte that holds the DSCP ends with two bits of congestion notification.
+constexpr uint32_t dscpBits = 0xfc;
+constexpr int dscpShift = 2;
+
+std::string dscpText( uint32_t byte, uint32_t mask ) {
+   if ( ( mask & dscpBits ) != dscpBits ) {
+      return "byte " + hex( byte ) + "/" + hex( mask );
+   }
+   const uint32_t congestion = mask & ~dscpBits;
+   return std::to_string( byte >> dscpShift ) +
+         ( congestion ? ", ECN " + std::to_string( byte & congestion ) : "" );
 }
 
 std::string protocolText( uint32_t protocol ) {
@@ -97,21 +85,8 @@ std::string icmpText( uint32_t typeCode ) {
          std::to_string( typeCode & 0xff );
 }
 
-// What a frame offers to a qualifier: a value with no bit of it masked out.
-QualifierValue frameValue( const FieldRow& row, const LookupKey& key ) {
-   QualifierValue value;
-   value.qualifier = row.qualifier;
-   for ( const ChipModel::KeyPart& part : row.place.parts() ) {
-      value.data.push_back( key.get( part.field ) );
-      value.mask.push_back( part.widest );
-   }
-   if ( row.style == TextStyle::ports ) {
-      value.ports.set( key.get( Key::inPort ) );
-   }
-   return value;
-}
 std::vector< uint32_t > words( const LookupKey& key, Qualifier qualifier ) {
-   return frameValue( ChipModel::fieldRow( qualifier ), key ).data;
+   return FieldWords::frameValue( ChipModel::fieldRow( qualifier ), key ).data;
 }
 bool has( const LookupKey& key, unsigned bits ) {
    return ( key.get( Key::valid ) & bits ) != 0;
@@ -156,6 +131,8 @@ std::string valueText( const Runtime& runtime, const ChipState& chip, const Fiel
    case TextStyle::decimal:
    case TextStyle::hex:
       return number( row, value );
+   case TextStyle::dscp:
+      return dscpText( data( 0 ), frame != nullptr ? dscpBits : value.mask[ 0 ] );
    case TextStyle::ipType:
       return std::string( ChipModel::ipTypeName( { data( 0 ), value.mask[ 0 ] } ) );
    case TextStyle::fragment:
@@ -166,11 +143,10 @@ std::string valueText( const Runtime& runtime, const ChipState& chip, const Fiel
       return icmpText( data( 0 ) ) +
             ( value.mask[ 0 ] == 0xffff ? "" : " under " + hex( value.mask[ 0 ] ) );
    case TextStyle::ip4:
-      return Plix::IpAddr( data( 0 ) ).toString() + maskText( value.mask );
    case TextStyle::ip6:
-      return ip6( value.data ).toString() + maskText( value.mask );
+      return address( value.data ) + maskText( value.mask );
    case TextStyle::mac:
-      return mac( value.data ) + ( frame != nullptr ? "" : "/" + mac( value.mask ) );
+      return address( value.data ) + ( frame != nullptr ? "" : "/" + address( value.mask ) );
    case TextStyle::ranges:
       return frame != nullptr ? layer4PortsText( *frame ) : rangesText( chip, data( 0 ) );
    case TextStyle::mirrorCopy:
@@ -188,51 +164,6 @@ std::string hex( uint32_t value ) {
    return text;
 }
 
-std::string portList( const Runtime& runtime, int unit, const Shim::PortBitmap& ports ) {
-   std::string text;
-   for ( size_t port = 0; port < ports.size(); ++port ) {
-      if ( !ports.test( port ) ) {
-         continue;
-      }
-      size_t last = port;
-      while ( last + 1 < ports.size() && ports.test( last + 1 ) ) {
-         ++last;
-      }
-      text += text.empty() ? "" : ", ";
-      text += runtime.portName( unit, static_cast< int >( port ) );
-      if ( last > port ) {
-         text += last > port + 1 ? "-" : ", ";
-         text += runtime.portName( unit, static_cast< int >( last ) );
-      }
-      port = last;
-   }
-   return text.empty() ? "no port" : text;
-}
-
-std::string trunkName( const Runtime& runtime, int unit, int trunk ) {
-   for ( const auto& [ name, channel ] : runtime.configuration().portChannels ) {
-      if ( channel.unit == unit && channel.trunk == trunk ) {
-         return name;
-      }
-   }
-   return "trunk " + std::to_string( trunk );
-}
-
-std::string mirrorTargetName(
-      const Runtime& runtime, const ChipState& chip, uint32_t destination ) {
-   for ( const auto& mirror : chip.mirrorDestinations ) {
-      if ( mirror.destination == static_cast< int >( destination ) && mirror.value ) {
-         const Shim::MirrorDestination& target = *mirror.value;
-         return ( target.tunnel ? "tunnel to " + target.tunnel->dstIp.toString() + " by "
-                                : "" ) +
-               ( target.kind == Shim::MirrorDestination::Kind::trunk
-                           ? trunkName( runtime, chip.unit, target.id )
-                           : runtime.portName( chip.unit, target.id ) );
-      }
-   }
-   return "not set";
-}
-
 std::string qualifierText(
       const Runtime& runtime, const ChipState& chip, const QualifierValue& value ) {
    const FieldRow& row = ChipModel::fieldRow( value.qualifier );
@@ -244,13 +175,9 @@ std::string matchText(
       const Runtime& runtime, const ChipState& chip, const ChipModel::EntryView& entry ) {
    std::vector< std::string > texts;
    for ( const QualifierValue& value : entry.qualifiers ) {
-      const bool isAny = !value.mask.empty() &&
-            std::all_of( value.mask.begin(), value.mask.end(),
-                  []( uint32_t mask ) { return mask == 0; } );
-      if ( isAny && value.qualifier != Qualifier::ipType ) {
-         continue;
+      if ( !FieldWords::isAny( value ) ) {
+         texts.push_back( qualifierText( runtime, chip, value ) );
       }
-      texts.push_back( qualifierText( runtime, chip, value ) );
    }
    return texts.empty() ? "everything" : joined( texts );
 }
@@ -312,7 +239,7 @@ std::string frameText( const Runtime& runtime, const ChipState& chip, Qualifier 
    if ( row.place.valid != 0 && !has( key, row.place.valid ) ) {
       return "none";
    }
-   return valueText( runtime, chip, row, frameValue( row, key ), &key );
+   return valueText( runtime, chip, row, FieldWords::frameValue( row, key ), &key );
 }
 
 std::string headersText( const LookupKey& key ) {
@@ -321,15 +248,15 @@ std::string headersText( const LookupKey& key ) {
    if ( !has( key, validL2 ) ) {
       return "too short to be parsed";
    }
-   texts.push_back( mac( words( key, Qualifier::srcMac ) ) + " > " +
-         mac( words( key, Qualifier::dstMac ) ) );
+   texts.push_back( address( words( key, Qualifier::srcMac ) ) + " > " +
+         address( words( key, Qualifier::dstMac ) ) );
    if ( has( key, validIp4 ) ) {
       texts.push_back( std::string( ipTypeName( { key.get( Key::ipKind ), 0xff } ) ) + " " +
-            Plix::IpAddr( key.get( Key::srcIp ) ).toString() + " > " +
-            Plix::IpAddr( key.get( Key::dstIp ) ).toString() );
+            address( words( key, Qualifier::srcIp ) ) + " > " +
+            address( words( key, Qualifier::dstIp ) ) );
    } else if ( has( key, validIp6 ) ) {
-      texts.push_back( "IPv6 " + ip6( words( key, Qualifier::srcIp6 ) ).toString() + " > " +
-            ip6( words( key, Qualifier::dstIp6 ) ).toString() );
+      texts.push_back( "IPv6 " + address( words( key, Qualifier::srcIp6 ) ) + " > " +
+            address( words( key, Qualifier::dstIp6 ) ) );
    } else {
       texts.push_back( key.get( Key::ipKind ) & kindArp
                   ? "ARP"
@@ -351,7 +278,7 @@ std::string headersText( const LookupKey& key ) {
       }
       texts.push_back( layer4 );
       if ( const uint32_t dscp = key.get( Key::dscp ) ) {
-         texts.push_back( "DSCP byte " + hex( dscp ) );
+         texts.push_back( "DSCP " + dscpText( dscp, 0xff ) );
       }
       if ( const uint32_t frag = key.get( Key::ipFrag ) ) {
          texts.emplace_back( ipFragName( { frag, 0xff } ) );

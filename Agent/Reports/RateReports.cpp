@@ -1,7 +1,5 @@
 // Tunnels and the policers that limit copies, with who uses them.
 
-#include <cstdio>
-
 #include "Agent/Configuration/Names.h"
 #include "Agent/Reports/AgentReports.h"
 #include "Agent/Reports/FieldText.h"
@@ -14,17 +12,22 @@ using ChipModel::ChipState;
 
 int64_t cell( uint64_t value ) { return static_cast< int64_t >( value ); }
 
-// "EFP GRE Rate Limit: out Ethernet8, source 10.0.0.1, ..."
-std::string usersOf(
-      const Runtime& runtime, const ChipState& chip, const ChipModel::PolicerView& policer ) {
+// "entry 4 of limited (out Ethernet8, source 10.0.0.1, ...)"
+Cell usersOf( const Runtime& runtime, const std::vector< SessionState >& sessions,
+      const ChipState& chip, const ChipModel::PolicerView& policer ) {
    std::vector< std::string > users;
+   Value::List entries;
    for ( const ChipModel::EntryView& entry : chip.entries ) {
       if ( entry.policer == policer.id ) {
-         users.push_back( "entry " + std::to_string( entry.id ) + " (" +
-               matchText( runtime, chip, entry ) + ")" );
+         const std::string session = sessionOf( runtime, sessions, chip, entry );
+         const Cell matches = matchCell( runtime, chip, entry );
+         users.push_back( "entry " + std::to_string( entry.id ) +
+               ( session.empty() ? "" : " of " + session ) + " (" + matches.text + ")" );
+         entries.emplace_back( Value::Object{ { "entry", entry.id },
+               { "session", textOrNothing( session ).value }, { "matches", matches.value } } );
       }
    }
-   return joined( users, "; " );
+   return { entries, joined( users, "; " ) };
 }
 
 const ChipModel::MirrorDestinationState& mirrorOf(
@@ -32,19 +35,24 @@ const ChipModel::MirrorDestinationState& mirrorOf(
    return chip.mirrorDestinations.at( held.mtp.value() );
 }
 
-std::string greText( const TunnelConfig& tunnel ) {
-   return hex( tunnel.greProtocol ) +
-         ( tunnel.greKey ? ", key " + std::to_string( *tunnel.greKey ) : "" );
+Cell greCell( const TunnelConfig& tunnel ) {
+   const auto& key = tunnel.greKey;
+   return { Value::Object{ { "protocol", int64_t( tunnel.greProtocol ) },
+                  { "key", key ? Value( int64_t( *key ) ) : Value() } },
+      hex( tunnel.greProtocol ) + ( key ? ", key " + std::to_string( *key ) : "" ) };
 }
 
 // The outer Ethernet header; nothing while the chip has none.
-std::string linkText( const std::optional< Shim::MirrorDestination >& target ) {
+Cell linkCell( const std::optional< Shim::MirrorDestination >& target ) {
    if ( !target || !target->tunnel ) {
-      return "";
+      return {};
    }
    const Shim::MirrorTunnel& tunnel = *target->tunnel;
-   return tunnel.srcMac.toString() + " > " + tunnel.dstMac.toString() +
-         ( tunnel.vid ? ", VLAN " + std::to_string( tunnel.vid ) : "" );
+   const Value vlan = tunnel.vid ? Value( int64_t( tunnel.vid ) ) : Value();
+   return { Value::Object{ { "source", tunnel.srcMac.toString() },
+                  { "destination", tunnel.dstMac.toString() }, { "vlan", vlan } },
+      tunnel.srcMac.toString() + " > " + tunnel.dstMac.toString() +
+            ( tunnel.vid ? ", VLAN " + std::to_string( tunnel.vid ) : "" ) };
 }
 
 } // namespace
@@ -55,6 +63,7 @@ Report policersReport( Runtime& runtime ) {
             "red packets", "red bytes", "users" },
       {}, "nothing is limited in rate" };
    constexpr int64_t bytesPerKilobit = 125; // of 1000 bits
+   const std::vector< SessionState > sessions = runtime.sessions();
    for ( int unit : runtime.units() ) {
       const ChipState chip = runtime.chips().control().state( unit );
       for ( const ChipModel::PolicerView& policer : chip.policers ) {
@@ -63,7 +72,7 @@ Report policersReport( Runtime& runtime ) {
                int64_t( policer.config.ckbits_sec ),
                policer.config.ckbits_burst * bytesPerKilobit, cell( counters.green.packets ),
                cell( counters.green.bytes ), cell( counters.red.packets ),
-               cell( counters.red.bytes ), usersOf( runtime, chip, policer ) } );
+               cell( counters.red.bytes ), usersOf( runtime, sessions, chip, policer ) } );
       }
    }
    return report;
@@ -79,9 +88,7 @@ Report rateHistoryReport( Runtime& runtime ) {
    for ( const std::string& session : history.sessions() ) {
       for ( const RateInterval& interval : history.intervals( session, mostRows ) ) {
          auto seconds = []( uint64_t ns ) {
-            char text[ 32 ];
-            std::snprintf( text, sizeof text, "%.3f", static_cast< double >( ns ) * 1e-9 );
-            return std::string( text );
+            return secondsCell( static_cast< double >( ns ) * 1e-9 );
          };
          auto rate = [ & ]( const CopyCount& count ) {
             return static_cast< int64_t >( interval.kbps( count ) + 0.5 );
@@ -109,10 +116,10 @@ Report tunnelsReport( Runtime& runtime ) {
       for ( const HeldDestination& held : session.held ) {
          const ChipState chip = runtime.chips().control().state( held.unit );
          const ChipModel::MirrorDestinationState& mirror = mirrorOf( chip, held );
-         report.rows.push_back( { session.config->name, held.mtp.toString(),
+         report.rows.push_back( { session.config->name, int64_t( held.mtp.value() ),
                mirror.value ? "active" : "inactive", tunnel.srcIp.toString(),
                tunnel.dstIp.toString(), int64_t( tunnel.dscp ), int64_t( tunnel.ttl ),
-               greText( tunnel ), held.route, linkText( mirror.value ),
+               greCell( tunnel ), held.route, linkCell( mirror.value ),
                cell( mirror.counters.frames ), cell( mirror.counters.bytes ),
                cell( mirror.counters.policedFrames ), cell( mirror.counters.tooLong ) } );
       }

@@ -9,26 +9,36 @@ namespace {
 using AgentServices::TcamRequestView;
 using KarvelTcam::EntryRequest;
 
-std::string matchesOf( const Runtime& runtime, int unit, const EntryRequest& request ) {
+Cell matchesOf( const Runtime& runtime, int unit, const EntryRequest& request ) {
    std::vector< std::string > texts;
+   Value::List list;
+   auto add = [ & ]( const char* qualifier, const char* key, const Value& value ) {
+      list.emplace_back( Value::Object{ { "qualifier", qualifier }, { key, value } } );
+   };
    if ( const auto profile = request.intfProfile() ) {
       texts.push_back( "in " + portList( runtime, unit, profile->ports() ) +
             ( profile->match() == KarvelTcam::IntfMatch::classId ? " by class" : "" ) );
+      add( profile->match() == KarvelTcam::IntfMatch::classId ? "PortClass" : "InPorts",
+            "ports", portNames( runtime, unit, profile->ports() ) );
    }
    const auto& ports = request.portQualifier();
    for ( auto iter = ports.begin(); iter != ports.end(); ++iter ) {
-      texts.push_back(
-            "out " + runtime.portName( unit, static_cast< int >( iter.value().portId() ) ) );
+      const std::string port =
+            runtime.portName( unit, static_cast< int >( iter.value().portId() ) );
+      texts.push_back( "out " + port );
+      add( "DstPort", "ports", std::vector< std::string >{ port } );
    }
    const auto& values = request.qualifier();
    for ( auto iter = values.begin(); iter != values.end(); ++iter ) {
-      texts.push_back(
-            "out " + trunkName( runtime, unit, static_cast< int >( iter.value().data() ) ) );
+      const std::string trunk =
+            trunkName( runtime, unit, static_cast< int >( iter.value().data() ) );
+      texts.push_back( "out " + trunk );
+      add( "DstTrunk", "trunk", trunk );
    }
-   return texts.empty() ? "everything" : joined( texts );
+   return { list, texts.empty() ? "everything" : joined( texts ) };
 }
 
-std::string actionOf(
+Cell actionOf(
       const Runtime& runtime, const ChipModel::ChipState& chip, const EntryRequest& request ) {
    std::vector< ChipModel::ActionValue > actions;
    const auto& params = request.actionParams();
@@ -38,7 +48,7 @@ std::string actionOf(
                   : Shim::FieldAction::mirrorIngress,
             iter.value().param( 0 ), iter.value().param( 1 ) } );
    }
-   return actionsText( runtime, chip, actions );
+   return actionsCell( runtime, chip, actions );
 }
 
 std::string statusText( KarvelTcam::RequestStatusType status ) {
@@ -59,18 +69,19 @@ void addRequest( Runtime& runtime, const ChipModel::ChipState& chip,
    const std::vector< Cell > ofRequest{ int64_t( chip.unit ), request.key.requestName(),
       static_cast< int64_t >( request.group ), Zol::toString( request.type ),
       statusText( request.status ) };
+   const Cell noEntry( Value(), "none" );
    auto add = [ & ]( std::vector< Cell > ofEntry ) {
       ofEntry.insert( ofEntry.begin(), ofRequest.begin(), ofRequest.end() );
       report.rows.push_back( std::move( ofEntry ) );
    };
    for ( const TcamRequestView::Entry& entry : request.entries ) {
       add( { int64_t( entry.request->ruleId().sequence() ), entry.request->ruleId().toString(),
-            entry.id ? Cell( int64_t( entry.id ) ) : Cell( "none" ),
+            entry.id ? Cell( int64_t( entry.id ) ) : noEntry,
             matchesOf( runtime, chip.unit, *entry.request ),
             actionOf( runtime, chip, *entry.request ) } );
    }
    if ( request.entries.empty() ) {
-      add( { "", "", "none", "", "" } );
+      add( { Cell(), Cell(), noEntry, { Value::List(), "" }, { Value::List(), "" } } );
    }
 }
 

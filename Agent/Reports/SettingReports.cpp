@@ -1,8 +1,6 @@
 // What is programmed chip-wide: switch controls, memories, header-insertion profiles, each field by
 // name, and who wrote it when.
 
-#include <cstdio>
-
 #include "Agent/Reports/AgentReports.h"
 
 namespace Agent {
@@ -12,15 +10,11 @@ namespace {
 using ChipModel::ChipState;
 
 Cell writer( const ChipModel::WriteStamp& stamp ) {
-   return stamp.writer.empty() ? "(reset)" : stamp.writer;
+   return stamp.writer.empty() ? Cell( Value(), "(reset)" ) : Cell( stamp.writer );
 }
 
 Cell time( const ChipModel::WriteStamp& stamp ) {
-   char text[ 32 ] = "";
-   if ( !stamp.writer.empty() ) {
-      std::snprintf( text, sizeof text, "%.3f", stamp.seconds );
-   }
-   return std::string( text );
+   return stamp.writer.empty() ? Cell() : secondsCell( stamp.seconds );
 }
 
 bool isTrunkMap( Shim::Memory memory ) {
@@ -43,18 +37,18 @@ void addMemories( const ChipState& chip, Report& memories, Report& trunkMap ) {
 // An entry that inserts nothing takes one line.
 void addProfiles( const ChipState& chip, Report& report ) {
    for ( const ChipModel::LogicalEntryView& entry : chip.insertProfiles ) {
-      auto add = [ & ]( std::string_view field, uint64_t value ) {
-         report.rows.push_back( { int64_t( chip.unit ),
-               std::string( ChipModel::LogicalTables::insertProfiles ), int64_t( entry.index ),
-               std::string( field ), static_cast< int64_t >( value ), writer( entry.stamp ),
-               time( entry.stamp ) } );
+      auto add = [ & ]( const Cell& field, uint64_t value ) {
+         report.rows.push_back(
+               { int64_t( chip.unit ), std::string( ChipModel::LogicalTables::insertProfiles ),
+                     int64_t( entry.index ), field, static_cast< int64_t >( value ),
+                     writer( entry.stamp ), time( entry.stamp ) } );
       };
       if ( entry.isReset() ) {
-         add( "(all)", 0 );
+         add( { Value(), "(all)" }, 0 );
          continue;
       }
       for ( const auto& [ field, value ] : entry.fields ) {
-         add( field, value );
+         add( std::string( field ), value );
       }
    }
 }

@@ -1,4 +1,3 @@
-#include "Agent/Configuration/Names.h"
 #include "Agent/Reports/AgentReports.h"
 #include "Platform/Zol/Wiring.h"
 
@@ -18,8 +17,7 @@ std::vector< Report > wiringReports() {
       const bool isOne = ownership.count == Zol::Ownership::Count::one;
       owners.rows.push_back( { text( ownership.owner ), text( ownership.attribute ),
             isOne ? "one" : "per key", text( ownership.machine ),
-            joined( std::vector< std::string >(
-                  ownership.kinds.begin(), ownership.kinds.end() ) ) } );
+            std::vector< std::string >( ownership.kinds.begin(), ownership.kinds.end() ) } );
    }
    return { reactions, owners };
 }

@@ -111,27 +111,29 @@ bool EntryContents::compile( LookupRule* rule ) const {
    return ( valid & ( validDstPort | validDstTrunk ) ) != 0;
 }
 
-std::optional< Qualifier > EntryContents::firstFailure( const LookupKey& key ) const {
-   std::optional< Qualifier > failure;
+std::vector< Qualifier > EntryContents::failures( const LookupKey& key ) const {
+   std::vector< Qualifier > failed;
    if ( has( Qualifier::inPorts ) && !ports_.test( key.get( Key::inPort ) ) ) {
-      return Qualifier::inPorts;
+      failed.push_back( Qualifier::inPorts );
    }
    const Ternary* value = parts_.data();
    const uint32_t present = key.get( Key::valid );
    forEachBit( qualifiers_.to_ulong(), [ & ]( size_t index ) {
       const unsigned needed = fieldCatalogue[ index ].place.valid;
+      bool matches = true;
       for ( const KeyPart& part : partsOf( index ) ) {
          const uint32_t mask = value->mask & part.widest;
-         const bool matches = mask == 0 ||
-               ( ( present & needed ) == needed &&
-                     ( ( key.get( part.field ) ^ value->data ) & mask ) == 0 );
-         if ( !matches && !failure ) {
-            failure = static_cast< Qualifier >( index );
-         }
+         matches = matches &&
+               ( mask == 0 ||
+                     ( ( present & needed ) == needed &&
+                           ( ( key.get( part.field ) ^ value->data ) & mask ) == 0 ) );
          ++value;
       }
+      if ( !matches ) {
+         failed.push_back( static_cast< Qualifier >( index ) );
+      }
    } );
-   return failure;
+   return failed;
 }
 
 void EntryContents::compilePorts( LookupRule* rule ) const {

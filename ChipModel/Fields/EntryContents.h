@@ -40,8 +40,8 @@ class EntryContents {
    // Replaces what `rule` holds; true if it looks at where the frame goes. A qualifier
    // whose mask is zero restricts nothing and looks at nothing.
    bool compile( LookupRule* rule ) const;
-   // The first qualifier that the key does not satisfy; none if it matches.
-   std::optional< Shim::Qualifier > firstFailure( const LookupKey& key ) const;
+   // The qualifiers that the key does not satisfy; none if it matches.
+   std::vector< Shim::Qualifier > failures( const LookupKey& key ) const;
    // For reading back.
    std::vector< QualifierValue > qualifiers() const;
 

@@ -30,6 +30,7 @@ enum class TextStyle : uint8_t {
    trunk,
    decimal,
    hex,
+   dscp, // the upper six bits of its byte
    ipType,
    fragment,
    protocol,
@@ -109,7 +110,7 @@ constexpr KeyPlace parsed( KeyField field, uint16_t valid = 0, int bits = 0 ) {
          "destination" )                                                                       \
    VALUE( ipProtocol, IpProtocol, always, always, Place::parsed( Key::ipProtocol, validIp ),   \
          protocol, "" )                                                                        \
-   VALUE( dscp, DSCP, always, always, Place::parsed( Key::dscp, validIp ), hex, "DSCP byte" )  \
+   VALUE( dscp, DSCP, always, always, Place::parsed( Key::dscp, validIp ), dscp, "DSCP" )      \
    OTHER(                                                                                      \
          ipFrag, IpFrag, always, always, Place::parsed( Key::ipFrag, validIp ), fragment, "" ) \
    VALUE( l4SrcPort, L4SrcPort, always, always, Place::parsed( Key::l4SrcPort, validPorts ),   \

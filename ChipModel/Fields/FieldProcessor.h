@@ -82,6 +82,7 @@ struct Ternary {
 struct EntryMiss {
    int entry = 0;
    std::optional< Shim::Qualifier > failed; // the first that does not hold; none: it matches
+   size_t failures = 0;                     // how many do not hold
 };
 
 // A range checker in use. Entries ask it by its bit: see QualifierValue of RangeCheck.

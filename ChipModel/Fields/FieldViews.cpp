@@ -78,7 +78,12 @@ std::vector< EntryMiss > FieldProcessor::misses(
    } );
    std::vector< EntryMiss > result;
    for ( const FieldEntry* entry : others ) {
-      result.push_back( { entry->id, entry->effective().firstFailure( key ) } );
+      const std::vector< Shim::Qualifier > failures = entry->effective().failures( key );
+      EntryMiss miss{ entry->id, {}, failures.size() };
+      if ( !failures.empty() ) {
+         miss.failed = failures.front();
+      }
+      result.push_back( miss );
    }
    return result;
 }

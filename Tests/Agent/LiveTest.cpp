@@ -42,7 +42,8 @@ TEST_F( LiveTest, ReloadsByDifferenceAndOnlyWhatIsRight ) {
    for ( const char* name : { "mirror0-egress-1.0", "mirror2-egress-1.0" } ) {
       EXPECT_EQ( after.at( name ), before.at( name ) ) << name;
    }
-   EXPECT_EQ( client.done( "show sessions" )[ "sessions" ][ 1 ][ "sources" ], "Ethernet4" );
+   EXPECT_EQ(
+         client.done( "show sessions" )[ "sessions" ][ 1 ][ "sources" ][ 0 ], "Ethernet4" );
 
    const std::string good = contentOf( config );
    edit( R"("PORT": {)", R"("CHIP": { "0": { "ingress_entries": "7" } }, "PORT": {)" );

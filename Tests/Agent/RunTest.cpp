@@ -218,7 +218,8 @@ TEST_F( RunTest, ExplainsEveryFrameOrOne ) {
    const Result one = agent( "explain " + filtered + in + " --packet 30" );
    EXPECT_TRUE( one.out.starts_with( "frame 30 " ) ) << one.out;
    EXPECT_NE( one.out.find( "'web WEB|to-server'" ), std::string::npos );
-   EXPECT_NE( one.out.find( "'web WEB|no-syn' (priority 1000000000): no: TCP flags 0x2/0x12" ),
+   EXPECT_NE( one.out.find(
+                    "'web WEB|no-syn' (priority 1000000000): no: needs TCP flags 0x2/0x12;" ),
          std::string::npos );
    const Result json = agent( "explain " + filtered + in + " --packet 30 --json" );
    EXPECT_NE( json.out.find( "\"result\": \"matched\"" ), std::string::npos ) << json.out;
