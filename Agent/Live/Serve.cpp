@@ -6,6 +6,7 @@
 #include "Agent/Live/Server.h"
 #include "Agent/Live/Signals.h"
 #include "Agent/Live/Socket.h"
+#include "Platform/Duolog/Duolog.h"
 
 namespace Agent {
 
