@@ -261,6 +261,7 @@ RequestStatusType TcamRequestManager::reconcile( const RequestKey& key, Request&
 TcamStatus TcamRequestManager::make(
       const RequestKey& key, const RequestSubConfig& subConfig, std::vector< Line >& lines ) {
    Group& at = *group( subConfig.fgType() );
+   const RefusalNote note( at.group->lastRefusal() );
    if ( !at.group->isWanted() ) {
       const TcamStatus status = at.group->renew();
       if ( status != TcamStatus::success ) {
@@ -318,6 +319,11 @@ TcamRequestManager::Group* TcamRequestManager::group( FeatureGroupType type ) {
 }
 
 // --- For reports -----------------------------------------------------------------------------
+
+LastRefusal TcamRequestManager::lastRefusal( FeatureGroupType type ) const {
+   const auto at = groups_.find( type );
+   return at == groups_.end() ? LastRefusal() : at->second.group->lastRefusal();
+}
 
 RequestStatusType TcamRequestManager::status( FeatureGroupType type ) const {
    RequestStatusType worst = RequestStatusType::withdrawn;

@@ -63,6 +63,8 @@ class TcamRequestManager : public Zol::EntitySm {
    void retry();
    // The worst status of a feature group's requests, `withdrawn` if it has none.
    KarvelTcam::RequestStatusType status( KarvelTcam::FeatureGroupType group ) const;
+   // What the chip refused last of a feature group.
+   LastRefusal lastRefusal( KarvelTcam::FeatureGroupType group ) const;
    std::vector< TcamRequestView > requests() const; // by key
 
  protected:

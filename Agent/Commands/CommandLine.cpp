@@ -33,7 +33,8 @@ const CommandRow& commandNamed( const std::string& name ) {
 void addOption( CLI::App& app, const OptionRow& row, Command& command ) {
    if ( *row.value == '\0' ) {
       app.add_flag_callback(
-            row.name, [ &row, &command ] { row.take( command, "" ); }, row.what );
+               row.name, [ &row, &command ] { row.take( command, "" ); }, row.what )
+            ->disable_flag_override();
       return;
    }
    const auto take = [ &row, &command ]( const Words& values ) {
@@ -52,7 +53,8 @@ void addOption( CLI::App& app, const OptionRow& row, Command& command ) {
    app.add_option_function< Words >( row.name, take, meaning( row ) )
          ->option_text( row.value )
          ->expected( 1 )
-         ->take_all();
+         ->take_all()
+         ->allow_extra_args( false );
 }
 
 // The commands and options as the library parses them.

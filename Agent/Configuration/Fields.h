@@ -20,7 +20,7 @@
 namespace Agent {
 
 // An entry that is well formed and cannot be served: it is left out, and the rest is served.
-struct Refusal {
+struct LeftOutEntry {
    Place place;
    std::string entry;  // "TABLE|KEY"
    std::string reason; // of which field, if of one; and what is allowed
@@ -32,7 +32,7 @@ struct Refusal {
 struct Findings {
    std::vector< Diagnostic > errors;
    std::vector< Diagnostic > warnings;
-   std::vector< Refusal > refusals;
+   std::vector< LeftOutEntry > refusals;
 };
 
 // The parts between the commas, without the blanks around them.

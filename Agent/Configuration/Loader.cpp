@@ -75,7 +75,7 @@ LoadResult ConfigSource::State::validate( const Tables& candidate, Findings& fin
    result.warnings = std::move( findings.warnings );
    result.warnings.insert(
          result.warnings.end(), candidate.warnings.begin(), candidate.warnings.end() );
-   for ( const Refusal& refusal : findings.refusals ) {
+   for ( const LeftOutEntry& refusal : findings.refusals ) {
       result.warnings.push_back( refusal.asWarning() );
    }
    result.ignoredTables.assign( candidate.ignored.begin(), candidate.ignored.end() );
@@ -116,7 +116,7 @@ LoadResult ConfigSource::State::change( const EntryName& name, std::optional< En
    Findings findings;
    LoadResult result = validate( tables, findings );
    // A file is served as far as it can be; a step that would have an entry left out is wrong.
-   for ( const Refusal& refusal : findings.refusals ) {
+   for ( const LeftOutEntry& refusal : findings.refusals ) {
       if ( !saidWarnings.contains( refusal.asWarning().toString() ) ) {
          result.errors.push_back( refusal.asError() );
       }

@@ -177,7 +177,8 @@ void SliceHost::retryRequests() const {
 }
 
 AgentServices::LastRefusal SliceHost::portRefusal( KarvelMirror::Mtp mtp ) const {
-   return groupManager_->lastRefusal( static_cast< uint32_t >( unit_ ), mtp );
+   return requestManager_ ? requestManager_->lastRefusal( KarvelMirror::featureGroup( mtp ) )
+                          : groupManager_->lastRefusal( static_cast< uint32_t >( unit_ ), mtp );
 }
 
 AgentServices::LastRefusal SliceHost::filterRefusal( KarvelMirror::Mtp mtp ) const {

@@ -159,7 +159,8 @@ TEST_F( ResolverTest, APortChannelNeedsOneMemberThatIsUp ) {
          found( "10.10.0.5" ), "PortChannel1 has 1 member up, fewer than its min_links 2" );
    configuration_.portChannels.at( "PortChannel1" ).adminUp = false;
    EXPECT_EQ( found( "10.10.0.5" ), "PortChannel1 is down by its administrator" );
-   configuration_.portChannels.at( "PortChannel1" ) = {};
+   configuration_.portChannels.at( "PortChannel1" ).adminUp = true;
+   configuration_.portChannels.at( "PortChannel1" ).members.clear();
    EXPECT_EQ( found( "10.10.0.5" ), "PortChannel1 has no members" );
 }
 

@@ -108,7 +108,7 @@ TEST_F( RunTest, TablesNameTheirWriters ) {
    const Result result = agent( "run " KARVEL_SOURCE_DIR "/Examples/tunnel-mirroring.json"
                                 " --chip tomahawk4 --show tables --json" );
    EXPECT_EQ( result.code, 0 ) << result.err;
-   for ( const char* writer : { "SliceConfigSm", "BcmPtHelper", "CentralPublisher" } ) {
+   for ( const char* writer : { "SliceConfigSm", "BcmPtHelper", "MirrorTargets" } ) {
       EXPECT_NE( result.out.find( writer ), std::string::npos ) << writer;
    }
    EXPECT_EQ( result.out.find( "\"writer\": \"agent\"" ), std::string::npos );
@@ -181,7 +181,7 @@ TEST_F( RunTest, PlotsWhatLimitedSessionsPassedAndNothingElse ) {
    const Result limited =
          agent( "run " + config + " --in Ethernet4=" + download + " --out out --show rates" );
    EXPECT_EQ( limited.code, 0 ) << limited.err;
-   EXPECT_EQ( std::count( limited.out.begin(), limited.out.end(), '\n' ), 23 );
+   EXPECT_EQ( std::count( limited.out.begin(), limited.out.end(), '\n' ), 11 );
    const std::string plot = contentOf( folder.path( "out/limited.rate.svg" ) );
    EXPECT_TRUE( plot.starts_with( "<svg " ) && plot.ends_with( "</svg>\n" ) );
    EXPECT_NE( plot.find( "300 kbit/s" ), std::string::npos );
@@ -242,7 +242,8 @@ TEST_F( RunTest, EveryCaptureIsReplayedOrRefusedWithOneLine ) {
             agent( "run " + example + " --in 'Ethernet0=" + path + "' --out out" );
       if ( result.code == 0 ) {
          ++replayed;
-         EXPECT_EQ( result.err, "" ) << path;
+         // Frames that the capture has cut short are told of.
+         EXPECT_EQ( result.errLines(), result.err.starts_with( "warning: " ) ) << result.err;
          if ( frames( path ) > 0 ) {
             EXPECT_EQ( frames( folder.path( "out/Ethernet16.mirror.pcap" ) ), frames( path ) );
          }

@@ -265,12 +265,12 @@ PORT_SCENARIO( RefusedCall, FailsItsSessionWhichIsTriedAgain ) {
                std::pair( "bcm_port_enable_set", SessionCause::forwarding ),
                std::pair( "bcm_mirror_destination_set", SessionCause::destination ) } ) {
       Rig rig( network( span( "a", "Ethernet0", "Ethernet20", "RX" ) ) );
-      ASSERT_FALSE( rig.runtime.fail( call, 1, 1 ) );
+      ASSERT_FALSE( rig.runtime.fail( call, 1, 2 ) );
       rig.set( "PORT|Ethernet40", "{}" );
       rig.setSpan( "b", "Ethernet4,Ethernet40", "Ethernet24", "RX" );
       EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::failed );
       EXPECT_EQ( rig.session( "b" ).cause, cause ) << rig.session( "b" ).reason;
-      rig.runtime.advance( 11 );
+      rig.runtime.advance( 40 );
       EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::active );
       EXPECT_EQ( rig.copied( "Ethernet4", frame( 2, 1 ), "Ethernet24" ), 1U );
    }

@@ -157,21 +157,22 @@ TEST( Tunnel, FollowsLinksRoutesAndNeighbours ) {
    EXPECT_EQ( rig.runtime.linkIs( "Ethernet99", true ).has_value(), true );
 }
 
-TEST( Limit, ThatTheChipHasNoRoomForIsSaidOnceAndComesWithRoom ) {
+TEST( Limit, ThatTheChipHasNoRoomForIsSaidAFewTimesAnHourAndComesWithRoom ) {
    TunnelRig rig( "" );
    ASSERT_FALSE( rig.runtime.capacity( "egress-entries", 0 ) );
    rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", rate( 1000 ) ) );
    EXPECT_EQ( rig.session( "s" ).cause, Agent::SessionCause::entries );
    rig.runtime.advance( 3600 );
-   EXPECT_EQ(
-         loggedIds(), std::vector< std::string >{ "KARVEL_MIRRORING_GRE_TCAM_RESOURCE_FULL" } );
+   const std::vector< std::string > logged = loggedIds();
+   EXPECT_EQ( logged.at( 0 ), "KARVEL_MIRRORING_GRE_TCAM_RESOURCE_FULL" );
+   EXPECT_LT( logged.size(), 13U ) << "each generation that is tried says it";
    EXPECT_EQ( rig.egressEntries(), 0 );
    EXPECT_TRUE( rig.chip().policers.empty() );
    EXPECT_EQ( rig.one( "Ethernet0", "Ethernet20" ).size(), 1U ) << "it mirrors all the same";
    ASSERT_FALSE( rig.runtime.capacity( "egress-entries", 4 ) );
    EXPECT_EQ( rig.session( "s" ).phase, SessionPhase::active );
    EXPECT_EQ( rig.egressEntries(), 1 );
-   EXPECT_EQ( loggedIds().size(), 1U );
+   EXPECT_EQ( loggedIds().size(), logged.size() );
 }
 
 TEST( Limit, BeyondTheChipsPolicersIsRefusedAndTakesNobodysAway ) {
