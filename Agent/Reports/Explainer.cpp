@@ -203,8 +203,7 @@ void Explainer::addIdleSessions() {
          return std::ranges::any_of( interfaces_, [ & ]( const std::string& port ) {
             const PortChannelConfig* channel = configuration.channelOf( port );
             return source == port || source.starts_with( port + "." ) ||
-                  ( channel && configuration.portChannels.contains( source ) &&
-                        &configuration.portChannels.at( source ) == channel );
+                  ( channel && channel->name == source );
          } );
       };
       if ( session.phase != SessionPhase::active &&

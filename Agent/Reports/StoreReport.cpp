@@ -34,6 +34,9 @@ class StoreDump : public Zol::AttributeVisitor {
 };
 
 bool isBelow( std::string_view path, std::string_view root ) {
+   if ( root.ends_with( '/' ) ) {
+      root.remove_suffix( 1 );
+   }
    return root.empty() || path == root ||
          ( path.starts_with( root ) && path[ root.size() ] == '/' );
 }

@@ -33,6 +33,8 @@ struct Runtime::State {
    void apply( const Configuration& wanted );
    RateHistory::Sample rateSample();
    const Slice* sliceOf( const SessionConfig& session ) const;
+   bool someLackKeys();
+   void retryKeys();
 
    PluginLibrary plugin; // outlives every object of its types
    ChipModel::Switch chips;
@@ -53,6 +55,7 @@ struct Runtime::State {
    std::map< int, ChipReconciler > reconcilers; // by unit, as the slices
    std::map< int, Slice > slices;
    std::map< std::pair< int, int >, std::string > portNames;
+   RetryClock keyRetry{ [ this ] { retryKeys(); } };
 };
 
 Runtime::Runtime( const RuntimeOptions& options ) {
@@ -158,6 +161,25 @@ void Runtime::State::apply( const Configuration& wanted ) {
       slice.publisher.configurationIs( configuration, portStates );
    }
    Zol::activityManager().runUntilIdle();
+   keyRetry.restart();
+   keyRetry.pendingIs( someLackKeys() );
+}
+
+bool Runtime::State::someLackKeys() {
+   return std::ranges::any_of( configuration.sessions, [ this ]( const auto& named ) {
+      const Slice* slice = sliceOf( named.second );
+      return slice && !named.second.refused && !slice->publisher.refusal( named.first ) &&
+            lacksKey( named.second, *slice, chips );
+   } );
+}
+
+// The plug-in writes the settings for keys when it sees the first key, whatever the chip says.
+void Runtime::State::retryKeys() {
+   const bool someLack = someLackKeys();
+   if ( someLack ) {
+      mirroringSessions->renewKeys();
+   }
+   keyRetry.pendingIs( someLack );
 }
 
 namespace {
@@ -215,6 +237,7 @@ const Configuration& Runtime::configuration() const { return state_->configurati
 
 void Runtime::withdraw() {
    Zol::ActivityLockHolder lock;
+   state_->keyRetry.restart();
    state_->slices.clear();
    Zol::activityManager().runUntilIdle();
    state_->groupManager = nullptr; // tries once more what the chips refused

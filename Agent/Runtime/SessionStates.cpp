@@ -1,12 +1,18 @@
 #include "Agent/Runtime/SessionStates.h"
 
 #include <algorithm>
+#include <set>
 
 #include "ChipModel/Tables/GreFormats.h"
 
 namespace Agent {
 
 namespace {
+
+bool isFailure( KarvelMirror::ProgramStatus status ) {
+   using KarvelMirror::ProgramStatus;
+   return status == ProgramStatus::failed || status == ProgramStatus::resourceExhaustion;
+}
 
 // The worse of what the two halves of the slice say; none has nothing to say.
 KarvelMirror::ProgramStatus combined( const SliceHost& slice, KarvelMirror::Mtp mtp ) {
@@ -16,12 +22,9 @@ KarvelMirror::ProgramStatus combined( const SliceHost& slice, KarvelMirror::Mtp 
       return ports;
    }
    const auto filtered = status.ifpProgramStatus( mtp );
-   return ports == KarvelMirror::ProgramStatus::success ? filtered : ports;
-}
-
-bool isFailure( KarvelMirror::ProgramStatus status ) {
-   using KarvelMirror::ProgramStatus;
-   return status == ProgramStatus::failed || status == ProgramStatus::resourceExhaustion;
+   const bool portsAreWorse = isFailure( ports ) ||
+         ( ports != KarvelMirror::ProgramStatus::success && !isFailure( filtered ) );
+   return portsAreWorse ? ports : filtered;
 }
 
 // A status that says failure, with what the chip refused then. The status alone cannot tell a full
@@ -122,6 +125,15 @@ std::optional< SessionOutcome > keyProblem(
    }
 }
 
+} // namespace
+
+bool lacksKey( const SessionConfig& session, const Slice& slice, ChipModel::Switch& chips ) {
+   return session.tunnel && session.tunnel->greKey && slice.publisher.sendsKeys() &&
+         keyedHeaders( slice, *session.tunnel, chips ) != KeyedHeaders::keyed;
+}
+
+namespace {
+
 // "Ethernet4" of the sub-interface "Ethernet4.10".
 std::string portOf( const std::string& source ) {
    return source.substr( 0, source.find( '.' ) );
@@ -156,6 +168,20 @@ std::optional< Refusal > refusalOf( const std::string& interface, const Forwardi
    return {};
 }
 
+// Where what it mirrors arrives or leaves.
+std::set< std::string > sourcesOf( const SessionConfig& session ) {
+   std::set< std::string > names;
+   for ( const std::string& source : session.sources ) {
+      names.insert( portOf( source ) );
+   }
+   for ( const SessionAcl& acl : session.acls ) {
+      for ( const Plix::IntfId& interface : acl.interfaces ) {
+         names.insert( interface.port() );
+      }
+   }
+   return names;
+}
+
 SessionOutcome outcomeOf( const Refusal& refusal ) {
    return { SessionPhase::failed, SessionCause::forwarding, refusal.toString(),
       Karvel::SdkRefusal{ refusal.call, refusal.code } };
@@ -165,27 +191,26 @@ SessionOutcome outcomeOf( const Refusal& refusal ) {
 
 std::optional< SessionOutcome > forwardingTrouble(
       const SessionConfig& session, const SessionState& state, const Forwarding& of ) {
-   std::vector< std::string > needed;
-   for ( const std::string& source : session.sources ) {
-      needed.push_back( portOf( source ) );
-   }
-   if ( !session.tunnel ) {
-      needed.push_back( session.destination );
+   const std::set< std::string > sources = sourcesOf( session );
+   std::set< std::string > needed = sources;
+   const bool leavesByInterface = !session.tunnel && session.destination != cpuDestination;
+   if ( leavesByInterface ) {
+      needed.insert( session.destination );
    }
    for ( const std::string& interface : needed ) {
       if ( auto refusal = refusalOf( interface, of ) ) {
          return outcomeOf( *refusal );
       }
    }
-   if ( !session.tunnel ) {
+   if ( leavesByInterface ) {
       if ( auto why = of.states.whyDown( of.configuration, session.destination ) ) {
          return SessionOutcome{ SessionPhase::inactive, SessionCause::link,
             *why + ": its copies are dropped", {} };
       }
    }
    std::optional< std::string > firstWhy;
-   for ( const std::string& source : session.sources ) {
-      auto why = of.states.whyDown( of.configuration, portOf( source ) );
+   for ( const std::string& source : sources ) {
+      auto why = of.states.whyDown( of.configuration, source );
       if ( !why ) {
          return {}; // a source that works is mirrored
       }

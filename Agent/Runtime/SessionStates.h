@@ -24,4 +24,8 @@ std::optional< SessionOutcome > forwardingTrouble(
 SessionState sessionState(
       const SessionConfig& session, const Slice* slice, ChipModel::Switch& chips );
 
+// Whether copies of a session lack the key that they are to have, and a chip that takes the settings
+// for keys would mend it.
+bool lacksKey( const SessionConfig& session, const Slice& slice, ChipModel::Switch& chips );
+
 } // namespace Agent

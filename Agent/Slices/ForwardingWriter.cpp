@@ -77,7 +77,7 @@ void ForwardingWriter::forgetLearned() {
       if ( !vlans_.contains( vid ) ) {
          return true; // destroying it has forgotten them
       }
-      return refusals_.took( { Kind::vlan, vid },
+      return refusals_.took( { Kind::address, vid },
             vlanName( vid ) + ": learned addresses could not be deleted",
             isTrunk ? KARVEL_SDK_OUTCOME(
                             trace, bcm_l2_addr_delete_by_vlan_trunk, ( unit_, vid, number ) )

@@ -27,7 +27,7 @@ struct Refusal {
 struct ChipSubject {
    enum class Kind : uint8_t { port, trunk, vlan, address, destination };
    Kind kind{};
-   int number = 0; // the chip's; of an address, its VLAN
+   int number = 0; // the chip's; of an address, its VLAN; without a MAC, all of it
    Plix::EthAddr mac = {};
    auto operator<=>( const ChipSubject& ) const = default;
 };

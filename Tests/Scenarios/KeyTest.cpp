@@ -89,9 +89,10 @@ TEST_P( EveryChipWithKeys, SendsWholeCopiesWhateverIsRefused ) {
             rig.runtime.profile( 0 ).logicalTables ? Agent::SessionCause::headers
                                                    : Agent::SessionCause::unkeyed );
       rig.gate().faultsDelAll();
-      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0" ) );
+      rig.runtime.advance( 10 );
+   } else {
+      rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", key7 ) );
    }
-   rig.set( "MIRROR_SESSION|s", tunnelJson( "Ethernet0", key7 ) );
    EXPECT_EQ( gre( rig, "Ethernet0" ), keyedGre );
    EXPECT_EQ( rig.session( "s" ).reason, "" );
    EXPECT_FALSE( rig.runtime.fail( "bcm_mirror_destination_set", 1, 1 ) );

@@ -329,6 +329,7 @@ TEST_P( EveryChip, MirrorsAlike ) {
    EXPECT_EQ( rig.copied( "Ethernet0", frame( 1, 2 ), "Ethernet20" ), 1U );
    EXPECT_EQ( rig.copyCount( "Ethernet24" ), 2U );
    EXPECT_EQ( rig.copied( "Ethernet28", frame( 3, 2 ), "CPU" ), 1U );
+   EXPECT_EQ( rig.session( "up" ).phase, SessionPhase::active );
    EXPECT_EQ( rig.entriesUsed(), 4 );
 }
 
