@@ -181,8 +181,11 @@ void CentralPublisher::choose( const Configuration& configuration ) {
       } else if ( rates.isFull( session ) ) {
          refuse( name, SessionCause::policerPool,
                "needs a policer for " + std::to_string( session.rateKbps ) +
-                     " kbit/s; the chip has " + std::to_string( policers_ ) +
-                     ", all used for the rates of " + joined( rates.holders() ) );
+                     " kbit/s; the chip has " +
+                     ( policers_ == 0 ? "none"
+                                      : std::to_string( policers_ ) +
+                                       ", all used for the rates of " +
+                                       joined( rates.holders() ) ) );
       } else {
          taken += needs;
          rates.add( session );

@@ -114,7 +114,7 @@ Resolution Resolver::follow( const Route& route, int unit, const Plix::IpGenAddr
       return route.prefix.toString() + " is a blackhole route";
    }
    std::vector< NextHop > hops = route.nextHops;
-   std::ranges::stable_partition( hops, [ & ]( const NextHop& hop ) {
+   std::stable_partition( hops.begin(), hops.end(), [ & ]( const NextHop& hop ) {
       return keptHop == NextHop{ hop.address, interfaceOf( hop ) };
    } );
    std::string why;

@@ -10,7 +10,7 @@ namespace {
 // 1, 2 or 5 times a power of ten, no less than `ns`.
 uint64_t roundStep( uint64_t ns ) {
    for ( uint64_t power = 1;; power *= 10 ) {
-      for ( uint64_t factor : { 1, 2, 5 } ) {
+      for ( uint64_t factor : { 1U, 2U, 5U } ) {
          if ( factor * power >= ns ) {
             return factor * power;
          }
