@@ -134,10 +134,10 @@ TEST( Fragments, FollowThePermitThatTheyMayBelongTo ) {
                { R"("TCP_FLAGS": "0x02/0x02")", { 6 } }, { R"("ICMP_TYPE": "8")", { 1 } } } ) {
       rig.set( "ACL_RULE|T|ports",
             ruleJson( { "", 10, std::string( field ) + R"(, "DST_IP": "10.0.0.4/32")" } ) );
-      for ( const uint8_t protocol : { 1, 6, 17, 47, 132 } ) {
+      for ( const uint8_t protocol : Protocols{ 1, 6, 17, 47, 132 } ) {
          EXPECT_EQ( isPartCopied( Part::last, ip( "10.0.0.4" ), protocol ),
                protocols.contains( protocol ) )
-               << field << ' ' << int{ protocol };
+               << field << " of " << int{ protocol };
       }
    }
 }
