@@ -52,6 +52,7 @@ EntryId BoundedEntryManager::getEntryWithStats(
    Unit& of = unitOf( unit );
    const RefusalNote note( of.group->lastRefusal() );
    if ( of.entries.size() >= of.bound ) {
+      of.group->lastRefusal().reset(); // it is not the chip that has no room
       return 0;
    }
    const Karvel::TcamEntryResult created = of.group->entryNew( name );
@@ -77,11 +78,11 @@ Rc BoundedEntryManager::attachPolicer(
    if ( !held ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
    }
-   held->policerRc = held->policer == policerId ? Sdk::QX_BCM_E_NONE() : detach( of, *held );
-   if ( held->policerRc == Sdk::QX_BCM_E_NONE() && held->policer != policerId ) {
-      held->policerRc = attach( of, *held, policerId );
+   if ( held->policer == policerId ) {
+      return Sdk::QX_BCM_E_NONE();
    }
-   return held->policerRc;
+   const Rc rc = detach( of, *held );
+   return rc == Sdk::QX_BCM_E_NONE() ? attach( of, *held, policerId ) : rc;
 }
 
 Rc BoundedEntryManager::attach( Unit& of, Held& held, uint32_t policerId ) {
@@ -104,12 +105,9 @@ Rc BoundedEntryManager::attach( Unit& of, Held& held, uint32_t policerId ) {
 
 Rc BoundedEntryManager::detachPolicer( uint32_t unit, EntryId entryId ) {
    Unit& of = unitOf( unit );
+   const RefusalNote note( of.group->lastRefusal() );
    Held* const held = find( of, entryId );
-   if ( !held ) {
-      return Sdk::QX_BCM_E_NOT_FOUND();
-   }
-   held->policerRc = detach( of, *held );
-   return held->policerRc;
+   return held ? detach( of, *held ) : Sdk::QX_BCM_E_NOT_FOUND();
 }
 
 Rc BoundedEntryManager::detach( Unit& of, Held& held ) {
@@ -133,9 +131,6 @@ Rc BoundedEntryManager::installEntry( uint32_t unit, EntryId entryId ) {
    Held* const held = find( of, entryId );
    if ( !held ) {
       return Sdk::QX_BCM_E_NOT_FOUND();
-   }
-   if ( held->policerRc != Sdk::QX_BCM_E_NONE() ) {
-      return held->policerRc;
    }
    const Rc rc = KARVEL_SDK_CALL(
          trace, bcm_field_entry_install, ( of.group->sdkUnit(), held->entry.sdkId() ) );

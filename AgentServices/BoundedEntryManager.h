@@ -38,7 +38,6 @@ class BoundedEntryManager : public Karvel::KarvelBoundedTcamEntryManager {
       TcamEntry entry;
       uint32_t policer = 0;          // as attached; 0: none
       uint32_t installedPolicer = 0; // at work since the last install
-      Shim::Rc policerRc = 0;        // why the wanted policer is not attached
    };
    struct Unit {
       Zol::Ptr< TcamGroup > group;

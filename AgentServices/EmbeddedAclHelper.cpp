@@ -49,6 +49,7 @@ Zol::Ptr< KarvelAclData > EmbeddedAclHelper::karvelAclDataNew(
    for ( const auto& [ unit, resources ] : units_ ) {
       problems_.erase( { feature, aclKey, unit } );
    }
+   Karvel::takeSdkRefusal(); // nothing of this ACL
    return Zol::make< LiveAcl >( aclKey, feature, acls_ );
 }
 
@@ -96,7 +97,7 @@ AclCreateError EmbeddedAclHelper::commitAcl( KarvelAclData& acl, uint32_t unit )
    LiveAcl& of = live( acl );
    const AclCreateError error = noted( of, unit, onChip( of, unit ).commit() );
    if ( error == Ixo::aclCreateErrorNone() ) {
-      problems_.erase( { acl.feature(), acl.aclKey(), unit } );
+      problems_[ { acl.feature(), acl.aclKey(), unit } ].error = error;
    }
    acl.unitDataIs( unit )->committedIs( error == Ixo::aclCreateErrorNone() );
    return error;
@@ -107,7 +108,13 @@ void EmbeddedAclHelper::aclProblemIs(
    noted( live( acl ), unit, error );
 }
 
-void EmbeddedAclHelper::withdrawAcl( KarvelAclData& acl ) { live( acl ).withdraw(); }
+void EmbeddedAclHelper::withdrawAcl( KarvelAclData& acl ) {
+   live( acl ).withdraw();
+   std::erase_if( problems_, [ & ]( const auto& row ) {
+      return std::get< Ixo::AclKey >( row.first ) == acl.aclKey() &&
+            row.second.error == Ixo::aclCreateErrorNone();
+   } );
+}
 
 LiveAcl& EmbeddedAclHelper::live( KarvelAclData& acl ) const {
    ZOL_ASSERT( typeid( acl ) == typeid( LiveAcl ) );
@@ -127,10 +134,11 @@ ChipAcl& EmbeddedAclHelper::onChip( LiveAcl& acl, uint32_t unit ) {
 
 AclCreateError EmbeddedAclHelper::noted(
       const LiveAcl& acl, uint32_t unit, AclCreateError error ) {
-   // Taken also after a success: what is refused from here on belongs to what comes next.
-   LastRefusal refusal = Karvel::takeSdkRefusal();
+   Problem& problem = problems_[ { acl.feature(), acl.aclKey(), unit } ];
+   // Kept also after a success: whoever changes entries on the way tells its own error last.
+   const RefusalNote note( problem.refusal );
    if ( error != Ixo::aclCreateErrorNone() ) {
-      problems_[ { acl.feature(), acl.aclKey(), unit } ] = { error, std::move( refusal ) };
+      problem.error = error;
    }
    return error;
 }

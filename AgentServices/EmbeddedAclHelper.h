@@ -65,7 +65,7 @@ class EmbeddedAclHelper : public Karvel::AclHelper {
    // does not clear it, since a machine that meets an error takes the rest back.
    Ixo::AclCreateError problem(
          uint32_t unit, Karvel::KarvelAclFeature feature, const Ixo::AclKey& aclKey ) const;
-   // What the chip refused then; none if the error came from elsewhere.
+   // What the chip refused last while the ACL was made; none if the error came from elsewhere.
    LastRefusal refusal(
          uint32_t unit, Karvel::KarvelAclFeature feature, const Ixo::AclKey& aclKey ) const;
    // The ACLs that somebody holds, in the order in which they were made.

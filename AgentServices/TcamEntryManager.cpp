@@ -117,6 +117,7 @@ Rc TcamEntryManager::installEntry( uint32_t unit, EntryId entryId ) {
 
 Rc TcamEntryManager::uninstallEntry( uint32_t unit, EntryId entryId ) {
    ZOL_ASSERT( unit == group_->unit() );
+   const RefusalNote note( group_->lastRefusal() );
    TcamEntry* const found = find( entryId );
    if ( !found ) {
       return Sdk::QX_BCM_E_NOT_FOUND();

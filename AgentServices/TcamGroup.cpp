@@ -102,7 +102,9 @@ Karvel::TcamEntryResult TcamGroup::entryNew( const Zol::String& name ) {
    rc = KARVEL_SDK_CALL( trace, bcm_field_entry_create, ( sdkUnit(), hardwareGroup_, &id ) );
    if ( rc == Sdk::QX_BCM_E_NONE() ) {
       const TcamEntry created{ .id = static_cast< Karvel::EntryId >( id ) };
-      ++entries_;
+      if ( entries_++ == 0 ) {
+         lastRefusal_.reset();
+      }
       rc = KARVEL_SDK_CALL( trace, bcm_field_entry_name_set, ( sdkUnit(), id, name.c_str() ) );
       if ( rc == Sdk::QX_BCM_E_NONE() ) {
          return { TcamStatus::success, created.id };

@@ -70,8 +70,9 @@ class TcamGroup : public Zol::RefCounted {
    // Null on a chip without port classes.
    PortClassManager* classes() const { return classes_.get(); }
 
-   // What the chip refused last to whoever has entries here. It stays when all is well again: it
-   // tells why something failed, not whether.
+   // What the chip refused last to whoever has entries here. It tells why something failed, not
+   // whether, and is forgotten with the first entry: who failed has given back all that it had,
+   // and begins anew by that.
    LastRefusal& lastRefusal() { return lastRefusal_; }
 
    // --- The group ------------------------------------------------------------------------

@@ -146,6 +146,9 @@ Zol::Ptr< Karvel::KarvelBoundedTcamEntryManager > TcamGroupManager::boundedEntry
 
 bool TcamGroupManager::createPolicer(
       uint32_t unit, const Shim::bcm_policer_config_s& config, uint32_t* policerId ) {
+   // What the chip refuses here it is asked for again when it is attached: that answer counts.
+   LastRefusal passing;
+   const RefusalNote note( passing );
    return unitOf( unit ).policers->create( config, policerId );
 }
 

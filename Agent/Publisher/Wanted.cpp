@@ -208,18 +208,12 @@ bool WantedMtp::startsAfresh( const WantedMtp& before ) const {
       const auto old = before.filteredPorts.find( port.first );
       return old != before.filteredPorts.end() && old->second != port.second;
    } );
-   // The slice counts ACLs and then matches; one that takes the number of the other kind would be
-   // given what that one had: an ACL has no entry, a match needs one.
-   const bool kindsMoved =
-         acls.size() != before.acls.size() && !( matches.empty() && before.matches.empty() );
-   return portMoved || kindsMoved ||
-         std::any_of( acls.begin(), acls.end(), [ & ]( const SessionAcl& acl ) {
-            return std::any_of(
-                  before.acls.begin(), before.acls.end(), [ & ]( const SessionAcl& old ) {
-                     return old.key == acl.key && !( old.rules == acl.rules ) &&
-                           !( old == acl );
-                  } );
-         } );
+   return portMoved || std::any_of( acls.begin(), acls.end(), [ & ]( const SessionAcl& acl ) {
+      return std::any_of(
+            before.acls.begin(), before.acls.end(), [ & ]( const SessionAcl& old ) {
+               return old.key == acl.key && !( old.rules == acl.rules ) && !( old == acl );
+            } );
+   } );
 }
 
 std::optional< KarvelMirror::RateLimitKind > WantedMtp::egressRules() const {

@@ -38,7 +38,7 @@ struct WantedMtp {
 
    bool operator==( const WantedMtp& ) const = default;
    // Whether what the slice has of it cannot follow: one of the ACLs says something else than it
-   // did, a match takes the place of an ACL, or a port that filters name has another number.
+   // did, or a port that filters name has another number.
    bool startsAfresh( const WantedMtp& before ) const;
    bool isLimited() const { return !dstPorts.empty() && dstPorts.begin()->rate() != 0; }
    // Which rules of the egress stage its copies need; none if they need none.

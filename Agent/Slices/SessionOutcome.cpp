@@ -58,8 +58,9 @@ SessionCause shortageOf( const std::string& what ) {
    if ( what == "bcm_policer_create" ) {
       return SessionCause::policers;
    }
-   return what == AgentServices::portClassShortage ? SessionCause::portClasses
-                                                   : SessionCause::entries;
+   return what == AgentServices::portClassShortage || what.starts_with( "bcm_port_class_" )
+         ? SessionCause::portClasses
+         : SessionCause::entries;
 }
 
 } // namespace

@@ -21,17 +21,6 @@ constexpr std::array< std::string_view, 3 > keptCalls{ "bcm_field_", "bcm_police
 constexpr std::array< std::string_view, 3 > harmlessCalls{ "_destroy", "_entry_remove",
    "_range_create" };
 
-void keep( std::string_view callText, Shim::Rc rc ) {
-   const std::string_view name = callText.substr( 0, callText.find( '(' ) );
-   const bool isKept = std::any_of( keptCalls.begin(), keptCalls.end(),
-         [ & ]( std::string_view kind ) { return name.starts_with( kind ); } );
-   const bool isHarmless = std::any_of( harmlessCalls.begin(), harmlessCalls.end(),
-         [ & ]( std::string_view end ) { return name.ends_with( end ); } );
-   if ( isKept && !isHarmless ) {
-      lastRefusal = { std::string( name ), rc };
-   }
-}
-
 } // namespace
 
 std::atomic< const Duolog::Handle* > sdkCaller = nullptr;
@@ -40,11 +29,23 @@ void sdkRefusalIs( const SdkRefusal& refusal ) { lastRefusal = refusal; }
 
 std::optional< SdkRefusal > takeSdkRefusal() { return std::exchange( lastRefusal, {} ); }
 
+void keepSdkRefusal( const SdkOutcome& outcome ) {
+   const std::string_view text = outcome.callText;
+   const std::string_view name = text.substr( 0, text.find( '(' ) );
+   const bool isKept = std::any_of( keptCalls.begin(), keptCalls.end(),
+         [ & ]( std::string_view kind ) { return name.starts_with( kind ); } );
+   const bool isHarmless = std::any_of( harmlessCalls.begin(), harmlessCalls.end(),
+         [ & ]( std::string_view end ) { return name.ends_with( end ); } );
+   if ( isKept && !isHarmless ) {
+      lastRefusal = { std::string( name ), outcome.rc };
+   }
+}
+
 void sdkErrorStreamIs( std::ostream* stream ) { errorStream = stream; }
 
 void reportSdkError( const Duolog::Handle& trace, const char* callText, Shim::Rc rc,
       SdkErrorForm form, std::string_view handler ) {
-   keep( callText, rc );
+   keepSdkRefusal( { callText, rc } );
    const char* label = form == SdkErrorForm::rc ? " (rc:"
          : form == SdkErrorForm::rv             ? " (rv:"
                                                 : " (";

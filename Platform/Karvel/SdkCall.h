@@ -50,6 +50,10 @@ struct SdkOutcome {
    Shim::Rc rc;
 };
 
+// Remembers a failed call as what the chip refused last (SdkRefusals.h). A report does so, too;
+// this is for whoever says in words of its own that a call has failed.
+void keepSdkRefusal( const SdkOutcome& outcome );
+
 // Reports a call that failed with another code than the tolerated one, which is an answer like
 // any other; gives the code back.
 Shim::Rc reportUnless( Shim::Rc tolerated, const Duolog::Handle& trace,

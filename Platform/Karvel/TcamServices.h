@@ -78,8 +78,8 @@ class KarvelBoundedTcamEntryManager : public Zol::Entity {
    // The name is for people: it is shown wherever the chip's entries are.
    virtual EntryId getEntryWithStats(
          uint32_t unit, const Zol::String& name, Shim::FieldStat counters ) = 0;
-   // Replaces the entry's policer. If the new one cannot be attached, installEntry() fails
-   // until it is: the entry must not be installed without it.
+   // Replaces the entry's policer. An entry whose new one cannot be attached can be installed all
+   // the same, and then limits nothing: whoever installs it takes it back.
    virtual Shim::Rc attachPolicer(
          uint32_t unit, EntryId entryId, uint32_t policerId, PolicerAttach flag ) = 0;
    // The next install leaves the entry without a policer.

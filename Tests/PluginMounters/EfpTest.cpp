@@ -1,6 +1,7 @@
 // The egress machines: which entries and policers they keep, give back and try again, and what
 // they say.
 
+#include "Platform/KarvelMirror/Features.h"
 #include "Tests/PluginMounters/SliceBed.h"
 
 namespace KarvelMirror::Slice {
@@ -252,6 +253,18 @@ TEST_F( TheEgressMachines, DoNotStopAtARefusedQualifier ) {
    EXPECT_EQ( calls( SdkCall::bcm_field_qualify_MirrorCopy ), 1U ) << "of the other entry";
    EXPECT_EQ( calls( SdkCall::bcm_field_entry_install ), 2U );
    EXPECT_EQ( programStatus->efpProgramStatus( RateLimitKind::port ), ProgramStatus::failed );
+   EXPECT_EQ( groups->lastRefusal( 0, KarvelMirror::portRateLimitFeature )->what,
+         "bcm_field_qualify_OutPort" );
+   // Nor at a refused policer; what was refused before is forgotten.
+   destination( 0, {} );
+   destination( 0, { dstPort( 1, 1000 ) } );
+   EXPECT_FALSE( groups->lastRefusal( 0, KarvelMirror::portRateLimitFeature ) );
+   refuse( SdkCall::bcm_field_entry_policer_attach );
+   const uint64_t installed = calls( SdkCall::bcm_field_entry_install );
+   destination( 0, { dstPort( 1, 1000 ), dstPort( 2, 1000 ), dstPort( 3, 1000 ) } );
+   EXPECT_EQ( calls( SdkCall::bcm_field_entry_install ), installed + 3 );
+   EXPECT_EQ( groups->lastRefusal( 0, KarvelMirror::portRateLimitFeature )->what,
+         "bcm_field_entry_policer_attach" );
 }
 
 TEST_F( TheEgressMachines, LoseEverythingWithTheirInformationAndComeBackWhole ) {

@@ -164,6 +164,12 @@ TEST_F( TheIngressMachines, LeaveNothingInTheChipOfARuleThatBecomesAnAcls ) {
    matching( Mtp( 0 ), { 2 } );
    ASSERT_EQ( entries().size(), 1U );
    EXPECT_EQ( entries()[ 0 ].actions.size(), 1U );
+   // What was an ACL's from the start has no entry that a match could take over.
+   mtp = info()->mtpProgramInfoIs( Mtp( 1 ) );
+   addAcl( mtp, "A" );
+   mtp->aclDel( aclKey( "A" ) );
+   matching( Mtp( 1 ), { 3 } );
+   EXPECT_EQ( entries().size(), 2U );
 }
 
 TEST_F( TheIngressMachines, MirrorByPermittingEntriesOfAnAclOnlyAndDropAtNoTime ) {
@@ -268,6 +274,8 @@ TEST_F( TheIngressMachines, NeverDropNorMirrorByADenyEntryWhateverTheChipRefuses
       EXPECT_EQ( helper->problem( 0, Karvel::KarvelAclFeature( 1 ), { "A", Acl::ip() } ),
             installed ? Ixo::AclCreateError::aclCreateErrorIncomplete
                       : Ixo::AclCreateError::aclCreateErrorHardware );
+      EXPECT_EQ( helper->refusal( 0, Karvel::KarvelAclFeature( 1 ), { "A", Acl::ip() } )->what,
+            sdkCallName( refused.back().first ) );
       EXPECT_EQ( known()->status(), ProgramResult::success );
       info()->mtpProgramInfoDel( Mtp( 0 ) );
       run();

@@ -127,15 +127,18 @@ TEST( Fragments, FollowThePermitThatTheyMayBelongTo ) {
    }
    EXPECT_FALSE( isPartCopied( Part::last, ip( "10.0.0.2" ), 17 ) );
    EXPECT_FALSE( isPartCopied( Part::last, ip( "10.0.0.3" ) ) );
-   // Ports alone are those of three protocols.
-   rig.set( "ACL_RULE|T|ports",
-         ruleJson( { "", 10, R"("L4_DST_PORT": "80", "DST_IP": "10.0.0.4/32")" } ) );
-   for ( const auto& [ protocol, isCopied ] :
-         { std::pair( 6, true ), { 17, true }, { 132, true }, { 47, false } } ) {
-      EXPECT_EQ(
-            isPartCopied( Part::last, ip( "10.0.0.4" ), static_cast< uint8_t >( protocol ) ),
-            isCopied )
-            << protocol;
+   // Ports alone are those of three protocols, flags and ICMP of one each.
+   using Protocols = std::set< uint8_t >;
+   for ( const auto& [ field, protocols ] :
+         { std::pair( R"("L4_DST_PORT": "80")", Protocols{ 6, 17, 132 } ),
+               { R"("TCP_FLAGS": "0x02/0x02")", { 6 } }, { R"("ICMP_TYPE": "8")", { 1 } } } ) {
+      rig.set( "ACL_RULE|T|ports",
+            ruleJson( { "", 10, std::string( field ) + R"(, "DST_IP": "10.0.0.4/32")" } ) );
+      for ( const uint8_t protocol : Protocols{ 1, 6, 17, 47, 132 } ) {
+         EXPECT_EQ( isPartCopied( Part::last, ip( "10.0.0.4" ), protocol ),
+               protocols.contains( protocol ) )
+               << field << " of " << int{ protocol };
+      }
    }
 }
 

@@ -181,7 +181,9 @@ bool EfpProgrammerFeatureSm::clearEntry( const EfpRuleData& rule ) {
             KARVEL_SDK_OUTCOME( trace, bcm_field_action_remove_all, ( unit(), entryId ) ) );
    }
    if ( before.rate() != 0 && rule.rate() == 0 ) {
-      isCleared &= entryManager()->detachPolicer( unit(), rule.entryId() ) >= 0;
+      isCleared &= checked( "handleUpdate", entryId,
+            { "detachPolicer( unit(), entryId )",
+                  entryManager()->detachPolicer( unit(), rule.entryId() ) } );
    }
    for ( const auto& [ qualifier, isUsed ] : optionalQualifiers ) {
       if ( isUsed( before.efpQuals() ) && !isUsed( rule.efpQuals() ) ) {
@@ -328,12 +330,14 @@ bool EfpProgrammerFeatureSm::attachPolicer( const EfpRuleData& rule ) {
       return true;
    }
    const int entryId = static_cast< int >( rule.entryId() );
-   const Shim::Rc rc = entryManager()->attachPolicer(
-         unit(), rule.entryId(), rule.efpActions().policerId(), Karvel::PolicerAttach::single );
+   const bool isAttached = checked( "attachPolicer", entryId,
+         { "attachPolicer( unit(), entryId, policerId )",
+               entryManager()->attachPolicer( unit(), rule.entryId(),
+                     rule.efpActions().policerId(), Karvel::PolicerAttach::single ) } );
    const bool isRedDropped = checked( "attachPolicer", entryId,
          KARVEL_SDK_OUTCOME(
                trace, bcm_field_action_add, ( unit(), entryId, bcmFieldActionRpDrop, 0, 0 ) ) );
-   return rc >= 0 && isRedDropped;
+   return isAttached && isRedDropped;
 }
 
 Shim::Rc EfpProgrammerFeatureSm::installEntry( uint32_t entryId ) {
@@ -350,6 +354,7 @@ bool EfpProgrammerFeatureSm::checked(
       const char* handler, int entryId, const Karvel::SdkOutcome& outcome ) const {
    const auto& [ callText, rc ] = outcome;
    if ( rc < 0 ) {
+      Karvel::keepSdkRefusal( outcome );
       DUOLOG_IN( trace, 0, "EfpProgrammerFeatureSm::" << handler,
             " EfpFeature: " << feature() << " EntryId: " << entryId << " API ERROR:" << callText
                             << " (rc:" << rc << ")" );

@@ -7,6 +7,8 @@ namespace {
 
 Duolog::Handle trace( "IfpFeatureSm" );
 
+bool isOfAcl( const IfpRuleData& rule ) { return !( rule.aclKey() == Ixo::AclKey() ); }
+
 } // namespace
 
 IfpFeatureSm::IfpFeatureSm( const IfpKey& key, Zol::Ptr< IfpConfig > ifpConfig,
@@ -71,11 +73,22 @@ void IfpFeatureSm::updateRules() {
 }
 
 void IfpFeatureSm::updateRule( const IfpRuleData& rule, Pass& pass ) {
-   if ( smEntryToSdkEntryHas( rule.entryId() ) ) {
+   const bool isPresent = smEntryToSdkEntryHas( rule.entryId() );
+   if ( isPresent && hasOtherKind( rule ) ) {
+      releaseRule( rule.entryId() );
+      createRule( rule, pass );
+   } else if ( isPresent ) {
       reviseRule( rule, pass );
    } else {
       createRule( rule, pass );
    }
+}
+
+// Whether the number of this rule was one of another kind. What it was given does not serve then:
+// the id of an ACL's rule need not be an entry of the chip.
+bool IfpFeatureSm::hasOtherKind( const IfpRuleData& rule ) const {
+   const uint32_t baseEntry = smEntryToSdkEntry( rule.entryId() ).entry().begin().key();
+   return isOfAcl( ifpConfig()->rules( baseEntry ) ) != isOfAcl( rule );
 }
 
 void IfpFeatureSm::reviseRule( const IfpRuleData& rule, Pass& pass ) {

@@ -34,17 +34,29 @@ Acl::IpFilter withoutL4( Acl::IpFilter filter ) {
    return filter;
 }
 
-// What later fragments have to match to belong to a rule. They have no ports, so a rule that
-// names ports alone is for those of every protocol that has them.
-std::vector< Acl::IpFilter > fragmentFilters( const Acl::IpFilter& filter ) {
-   constexpr uint8_t protocolsWithPorts[] = { 6, 17, 132 }; // TCP, UDP and SCTP
+// The protocols of what a rule matches that names none, but something that only they have.
+std::vector< uint8_t > protocolsWith( const Acl::IpFilter& filter, Acl::AclType aclType ) {
+   constexpr uint8_t icmp = 1, tcp = 6, udp = 17, icmp6 = 58, sctp = 132;
+   if ( filter.tcpFlagsMask() != 0 ) {
+      return { tcp };
+   }
+   if ( filter.icmpMask() != 0 ) {
+      return { aclType == Acl::ipv6() ? icmp6 : icmp };
+   }
+   return { tcp, udp, sctp };
+}
+
+// What later fragments have to match to belong to a rule. They have no layer-4 header, so a rule
+// that names fields of it alone is for those of every protocol that has them.
+std::vector< Acl::IpFilter > fragmentFilters(
+      const Acl::IpFilter& filter, Acl::AclType aclType ) {
    Acl::IpFilter l3 = withoutL4( filter );
    l3.fragmentsIs( Acl::Fragments::later );
    if ( l3.protoMask() != 0 ) {
       return { l3 };
    }
    std::vector< Acl::IpFilter > filters;
-   for ( const uint8_t protocol : protocolsWithPorts ) {
+   for ( const uint8_t protocol : protocolsWith( filter, aclType ) ) {
       l3.protoIs( protocol );
       l3.protoMaskIs( 0xff );
       filters.push_back( l3 );
@@ -234,7 +246,7 @@ Ixo::AclCreateError IfpProgrammerMtpSm::createMirroringIpAclRule(
    // mirrored with it. A rule that denies does not decide on what it cannot see.
    if ( ruleConfig.action() == Acl::RuleAction::permit && filter.matchesL4() &&
          filter.fragments() == Acl::Fragments::any ) {
-      for ( const Acl::IpFilter& fragments : fragmentFilters( filter ) ) {
+      for ( const Acl::IpFilter& fragments : fragmentFilters( filter, aclType ) ) {
          if ( result.error() == Ixo::aclCreateErrorNone() &&
                checkMirroringIpFragRule( build, ruleConfig, fragments, ruleNum ) ) {
             result = createMirroringIpFragRule(

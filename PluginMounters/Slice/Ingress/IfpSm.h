@@ -57,6 +57,7 @@ class IfpFeatureSm : public Zol::EntitySm {
       bool allocationFailure = false;
    };
    void updateRule( const IfpRuleData& rule, Pass& pass );
+   bool hasOtherKind( const IfpRuleData& rule ) const;
    void reviseRule( const IfpRuleData& rule, Pass& pass );
    void createRule( const IfpRuleData& rule, Pass& pass );
    void releaseStaleRules( Pass& pass );
