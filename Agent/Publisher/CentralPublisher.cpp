@@ -466,9 +466,8 @@ std::optional< SessionOutcome > CentralPublisher::refusal( const std::string& se
    return at == refusals_.end() ? std::nullopt : std::optional( at->second );
 }
 
-std::optional< std::string > CentralPublisher::problem( Mtp mtp ) const {
-   const std::optional< Refusal > refusal = chip_.destinationRefusal( mtp );
-   return refusal ? std::optional( refusal->toString() ) : std::nullopt;
+std::optional< Refusal > CentralPublisher::targetRefusal( Mtp mtp ) const {
+   return chip_.destinationRefusal( mtp );
 }
 
 } // namespace Agent

@@ -55,7 +55,7 @@ class CentralPublisher {
    // Why a session of this chip has no destination; none if it has.
    std::optional< SessionOutcome > refusal( const std::string& session ) const;
    // Why a destination could not be set up in the chip; none if it was.
-   std::optional< std::string > problem( Mtp mtp ) const;
+   std::optional< Refusal > targetRefusal( Mtp mtp ) const;
    // Why one of its ACLs could not be; none if all were.
    std::optional< SessionOutcome > aclProblem( Mtp mtp ) const;
    // Whether tunnels have their GRE keys; not with the toggle off.

@@ -35,6 +35,12 @@ SessionOutcome failureOf(
    return failedBecause( refusal, isFull ? SessionCause::entries : SessionCause::refusedCall );
 }
 
+// What the agent's own write to the chip was refused.
+SessionOutcome failureOf( SessionCause cause, const Refusal& refusal ) {
+   return { SessionPhase::failed, cause, refusal.toString(),
+      Karvel::SdkRefusal{ refusal.call, refusal.code } };
+}
+
 // Why copies are not limited as they should be; none if they are.
 std::optional< SessionOutcome > rateProblem( const Slice& slice, const WantedMtp& wanted ) {
    const auto rules = wanted.egressRules();
@@ -58,8 +64,8 @@ void judge(
    state.held.push_back( { slice.host.unit(), mtp, use.direction, programmed, wanted.route } );
    SessionOutcome& outcome = state;
    const bool portsFailed = isFailure( slice.host.portStatus( mtp ) );
-   if ( auto problem = slice.publisher.problem( mtp ) ) {
-      outcome = { SessionPhase::failed, SessionCause::destination, *problem, {} };
+   if ( auto refusal = slice.publisher.targetRefusal( mtp ) ) {
+      outcome = failureOf( SessionCause::destination, *refusal );
    } else if ( auto aclProblem = slice.publisher.aclProblem( mtp ) ) {
       outcome = *aclProblem;
    } else if ( isFailure( programmed ) ) {
@@ -182,11 +188,6 @@ std::set< std::string > sourcesOf( const SessionConfig& session ) {
    return names;
 }
 
-SessionOutcome outcomeOf( const Refusal& refusal ) {
-   return { SessionPhase::failed, SessionCause::forwarding, refusal.toString(),
-      Karvel::SdkRefusal{ refusal.call, refusal.code } };
-}
-
 } // namespace
 
 std::optional< SessionOutcome > forwardingTrouble(
@@ -199,7 +200,7 @@ std::optional< SessionOutcome > forwardingTrouble(
    }
    for ( const std::string& interface : needed ) {
       if ( auto refusal = refusalOf( interface, of ) ) {
-         return outcomeOf( *refusal );
+         return failureOf( SessionCause::forwarding, *refusal );
       }
    }
    if ( leavesByInterface ) {

@@ -41,8 +41,7 @@ constexpr std::array causes{
    SessionCauseRow{
          SessionCause::policers, "policers", "the chip has no policers left for it" },
    SessionCauseRow{ SessionCause::refusedCall, "refused-call", "the chip refused" },
-   SessionCauseRow{
-         SessionCause::destination, "destination", "mirror destination could not be" },
+   SessionCauseRow{ SessionCause::destination, "destination", "" },
    SessionCauseRow{ SessionCause::unkeyed, "unkeyed", "its copies have no GRE key" },
    SessionCauseRow{ SessionCause::headers, "headers",
          "its copies cannot be read: the chip refused a part of what GRE keys need" },

@@ -270,6 +270,7 @@ PORT_SCENARIO( RefusedCall, FailsItsSessionWhichIsTriedAgain ) {
       rig.setSpan( "b", "Ethernet4,Ethernet40", "Ethernet24", "RX" );
       EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::failed );
       EXPECT_EQ( rig.session( "b" ).cause, cause ) << rig.session( "b" ).reason;
+      EXPECT_EQ( rig.session( "b" ).refusal->what, call );
       rig.runtime.advance( 40 );
       EXPECT_EQ( rig.session( "b" ).phase, SessionPhase::active );
       EXPECT_EQ( rig.copied( "Ethernet4", frame( 2, 1 ), "Ethernet24" ), 1U );
